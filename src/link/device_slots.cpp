@@ -1,0 +1,105 @@
+#include "link/device_slots.h"
+
+#include <algorithm>
+
+#include "base/operator.h"
+#include "store/capture_database.h"
+#include "store/schema.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kSerialKey = u"DevSerial"_s;
+const QString kSingleTwoChannelKey = u"VRQ5806"_s;
+constexpr const char* kSingleTwoChannelText = "999998";
+const QString kVirtualDevice = u"999999"_s;
+
+/// Slots are counted from 0 in the names of their sections.
+QString SectionOf(int slot) {
+    return QString::number(slot - 1);
+}
+
+}  // namespace
+
+QString SlotLetter(int slot) {
+    return QString(QChar(u'A' + slot - 1));
+}
+
+std::optional<int> SlotOfLetter(const QString& letter) {
+    if (letter.size() != 1) return std::nullopt;
+    const int slot = letter.front().toUpper().unicode() - u'A' + 1;
+    return slot >= 1 && slot <= kSlots ? std::optional(slot) : std::nullopt;
+}
+
+DeviceSlots::DeviceSlots(SettingsStore& settings, const CaptureDatabase& database)
+    : settings_(settings), database_(database) {
+    Load();
+    connect(&settings, &SettingsStore::Changed, this, &DeviceSlots::Load);
+}
+
+void DeviceSlots::Load() {
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        bound_[static_cast<std::size_t>(slot - 1)] =
+            settings_.GetSetting(kSerialKey, {}, SectionOf(slot)).trimmed().toStdString();
+    }
+    singleTwoChannel_ = settings_.GetBool(kSingleTwoChannelKey, false);
+}
+
+std::string DeviceSlots::RoutingText(const RealtimePacket& packet) const {
+    if (singleTwoChannel_ && packet.kind != &kFiveChannel) return kSingleTwoChannelText;
+    return packet.SerialText();
+}
+
+int DeviceSlots::Choose(std::string_view serialText) const {
+    int slot = kNoSlot;
+    for (int i = 0; i < kSlots; ++i) {
+        if (bound_[static_cast<std::size_t>(i)] == serialText) slot = i + 1;
+    }
+    return slot;
+}
+
+QString DeviceSlots::Bound(int slot) const {
+    return QString::fromStdString(bound_[static_cast<std::size_t>(slot - 1)]);
+}
+
+QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
+    const auto entered = co_await op.AskText(
+        u"Enter the energy monitor's serial number in the box. To clear the current value, hit space-bar to "
+        u"enter a "
+        "space."_s);
+    if (!entered.has_value()) co_return Outcome::Success();  // given up: nothing changes
+    const QString text = entered->trimmed();
+    const bool isNumber = std::ranges::all_of(text, [](QChar c) { return c >= u'0' && c <= u'9'; });
+    if (!isNumber || text.size() > 8) {
+        co_return Outcome::Failure(u"A serial number is made of up to eight digits, for example 301234."_s);
+    }
+    if (text == kVirtualDevice) {
+        co_return Outcome::Failure(u"999999 is the virtual device and cannot be bound."_s);
+    }
+    settings_.SaveSetting(kSerialKey, text, SectionOf(slot));
+    co_return SaveToDatabase(slot, text);
+}
+
+Outcome DeviceSlots::SaveToDatabase(int slot, const QString& text) const {
+    const std::string id = std::to_string(slot);
+    const auto run = [this](const std::string& statement) { return database_.Run(statement); };
+    const QueryResult row = run("SELECT  deviceaddress FROM applicationinfo WHERE id = '" + id + "' ");
+    QueryResult done = row;
+    if (row.Ok() && row.rows.empty()) {
+        done = run(sql::NewDeviceRow(
+            id, "", {"no label", "no label", "no label", "no label", "no label", "no label", "no label"}));
+    }
+    if (done.Ok()) {
+        done = run("UPDATE applicationinfo SET deviceaddress = " + SqlQuoted(text.toStdString()) +
+                   "  WHERE id = '" + id + "'");
+    }
+    if (done.Ok()) return Outcome::Success();
+    return Outcome::Failure(u"The serial number is in force, but the database could not be told: "_s +
+                            QString::fromStdString(done.errorText));
+}
+
+}  // namespace corvane

@@ -1,0 +1,63 @@
+// The six device slots, and which monitor each of them answers to.
+#pragma once
+
+#include <QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/outcome.h"
+#include "link/packet.h"
+
+namespace corvane {
+
+class CaptureDatabase;
+class Operator;
+class SettingsStore;
+
+inline constexpr int kSlots = 6;
+inline constexpr int kNoSlot = 7;
+
+/// "A".."F" for slot 1..6.
+[[nodiscard]] QString SlotLetter(int slot);
+
+/// 1..6 for "A".."F", in either case; nothing for any other text.
+[[nodiscard]] std::optional<int> SlotOfLetter(const QString& letter);
+
+class DeviceSlots : public QObject {
+    Q_OBJECT
+
+public:
+    DeviceSlots(SettingsStore& settings, const CaptureDatabase& database);
+
+    /// The serial text by which a packet is routed: its own, or "999998" for a packet that is not a
+    /// five-channel one while the setting `VRQ5806` is 1 (a single two-channel monitor, whatever its serial
+    /// number).
+    [[nodiscard]] std::string RoutingText(const RealtimePacket& packet) const;
+
+    /// The slot 1..6 that is bound to `serialText`, or `kNoSlot`. Where two are, the last one wins, on
+    /// purpose.
+    [[nodiscard]] int Choose(std::string_view serialText) const;
+
+    /// The text that slot 1..6 answers to; empty where nothing is bound.
+    [[nodiscard]] QString Bound(int slot) const;
+
+    /// Asks for the serial number of a slot and keeps it in the settings and in the slot's database row. A
+    /// blank clears it.
+    QCoro::Task<Outcome> EnterSerial(int slot, Operator& op);
+
+private:
+    void Load();
+    Outcome SaveToDatabase(int slot, const QString& text) const;
+
+    SettingsStore& settings_;
+    const CaptureDatabase& database_;
+    std::array<std::string, kSlots> bound_;
+    bool singleTwoChannel_ = false;
+};
+
+}  // namespace corvane

@@ -1,0 +1,110 @@
+// The framer: bytes of five receive streams become whole, checked packets.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "link/packet.h"
+
+namespace corvane {
+
+/// Receive streams. Each is framed on its own, whatever the others do.
+inline constexpr int kStreams = 5;
+inline constexpr int kStreamTcpA = 0;
+inline constexpr int kStreamSerialA = 1;
+inline constexpr int kStreamTcpB = 2;
+inline constexpr int kStreamSerialB = 3;
+inline constexpr int kStreamSerialC = 4;
+
+/// A place that accepted packets are forwarded to, byte for byte as they came.
+class PacketDestination {
+public:
+    virtual ~PacketDestination() = default;
+    virtual void Forward(std::span<const std::uint8_t> packet) = 0;
+};
+
+/// Where accepted packets end: the measurement. `packet` is valid during the call only.
+class PacketReceiver {
+public:
+    virtual ~PacketReceiver() = default;
+    virtual void DisplayData(int stream, std::span<const std::uint8_t> packet) = 0;
+};
+
+class Framer {
+public:
+    static constexpr std::size_t kRawTextKept = 64 * 1024;  ///< bytes; older ones are dropped
+
+    explicit Framer(PacketReceiver& receiver) : receiver_(receiver) {}
+
+    /// Takes the next byte of stream 0..4. There is no time-out: a packet cut short takes in what follows
+    /// until it is long enough, and is then judged by its checksum.
+    void ProcessByte(int stream, std::uint8_t byte) {
+        Stream& s = streams_[static_cast<std::size_t>(stream)];
+        if (s.rawDisplay) KeepRaw(s, byte);
+        if (s.kind == nullptr) {
+            Hunt(s, byte);
+            return;
+        }
+        s.packet[s.count++] = byte;
+        if (s.count < s.kind->length) {
+            s.sum = static_cast<std::uint8_t>(s.sum + byte);
+            return;
+        }
+        Finish(stream, s);
+    }
+
+    /// Kept for callers of old; the length follows from the packet's header.
+    void SetPacketLength() {}
+
+    /// Adds a destination; they are served in the order of their adding, before the receiver. Not owned.
+    void AddDestination(PacketDestination& destination) { destinations_.push_back(&destination); }
+
+    /// While set, no packet is opened on the stream, because its monitor is answering a command. A packet
+    /// that is open already goes on being collected.
+    void SetPacketHold(int stream, bool hold) { At(stream).packetHold = hold; }
+    [[nodiscard]] bool PacketHold(int stream) const { return At(stream).packetHold; }
+
+    /// Whether the stream's bytes are kept for being looked at, as they come in and before framing.
+    void SetRawDisplay(int stream, bool on);
+    [[nodiscard]] const std::string& RawText(int stream) const { return At(stream).rawText; }
+
+    /// The kind of the stream's last header; null before the first one.
+    [[nodiscard]] const PacketKind* LastKind(int stream) const { return At(stream).lastKind; }
+
+    [[nodiscard]] std::uint32_t BadPackets() const { return badPackets_; }
+    [[nodiscard]] std::uint64_t GoodPackets() const { return goodPackets_; }
+
+private:
+    struct Stream {
+        const PacketKind* kind = nullptr;  ///< of the packet that is open; null while hunting for a header
+        const PacketKind* lastKind = nullptr;
+        std::size_t count = 0;    ///< bytes held, header included
+        std::uint8_t sum = 0;     ///< of the bytes held, modulo 256
+        std::uint8_t oldest = 0;  ///< the header window: the last bytes seen while hunting
+        std::uint8_t previous = 0;
+        std::uint8_t newest = 0;
+        bool packetHold = false;
+        bool rawDisplay = false;
+        std::array<std::uint8_t, kLongestPacket> packet{};
+        std::string rawText;
+    };
+
+    [[nodiscard]] Stream& At(int stream) { return streams_[static_cast<std::size_t>(stream)]; }
+    [[nodiscard]] const Stream& At(int stream) const { return streams_[static_cast<std::size_t>(stream)]; }
+
+    static void KeepRaw(Stream& s, std::uint8_t byte);
+    static void Hunt(Stream& s, std::uint8_t byte);
+    static void Open(Stream& s, const PacketKind& kind);
+    void Finish(int stream, Stream& s);
+
+    PacketReceiver& receiver_;
+    std::vector<PacketDestination*> destinations_;
+    std::array<Stream, kStreams> streams_;
+    std::uint32_t badPackets_ = 0;
+    std::uint64_t goodPackets_ = 0;
+};
+
+}  // namespace corvane

@@ -1,0 +1,154 @@
+#include "link/tcp_link.h"
+
+#include <utility>
+
+#include "base/clock.h"
+#include "base/status_board.h"
+#include "link/framer.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kPortKey = u"TcpPort"_s;
+const QString kLatchKey = u"LatchDisconnect"_s;
+
+}  // namespace
+
+const TcpLink::Identity TcpLink::kA = {u'A', kStreamTcpA, 8080, false};
+const TcpLink::Identity TcpLink::kB = {u'B', kStreamTcpB, 8083, true};
+
+TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settings, StatusBoard& board,
+                 ErrorLog& errorLog, Clock& clock)
+    : identity_(identity),
+      framer_(framer),
+      settings_(settings),
+      board_(board),
+      errorLog_(errorLog),
+      socket_(clock),
+      latched_(settings.GetBool(Key(kLatchKey), false)) {
+    socket_.ReplaceSilentPeerAfter(kSilentPeer);
+    connect(&socket_, &TcpSocket::Connected, this, &TcpLink::OnConnected);
+    connect(&socket_, &TcpSocket::DataArrival, this, &TcpLink::OnData);
+    connect(&socket_, &TcpSocket::PeerClosed, this, &TcpLink::OnPeerClosed);
+    connect(&socket_, &TcpSocket::StateChanged, this, &TcpLink::OnStateChanged);
+    connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
+        errorLog_.LogError(0, u"The gateway at %1 does not read what is sent to it."_s.arg(peer),
+                           u"TCP Server "_s + identity_.letter);
+    });
+    connect(&clock, &Clock::SecondPassed, this, &TcpLink::OnSecond);
+}
+
+void TcpLink::StartUp() {
+    if (!latched_) Begin();
+}
+
+void TcpLink::Listen() {
+    latched_ = false;
+    settings_.SaveSetting(Key(kLatchKey), false);
+    lastFailure_.clear();
+    Begin();
+}
+
+void TcpLink::Disconnect() {
+    latched_ = true;
+    settings_.SaveSetting(Key(kLatchKey), true);
+    countdown_ = 0;
+    socket_.Close();
+}
+
+Outcome TcpLink::SetPort(const QString& text) {
+    bool isNumber = false;
+    const double port = text.trimmed().toDouble(&isNumber);
+    if (!isNumber) return Outcome::Failure(u"Must be a numeric value"_s);
+    if (port < kLeastPort || port > kMostPort || port != static_cast<int>(port)) {
+        return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
+    }
+    settings_.SaveSetting(Key(kPortKey), QString::number(static_cast<int>(port)));
+    return Outcome::Success();
+}
+
+bool TcpLink::ConnectsOut() const {
+    return identity_.canConnectOut && settings_.GetSetting(Key(u"TcpMode"_s)) == "client"_L1;
+}
+
+void TcpLink::Begin() {
+    const auto port = static_cast<std::uint16_t>(
+        settings_.GetNumber(Key(kPortKey), identity_.defaultPort, kLeastPort, kMostPort));
+    if (ConnectsOut()) {
+        socket_.Connect(settings_.GetSetting(Key(u"TcpHost"_s), u"127.0.0.1"_s), port);
+    } else {
+        socket_.Listen(port);
+    }
+}
+
+void TcpLink::OnConnected() {
+    sawData_ = false;
+    lastFailure_.clear();
+    board_.AddLine(u"         Connected"_s);
+}
+
+void TcpLink::OnData(QByteArrayView data) {
+    if (!sawData_) {
+        sawData_ = true;
+        board_.AddLine(u"     Connected to Ethernet Gateway."_s);
+    }
+    activity_ = true;
+    // What comes while a command holds the stream is the command's, and never a packet.
+    if (framer_.PacketHold(identity_.stream)) return;
+    for (const char c : data)
+        framer_.ProcessByte(identity_.stream, static_cast<std::uint8_t>(c));
+}
+
+void TcpLink::OnPeerClosed() {
+    board_.AddLine(u"TCP Server Closing"_s);
+    board_.AddLine(u"      TCP Server %1 Closing"_s.arg(identity_.letter));
+    board_.AddLine(u"      TCP Server %1 Closed"_s.arg(identity_.letter));
+}
+
+void TcpLink::OnStateChanged(SocketState state) {
+    if (latched_) return;
+    const bool down = state == SocketState::Closed || state == SocketState::Error;
+    countdown_ = down ? kReconnectSeconds : 0;
+    // Tried again every few seconds, but said once.
+    if (state == SocketState::Error && socket_.ErrorText() != lastFailure_) {
+        lastFailure_ = socket_.ErrorText();
+        board_.AddLine(u"     TCP Server %1: %2"_s.arg(identity_.letter).arg(lastFailure_));
+    }
+}
+
+void TcpLink::OnSecond() {
+    if (countdown_ == 0) return;
+    --countdown_;
+    if (countdown_ == 0) Begin();
+}
+
+QString TcpLink::Caption() const {
+    switch (socket_.State()) {
+        case SocketState::Closed:
+        case SocketState::Error:
+            return u"Listen"_s;
+        case SocketState::Connected:
+            return u"Connected"_s;
+        default:
+            return u"Stop Listening"_s;
+    }
+}
+
+QString TcpLink::Notice() const {
+    if (latched_) return u"Disconnected"_s;
+    if (socket_.State() == SocketState::Error && socket_.AddressInUse())
+        return u"Wait 4 Minutes to Release Port"_s;
+    if (countdown_ > 0) return u"Reconnecting in %1 sec."_s.arg(countdown_);
+    return {};
+}
+
+bool TcpLink::TakeActivity() {
+    return std::exchange(activity_, false);
+}
+
+}  // namespace corvane

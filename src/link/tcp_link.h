@@ -1,0 +1,98 @@
+// TCP Server A and B: where a monitor's Ethernet gateway connects, or B connects out to it.
+#pragma once
+
+#include <QByteArrayView>
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+
+#include "base/outcome.h"
+#include "link/tcp_socket.h"
+
+namespace corvane {
+
+class Clock;
+class ErrorLog;
+class Framer;
+class SettingsStore;
+class StatusBoard;
+
+/// Feeds what the gateway sends to the framer, on the link's own stream. After the peer's close or an error
+/// it counts down and starts again, unless the user has disconnected it (setting `LatchDisconnectA` or `B`).
+class TcpLink : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int kLeastPort = 10;
+    static constexpr int kMostPort = 65534;
+    static constexpr int kReconnectSeconds = 5;
+    static constexpr std::int64_t kSilentPeer = 30'000;  ///< ms after which a new gateway takes the place
+
+    struct Identity {
+        QChar letter;
+        int stream;
+        int defaultPort;
+        bool canConnectOut;
+    };
+    static const Identity kA;  ///< stream 0, port 8080
+    static const Identity kB;  ///< stream 2, port 8083
+
+    TcpLink(const Identity& identity, Framer& framer, SettingsStore& settings, StatusBoard& board,
+            ErrorLog& errorLog, Clock& clock);
+
+    /// Listens, or connects out, unless latched. Called once when the program starts.
+    void StartUp();
+
+    /// The Listen button: clears the latch and begins anew on the configured port.
+    void Listen();
+
+    /// The Disconnect button: closes and sets the latch.
+    void Disconnect();
+
+    /// Checks and saves the text of the port entry; it is used from the next Listen on.
+    Outcome SetPort(const QString& text);
+
+    /// Sends to the gateway. False where none is connected.
+    bool SendText(QByteArrayView text) { return socket_.SendText(text); }
+
+    [[nodiscard]] QChar Letter() const { return identity_.letter; }
+    [[nodiscard]] SocketState State() const { return socket_.State(); }
+    [[nodiscard]] std::uint16_t LocalPort() const { return socket_.LocalPort(); }
+
+    /// The state's text, which `WinsockStateDisplay` shows beside the link.
+    [[nodiscard]] QString WinsockStateDisplay() const { return SocketStateText(socket_.State()); }
+
+    /// The button's caption: "Listen", "Stop Listening" or "Connected".
+    [[nodiscard]] QString Caption() const;
+
+    /// "Disconnected", "Reconnecting in 5 sec.", "Wait 4 Minutes to Release Port", or empty.
+    [[nodiscard]] QString Notice() const;
+
+    /// Whether data came in since this was last asked.
+    [[nodiscard]] bool TakeActivity();
+
+private:
+    [[nodiscard]] QString Key(const QString& name) const { return name + identity_.letter; }
+    [[nodiscard]] bool ConnectsOut() const;
+    void Begin();
+    void OnConnected();
+    void OnData(QByteArrayView data);
+    void OnPeerClosed();
+    void OnStateChanged(SocketState state);
+    void OnSecond();
+
+    const Identity& identity_;
+    Framer& framer_;
+    SettingsStore& settings_;
+    StatusBoard& board_;
+    ErrorLog& errorLog_;
+    TcpSocket socket_;
+    bool latched_;
+    int countdown_ = 0;  ///< seconds to the next attempt; 0 = none is due
+    bool sawData_ = false;
+    bool activity_ = false;
+    QString lastFailure_;
+};
+
+}  // namespace corvane

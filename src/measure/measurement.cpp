@@ -1,0 +1,160 @@
+#include "measure/measurement.h"
+
+#include <limits>
+
+#include "base/clock.h"
+#include "measure/readings_sink.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+/// Where one of a slot's nine counters comes from, and the key under which its carry is kept.
+struct Measurement::CounterSource {
+    std::size_t channel;
+    EnergyCounter ChannelReadings::*counter;
+    Field field;
+    QLatin1StringView carryKey;
+
+    [[nodiscard]] EnergyCounter& Of(DeviceReadings& readings) const {
+        return readings.channels[channel].*counter;
+    }
+
+    static const std::array<CounterSource, 9> kAll;
+};
+
+constexpr std::array<Measurement::CounterSource, 9> Measurement::CounterSource::kAll = {{
+    {0, &ChannelReadings::absolute, Field::Ch1Absolute, "Roll1A"_L1},
+    {1, &ChannelReadings::absolute, Field::Ch2Absolute, "Roll2A"_L1},
+    {0, &ChannelReadings::polarized, Field::Ch1Polarized, "Roll1P"_L1},
+    {1, &ChannelReadings::polarized, Field::Ch2Polarized, "Roll2P"_L1},
+    {2, &ChannelReadings::absolute, Field::Aux1, "Roll3"_L1},
+    {3, &ChannelReadings::absolute, Field::Aux2, "Roll4"_L1},
+    {4, &ChannelReadings::absolute, Field::Aux3, "Roll5"_L1},
+    {5, &ChannelReadings::absolute, Field::Aux4, "Roll6"_L1},
+    {6, &ChannelReadings::absolute, Field::Aux5, "Roll7"_L1},
+}};
+
+namespace {
+
+const QString kLineToLineKey = u"VoltX2"_s;
+constexpr int kMostCarry = std::numeric_limits<std::int16_t>::max();
+constexpr int kLeastCarry = std::numeric_limits<std::int16_t>::min();
+
+/// Hundredths of an ampere, rounded to one decimal, halves up.
+float OneDecimalAmps(std::uint64_t hundredths) {
+    return static_cast<float>((hundredths + 5) / 10) / 10.0F;
+}
+
+}  // namespace
+
+Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog,
+                         const Clock& clock)
+    : slots_(slots), settings_(settings), errorLog_(errorLog), clock_(clock) {
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
+        readings.slot = slot;
+        for (const CounterSource& source : CounterSource::kAll) {
+            source.Of(readings).fiveByte = Layout(source.field).width == 5;
+        }
+    }
+    LoadCarries();
+    OnSettingChanged(kLineToLineKey);
+    connect(&settings, &SettingsStore::Changed, this,
+            [this](const QString&, const QString& key) { OnSettingChanged(key); });
+}
+
+void Measurement::OnSettingChanged(const QString& key) {
+    if (key.compare(kLineToLineKey, Qt::CaseInsensitive) == 0) {
+        voltFactor_ = settings_.GetBool(kLineToLineKey, false) ? 2 : 1;
+    } else if (key.startsWith("Roll"_L1, Qt::CaseInsensitive)) {
+        LoadCarries();
+    }
+}
+
+void Measurement::LoadCarries() {
+    for (DeviceReadings& readings : readings_) {
+        const QString section = QString::number(readings.slot);
+        for (const CounterSource& source : CounterSource::kAll) {
+            source.Of(readings).carry = static_cast<std::int16_t>(
+                settings_.GetNumber(source.carryKey, 0, kLeastCarry, kMostCarry, section));
+        }
+    }
+}
+
+void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
+    const RealtimePacket packet = DecodePacket(stream, bytes);
+    const std::string serial = slots_.RoutingText(packet);
+    const int slot = slots_.Choose(serial);
+    if (slot == kNoSlot) return;
+    DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
+    if (readings.serial != serial) {
+        // Another monitor than before: its counters have nothing to do with what was seen.
+        readings.serial = serial;
+        readings.seconds.reset();
+    }
+    readings.kind = packet.kind;
+    readings.time = clock_.Now();
+    readings.volt = packet.Value(Field::Voltage) * voltFactor_;
+    TakeSeconds(readings, static_cast<std::int32_t>(packet.Raw(Field::Seconds)));
+    readings.channels[0].amps = OneDecimalAmps(packet.Raw(Field::Ch1Current));
+    readings.channels[1].amps = OneDecimalAmps(packet.Raw(Field::Ch2Current));
+    for (const CounterSource& source : CounterSource::kAll) {
+        if (packet.kind->hasAux || !Layout(source.field).fiveChannelOnly) {
+            TakeCounter(readings, source, static_cast<double>(packet.Raw(source.field)));
+        } else {
+            source.Of(readings).watts.reset();
+        }
+    }
+    for (ReadingsSink* sink : sinks_)
+        sink->OnReadings(readings);
+}
+
+void Measurement::TakeSeconds(DeviceReadings& readings, std::int32_t seconds) {
+    const auto elapsed =
+        readings.seconds.has_value() ? ElapsedSeconds(*readings.seconds, seconds) : std::nullopt;
+    readings.restart = !elapsed.has_value();
+    readings.elapsed = elapsed.value_or(0);
+    readings.seconds = seconds;
+}
+
+void Measurement::TakeCounter(DeviceReadings& readings, const CounterSource& source, double value) {
+    EnergyCounter& counter = source.Of(readings);
+    counter.watts.reset();
+    counter.current = value;
+    if (readings.restart || !counter.previous.has_value()) {
+        counter.previous = value;
+        return;
+    }
+    // Two packets of the same second: power is reckoned from the earlier one when the next second comes.
+    if (readings.elapsed == 0) return;
+
+    const CounterChange change = JudgeCounter(*counter.previous, value, readings.elapsed, counter.fiveByte);
+    counter.previous = value;
+    if (change.step == CounterStep::Restarted) {
+        readings.counterReset = true;
+        return;
+    }
+    if (change.step == CounterStep::Wrapped) CountWrap(readings.slot, counter, source);
+    counter.watts = WholeWatts(change.wattSeconds, readings.elapsed);
+    if (counter.watts.has_value()) counter.lastWatts = counter.watts;
+}
+
+void Measurement::CountWrap(int slot, EnergyCounter& counter, const CounterSource& source) {
+    if (counter.carry == kMostCarry) {
+        errorLog_.LogError(ErrorLog::kOverflow, u"Overflow"_s,
+                           u"%1 of Device %2 cannot rise any more"_s.arg(source.carryKey, SlotLetter(slot)));
+        return;
+    }
+    ++counter.carry;
+    settings_.SaveSetting(source.carryKey, QString::number(counter.carry), QString::number(slot));
+}
+
+bool Measurement::Online(int slot) const {
+    const DeviceReadings& readings = Readings(slot);
+    return readings.Seen() && clock_.Now().unixSeconds - readings.time.unixSeconds < kOfflineAfter;
+}
+
+}  // namespace corvane

@@ -1,0 +1,64 @@
+// From packets to readings: the owner of every slot's live values and of the carry counters.
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "link/device_slots.h"
+#include "link/framer.h"
+#include "measure/readings.h"
+
+namespace corvane {
+
+class Clock;
+class ErrorLog;
+class ReadingsSink;
+class SettingsStore;
+
+class Measurement : public QObject, public PacketReceiver {
+    Q_OBJECT
+
+public:
+    static constexpr std::int64_t kOfflineAfter = 120;  ///< seconds without a packet
+
+    Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog, const Clock& clock);
+
+    /// Turns an accepted packet of receive stream 0..4 into the readings of its slot and hands them to the
+    /// sinks. A packet whose serial text is bound to no slot ends here.
+    void DisplayData(int stream, std::span<const std::uint8_t> packet) override;
+
+    /// Adds a sink behind those that are there. Not owned.
+    void AddSink(ReadingsSink& sink) { sinks_.push_back(&sink); }
+
+    /// Of slot 1..6.
+    [[nodiscard]] const DeviceReadings& Readings(int slot) const {
+        return readings_[static_cast<std::size_t>(slot - 1)];
+    }
+
+    /// Whether a packet of the slot came within the last two minutes.
+    [[nodiscard]] bool Online(int slot) const;
+
+private:
+    struct CounterSource;
+
+    void OnSettingChanged(const QString& key);
+    void LoadCarries();
+    static void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);
+    void TakeCounter(DeviceReadings& readings, const CounterSource& source, double value);
+    void CountWrap(int slot, EnergyCounter& counter, const CounterSource& source);
+
+    const DeviceSlots& slots_;
+    SettingsStore& settings_;
+    ErrorLog& errorLog_;
+    const Clock& clock_;
+    std::array<DeviceReadings, kSlots> readings_;
+    std::vector<ReadingsSink*> sinks_;
+    int voltFactor_ = 1;  ///< 2 where the meter's volts stand for line to line
+};
+
+}  // namespace corvane

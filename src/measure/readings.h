@@ -1,0 +1,62 @@
+// The live values of a device slot.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "base/local_time.h"
+#include "link/packet.h"
+#include "measure/counters.h"
+
+namespace corvane {
+
+inline constexpr std::size_t kChannels = 7;  ///< CH1, CH2, AUX1..AUX5, in this order everywhere
+inline constexpr std::size_t kMainChannels = 2;
+
+inline constexpr std::array<const char*, kChannels> kChannelNames = {"CH1",  "CH2",  "AUX1", "AUX2",
+                                                                     "AUX3", "AUX4", "AUX5"};
+
+/// One watt-second counter: what the monitor counts, and how often it wrapped.
+struct EnergyCounter {
+    bool fiveByte = true;    ///< a 40-bit counter, else one of 32 bits
+    std::int16_t carry = 0;  ///< wraps so far; kept in the settings
+    double current = 0;      ///< watt-seconds at the last packet
+
+    /// Watt-seconds from which the next power is reckoned; nothing before the first packet.
+    std::optional<double> previous;
+
+    /// Watts since the previous packet; nothing where this packet gave none.
+    std::optional<std::int32_t> watts;
+
+    /// Watts of the last packet that gave any; nothing before the first.
+    std::optional<std::int32_t> lastWatts;
+
+    /// Watt-seconds over all wraps.
+    [[nodiscard]] double Lifetime() const { return carry * CounterSpan(fiveByte) + current; }
+    [[nodiscard]] double Kwh() const { return Lifetime() / kWattSecondsPerKwh; }
+};
+
+struct ChannelReadings {
+    EnergyCounter absolute;
+    EnergyCounter polarized;  ///< of CH1 and CH2 only: energy of one power direction
+    float amps = 0;           ///< of CH1 and CH2 only, one decimal
+};
+
+struct DeviceReadings {
+    int slot = 1;        ///< 1..6
+    std::string serial;  ///< of the last packet; empty before the first
+    const PacketKind* kind = nullptr;
+    LocalTime time;                       ///< of the last packet
+    double volt = 0;                      ///< one decimal
+    std::optional<std::int32_t> seconds;  ///< the monitor's seconds counter
+    std::int32_t elapsed = 0;             ///< seconds since the packet before; 0 where unknown
+    bool restart = false;                 ///< this packet may not yield watts
+    bool counterReset = false;  ///< a watt-second counter was found to have restarted, now or before
+    std::array<ChannelReadings, kChannels> channels;
+
+    [[nodiscard]] bool Seen() const { return !serial.empty(); }
+};
+
+}  // namespace corvane

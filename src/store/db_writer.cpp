@@ -1,0 +1,101 @@
+#include "store/db_writer.h"
+
+#include "base/clock.h"
+#include "base/local_time.h"
+#include "store/capture_database.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kFrequencyKey = u"DBwriteFrequency"_s;
+const QString kEnabledKey = u"DBenabled"_s;
+constexpr int kDefaultFrequency = 10;
+constexpr int kLeastFrequency = 1;
+constexpr int kMostFrequency = 60;
+
+}  // namespace
+
+DbWriter::DbWriter(CaptureDatabase& database, SettingsStore& settings, ErrorLog& errorLog, Clock& clock)
+    : database_(database),
+      settings_(settings),
+      errorLog_(errorLog),
+      clock_(clock),
+      writeFrequency_(static_cast<std::uint8_t>(
+          settings.GetNumber(kFrequencyKey, kDefaultFrequency, kLeastFrequency, kMostFrequency))),
+      enabled_(settings.GetBool(kEnabledKey, true)) {
+    connect(&clock, &Clock::SecondPassed, this, &DbWriter::Timer6);
+}
+
+void DbWriter::WriteSQL(const std::string& statement) {
+    if (!buffer_.Append(statement + ";")) {
+        lastDbMessage_ = u"  DB Pointer at MAX = "_s + QString::number(DbBuffer::kMax);
+        errorLog_.LogError(0, u"The queue of the database is full; a record was lost."_s, lastDbMessage_);
+    }
+    if (writeCountdown_ == 0 && !maintenanceBusy_) Burst();
+}
+
+void DbWriter::Burst() {
+    do {
+        const auto connection = database_.Open();
+        if (!connection) return;  // the queue waits for the next call
+        const QueryResult result = connection.GetTable(buffer_.Oldest());
+        if (!result.Ok()) {
+            NoteFailure(result.errorText);
+            return;
+        }
+        indicator_ = Indicator::Green;
+        indicatorText_ = u"DB Write OK"_s;
+        if (buffer_.pointer() > 1) buffer_.DropOldest();
+        if (buffer_.pointer() >= 2) {
+            writeState_ = u"Writing to database"_s;
+        } else {
+            writeCountdown_ = writeFrequency_;
+        }
+    } while (buffer_.pointer() > 1);
+}
+
+void DbWriter::NoteFailure(const std::string& errorText) {
+    lastDbMessage_ = QString::fromStdString(errorText);
+    indicator_ = Indicator::Yellow;
+    indicatorText_.clear();
+    if (errorText == "database is locked") return;  // the whole queue is tried again at the next call
+    // The failed statement stays in slot 1 to be tried again, and the newest is given up for it.
+    buffer_.GiveUpNewest();
+    databaseMessage_ = QString::fromStdString(DateMinuteText(clock_.Now())) + u"   "_s + lastDbMessage_;
+}
+
+void DbWriter::Timer6() {
+    if (writeCountdown_ > 0) --writeCountdown_;
+    writeState_ = writeCountdown_ > 0 ? u"DB write in %1 seconds."_s.arg(writeCountdown_)
+                                      : u"Preparing to write to db"_s;
+}
+
+QString DbWriter::SetEnabled(bool enabled) {
+    enabled_ = enabled;
+    settings_.SaveSetting(kEnabledKey, enabled);
+    return enabled ? u"Database is Enabled"_s : u"Database is Disabled"_s;
+}
+
+Outcome DbWriter::SetWriteFrequency(const QString& text) {
+    bool isNumber = false;
+    const double seconds = text.trimmed().toDouble(&isNumber);
+    if (!isNumber) return Outcome::Failure(u"Must be a numeric value"_s);
+    if (seconds < kLeastFrequency || seconds > kMostFrequency) {
+        // The text says 3 where 1 is accepted; both stand.
+        return Outcome::Failure(u"Not within acceptable range of 3 to 60 seconds"_s);
+    }
+    writeFrequency_ = static_cast<std::uint8_t>(seconds);
+    settings_.SaveSetting(kFrequencyKey, QString::number(writeFrequency_));
+    return Outcome::Success();
+}
+
+QString DbWriter::BufferText() const {
+    return u"DB Buffer = "_s + QString::number(buffer_.pointer() - 1);
+}
+
+}  // namespace corvane

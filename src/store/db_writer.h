@@ -1,0 +1,91 @@
+// Writes the records of the capture in short bursts, so that the database is seldom open and a reader who
+// holds it locked costs nothing but a delay.
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <cstdint>
+#include <string>
+
+#include "base/outcome.h"
+#include "store/db_buffer.h"
+
+namespace corvane {
+
+class CaptureDatabase;
+class Clock;
+class ErrorLog;
+class Operator;
+class SettingsStore;
+
+/// Owns the queue and the countdown to the next burst. The countdown starts at 0 and is loaded with the write
+/// frequency (1..60 s, setting `DBwriteFrequency`, 10 by default) after each burst that emptied the queue.
+class DbWriter : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Indicator { None, Green, Yellow };  ///< none yet, last write succeeded, last write failed
+
+    DbWriter(CaptureDatabase& database, SettingsStore& settings, ErrorLog& errorLog, Clock& clock);
+
+    /// Queues one statement and, when the countdown has run out, writes the queue.
+    ///
+    /// A burst leaves the newest statement in slot 1 without dropping it: it is run at the start of the next
+    /// burst. So a statement that comes to an empty queue is run at once and again with the next burst. Both
+    /// are on purpose, and readers of the database allow for it.
+    void WriteSQL(const std::string& statement);
+
+    /// Whether records are handed to `WriteSQL` at all (setting `DBenabled`).
+    [[nodiscard]] bool Enabled() const { return enabled_; }
+
+    /// Saves `DBenabled` and answers with the text of the switch.
+    QString SetEnabled(bool enabled);
+
+    /// Takes the text of the entry field, shows what is wrong with it, and else saves it.
+    Outcome SetWriteFrequency(const QString& text);
+
+    /// While set by a maintenance operation, no burst starts.
+    void SetMaintenanceBusy(bool busy) { maintenanceBusy_ = busy; }
+
+    /// Lets the next call write, whatever the countdown says. Used on closing.
+    void ForceNextBurst() { writeCountdown_ = 0; }
+
+    [[nodiscard]] int Pointer() const { return buffer_.pointer(); }
+    [[nodiscard]] int WriteCountdown() const { return writeCountdown_; }
+    [[nodiscard]] const DbBuffer& Buffer() const { return buffer_; }
+    [[nodiscard]] const QString& LastDbMessage() const { return lastDbMessage_; }
+
+    // The fields of the main screen.
+    [[nodiscard]] QString BufferText() const;  ///< "DB Buffer = " and the count without the newest
+    [[nodiscard]] QString WriteStateText() const { return writeState_; }
+    [[nodiscard]] QString DatabaseMessageText() const {
+        return databaseMessage_;
+    }  ///< last error with its time
+    [[nodiscard]] Indicator WriteIndicator() const { return indicator_; }
+    [[nodiscard]] QString IndicatorText() const { return indicatorText_; }
+
+private:
+    void Timer6();  ///< the tick of the second
+    void Burst();
+    void NoteFailure(const std::string& errorText);
+
+    CaptureDatabase& database_;
+    SettingsStore& settings_;
+    ErrorLog& errorLog_;
+    const Clock& clock_;
+
+    DbBuffer buffer_;
+    std::int16_t writeCountdown_ = 0;  ///< seconds; 0 = the next call writes
+    std::uint8_t writeFrequency_;      ///< seconds between bursts
+    bool maintenanceBusy_ = false;
+    bool enabled_;
+
+    QString lastDbMessage_;
+    QString writeState_;
+    QString databaseMessage_;
+    Indicator indicator_ = Indicator::None;
+    QString indicatorText_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,46 @@
+// The log of errors and lost data: one line a fault, appended to a text file that outlives the program.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include "base/local_time.h"
+
+namespace corvane {
+
+class Clock;
+
+/// Logging never disturbs what goes on: a line that cannot be written is dropped.
+class ErrorLog {
+public:
+    static constexpr int kOverflow = 6;         ///< error number of an arithmetic overflow
+    static constexpr int kLinesListed = 32001;  ///< the viewer takes no more
+
+    /// The log "Errors" + `applicationName` + ".log" in `folder`.
+    ErrorLog(QString folder, QString applicationName, const Clock& clock);
+
+    /// Appends the number, the description, the context and the date and time, separated by tabs. Tabs and
+    /// line ends within a text become blanks, so that an entry stays one line.
+    void LogError(int number, const QString& description, const QString& context);
+
+    /// Appends `first`, ", " and `second` to the older log "errorLog.txt".
+    void LogOld(const QString& first, const QString& second);
+
+    struct Listing {
+        QStringList lines;
+        QString message;  ///< empty, or why lines are missing
+    };
+
+    /// The log's lines, oldest first, as the viewer lists them: at most `kLinesListed`.
+    [[nodiscard]] Listing Load() const;
+
+    /// Full path of the log.
+    [[nodiscard]] QString Path() const;
+
+private:
+    QString folder_;
+    QString applicationName_;
+    const Clock& clock_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,48 @@
+// The tables of the capture database. Dashboards of others read them: every statement stands to the letter.
+#pragma once
+
+#include <QString>
+
+#include <array>
+#include <string>
+
+#include "base/outcome.h"
+
+namespace corvane {
+
+class CaptureDatabase;
+class DbWriter;
+class Operator;
+
+/// How the monitored place is wired: it decides the labels of the virtual device.
+enum class InstallationType { ConsumptionOnly, NetMetering };
+
+namespace sql {
+
+/// The four base tables and the two rows of a fresh file, in the order of their execution.
+extern const std::array<const char*, 6> kNewDatabase;
+extern const char* const kNewMinuteTable;
+extern const char* const kNewPowerTable;
+extern const char* const kNewEnergyTable;
+
+/// The statement that adds row `id` of `applicationinfo` with an address and seven labels.
+[[nodiscard]] std::string NewDeviceRow(const std::string& id, const std::string& address,
+                                       const std::array<std::string, 7>& labels);
+
+}  // namespace sql
+
+/// Makes the tables and rows of a fresh database in the file at `path`, which is made where missing. Stops at
+/// the first error. A table that exists is never overwritten.
+Outcome CreateTables(const std::string& path);
+
+/// Adds the row of the virtual device (id 9, address 999999) where it is missing. An error is shown.
+void CreateVD1(const CaptureDatabase& database, InstallationType type, Operator& op);
+
+/// Adds the table `minutedata` where it is missing, and shows how that went. False where it failed.
+bool CreateNewMinuteTable(const CaptureDatabase& database, Operator& op);
+
+/// Adds `minute_power` and `minute_energy`. Does nothing and says so while the write countdown runs; an error
+/// is shown. True where both are there now because of this call.
+bool CreatePowerTables(const CaptureDatabase& database, const DbWriter& writer, Operator& op);
+
+}  // namespace corvane

@@ -1,0 +1,69 @@
+#include "store/settings_store.h"
+
+#include <QVariant>
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+SettingsStore::SettingsStore(const QString& path)
+#ifdef Q_OS_WIN
+    : settings_(u"Corvane"_s, u"Corvane"_s)
+#else
+    : settings_(path, QSettings::IniFormat)
+#endif
+{
+#ifdef Q_OS_WIN
+    Q_UNUSED(path)
+#endif
+    const QStringList names = settings_.allKeys();
+    for (const QString& name : names)
+        storedNames_.insert(name.toLower(), name);
+}
+
+QString SettingsStore::StoredName(const QString& section, const QString& key) const {
+    const QString name = section + u'/' + key;
+    return storedNames_.value(name.toLower(), name);
+}
+
+QString SettingsStore::GetSetting(const QString& key, const QString& fallback, const QString& section) const {
+    const QVariant value = settings_.value(StoredName(section, key));
+    if (!value.isValid()) return fallback;
+    // A line of the file with commas in it, written by hand without quotes, arrives as a list.
+    return value.toStringList().join(u',');
+}
+
+bool SettingsStore::GetBool(const QString& key, bool fallback, const QString& section) const {
+    const QString text = GetSetting(key, BoolText(fallback), section).trimmed();
+    return text.compare("true"_L1, Qt::CaseInsensitive) == 0 || text == "1"_L1 || text == "-1"_L1;
+}
+
+int SettingsStore::GetNumber(const QString& key, int fallback, int least, int most, const QString& section) {
+    const QString text = GetSetting(key, QString::number(fallback), section);
+    bool isNumber = false;
+    const int number = text.trimmed().toInt(&isNumber);
+    if (isNumber && number >= least && number <= most) return number;
+    Q_EMIT Problem(u"The setting %1 is \"%2\", not a whole number from %3 to %4; %5 is used."_s.arg(key, text)
+                       .arg(least)
+                       .arg(most)
+                       .arg(fallback));
+    return fallback;
+}
+
+void SettingsStore::SaveSetting(const QString& key, const QString& value, const QString& section) {
+    const QString name = StoredName(section, key);
+    storedNames_.insert(name.toLower(), name);
+    settings_.setValue(name, value);
+    settings_.sync();
+    if (settings_.status() != QSettings::NoError) {
+        Q_EMIT Problem(u"The settings could not be saved in %1; %2 = \"%3\" holds for this run only."_s.arg(
+            settings_.fileName(), key, value));
+    }
+    Q_EMIT Changed(section, key);
+}
+
+QString SettingsStore::BoolText(bool value) {
+    return value ? u"True"_s : u"False"_s;
+}
+
+}  // namespace corvane

@@ -1,0 +1,55 @@
+// Every choice of the user, kept between runs as named texts.
+#pragma once
+
+#include <QHash>
+#include <QObject>
+#include <QSettings>
+#include <QString>
+
+namespace corvane {
+
+/// Settings are addressed by section and key, both without regard to case. General settings live in the
+/// section "startup", per-device ones in sections named by a number. On Windows they are the user's registry,
+/// elsewhere an INI file. What a change gives is on disk before `SaveSetting` returns, and a file is replaced
+/// in one step: a reader finds the old one or the new one.
+class SettingsStore : public QObject {
+    Q_OBJECT
+
+public:
+    static inline const QString kStartup = QStringLiteral("startup");
+
+    /// The settings of the file at `path`, which is made at the first change.
+    explicit SettingsStore(const QString& path);
+
+    /// The value, or `fallback` where the key is absent.
+    [[nodiscard]] QString GetSetting(const QString& key, const QString& fallback = {},
+                                     const QString& section = kStartup) const;
+
+    /// "True", "1" and "-1" are true, in any case of letters; anything else is false.
+    [[nodiscard]] bool GetBool(const QString& key, bool fallback, const QString& section = kStartup) const;
+
+    /// A whole number from `least` to `most`. A value that is none is told through `Problem`, stays in the
+    /// file, and `fallback` is used.
+    [[nodiscard]] int GetNumber(const QString& key, int fallback, int least, int most,
+                                const QString& section = kStartup);
+
+    /// Saves at once. A file that cannot be written is told through `Problem`; the value is in force all the
+    /// same, and is written with the next change that succeeds.
+    void SaveSetting(const QString& key, const QString& value, const QString& section = kStartup);
+    void SaveSetting(const QString& key, bool value) { SaveSetting(key, BoolText(value)); }
+
+    /// The text form of a boolean: "True" or "False".
+    [[nodiscard]] static QString BoolText(bool value);
+
+Q_SIGNALS:
+    void Changed(const QString& section, const QString& key);
+    void Problem(const QString& text);
+
+private:
+    [[nodiscard]] QString StoredName(const QString& section, const QString& key) const;
+
+    QSettings settings_;
+    QHash<QString, QString> storedNames_;  ///< "section/key" in lower case -> as the file spells it
+};
+
+}  // namespace corvane

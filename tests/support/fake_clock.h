@@ -1,0 +1,37 @@
+// A clock whose time moves only when a test says so.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/clock.h"
+
+namespace corvane {
+
+class FakeClock final : public Clock {
+    Q_OBJECT
+
+public:
+    /// Starts at 2026-03-02 10:20:30 UTC, a Monday, unless told otherwise.
+    explicit FakeClock(std::int64_t unixSeconds = 1772446830) : startSeconds_(unixSeconds) {}
+
+    [[nodiscard]] LocalTime Now() const override { return LocalTimeAt(startSeconds_ + monotonic_ / 1000); }
+    [[nodiscard]] std::int64_t Monotonic() const override { return monotonic_; }
+
+    /// Lets time pass: pauses end at their very millisecond, and every full second ticks.
+    void Advance(std::int64_t milliseconds);
+    void AdvanceSeconds(std::int64_t seconds) { Advance(seconds * 1000); }
+
+    /// Sets the wall clock without letting time pass, as a user or a time server does.
+    void SetWallClock(std::int64_t unixSeconds) { startSeconds_ = unixSeconds - monotonic_ / 1000; }
+
+    [[nodiscard]] bool SomeoneWaits() const { return HasWaiters(); }
+
+private:
+    void Arm() override {}
+
+    std::int64_t startSeconds_;
+    std::int64_t monotonic_ = 0;
+};
+
+}  // namespace corvane
