@@ -63,6 +63,9 @@ public:
     /// The state's text, which `WinsockStateDisplay` shows beside the link.
     [[nodiscard]] QString WinsockStateDisplay() const { return SocketStateText(socket_.State()); }
 
+    /// What went wrong when the state is `Error`.
+    [[nodiscard]] const QString& ErrorText() const { return socket_.ErrorText(); }
+
     /// The button's caption: "Listen", "Stop Listening" or "Connected".
     [[nodiscard]] QString Caption() const;
 

@@ -1,0 +1,59 @@
+// A command of the control socket: its name and arguments, what it does, and what it answers.
+#pragma once
+
+#include <QCoroTask>
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+
+#include <span>
+#include <utility>
+
+#include "base/outcome.h"
+
+namespace corvane {
+
+class Operator;
+class Program;
+
+/// What a command answers: lines for people and the same as data for programs, or why it failed.
+struct Reply {
+    Outcome outcome = Outcome::Success();
+    QStringList lines = {};
+    QJsonObject data = {};
+
+    static Reply Failure(QString text) { return {.outcome = Outcome::Failure(std::move(text))}; }
+
+    /// One line; its data are {"text": line}.
+    static Reply Line(const QString& line) {
+        return {.lines = {line}, .data = {{QStringLiteral("text"), line}}};
+    }
+
+    /// The failure, or one line.
+    static Reply Of(const Outcome& outcome, const QString& line) {
+        return outcome ? Line(line) : Failure(outcome.Error());
+    }
+};
+
+struct Command {
+    const char* name;
+    const char* arguments;  ///< as help shows them
+    const char* summary;
+    int leastArguments;
+    int mostArguments;
+    bool readOnly;  ///< may run while another command waits for something
+    QCoro::Task<Reply> (*run)(Program& program, QStringList arguments, Operator& op);
+};
+
+// Each subsystem brings its own commands.
+[[nodiscard]] std::span<const Command> GeneralCommands();
+[[nodiscard]] std::span<const Command> LinkCommands();
+[[nodiscard]] std::span<const Command> DeviceCommands();
+
+/// The command of that name; null where there is none.
+[[nodiscard]] const Command* FindCommand(const QString& name);
+
+/// One line per command, in the order of the groups above.
+[[nodiscard]] QStringList CommandHelp();
+
+}  // namespace corvane

@@ -1,0 +1,61 @@
+#include "app/console.h"
+
+#include <cstdio>
+
+#include "base/number_format.h"
+#include "link/device_slots.h"
+#include "measure/readings.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString AnswerText(Answer answer) {
+    switch (answer) {
+        case Answer::Yes:
+            return u"Yes"_s;
+        case Answer::No:
+            return u"No"_s;
+        case Answer::Cancel:
+            return u"Cancel"_s;
+    }
+    return {};
+}
+
+}  // namespace
+
+void Say(const QString& line) {
+    std::puts(line.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+QCoro::Task<Answer> ServiceOperator::Ask(Question question) {
+    Say(u"%1 -> %2"_s.arg(question.text.simplified(), AnswerText(question.safe)));
+    co_return question.safe;
+}
+
+QCoro::Task<std::optional<QString>> ServiceOperator::AskText(QString prompt) {
+    Say(u"%1 -> no answer"_s.arg(prompt.simplified()));
+    co_return std::nullopt;
+}
+
+QString PacketLine(const DeviceReadings& readings) {
+    std::string line = ClockText(readings.time) + "  Device " + SlotLetter(readings.slot).toStdString() +
+                       " " + readings.serial + "  " + FormatNumber(readings.volt, "##0.0") + " V";
+    const std::size_t channels = readings.kind->hasAux ? kChannels : kMainChannels;
+    for (std::size_t i = 0; i < channels; ++i) {
+        const EnergyCounter& counter = readings.channels[i].absolute;
+        line += std::string("  ") + kChannelNames[i] + " ";
+        line += counter.watts.has_value() ? std::to_string(*counter.watts) : "-";
+        line += " W " + FormatNumber(counter.Kwh(), "#####0.000") + " kWh";
+    }
+    return QString::fromStdString(line);
+}
+
+void PacketPrinter::OnReadings(const DeviceReadings& readings) {
+    Say(PacketLine(readings));
+}
+
+}  // namespace corvane

@@ -1,0 +1,83 @@
+#include "app/control_protocol.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QStandardPaths>
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Unix gives a socket's path 108 bytes at most; while it is being made, Qt adds the name of a passing folder.
+constexpr qsizetype kLongestSocketPath = 90;
+
+}  // namespace
+
+std::variant<ControlRequest, QString> ParseControlRequest(const QByteArray& line) {
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(line, &error);
+    if (!document.isObject()) {
+        return u"A request is a JSON object on one line: %1."_s.arg(
+            error.error == QJsonParseError::NoError ? u"this is none"_s : error.errorString());
+    }
+    const QJsonObject object = document.object();
+    ControlRequest request;
+    request.command = object[u"command"_s].toString();
+    if (request.command.isEmpty()) return u"A request names its \"command\"."_s;
+    const QJsonValue arguments = object[u"arguments"_s];
+    if (!arguments.isArray() && !arguments.isUndefined()) return u"\"arguments\" is a list of texts."_s;
+    for (const QJsonValue& argument : arguments.toArray()) {
+        if (!argument.isString()) return u"\"arguments\" is a list of texts."_s;
+        request.arguments.append(argument.toString());
+    }
+    const QJsonValue answer = object[u"answer"_s];
+    if (!answer.isUndefined()) {
+        request.answer = ParseAnswer(answer.toString());
+        if (!request.answer.has_value()) return u"\"answer\" is yes, no or cancel."_s;
+    }
+    return request;
+}
+
+QJsonObject ControlRequestObject(const ControlRequest& request) {
+    QJsonObject object{{u"command"_s, request.command},
+                       {u"arguments"_s, QJsonArray::fromStringList(request.arguments)}};
+    if (request.answer.has_value()) object[u"answer"_s] = AnswerText(*request.answer);
+    return object;
+}
+
+std::optional<Answer> ParseAnswer(const QString& text) {
+    for (const Answer answer : {Answer::Yes, Answer::No, Answer::Cancel}) {
+        if (text == AnswerText(answer)) return answer;
+    }
+    return std::nullopt;
+}
+
+QString AnswerText(Answer answer) {
+    switch (answer) {
+        case Answer::Yes:
+            return u"yes"_s;
+        case Answer::No:
+            return u"no"_s;
+        case Answer::Cancel:
+            return u"cancel"_s;
+    }
+    return {};
+}
+
+QByteArray ControlLine(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+QString ControlSocketPath(const QString& dataFolder) {
+    const QString path = QDir(dataFolder).filePath(u"control.sock"_s);
+    if (path.toUtf8().size() <= kLongestSocketPath) return path;
+    const QByteArray hash = QCryptographicHash::hash(dataFolder.toUtf8(), QCryptographicHash::Sha256).toHex();
+    return QDir(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation))
+        .filePath(u"corvane-%1.sock"_s.arg(QLatin1StringView(hash.first(16))));
+}
+
+}  // namespace corvane

@@ -1,0 +1,49 @@
+// The lines of the control socket: one JSON object each, in UTF-8, ended by a line feed.
+//
+//   request   {"command": NAME, "arguments": [TEXT...], "answer": "yes"|"no"|"cancel"}
+//   message   {"message": TEXT}                     any number, while the command runs
+//   question  {"ask": TEXT, "title": TEXT, "cancellable": BOOL}   answered by the client with
+//             {"answer": "yes"|"no"|"cancel"}       or {"answer": null} for the one that loses nothing
+//   prompt    {"askText": TEXT}                     answered with {"text": TEXT} or {"text": null}
+//   reply     {"ok": true, "lines": [TEXT...], "data": {...}}   or {"ok": false, "error": TEXT}
+//
+// A request with "answer" is asked nothing: the answer stands for every question of the command.
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <variant>
+
+#include "base/operator.h"
+
+namespace corvane {
+
+inline constexpr int kLongestControlLine = 64 * 1024;  ///< bytes, of what a client sends
+
+struct ControlRequest {
+    QString command;
+    QStringList arguments;
+    std::optional<Answer> answer;
+};
+
+/// The request of a line, or what is wrong with it.
+[[nodiscard]] std::variant<ControlRequest, QString> ParseControlRequest(const QByteArray& line);
+
+[[nodiscard]] QJsonObject ControlRequestObject(const ControlRequest& request);
+
+/// "yes", "no", "cancel"; nothing for any other text.
+[[nodiscard]] std::optional<Answer> ParseAnswer(const QString& text);
+[[nodiscard]] QString AnswerText(Answer answer);
+
+/// `object` as a line with its end.
+[[nodiscard]] QByteArray ControlLine(const QJsonObject& object);
+
+/// Where the socket of the program with this data folder is: in the folder, or where that path is too long
+/// for a socket in the user's runtime folder, under a name made from it.
+[[nodiscard]] QString ControlSocketPath(const QString& dataFolder);
+
+}  // namespace corvane

@@ -1,0 +1,132 @@
+#include "app/control_session.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <utility>
+
+#include "app/command.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QJsonObject ReplyObject(const Reply& reply) {
+    if (!reply.outcome) return {{u"ok"_s, false}, {u"error"_s, reply.outcome.Error()}};
+    return {{u"ok"_s, true}, {u"lines"_s, QJsonArray::fromStringList(reply.lines)}, {u"data"_s, reply.data}};
+}
+
+}  // namespace
+
+ControlSession::ControlSession(std::unique_ptr<QLocalSocket> socket, Program& program,
+                               RunningCommand& running)
+    : socket_(std::move(socket)), program_(program), running_(running) {
+    socket_->setReadBufferSize(kLongestControlLine + 1);
+    connect(socket_.get(), &QLocalSocket::readyRead, this, &ControlSession::OnReadyRead);
+    connect(socket_.get(), &QLocalSocket::disconnected, this, &ControlSession::OnDisconnected);
+    // What the client has sent before this object was there raises no signal of its own.
+    QMetaObject::invokeMethod(this, &ControlSession::OnReadyRead, Qt::QueuedConnection);
+}
+
+void ControlSession::OnReadyRead() {
+    // While a command runs, only an answer is read; a further request waits in the socket.
+    while (!gone_ && (!busy_ || waiter_) && socket_->canReadLine())
+        TakeLine(socket_->readLine());
+    if (!gone_ && socket_->bytesAvailable() > kLongestControlLine && !socket_->canReadLine()) {
+        Send(ReplyObject(Reply::Failure(u"The line is too long."_s)));
+        socket_->disconnectFromServer();
+    }
+}
+
+void ControlSession::TakeLine(const QByteArray& line) {
+    if (waiter_) {
+        ResumeWaiter(QJsonDocument::fromJson(line).object());
+        return;
+    }
+    auto request = ParseControlRequest(line);
+    if (const auto* error = std::get_if<QString>(&request)) {
+        Send(ReplyObject(Reply::Failure(*error)));
+        return;
+    }
+    Run(std::get<ControlRequest>(std::move(request)));
+}
+
+QCoro::Task<> ControlSession::Run(ControlRequest request) {
+    busy_ = true;
+    givenAnswer_ = request.answer;
+    const Reply reply = co_await Execute(request);
+    Send(ReplyObject(reply));
+    busy_ = false;
+    if (gone_) {
+        Q_EMIT Finished();
+    } else {
+        QMetaObject::invokeMethod(this, &ControlSession::OnReadyRead, Qt::QueuedConnection);
+    }
+}
+
+QCoro::Task<Reply> ControlSession::Execute(const ControlRequest& request) {
+    const Command* command = FindCommand(request.command);
+    if (command == nullptr) {
+        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(request.command));
+    }
+    if (request.arguments.size() < command->leastArguments ||
+        request.arguments.size() > command->mostArguments) {
+        co_return Reply::Failure(
+            u"Usage: %1 %2"_s.arg(request.command, QLatin1StringView(command->arguments)));
+    }
+    if (command->readOnly) co_return co_await command->run(program_, request.arguments, *this);
+
+    if (!running_.name.isEmpty()) {
+        co_return Reply::Failure(
+            u"The command %1 is still running; try again when it has ended."_s.arg(running_.name));
+    }
+    running_.name = request.command;
+    Reply reply = co_await command->run(program_, request.arguments, *this);
+    running_.name.clear();
+    co_return reply;
+}
+
+void ControlSession::Send(const QJsonObject& object) {
+    if (!gone_) socket_->write(ControlLine(object));
+}
+
+void ControlSession::Show(const QString& text) {
+    Send({{u"message"_s, text}});
+}
+
+QCoro::Task<Answer> ControlSession::Ask(Question question) {
+    if (givenAnswer_.has_value()) {
+        Show(u"%1 -> %2"_s.arg(question.text, AnswerText(*givenAnswer_)));
+        co_return *givenAnswer_;
+    }
+    Send({{u"ask"_s, question.text}, {u"title"_s, question.title}, {u"cancellable"_s, question.cancellable}});
+    const QJsonObject answer = co_await ClientAnswer(*this);
+    co_return ParseAnswer(answer[u"answer"_s].toString()).value_or(question.safe);
+}
+
+QCoro::Task<std::optional<QString>> ControlSession::AskText(QString prompt) {
+    Send({{u"askText"_s, prompt}});
+    const QJsonObject answer = co_await ClientAnswer(*this);
+    const QJsonValue text = answer[u"text"_s];
+    co_return text.isString() ? std::optional(text.toString()) : std::nullopt;
+}
+
+void ControlSession::ResumeWaiter(const QJsonObject& answer) {
+    answer_ = answer;
+    std::exchange(waiter_, nullptr).resume();
+}
+
+void ControlSession::OnDisconnected() {
+    if (std::exchange(gone_, true)) return;
+    if (waiter_) ResumeWaiter({});
+    if (!busy_) Q_EMIT Finished();
+}
+
+void ControlSession::Abandon() {
+    socket_->disconnectFromServer();
+    OnDisconnected();
+}
+
+}  // namespace corvane

@@ -1,0 +1,107 @@
+// corvaned: the program as a service, without a window.
+#include <QCoreApplication>
+
+#include <variant>
+
+#include "app/console.h"
+#include "app/control_protocol.h"
+#include "app/control_server.h"
+#include "app/exit_codes.h"
+#include "app/folder_lock.h"
+#include "app/options.h"
+#include "app/program.h"
+#include "app/termination.h"
+#include "base/clock.h"
+#include "store/app_folder.h"
+
+using namespace Qt::StringLiterals;
+
+namespace corvane {
+namespace {
+
+/// The folder made and locked, or how the program must end.
+int PrepareFolder(const QString& folder, FolderLock& lock) {
+    const Outcome made = CreateAppDataFolder(folder);
+    if (!made) {
+        Say(made.Error());
+        return kExitNoFolder;
+    }
+    switch (lock.TryLock()) {
+        case FolderLock::Result::Locked:
+            return kExitOk;
+        case FolderLock::Result::InUse:
+            Say(u"The data folder %1 is in use by %2."_s.arg(folder, lock.Holder()));
+            return kExitAlreadyRunning;
+        case FolderLock::Result::Failed:
+            break;
+    }
+    Say(u"The data folder %1 cannot be locked."_s.arg(folder));
+    return kExitNoFolder;
+}
+
+class Service {
+public:
+    explicit Service(const Options& options) : program_(options, clock_), control_(program_) {
+        QObject::connect(&program_.statusBoard, &StatusBoard::LineAdded, &Say);
+        QObject::connect(&termination_, &Termination::Requested, [this] { Close(); });
+        if (options.verbose) program_.measurement.AddSink(printer_);
+    }
+
+    QCoro::Task<> Start() {
+        Say(u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program_.DataFolder()));
+        const Outcome started = co_await program_.Start(operator_);
+        if (!started) {
+            Say(started.Error());
+            QCoreApplication::exit(kExitNoDatabase);
+            co_return;
+        }
+        const Outcome listening = control_.Listen(ControlSocketPath(program_.DataFolder()));
+        if (!listening) Say(listening.Error());  // the capture goes on without it
+        for (const TcpLink* link : {&program_.tcpA, &program_.tcpB}) {
+            if (link->State() != SocketState::Listening) continue;
+            Say(u"TCP Server %1 listens on port %2."_s.arg(link->Letter()).arg(link->LocalPort()));
+        }
+    }
+
+private:
+    QCoro::Task<> Close() {
+        if (std::exchange(closing_, true)) co_return;
+        control_.Close();
+        co_await program_.Close(operator_);
+        QCoreApplication::exit(kExitOk);
+    }
+
+    SystemClock clock_;
+    ServiceOperator operator_;
+    PacketPrinter printer_;
+    Program program_;
+    ControlServer control_;
+    Termination termination_;
+    bool closing_ = false;
+};
+
+int Run(const QCoreApplication& application) {
+    const auto parsed = ParseOptions(QCoreApplication::arguments());
+    if (const auto* exit = std::get_if<OptionsExit>(&parsed)) {
+        Say(exit->text);
+        return exit->code;
+    }
+    const Options& options = std::get<Options>(parsed);
+    FolderLock lock(options.dataFolder);
+    if (const int failure = PrepareFolder(options.dataFolder, lock); failure != kExitOk) return failure;
+
+    Service service(options);
+    QMetaObject::invokeMethod(
+        const_cast<QCoreApplication*>(&application), [&service] { service.Start(); }, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}
+
+}  // namespace
+}  // namespace corvane
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(u"Corvane"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
+    return corvane::Run(application);
+}

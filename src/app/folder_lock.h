@@ -1,0 +1,25 @@
+// One program per data folder: two would write every record twice.
+#pragma once
+
+#include <QLockFile>
+#include <QString>
+
+namespace corvane {
+
+class FolderLock {
+public:
+    explicit FolderLock(const QString& dataFolder);
+
+    enum class Result { Locked, InUse, Failed };
+
+    /// Holds the lock until this object goes. The lock of a program that was killed is taken over.
+    [[nodiscard]] Result TryLock();
+
+    /// After `InUse`: who holds it, as far as that can be told.
+    [[nodiscard]] QString Holder() const;
+
+private:
+    QLockFile file_;
+};
+
+}  // namespace corvane

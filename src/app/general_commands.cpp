@@ -1,0 +1,128 @@
+#include <QCoreApplication>
+#include <QJsonArray>
+
+#include <algorithm>
+
+#include "app/command.h"
+#include "app/console.h"
+#include "app/program.h"
+#include "app/setting_rules.h"
+#include "measure/readings_document.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr std::size_t kStatusLines = 10;
+
+QJsonObject LinkObject(const TcpLink& link) {
+    return {{u"name"_s, u"TCP Server "_s + link.Letter()},
+            {u"state"_s, static_cast<int>(link.State())},
+            {u"stateText"_s, link.WinsockStateDisplay()},
+            {u"port"_s, link.LocalPort()},
+            {u"notice"_s, link.Notice()}};
+}
+
+QString LinkLine(const TcpLink& link) {
+    QString line = u"TCP Server %1: %2"_s.arg(link.Letter()).arg(link.WinsockStateDisplay());
+    if (link.LocalPort() != 0) line += u", port %1"_s.arg(link.LocalPort());
+    if (!link.Notice().isEmpty()) line += u", "_s + link.Notice();
+    return line;
+}
+
+QString IndicatorText(const DbWriter& writer) {
+    switch (writer.WriteIndicator()) {
+        case DbWriter::Indicator::Green:
+            return u"green"_s;
+        case DbWriter::Indicator::Yellow:
+            return u"yellow"_s;
+        case DbWriter::Indicator::None:
+            break;
+    }
+    return u"none"_s;
+}
+
+QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
+    const DbWriter& writer = program.dbWriter;
+    const auto& allLines = program.statusBoard.Lines();
+    const auto shown = std::min(kStatusLines, allLines.size());
+    const QStringList statusLines(allLines.end() - static_cast<std::ptrdiff_t>(shown), allLines.end());
+
+    Reply reply;
+    reply.lines = {
+        u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program.DataFolder()),
+        u"Packets: %1 good, %2 bad"_s.arg(program.framer.GoodPackets()).arg(program.framer.BadPackets()),
+        LinkLine(program.tcpA), LinkLine(program.tcpB),
+        u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath()))};
+    for (const QString& text :
+         {writer.Enabled() ? QString() : u"Database is Disabled"_s, writer.BufferText(),
+          writer.WriteStateText(), writer.IndicatorText(), writer.DatabaseMessageText()}) {
+        if (!text.isEmpty()) reply.lines.append(text);
+    }
+    reply.lines += statusLines;
+
+    reply.data = {
+        {u"version"_s, QCoreApplication::applicationVersion()},
+        {u"dataFolder"_s, program.DataFolder()},
+        {u"goodPackets"_s, static_cast<qint64>(program.framer.GoodPackets())},
+        {u"badPackets"_s, qint64{program.framer.BadPackets()}},
+        {u"links"_s, QJsonArray{LinkObject(program.tcpA), LinkObject(program.tcpB)}},
+        {u"database"_s, QJsonObject{{u"path"_s, QString::fromStdString(program.database.databasePath())},
+                                    {u"enabled"_s, writer.Enabled()},
+                                    {u"pending"_s, writer.Pointer()},
+                                    {u"countdown"_s, writer.WriteCountdown()},
+                                    {u"state"_s, writer.WriteStateText()},
+                                    {u"indicator"_s, IndicatorText(writer)},
+                                    {u"message"_s, writer.DatabaseMessageText()}}},
+        {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
+    co_return reply;
+}
+
+QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
+    Reply reply;
+    reply.data = ReadingsDocument(program.framer, program.measurement, program.database, program.clock);
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const DeviceReadings& readings = program.measurement.Readings(slot);
+        if (!readings.Seen()) continue;
+        reply.lines.append(PacketLine(readings) +
+                           (program.measurement.Online(slot) ? u""_s : u"  (off line)"_s));
+    }
+    if (reply.lines.isEmpty()) reply.lines.append(u"No packet of a bound monitor has come yet."_s);
+    co_return reply;
+}
+
+QCoro::Task<Reply> Get(Program& program, QStringList arguments, Operator&) {
+    const SettingName name = SettingName::Parse(arguments.first());
+    const QString value = program.settings.GetSetting(name.key, {}, name.section);
+    if (value.isNull()) co_return Reply::Failure(u"The setting %1 is not set."_s.arg(arguments.first()));
+    co_return Reply{.lines = {value}, .data = {{u"value"_s, value}}};
+}
+
+QCoro::Task<Reply> Set(Program& program, QStringList arguments, Operator&) {
+    co_return ApplySetting(program, SettingName::Parse(arguments[0]), arguments[1]);
+}
+
+QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {
+    Reply reply;
+    reply.lines = CommandHelp();
+    reply.data = {{u"commands"_s, QJsonArray::fromStringList(reply.lines)}};
+    co_return reply;
+}
+
+constexpr Command kCommands[] = {
+    {"status", "", "Links, database and the last lines of the status list.", 0, 0, true, Status},
+    {"readings", "", "The live values of all monitors.", 0, 0, true, ShowReadings},
+    {"get", "KEY", "A setting; SECTION/KEY for one that is not general.", 1, 1, true, Get},
+    {"set", "KEY VALUE", "Changes a setting and says from when on it is in force.", 2, 2, false, Set},
+    {"help", "", "This list.", 0, 0, true, Help},
+};
+
+}  // namespace
+
+std::span<const Command> GeneralCommands() {
+    return kCommands;
+}
+
+}  // namespace corvane

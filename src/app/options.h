@@ -1,0 +1,30 @@
+// The command line of the programs that capture.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <variant>
+
+namespace corvane {
+
+struct Options {
+    QString dataFolder;
+    QString settingsFile;
+    bool verbose = false;
+};
+
+/// What to print instead of starting, and how to end.
+struct OptionsExit {
+    QString text;
+    int code;
+};
+
+/// `arguments` begins with the program's name. Without options, data and settings lie in the user's own
+/// folders.
+[[nodiscard]] std::variant<Options, OptionsExit> ParseOptions(const QStringList& arguments);
+
+/// Where data lie when no option says so, given as text of `--data-dir` or empty.
+[[nodiscard]] QString DataFolder(const QString& given);
+
+}  // namespace corvane

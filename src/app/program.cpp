@@ -1,0 +1,57 @@
+#include "app/program.h"
+
+#include "base/clock.h"
+#include "base/operator.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+Program::Program(const Options& options, Clock& theClock)
+    : dataFolder_(options.dataFolder),
+      clock(theClock),
+      errorLog(options.dataFolder, u"Corvane"_s, clock),
+      settings(options.settingsFile),
+      settingsProblems_(QObject::connect(&settings, &SettingsStore::Problem, &statusBoard,
+                                         [this](const QString& text) {
+                                             statusBoard.AddLine(u"     "_s + text);
+                                             errorLog.LogError(0, text, u"Settings"_s);
+                                         })),
+      database({}),
+      databaseFiles(database, settings, options.dataFolder),
+      dbWriter(database, settings, errorLog, clock),
+      deviceSlots(settings, database),
+      measurement(deviceSlots, settings, errorLog, clock),
+      records(dbWriter, clock),
+      framer(measurement),
+      tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
+      tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock) {
+    measurement.AddSink(records);
+}
+
+QCoro::Task<Outcome> Program::Start(Operator& op) {
+    const Outcome found = co_await databaseFiles.GetDBfile2(op);
+    if (!found) co_return found;
+    records.LookForMinuteTables(database);
+    tcpA.StartUp();
+    tcpB.StartUp();
+    co_return Outcome::Success();
+}
+
+QCoro::Task<> Program::Close(Operator& op) {
+    dbWriter.ForceNextBurst();
+    dbWriter.WriteSQL("");
+    if (dbWriter.Pointer() > 1) {
+        const bool store = co_await op.AskYesNo(
+            u"There are database records to be stored. Would you like to store them now?"_s, Answer::Yes);
+        if (store) dbWriter.WriteSQL("");
+    }
+    if (dbWriter.Pointer() > 1) {
+        errorLog.LogError(
+            0, dbWriter.LastDbMessage(),
+            u"%1 records were still queued on closing and are lost"_s.arg(dbWriter.Pointer() - 1));
+    }
+    clock.EndWaits();
+}
+
+}  // namespace corvane

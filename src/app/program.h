@@ -1,0 +1,64 @@
+// The program: builds the objects, joins them, starts and closes them. Window and service are fronts of it.
+#pragma once
+
+#include <QCoroTask>
+#include <QString>
+
+#include "app/options.h"
+#include "base/outcome.h"
+#include "base/status_board.h"
+#include "link/device_slots.h"
+#include "link/framer.h"
+#include "link/tcp_link.h"
+#include "measure/measurement.h"
+#include "measure/record_writer.h"
+#include "store/capture_database.h"
+#include "store/database_files.h"
+#include "store/db_writer.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+class Clock;
+class Operator;
+
+/// The data folder must exist and be locked for this program. `clock` must outlive it.
+class Program {
+public:
+    Program(const Options& options, Clock& clock);
+
+    /// Puts the database in force, then starts the links. A failure is final.
+    QCoro::Task<Outcome> Start(Operator& op);
+
+    /// Writes what is queued, offers to try once more where that did not work, and ends all waits.
+    QCoro::Task<> Close(Operator& op);
+
+    [[nodiscard]] QString DataFolder() const { return dataFolder_; }
+
+    // Declared in the order of their building: each uses only what stands above it.
+private:
+    QString dataFolder_;
+
+public:
+    Clock& clock;
+    StatusBoard statusBoard;
+    ErrorLog errorLog;
+    SettingsStore settings;
+
+private:
+    QMetaObject::Connection settingsProblems_;  ///< made before anybody reads a setting
+
+public:
+    CaptureDatabase database;
+    DatabaseFiles databaseFiles;
+    DbWriter dbWriter;
+    DeviceSlots deviceSlots;
+    Measurement measurement;
+    RecordWriter records;
+    Framer framer;
+    TcpLink tcpA;
+    TcpLink tcpB;
+};
+
+}  // namespace corvane

@@ -1,0 +1,94 @@
+#include "app/setting_rules.h"
+
+#include <array>
+
+#include "app/program.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Outcome SaveBool(Program& program, const SettingName& name, const QString& value) {
+    const QString text = value.trimmed().toLower();
+    if (text != "true"_L1 && text != "false"_L1) {
+        return Outcome::Failure(u"%1 is True or False."_s.arg(name.key));
+    }
+    program.settings.SaveSetting(name.key, text == "true"_L1);
+    return Outcome::Success();
+}
+
+Outcome SaveText(Program& program, const SettingName& name, const QString& value) {
+    program.settings.SaveSetting(name.key, value, name.section);
+    return Outcome::Success();
+}
+
+Outcome SaveEnabled(Program& program, const SettingName& name, const QString& value) {
+    const Outcome saved = SaveBool(program, name, value);
+    if (saved) program.dbWriter.SetEnabled(program.settings.GetBool(name.key, true));
+    return saved;
+}
+
+Outcome SaveTcpMode(Program& program, const SettingName& name, const QString& value) {
+    if (value != "server"_L1 && value != "client"_L1) {
+        return Outcome::Failure(u"%1 is server or client."_s.arg(name.key));
+    }
+    return SaveText(program, name, value);
+}
+
+struct Rule {
+    const char* key;
+    const char* effect;  ///< from when on the value is in force
+    Outcome (*apply)(Program& program, const SettingName& name, const QString& value);
+};
+
+constexpr const char* kNow = "";
+constexpr const char* kNextListen = ", from the next listen on";
+constexpr const char* kNextStart = ", from the next start on";
+
+Outcome SavePortA(Program& program, const SettingName&, const QString& value) {
+    return program.tcpA.SetPort(value);
+}
+
+Outcome SavePortB(Program& program, const SettingName&, const QString& value) {
+    return program.tcpB.SetPort(value);
+}
+
+Outcome SaveWriteFrequency(Program& program, const SettingName&, const QString& value) {
+    return program.dbWriter.SetWriteFrequency(value);
+}
+
+constexpr auto kRules = std::to_array<Rule>({
+    {"DBfile", kNextStart, SaveText},
+    {"DBenabled", kNow, SaveEnabled},
+    {"DBwriteFrequency", kNow, SaveWriteFrequency},
+    {"TcpPortA", kNextListen, SavePortA},
+    {"TcpPortB", kNextListen, SavePortB},
+    {"TcpModeB", kNextListen, SaveTcpMode},
+    {"TcpHostB", kNextListen, SaveText},
+    {"VoltX2", kNow, SaveBool},
+    {"VRQ5806", kNow, SaveBool},
+});
+
+}  // namespace
+
+SettingName SettingName::Parse(const QString& text) {
+    const auto slash = text.indexOf(u'/');
+    if (slash < 0) return {SettingsStore::kStartup, text};
+    return {text.left(slash), text.mid(slash + 1)};
+}
+
+Reply ApplySetting(Program& program, const SettingName& name, const QString& value) {
+    const bool general = name.section.compare(SettingsStore::kStartup, Qt::CaseInsensitive) == 0;
+    for (const Rule& rule : kRules) {
+        if (general && name.key.compare(QLatin1StringView(rule.key), Qt::CaseInsensitive) == 0) {
+            return Reply::Of(
+                rule.apply(program, name, value),
+                u"%1 = %2%3"_s.arg(QLatin1StringView(rule.key), value, QLatin1StringView(rule.effect)));
+        }
+    }
+    return Reply::Failure(u"There is no setting %1 that can be set by hand."_s.arg(name.key));
+}
+
+}  // namespace corvane

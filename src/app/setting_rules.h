@@ -1,0 +1,22 @@
+// Which settings can be changed by hand, and what their values must be.
+#pragma once
+
+#include <QString>
+
+#include "app/command.h"
+
+namespace corvane {
+
+/// "KEY" of the section "startup", or "SECTION/KEY".
+struct SettingName {
+    QString section;
+    QString key;
+
+    static SettingName Parse(const QString& text);
+};
+
+/// Checks a value by the key's rule and saves it; the answer says from when on it is in force. A key that the
+/// program does not know is refused, so that a slip of the pen is no silent loss.
+Reply ApplySetting(Program& program, const SettingName& name, const QString& value);
+
+}  // namespace corvane
