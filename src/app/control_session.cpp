@@ -120,8 +120,11 @@ void ControlSession::ResumeWaiter(const QJsonObject& answer) {
 
 void ControlSession::OnDisconnected() {
     if (std::exchange(gone_, true)) return;
-    if (waiter_) ResumeWaiter({});
-    if (!busy_) Q_EMIT Finished();
+    if (waiter_) {
+        ResumeWaiter({});  // the command ends, and with it this session
+    } else if (!busy_) {
+        Q_EMIT Finished();
+    }
 }
 
 void ControlSession::Abandon() {

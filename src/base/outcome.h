@@ -9,7 +9,8 @@ namespace corvane {
 
 class [[nodiscard]] Outcome {
 public:
-    static Outcome Success() { return Outcome(QString()); }
+    Outcome() = default;  ///< success
+    static Outcome Success() { return {}; }
 
     /// `error` must not be empty: it is what the user reads.
     static Outcome Failure(QString error) { return Outcome(std::move(error)); }

@@ -1,0 +1,58 @@
+#include "sim/connection.h"
+
+#include <QHostAddress>
+
+#include <utility>
+
+#include "base/clock.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+Connection::Connection(Clock& clock) : clock_(clock) {
+    connect(&server_, &QTcpServer::newConnection, this, &Connection::TakePeer);
+}
+
+QCoro::Task<> Connection::KeepConnected(QString host, std::uint16_t port) {
+    Use(new QTcpSocket(this));
+    connect(peer_, &QTcpSocket::connected, this, [this] { troubleTold_ = false; });
+    connect(peer_, &QTcpSocket::errorOccurred, this, [this, host, port] {
+        if (std::exchange(troubleTold_, true)) return;
+        Q_EMIT Trouble(u"No connection to %1 port %2: %3. Trying again every %4 s."_s.arg(host)
+                           .arg(port)
+                           .arg(peer_->errorString())
+                           .arg(kRetry / 1000));
+    });
+    do {
+        if (peer_->state() == QAbstractSocket::UnconnectedState) peer_->connectToHost(host, port);
+    } while (co_await clock_.DLY(kRetry));
+}
+
+Outcome Connection::Listen(std::uint16_t port) {
+    if (server_.listen(QHostAddress::Any, port)) return Outcome::Success();
+    return Outcome::Failure(u"Cannot listen on port %1: %2"_s.arg(port).arg(server_.errorString()));
+}
+
+void Connection::TakePeer() {
+    while (QTcpSocket* caller = server_.nextPendingConnection()) {
+        connect(caller, &QTcpSocket::disconnected, caller, &QObject::deleteLater);
+        if (peer_ != nullptr) {
+            caller->abort();
+            continue;
+        }
+        Use(caller);
+        connect(caller, &QTcpSocket::disconnected, this, [this] { peer_ = nullptr; });
+    }
+}
+
+void Connection::Use(QTcpSocket* peer) {
+    peer_ = peer;
+    connect(peer, &QTcpSocket::readyRead, peer, [peer] { peer->readAll(); });
+}
+
+void Connection::Send(std::span<const std::uint8_t> bytes) {
+    peer_->write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+}
+
+}  // namespace corvane

@@ -1,0 +1,178 @@
+#include "sim/sim_options.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QTime>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kExitOk = 0;
+constexpr int kExitUsage = 64;
+
+constexpr double kLowestSpeed = 0.001;
+constexpr double kHighestSpeed = 1e9;
+
+QString Text(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QCommandLineOption Option(std::string_view name, std::string_view description, std::string_view valueName,
+                          std::string_view defaultValue = {}) {
+    const QString suffix = defaultValue.empty() ? QString() : u" Default: %1."_s.arg(Text(defaultValue));
+    return {Text(name), Text(description) + suffix, Text(valueName), Text(defaultValue)};
+}
+
+std::string ScenarioHelp() {
+    std::string text = "What happens.";
+    for (const Scenario& scenario : Scenarios())
+        text.append("\n").append(scenario.name).append(": ").append(scenario.summary).append(".");
+    return text + "\n";
+}
+
+/// Reads the options' values one after the other; of several faults the first is told.
+class OptionReader {
+public:
+    OptionReader();
+
+    [[nodiscard]] std::variant<SimOptions, SimOptionsExit> Read(const QStringList& arguments);
+
+private:
+    MonitorConfig ReadMonitor();
+    void ReadPeer(SimOptions& options);
+    qint64 WholeNumber(const QCommandLineOption& option, qint64 lowest, qint64 highest);
+    double Speed();
+
+    void Refuse(const QCommandLineOption& option, const QString& why) {
+        if (error_.isEmpty())
+            error_ = u"--%1 %2: %3."_s.arg(option.names().last(), parser_.value(option), why);
+    }
+
+    const QCommandLineOption model_ =
+        Option("model", "VRQ-5810 (five channels) or VRQ-5806 (two).", "MODEL", "VRQ-5810");
+    const QCommandLineOption serial_ =
+        Option("serial", "Unit id, then five digits of serial number.", "TEXT", "100001");
+    const QCommandLineOption connect_ =
+        Option("connect", "Connect there, and again whenever it is lost.", "HOST:PORT");
+    const QCommandLineOption listen_ =
+        Option("listen", "Wait for a connection; 0: the system chooses the port.", "PORT");
+    const QCommandLineOption interval_ =
+        Option("interval", "Seconds from packet to packet, 1 to 255.", "S", "8");
+    const QCommandLineOption speed_ =
+        Option("speed", "Let the time between packets pass N times as fast.", "N", "1");
+    const QCommandLineOption scenario_ = Option("scenario", ScenarioHelp(), "NAME", "steady");
+    const QCommandLineOption start_ =
+        Option("start", "Time of day at which a solar-day starts.", "HH:MM", "06:00");
+    const QCommandLineOption seed_ = Option("seed", "The same seed gives the same packets.", "N", "1");
+    const QCommandLineOption count_ = Option("count", "End after N packets; 0: go on.", "N", "0");
+    const QCommandLineOption help_{{u"h"_s, u"help"_s}, u"Print this help."_s};
+    const QCommandLineOption version_{u"version"_s, u"Print the version."_s};
+    QCommandLineParser parser_;
+    QString error_;
+};
+
+OptionReader::OptionReader() {
+    parser_.setApplicationDescription(u"Plays a home electricity monitor."_s);
+    parser_.addOptions({model_, serial_, connect_, listen_, interval_, speed_, scenario_, start_, seed_,
+                        count_, help_, version_});
+}
+
+std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& arguments) {
+    SimOptions options;
+    if (!parser_.parse(arguments)) {
+        error_ = parser_.errorText();
+    } else if (!parser_.positionalArguments().isEmpty()) {
+        error_ = u"Unexpected argument '%1'."_s.arg(parser_.positionalArguments().first());
+    } else if (parser_.isSet(help_)) {
+        return SimOptionsExit{parser_.helpText(), kExitOk};
+    } else if (parser_.isSet(version_)) {
+        return SimOptionsExit{u"corvane-sim %1"_s.arg(QCoreApplication::applicationVersion()), kExitOk};
+    } else {
+        options.monitor = ReadMonitor();
+        options.pace = {
+            .pause = options.monitor.interval * 1000.0 / Speed(),
+            .count = static_cast<std::uint64_t>(WholeNumber(count_, 0, std::numeric_limits<qint64>::max()))};
+        ReadPeer(options);
+    }
+    if (!error_.isEmpty()) return SimOptionsExit{error_ + u"\nTry --help."_s, kExitUsage};
+    return options;
+}
+
+MonitorConfig OptionReader::ReadMonitor() {
+    MonitorConfig config;
+    const QString model = parser_.value(model_);
+    if (model == Text(kTwoChannel.model)) {
+        config.kind = &kTwoChannel;
+    } else if (model != Text(kFiveChannel.model)) {
+        Refuse(model_, u"no such model"_s);
+    }
+
+    const auto serial = ParseMonitorSerial(parser_.value(serial_).toStdString());
+    if (const auto* parsed = std::get_if<MonitorSerial>(&serial)) config.serial = *parsed;
+    if (const auto* why = std::get_if<std::string>(&serial)) Refuse(serial_, QString::fromStdString(*why));
+
+    if (const Scenario* scenario = FindScenario(parser_.value(scenario_).toStdString())) {
+        config.scenario = scenario;
+    } else {
+        Refuse(scenario_, u"no such scenario"_s);
+    }
+
+    const QTime start = QTime::fromString(parser_.value(start_), u"HH:mm"_s);
+    if (!start.isValid()) Refuse(start_, u"expected a time such as 06:00"_s);
+    config.startSecondOfDay = start.isValid() ? start.msecsSinceStartOfDay() / 1000 : 0;
+
+    config.interval = static_cast<std::int32_t>(WholeNumber(interval_, 1, 255));
+    config.seed =
+        static_cast<std::uint32_t>(WholeNumber(seed_, 0, std::numeric_limits<std::uint32_t>::max()));
+    return config;
+}
+
+void OptionReader::ReadPeer(SimOptions& options) {
+    if (parser_.isSet(connect_) == parser_.isSet(listen_)) {
+        if (error_.isEmpty()) error_ = u"Give either --connect HOST:PORT or --listen PORT."_s;
+        return;
+    }
+    if (parser_.isSet(listen_)) {
+        options.port = static_cast<std::uint16_t>(WholeNumber(listen_, 0, 65535));
+        return;
+    }
+    const QString peer = parser_.value(connect_);
+    const qsizetype colon = peer.lastIndexOf(u':');
+    bool isNumber = false;
+    options.host = peer.left(std::max<qsizetype>(colon, 0));
+    options.port = peer.mid(colon + 1).toUShort(&isNumber);
+    if (options.host.isEmpty() || !isNumber || options.port == 0)
+        Refuse(connect_, u"expected a host, a colon and a port of 1 to 65535"_s);
+}
+
+qint64 OptionReader::WholeNumber(const QCommandLineOption& option, qint64 lowest, qint64 highest) {
+    bool isNumber = false;
+    const qint64 number = parser_.value(option).toLongLong(&isNumber);
+    if (isNumber && lowest <= number && number <= highest) return number;
+    Refuse(option, u"expected a whole number from %1 to %2"_s.arg(lowest).arg(highest));
+    return lowest;
+}
+
+double OptionReader::Speed() {
+    bool isNumber = false;
+    const double speed = parser_.value(speed_).toDouble(&isNumber);
+    // Written so that "nan" is refused too.
+    if (isNumber && kLowestSpeed <= speed && speed <= kHighestSpeed) return speed;
+    Refuse(speed_, u"expected a number from %1 to %2"_s.arg(kLowestSpeed).arg(kHighestSpeed, 0, 'f', 0));
+    return 1;
+}
+
+}  // namespace
+
+std::variant<SimOptions, SimOptionsExit> ParseSimOptions(const QStringList& arguments) {
+    return OptionReader().Read(arguments);
+}
+
+}  // namespace corvane

@@ -1,0 +1,31 @@
+// The command line of the simulated monitor.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <variant>
+
+#include "sim/packet_sender.h"
+#include "sim/simulated_monitor.h"
+
+namespace corvane {
+
+struct SimOptions {
+    MonitorConfig monitor;
+    QString host;  ///< empty where it listens
+    std::uint16_t port = 0;
+    Pace pace;
+};
+
+/// What to print instead of starting, and how to end.
+struct SimOptionsExit {
+    QString text;
+    int code;
+};
+
+/// `arguments` begins with the program's name.
+[[nodiscard]] std::variant<SimOptions, SimOptionsExit> ParseSimOptions(const QStringList& arguments);
+
+}  // namespace corvane

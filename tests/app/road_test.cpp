@@ -1,0 +1,124 @@
+// The whole road of a packet inside one program: from a gateway's socket to the rows of the database.
+#include <QTcpSocket>
+
+#include "app/program_fixture.h"
+#include "support/loopback.h"
+#include "support/packets.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class Road : public ProgramTest {
+protected:
+    Road() { Preset(u"DevSerial"_s, u"301234"_s, u"0"_s); }
+
+    void ConnectGateway(std::uint16_t port) {
+        gateway_.connectToHost(QHostAddress::LocalHost, port);
+        ASSERT_TRUE(SpinUntil([this] { return gateway_.state() == QAbstractSocket::ConnectedState; }));
+    }
+
+    void Send(Program& program, const MonitorState& state) {
+        const auto before = program.framer.GoodPackets();
+        const Bytes packet = PacketOf(state);
+        gateway_.write(reinterpret_cast<const char*>(packet.data()), static_cast<qint64>(packet.size()));
+        ASSERT_TRUE(SpinUntil([&] { return program.framer.GoodPackets() == before + 1; }));
+    }
+
+    static void Close(Program& program) {
+        ScriptedOperator op;
+        QCoro::waitFor(program.Close(op));
+    }
+
+    QTcpSocket gateway_;
+};
+
+std::vector<std::vector<QueryResult::Cell>> Rows(const Program& program, const std::string& sql) {
+    const QueryResult result = program.database.Run(sql);
+    EXPECT_TRUE(result.Ok()) << result.errorText;
+    return result.rows;
+}
+
+using Row = std::vector<QueryResult::Cell>;
+
+TEST_F(Road, AWrapIsCarriedIntoTheRecordsAndTheSettings) {
+    Program& program = Start();
+    ConnectGateway(program.tcpA.LocalPort());
+    constexpr std::uint64_t kTop40 = (1ULL << 40) - 500;
+    MonitorState state{.ch1Absolute = kTop40, .seconds = 1000};
+    state.aux[0] = 0xFFFFFFFF - 99;
+    Send(program, state);
+
+    clock.AdvanceSeconds(60);
+    state.seconds += 60;
+    state.ch1Absolute = 59'500;  // 60000 Ws in 60 s, over the top
+    state.aux[0] = 5900;         // 6000 Ws
+    Send(program, state);
+    Close(program);
+
+    const auto minutes =
+        Rows(program, "SELECT ch1watt, aux1watt, ch1awsc, aux1awsc, ch1kwh FROM monitordata_minute");
+    ASSERT_EQ(minutes.size(), 1U);
+    EXPECT_EQ(minutes[0], (Row{"1000", "100", std::to_string((1ULL << 40) + 59'500),
+                               std::to_string((1ULL << 32) + 5900), "305419.913132222"}));
+    EXPECT_EQ(program.settings.GetSetting(u"Roll1A"_s, {}, u"1"_s), u"1"_s);
+    EXPECT_EQ(program.settings.GetSetting(u"Roll3"_s, {}, u"1"_s), u"1"_s);
+    EXPECT_EQ(program.settings.GetSetting(u"Roll2A"_s, u"-"_s, u"1"_s), u"-"_s);
+}
+
+TEST_F(Road, ARestartedCounterGivesNoWattsAndBecomesTheNewBaseline) {
+    Program& program = Start();
+    ConnectGateway(program.tcpA.LocalPort());
+    MonitorState state{.ch1Absolute = 5'000'000, .ch2Absolute = 1'000'000, .seconds = 1000};
+    Send(program, state);
+
+    clock.AdvanceSeconds(60);
+    state = {.ch1Absolute = 0, .ch2Absolute = 1'060'000, .seconds = 1060};
+    Send(program, state);
+    clock.AdvanceSeconds(60);
+    state = {.ch1Absolute = 12'000, .ch2Absolute = 1'120'000, .seconds = 1120};
+    Send(program, state);
+    Close(program);
+
+    const auto minutes =
+        Rows(program, "SELECT ch1watt, ch2watt, ch1awsc FROM monitordata_minute ORDER BY date");
+    ASSERT_EQ(minutes.size(), 2U);
+    EXPECT_EQ(minutes[0], (Row{"0", "1000", "0"}));
+    EXPECT_EQ(minutes[1], (Row{"200", "1000", "12000"}));
+    EXPECT_TRUE(program.measurement.Readings(1).counterReset);
+}
+
+TEST_F(Road, ClosingWritesWhatIsQueuedAndSaysWhatALockedDatabaseCost) {
+    Program& program = Start();
+    ConnectGateway(program.tcpA.LocalPort());
+    MonitorState state{.ch1Absolute = 100, .seconds = 10};
+    Send(program, state);
+    clock.AdvanceSeconds(60);
+    state.seconds = 70;
+
+    const auto reader = program.database.Open();
+    ASSERT_TRUE(reader.GetTable("BEGIN EXCLUSIVE").Ok());
+    Send(program, state);
+    ScriptedOperator op;
+    op.WillAnswer("There are database records to be stored. Would you like to store them now?", Answer::Yes);
+    QCoro::waitFor(program.Close(op));
+    const auto log = program.errorLog.Load().lines;
+    ASSERT_EQ(log.size(), 1);
+    EXPECT_TRUE(log[0].contains(u"database is locked"_s)) << log[0].toStdString();
+    EXPECT_TRUE(log[0].contains(u"were still queued on closing"_s)) << log[0].toStdString();
+}
+
+TEST_F(Road, TheFirstStartAfterTheFileIsGoneScattersNoData) {
+    Preset(u"DBestablished"_s, u"True"_s);
+    Options options{.dataFolder = folder.Path(), .settingsFile = SettingsFile()};
+    Program program(options, clock);
+    ScriptedOperator op;
+    const Outcome started = QCoro::waitFor(program.Start(op));
+    EXPECT_TRUE(started.Error().contains(folder.Path(u"vrq1.db3"_s))) << started.Error().toStdString();
+    EXPECT_FALSE(QFile::exists(folder.Path(u"vrq1.db3"_s)));
+    EXPECT_EQ(program.tcpA.State(), SocketState::Closed);
+}
+
+}  // namespace
+}  // namespace corvane

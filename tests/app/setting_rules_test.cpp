@@ -1,0 +1,54 @@
+#include "app/setting_rules.h"
+
+#include "app/program_fixture.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class SettingRules : public ProgramTest {};
+
+TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
+    Program& program = Start();
+    const struct {
+        const char* name;
+        const char* value;
+        const char* error;  ///< part of it; empty where the value is taken
+    } cases[] = {
+        {"VoltX2", "true", ""},
+        {"voltx2", "FALSE", ""},
+        {"startup/VoltX2", "True", ""},
+        {"VoltX2", "maybe", "True or False"},
+        {"TcpPortA", "8090", ""},
+        {"TcpPortA", "abc", "Must be a numeric value"},
+        {"TcpPortB", "65535", "Invalid range for TCP/IP Port"},
+        {"DBwriteFrequency", "61", "Not within acceptable range of 3 to 60 seconds"},
+        {"TcpModeB", "client", ""},
+        {"TcpModeB", "Client", "server or client"},
+        {"DBenabeld", "True", "There is no setting"},
+        {"0/VoltX2", "True", "There is no setting"},
+    };
+    for (const auto& c : cases) {
+        const auto name = SettingName::Parse(QString::fromLatin1(c.name));
+        const QString before = program.settings.GetSetting(name.key, u"-"_s, name.section);
+        const Reply reply = ApplySetting(program, name, QString::fromLatin1(c.value));
+        const QString after = program.settings.GetSetting(name.key, u"-"_s, name.section);
+        if (*c.error == '\0') {
+            EXPECT_TRUE(reply.outcome) << c.name << ": " << reply.outcome.Error().toStdString();
+            EXPECT_EQ(after.toLower(), QString::fromLatin1(c.value).toLower());
+        } else {
+            EXPECT_TRUE(reply.outcome.Error().contains(QLatin1StringView(c.error))) << c.name;
+            EXPECT_EQ(after, before) << c.name;
+        }
+    }
+}
+
+TEST_F(SettingRules, TheWriteSwitchActsAtOnce) {
+    Program& program = Start();
+    EXPECT_TRUE(ApplySetting(program, SettingName::Parse(u"DBenabled"_s), u"False"_s).outcome);
+    EXPECT_FALSE(program.dbWriter.Enabled());
+}
+
+}  // namespace
+}  // namespace corvane
