@@ -42,13 +42,15 @@ int PrepareFolder(const QString& folder, FolderLock& lock) {
 class Service {
 public:
     explicit Service(const Options& options) : program_(options, clock_), control_(program_) {
-        QObject::connect(&program_.statusBoard, &StatusBoard::LineAdded, &Say);
         QObject::connect(&termination_, &Termination::Requested, [this] { Close(); });
         if (options.verbose) program_.measurement.AddSink(printer_);
     }
 
     QCoro::Task<> Start() {
         Say(u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program_.DataFolder()));
+        for (const QString& line : program_.statusBoard.Lines())
+            Say(line);  // what building the program gave
+        QObject::connect(&program_.statusBoard, &StatusBoard::LineAdded, &Say);
         const Outcome started = co_await program_.Start(operator_);
         if (!started) {
             Say(started.Error());

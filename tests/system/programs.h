@@ -1,0 +1,90 @@
+// The real programs, started and ended by a test.
+#pragma once
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "store/settings_store.h"
+#include "support/loopback.h"
+#include "support/temp_folder.h"
+
+namespace corvane {
+
+/// A program of the build, ended with the object that stands for it.
+class Started {
+public:
+    Started(const QString& name, const QStringList& arguments) {
+        process_.setProcessChannelMode(QProcess::MergedChannels);
+        process_.start(QDir(QCoreApplication::applicationDirPath()).filePath(name), arguments);
+    }
+    ~Started() {
+        process_.kill();
+        process_.waitForFinished();
+    }
+    Started(const Started&) = delete;
+    Started& operator=(const Started&) = delete;
+
+    /// Waits for a line that holds `part`; false where none came within five seconds.
+    [[nodiscard]] bool Says(const QString& part) {
+        return SpinUntil([&] {
+            output_ += QString::fromUtf8(process_.readAll());
+            return output_.contains(part);
+        });
+    }
+
+    /// Its exit code once it ends by itself; -1 where it does not within five seconds, or crashed.
+    [[nodiscard]] int ExitCode() {
+        if (!process_.waitForFinished(5000) || process_.exitStatus() != QProcess::NormalExit) return -1;
+        output_ += QString::fromUtf8(process_.readAll());
+        return process_.exitCode();
+    }
+
+    void Terminate() { process_.terminate(); }
+    void Kill() { process_.kill(); }
+    [[nodiscard]] bool IsRunning() const { return process_.state() == QProcess::Running; }
+    [[nodiscard]] const QString& Output() const { return output_; }
+    [[nodiscard]] qint64 Pid() const { return process_.processId(); }
+
+private:
+    QProcess process_;
+    QString output_;
+};
+
+/// A data folder whose settings name free ports, and a service on it.
+class ServiceFolder {
+public:
+    ServiceFolder() {
+        Preset(QStringLiteral("TcpPortA"), QString::number(portA));
+        Preset(QStringLiteral("TcpPortB"), QString::number(portB));
+    }
+
+    void Preset(const QString& key, const QString& value,
+                const QString& section = SettingsStore::kStartup) const {
+        SettingsStore(folder.Path(QStringLiteral("corvane.ini"))).SaveSetting(key, value, section);
+    }
+
+    [[nodiscard]] QStringList Arguments() const { return {QStringLiteral("--data-dir"), folder.Path()}; }
+
+    /// What `corvanectl --json` answers; empty where it failed.
+    [[nodiscard]] QJsonObject Ask(const QStringList& command) const {
+        Started ctl(QStringLiteral("corvanectl"),
+                    QStringList{QStringLiteral("--json")} + Arguments() + command);
+        if (ctl.ExitCode() != 0) return {};
+        return QJsonDocument::fromJson(ctl.Output().toUtf8()).object();
+    }
+
+    TempFolder folder;
+    const std::uint16_t portA = FreePort();
+    const std::uint16_t portB = FreePort();
+};
+
+}  // namespace corvane
