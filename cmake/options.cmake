@@ -1,6 +1,8 @@
 # What every target of ours is compiled with.
 set(CORVANE_SANITIZE "" CACHE STRING "Sanitizers to build with, for example address,undefined")
 
+option(CORVANE_FUZZ "Build the fuzz targets to search by themselves; takes clang" OFF)
+
 add_library(corvane_options INTERFACE)
 target_include_directories(corvane_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
 target_compile_options(corvane_options INTERFACE
@@ -11,6 +13,14 @@ if(CORVANE_SANITIZE)
   target_compile_options(corvane_options INTERFACE
     -fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(corvane_options INTERFACE -fsanitize=${CORVANE_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    # Clang 14 cannot put the mark of this check in front of the parts of a coroutine.
+    target_compile_options(corvane_options INTERFACE -fno-sanitize=function)
+  endif()
+endif()
+if(CORVANE_FUZZ)
+  target_compile_options(corvane_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(corvane_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 # A folder of src/ as a static library: corvane_library(link DEPENDS store PLAIN packet.cpp SOURCES ...).

@@ -5,8 +5,8 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 3> AllCommands() {
-    return {GeneralCommands(), LinkCommands(), DeviceCommands()};
+std::array<std::span<const Command>, 5> AllCommands() {
+    return {GeneralCommands(), LinkCommands(), DeviceCommands(), DatabaseCommands(), LogCommands()};
 }
 
 }  // namespace

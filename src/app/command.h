@@ -49,6 +49,8 @@ struct Command {
 [[nodiscard]] std::span<const Command> GeneralCommands();
 [[nodiscard]] std::span<const Command> LinkCommands();
 [[nodiscard]] std::span<const Command> DeviceCommands();
+[[nodiscard]] std::span<const Command> DatabaseCommands();
+[[nodiscard]] std::span<const Command> LogCommands();
 
 /// The command of that name; null where there is none.
 [[nodiscard]] const Command* FindCommand(const QString& name);

@@ -1,5 +1,8 @@
+#include <QJsonArray>
+
 #include "app/command.h"
 #include "app/program.h"
+#include "link/raw_view.h"
 
 namespace corvane {
 
@@ -33,11 +36,43 @@ QCoro::Task<Reply> Disconnect(Program& program, QStringList arguments, Operator&
     co_return Reply::Line(u"TCP Server %1: %2"_s.arg(link->Letter()).arg(link->Notice()));
 }
 
+struct StreamName {
+    QLatin1StringView name;
+    int stream;
+};
+
+constexpr StreamName kStreamNames[] = {
+    {"tcp-a"_L1, kStreamTcpA},
+    {"tcp-b"_L1, kStreamTcpB},
+};
+
+QCoro::Task<Reply> Raw(Program& program, QStringList arguments, Operator&) {
+    const QString word = arguments.first().toLower();
+    if (word == "on"_L1 || word == "off"_L1) {
+        program.SetRawDisplay(word == "on"_L1);
+        co_return Reply::Line(word == "on"_L1 ? u"Received bytes are kept for \"raw STREAM\"."_s
+                                              : u"Received bytes are not kept."_s);
+    }
+    for (const StreamName& known : kStreamNames) {
+        if (word != known.name) continue;
+        Reply reply;
+        for (const std::string& line : RawView(program.framer.RawText(known.stream))) {
+            reply.lines.append(QString::fromStdString(line));
+        }
+        reply.data = {{u"lines"_s, QJsonArray::fromStringList(reply.lines)}};
+        if (reply.lines.isEmpty()) reply.lines.append(u"Nothing was kept; \"raw on\" begins."_s);
+        co_return reply;
+    }
+    co_return Reply::Failure(u"There are the streams tcp-a and tcp-b."_s);
+}
+
 constexpr Command kCommands[] = {
     {"listen", "A|B", "Lets TCP Server A or B wait for its gateway, now and at every start.", 1, 1, false,
      Listen},
     {"disconnect", "A|B", "Closes TCP Server A or B until it is told to listen again.", 1, 1, false,
      Disconnect},
+    {"raw", "on|off|STREAM", "Keeps received bytes; shows those of tcp-a or tcp-b, by fields.", 1, 1, false,
+     Raw},
 };
 
 }  // namespace

@@ -7,6 +7,12 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+const QString kRawDisplayKey = u"DisplayHex"_s;
+
+}  // namespace
+
 Program::Program(const Options& options, Clock& theClock)
     : dataFolder_(options.dataFolder),
       clock(theClock),
@@ -29,10 +35,17 @@ Program::Program(const Options& options, Clock& theClock)
     measurement.AddSink(records);
 }
 
+void Program::SetRawDisplay(bool on) {
+    settings.SaveSetting(kRawDisplayKey, on);
+    for (int stream = 0; stream < kStreams; ++stream)
+        framer.SetRawDisplay(stream, on);
+}
+
 QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
     records.LookForMinuteTables(database);
+    if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
     tcpA.StartUp();
     tcpB.StartUp();
     co_return Outcome::Success();

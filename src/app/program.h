@@ -34,6 +34,9 @@ public:
     /// Writes what is queued, offers to try once more where that did not work, and ends all waits.
     QCoro::Task<> Close(Operator& op);
 
+    /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
+    void SetRawDisplay(bool on);
+
     [[nodiscard]] QString DataFolder() const { return dataFolder_; }
 
     // Declared in the order of their building: each uses only what stands above it.

@@ -43,17 +43,11 @@ public:
     /// until it is long enough, and is then judged by its checksum.
     void ProcessByte(int stream, std::uint8_t byte) {
         Stream& s = streams_[static_cast<std::size_t>(stream)];
-        if (s.rawDisplay) KeepRaw(s, byte);
-        if (s.kind == nullptr) {
-            Hunt(s, byte);
-            return;
+        if (s.count < s.plainEnd) [[likely]] {
+            s.packet[s.count++] = byte;
+        } else {
+            ProcessTurningPoint(stream, byte);
         }
-        s.packet[s.count++] = byte;
-        if (s.count < s.kind->length) {
-            s.sum = static_cast<std::uint8_t>(s.sum + byte);
-            return;
-        }
-        Finish(stream, s);
     }
 
     /// Kept for callers of old; the length follows from the packet's header.
@@ -81,21 +75,28 @@ private:
     struct Stream {
         const PacketKind* kind = nullptr;  ///< of the packet that is open; null while hunting for a header
         const PacketKind* lastKind = nullptr;
-        std::size_t count = 0;    ///< bytes held, header included
-        std::uint8_t sum = 0;     ///< of the bytes held, modulo 256
+        std::uint32_t count = 0;  ///< bytes held, header included
+
+        /// Up to here a byte is only to be kept: it opens and ends no packet, and nobody looks at it.
+        std::uint32_t plainEnd = 0;
+
         std::uint8_t oldest = 0;  ///< the header window: the last bytes seen while hunting
         std::uint8_t previous = 0;
         std::uint8_t newest = 0;
         bool packetHold = false;
         bool rawDisplay = false;
-        std::array<std::uint8_t, kLongestPacket> packet{};
+        /// Not of std::uint8_t, which may stand for any object: the counts need not be read anew after a
+        /// store.
+        std::array<char8_t, kLongestPacket> packet{};
         std::string rawText;
     };
 
     [[nodiscard]] Stream& At(int stream) { return streams_[static_cast<std::size_t>(stream)]; }
     [[nodiscard]] const Stream& At(int stream) const { return streams_[static_cast<std::size_t>(stream)]; }
 
+    void ProcessTurningPoint(int stream, std::uint8_t byte);
     static void KeepRaw(Stream& s, std::uint8_t byte);
+    static void SetPlainEnd(Stream& s);
     static void Hunt(Stream& s, std::uint8_t byte);
     static void Open(Stream& s, const PacketKind& kind);
     void Finish(int stream, Stream& s);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "base/operator.h"
 
 namespace corvane {
 
@@ -60,6 +61,14 @@ ErrorLog::Listing ErrorLog::Load() const {
         }
     }
     return listing;
+}
+
+QCoro::Task<Outcome> ErrorLog::Delete(Operator& op) {
+    const bool sure = co_await op.AskYesNo(
+        u"Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
+    QFile file(Path());
+    if (!sure || !file.exists() || file.remove()) co_return Outcome::Success();
+    co_return Outcome::Failure(Path() + u": "_s + file.errorString());
 }
 
 }  // namespace corvane

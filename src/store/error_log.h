@@ -1,14 +1,18 @@
 // The log of errors and lost data: one line a fault, appended to a text file that outlives the program.
 #pragma once
 
+#include <QCoroTask>
 #include <QString>
 #include <QStringList>
 
 #include "base/local_time.h"
 
+#include "base/outcome.h"
+
 namespace corvane {
 
 class Clock;
+class Operator;
 
 /// Logging never disturbs what goes on: a line that cannot be written is dropped.
 class ErrorLog {
@@ -33,6 +37,9 @@ public:
 
     /// The log's lines, oldest first, as the viewer lists them: at most `kLinesListed`.
     [[nodiscard]] Listing Load() const;
+
+    /// Asks, and deletes the log on Yes. The failure says why the file is still there.
+    QCoro::Task<Outcome> Delete(Operator& op);
 
     /// Full path of the log.
     [[nodiscard]] QString Path() const;

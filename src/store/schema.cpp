@@ -60,10 +60,14 @@ std::string NewDeviceRow(const std::string& id, const std::string& address,
         "insert into applicationinfo(id,username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
         "aux2alias,aux3alias,aux4alias,aux5alias,ch1desc,ch2desc,aux1desc,aux2desc,aux3desc,aux4desc,"
         "aux5desc) "
-        "values ('" +
-        id + "','USER','HOME'," + SqlQuoted(address);
-    for (const std::string& label : labels)
-        statement += "," + SqlQuoted(label);
+        "values ('";
+    statement += id;
+    statement += "','USER','HOME',";
+    statement += SqlQuoted(address);
+    for (const std::string& label : labels) {
+        statement += ',';
+        statement += SqlQuoted(label);
+    }
     return statement + ",' ',' ',' ',' ',' ',' ',' ')";
 }
 
