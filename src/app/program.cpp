@@ -32,6 +32,7 @@ Program::Program(const Options& options, Clock& theClock)
       framer(measurement),
       tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock) {
+    settings.SetAsideDamagedFile();
     measurement.AddSink(records);
 }
 

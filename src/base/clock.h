@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QTimer>
 
+#include <algorithm>
 #include <coroutine>
 #include <cstdint>
 #include <map>
@@ -22,7 +23,8 @@ public:
     /// wait was ended because the program closes: the caller then gives up what it was doing.
     class [[nodiscard]] Pause {
     public:
-        Pause(Clock& clock, std::int64_t milliseconds) : clock_(clock), milliseconds_(milliseconds) {}
+        Pause(Clock& clock, std::int64_t milliseconds)
+            : clock_(clock), milliseconds_(std::max<std::int64_t>(milliseconds, 1)) {}
         [[nodiscard]] bool await_ready() const noexcept { return clock_.closing_; }
         void await_suspend(std::coroutine_handle<> waiter) {
             clock_.waiters_.emplace(clock_.Monotonic() + milliseconds_, waiter);
@@ -41,7 +43,7 @@ public:
     /// Milliseconds since some fixed moment; never set back, unlike the wall clock.
     [[nodiscard]] virtual std::int64_t Monotonic() const = 0;
 
-    /// A pause in milliseconds during which all other events go on being handled.
+    /// A pause in milliseconds, at least 1, during which all other events go on being handled.
     Pause DLY(std::int64_t milliseconds) { return {*this, milliseconds}; }
 
     /// Ends every pause that still runs, and every later one at once. Called when the program closes.

@@ -35,7 +35,7 @@ public:
 
 class Framer {
 public:
-    static constexpr std::size_t kRawTextKept = 64 * 1024;  ///< bytes; older ones are dropped
+    static constexpr std::size_t kRawTextKept = std::size_t{64} * 1024;  ///< bytes; older ones are dropped
 
     explicit Framer(PacketReceiver& receiver) : receiver_(receiver) {}
 

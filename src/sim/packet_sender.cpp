@@ -15,12 +15,16 @@ QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Connection& connection, Clo
     const std::int64_t pause = flatOut ? 1 : std::llround(pace.pause);
     std::uint64_t left = pace.count == 0 ? std::numeric_limits<std::uint64_t>::max() : pace.count;
 
-    while (left > 0 && co_await clock.DLY(pause)) {
+    // The awaits stand alone: GCC 12 awaits before it looks at what stands left of them in a loop's
+    // condition.
+    while (left > 0) {
+        if (!co_await clock.DLY(pause)) co_return;
         std::uint64_t due = flatOut ? left : 1;
         for (; due > 0 && connection.HasRoom(); --due, --left)
             connection.Send(monitor.NextPacket());
     }
-    while (connection.Unsent() > 0 && co_await clock.DLY(1)) {
+    while (connection.Unsent() > 0) {
+        if (!co_await clock.DLY(1)) co_return;
     }
 }
 

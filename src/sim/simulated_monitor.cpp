@@ -13,7 +13,7 @@ constexpr std::array<std::uint8_t, 2> kHeader = {0xFE, 0xFF};
 constexpr std::int32_t kSecondsPerDay = 24 * 3600;
 constexpr std::size_t kSerialDigits = 5;
 
-constexpr std::uint64_t kUsedSeconds = 10 * 24 * 3600;
+constexpr std::uint64_t kUsedSeconds = 864'000;  // ten days
 constexpr std::uint64_t kSecondsWrapAt = 14;
 
 // Tenths of a volt.

@@ -26,7 +26,7 @@ struct MonitorSerial {
 
 struct MonitorConfig {
     const PacketKind* kind = &kFiveChannel;
-    MonitorSerial serial;
+    MonitorSerial serial = {};
     const Scenario* scenario = FindScenario("steady");
     std::uint32_t seed = 1;
     std::int32_t interval = 8;                 ///< seconds from packet to packet, 1..255

@@ -1,5 +1,6 @@
 #include "store/settings_store.h"
 
+#include <QFile>
 #include <QVariant>
 
 namespace corvane {
@@ -19,6 +20,20 @@ SettingsStore::SettingsStore(const QString& path)
     const QStringList names = settings_.allKeys();
     for (const QString& name : names)
         storedNames_.insert(name.toLower(), name);
+}
+
+void SettingsStore::SetAsideDamagedFile() {
+    if (settings_.status() != QSettings::FormatError) return;
+    const QString path = settings_.fileName();
+    QString aside;
+    for (int number = 1; aside.isEmpty() || QFile::exists(aside); ++number) {
+        aside = u"%1.damaged-%2"_s.arg(path).arg(number);
+    }
+    const bool kept = QFile::copy(path, aside);
+    Q_EMIT Problem(
+        kept ? u"The settings file %1 is damaged. It is kept as %2; what could be read of it is used."_s.arg(
+                   path, aside)
+             : u"The settings file %1 is damaged, and no copy of it could be made."_s.arg(path));
 }
 
 QString SettingsStore::StoredName(const QString& section, const QString& key) const {
@@ -53,9 +68,11 @@ int SettingsStore::GetNumber(const QString& key, int fallback, int least, int mo
 void SettingsStore::SaveSetting(const QString& key, const QString& value, const QString& section) {
     const QString name = StoredName(section, key);
     storedNames_.insert(name.toLower(), name);
-    settings_.setValue(name, value);
-    settings_.sync();
-    if (settings_.status() != QSettings::NoError) {
+    // An error sticks to its QSettings object; a passing one of the same file tells how this change went.
+    QSettings writing(settings_.fileName(), settings_.format());
+    writing.setValue(name, value);
+    writing.sync();
+    if (writing.status() != QSettings::NoError) {
         Q_EMIT Problem(u"The settings could not be saved in %1; %2 = \"%3\" holds for this run only."_s.arg(
             settings_.fileName(), key, value));
     }

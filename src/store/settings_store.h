@@ -21,6 +21,10 @@ public:
     /// The settings of the file at `path`, which is made at the first change.
     explicit SettingsStore(const QString& path);
 
+    /// Where the file could not be read as a whole, keeps a copy of it under another name and tells so through
+    /// `Problem`; what could be read is in force. To be called once, before the first change.
+    void SetAsideDamagedFile();
+
     /// The value, or `fallback` where the key is absent.
     [[nodiscard]] QString GetSetting(const QString& key, const QString& fallback = {},
                                      const QString& section = kStartup) const;
