@@ -12,14 +12,22 @@ FolderLock::FolderLock(const QString& dataFolder) : file_(QDir(dataFolder).fileP
 
 FolderLock::Result FolderLock::TryLock() {
     if (file_.tryLock(0)) return Result::Locked;
-    return file_.error() == QLockFile::LockFailedError ? Result::InUse : Result::Failed;
+    if (file_.error() != QLockFile::LockFailedError) return Result::Failed;
+    // A program killed while it made the lock leaves it empty. Nobody holds it then, but by itself it never
+    // gets old.
+    if (!ReadHolder().has_value() && file_.removeStaleLockFile() && file_.tryLock(0)) return Result::Locked;
+    return Result::InUse;
 }
 
 QString FolderLock::Holder() const {
+    return ReadHolder().value_or(u"another program"_s);
+}
+
+std::optional<QString> FolderLock::ReadHolder() const {
     qint64 pid = 0;
     QString host;
     QString application;
-    if (!file_.getLockInfo(&pid, &host, &application)) return u"another program"_s;
+    if (!file_.getLockInfo(&pid, &host, &application)) return std::nullopt;
     return u"%1 (process %2 on %3)"_s.arg(application).arg(pid).arg(host);
 }
 

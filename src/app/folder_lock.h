@@ -4,6 +4,8 @@
 #include <QLockFile>
 #include <QString>
 
+#include <optional>
+
 namespace corvane {
 
 class FolderLock {
@@ -19,6 +21,8 @@ public:
     [[nodiscard]] QString Holder() const;
 
 private:
+    [[nodiscard]] std::optional<QString> ReadHolder() const;
+
     QLockFile file_;
 };
 

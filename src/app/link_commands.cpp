@@ -71,7 +71,7 @@ constexpr Command kCommands[] = {
      Listen},
     {"disconnect", "A|B", "Closes TCP Server A or B until it is told to listen again.", 1, 1, false,
      Disconnect},
-    {"raw", "on|off|STREAM", "Keeps received bytes; shows those of tcp-a or tcp-b, by fields.", 1, 1, false,
+    {"raw", "on|off|tcp-a|tcp-b", "Keeps received bytes; shows those of a stream by fields.", 1, 1, false,
      Raw},
 };
 

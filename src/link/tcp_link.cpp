@@ -1,8 +1,10 @@
 #include "link/tcp_link.h"
 
+#include <cmath>
 #include <utility>
 
 #include "base/clock.h"
+#include "base/number_entry.h"
 #include "base/status_board.h"
 #include "link/framer.h"
 #include "store/error_log.h"
@@ -62,13 +64,12 @@ void TcpLink::Disconnect() {
 }
 
 Outcome TcpLink::SetPort(const QString& text) {
-    bool isNumber = false;
-    const double port = text.trimmed().toDouble(&isNumber);
-    if (!isNumber) return Outcome::Failure(u"Must be a numeric value"_s);
-    if (port < kLeastPort || port > kMostPort || port != static_cast<int>(port)) {
+    const auto port = NumberEntry(text);
+    if (!port.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
+    if (*port < kLeastPort || *port > kMostPort || std::trunc(*port) != *port) {
         return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
     }
-    settings_.SaveSetting(Key(kPortKey), QString::number(static_cast<int>(port)));
+    settings_.SaveSetting(Key(kPortKey), QString::number(static_cast<int>(*port)));
     return Outcome::Success();
 }
 

@@ -53,13 +53,8 @@ float OneDecimalAmps(std::uint64_t hundredths) {
 Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog,
                          const Clock& clock)
     : slots_(slots), settings_(settings), errorLog_(errorLog), clock_(clock) {
-    for (int slot = 1; slot <= kSlots; ++slot) {
-        DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
-        readings.slot = slot;
-        for (const CounterSource& source : CounterSource::kAll) {
-            source.Of(readings).fiveByte = Layout(source.field).width == 5;
-        }
-    }
+    for (int slot = 1; slot <= kSlots; ++slot)
+        StartAnew(readings_[static_cast<std::size_t>(slot - 1)], slot);
     LoadCarries();
     OnSettingChanged(kLineToLineKey);
     connect(&settings, &SettingsStore::Changed, this,
@@ -92,8 +87,8 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
     if (readings.serial != serial) {
         // Another monitor than before: its counters have nothing to do with what was seen.
+        StartAnew(readings, slot);
         readings.serial = serial;
-        readings.seconds.reset();
     }
     readings.kind = packet.kind;
     readings.time = clock_.Now();
@@ -110,6 +105,16 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     }
     for (ReadingsSink* sink : sinks_)
         sink->OnReadings(readings);
+}
+
+void Measurement::StartAnew(DeviceReadings& readings, int slot) {
+    DeviceReadings fresh;
+    fresh.slot = slot;
+    for (const CounterSource& source : CounterSource::kAll) {
+        source.Of(fresh).fiveByte = Layout(source.field).width == 5;
+        source.Of(fresh).carry = source.Of(readings).carry;
+    }
+    readings = fresh;
 }
 
 void Measurement::TakeSeconds(DeviceReadings& readings, std::int32_t seconds) {

@@ -48,6 +48,7 @@ private:
 
     void OnSettingChanged(const QString& key);
     void LoadCarries();
+    static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
     static void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);
     void TakeCounter(DeviceReadings& readings, const CounterSource& source, double value);
     void CountWrap(int slot, EnergyCounter& counter, const CounterSource& source);

@@ -14,6 +14,7 @@ CaptureDatabase::Connection::~Connection() {
 }
 
 CaptureDatabase::Connection CaptureDatabase::OpenFile(const std::string& path, bool create) {
+    if (path.empty()) return Connection(nullptr);  // SQLite would open a temporary database of its own
     sqlite3* handle = nullptr;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
     if (sqlite3_open_v2(path.c_str(), &handle, flags, nullptr) != SQLITE_OK) {

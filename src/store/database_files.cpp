@@ -42,8 +42,9 @@ void DatabaseFiles::Adopt(const QString& path) {
     // A file in the data folder is remembered by its bare name, so that the folder can be moved as a whole.
     const QFileInfo file(path);
     const bool inDataFolder = file.absolutePath() == QDir(dataFolder_).absolutePath();
-    settings_.SaveSetting(kFileKey, inDataFolder ? file.fileName() : path);
-    settings_.SaveSetting(kEstablishedKey, true);
+    const QString name = inDataFolder ? file.fileName() : path;
+    if (settings_.GetSetting(kFileKey) != name) settings_.SaveSetting(kFileKey, name);
+    if (!settings_.GetBool(kEstablishedKey, false)) settings_.SaveSetting(kEstablishedKey, true);
 }
 
 QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
@@ -56,11 +57,11 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
                 "DBfile. This program requires a valid database file to operate. The program will now close."_s
                     .arg(path));
         }
-        if (!co_await CreateNewDB(path, op)) {
+        co_await CreateNewDB(path, op);
+        if (!QFileInfo::exists(path)) {
             co_return Outcome::Failure(
                 u"This program requires a valid database file to operate. The program will now close."_s);
         }
-        co_return Outcome::Success();
     }
     const QString error = ValidationError(path);
     if (!error.isEmpty()) {

@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/local_time.h"
+#include "base/number_entry.h"
 #include "store/capture_database.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
@@ -82,14 +83,13 @@ QString DbWriter::SetEnabled(bool enabled) {
 }
 
 Outcome DbWriter::SetWriteFrequency(const QString& text) {
-    bool isNumber = false;
-    const double seconds = text.trimmed().toDouble(&isNumber);
-    if (!isNumber) return Outcome::Failure(u"Must be a numeric value"_s);
-    if (seconds < kLeastFrequency || seconds > kMostFrequency) {
+    const auto seconds = NumberEntry(text);
+    if (!seconds.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
+    if (*seconds < kLeastFrequency || *seconds > kMostFrequency) {
         // The text says 3 where 1 is accepted; both stand.
         return Outcome::Failure(u"Not within acceptable range of 3 to 60 seconds"_s);
     }
-    writeFrequency_ = static_cast<std::uint8_t>(seconds);
+    writeFrequency_ = static_cast<std::uint8_t>(*seconds);
     settings_.SaveSetting(kFrequencyKey, QString::number(writeFrequency_));
     return Outcome::Success();
 }

@@ -1,11 +1,26 @@
 #include "store/settings_store.h"
 
 #include <QFile>
+#include <QLockFile>
 #include <QVariant>
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// A program killed while it saved may leave the lock of the file empty. Nobody holds it then, but every save
+/// would wait for half a minute before it finds that out.
+void RemoveLeftLock(const QString& path) {
+    QLockFile lock(path + u".lock"_s);
+    qint64 pid = 0;
+    QString host;
+    QString application;
+    if (!lock.getLockInfo(&pid, &host, &application)) lock.removeStaleLockFile();
+}
+
+}  // namespace
 
 SettingsStore::SettingsStore(const QString& path)
 #ifdef Q_OS_WIN
@@ -17,6 +32,7 @@ SettingsStore::SettingsStore(const QString& path)
 #ifdef Q_OS_WIN
     Q_UNUSED(path)
 #endif
+    RemoveLeftLock(path);
     const QStringList names = settings_.allKeys();
     for (const QString& name : names)
         storedNames_.insert(name.toLower(), name);
@@ -72,7 +88,7 @@ void SettingsStore::SaveSetting(const QString& key, const QString& value, const 
     QSettings writing(settings_.fileName(), settings_.format());
     writing.setValue(name, value);
     writing.sync();
-    if (writing.status() != QSettings::NoError) {
+    if (writing.status() == QSettings::AccessError) {
         Q_EMIT Problem(u"The settings could not be saved in %1; %2 = \"%3\" holds for this run only."_s.arg(
             settings_.fileName(), key, value));
     }

@@ -6,6 +6,8 @@
 #include <QSettings>
 #include <QString>
 
+#include <concepts>
+
 namespace corvane {
 
 /// Settings are addressed by section and key, both without regard to case. General settings live in the
@@ -21,8 +23,8 @@ public:
     /// The settings of the file at `path`, which is made at the first change.
     explicit SettingsStore(const QString& path);
 
-    /// Where the file could not be read as a whole, keeps a copy of it under another name and tells so through
-    /// `Problem`; what could be read is in force. To be called once, before the first change.
+    /// Where the file could not be read as a whole, keeps a copy of it under another name and tells so
+    /// through `Problem`; what could be read is in force. To be called once, before the first change.
     void SetAsideDamagedFile();
 
     /// The value, or `fallback` where the key is absent.
@@ -40,7 +42,7 @@ public:
     /// Saves at once. A file that cannot be written is told through `Problem`; the value is in force all the
     /// same, and is written with the next change that succeeds.
     void SaveSetting(const QString& key, const QString& value, const QString& section = kStartup);
-    void SaveSetting(const QString& key, bool value) { SaveSetting(key, BoolText(value)); }
+    void SaveSetting(const QString& key, std::same_as<bool> auto value) { SaveSetting(key, BoolText(value)); }
 
     /// The text form of a boolean: "True" or "False".
     [[nodiscard]] static QString BoolText(bool value);

@@ -6,7 +6,6 @@
 
 #include "app/exit_codes.h"
 #include "app/folder_lock.h"
-#include "store/app_folder.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -48,18 +47,6 @@ TEST(Options, HelpVersionAndRefusals) {
     }
 }
 
-TEST(AppDataFolder, IsMadeWithItsParentsOrRefusedByName) {
-    const TempFolder folder;
-    EXPECT_TRUE(CreateAppDataFolder(folder.Path(u"a/b"_s)));
-    EXPECT_TRUE(QDir(folder.Path(u"a/b"_s)).isEmpty()) << "the probe of the folder must leave nothing";
-
-    folder.Write(u"file"_s, "");
-    const Outcome onFile = CreateAppDataFolder(folder.Path(u"file"_s));
-    EXPECT_TRUE(onFile.Error().contains(folder.Path(u"file"_s)));
-    const Outcome belowFile = CreateAppDataFolder(folder.Path(u"file/below"_s));
-    EXPECT_TRUE(belowFile.Error().startsWith(u"Unable to create AppData Folder."_s));
-}
-
 TEST(FolderLock, OneProgramPerFolder) {
     const TempFolder folder;
     FolderLock second(folder.Path());
@@ -76,6 +63,12 @@ TEST(FolderLock, ADeadProgramsLockIsTakenOver) {
     const TempFolder folder;
     // As the lock file stands after a kill: the process number is one that no process can have.
     folder.Write(u"corvane.lock"_s, "2147483646\ncorvaned\nvm\n");
+    EXPECT_EQ(FolderLock(folder.Path()).TryLock(), FolderLock::Result::Locked);
+}
+
+TEST(FolderLock, ALockLeftEmptyByAKillIsTakenOver) {
+    const TempFolder folder;
+    folder.Write(u"corvane.lock"_s, "");
     EXPECT_EQ(FolderLock(folder.Path()).TryLock(), FolderLock::Result::Locked);
 }
 

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <span>
 
-#include "base/clock.h"
 #include "fuzz/require.h"
 #include "link/device_slots.h"
 #include "measure/measurement.h"
@@ -18,6 +17,7 @@
 #include "store/capture_database.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
+#include "support/fake_clock.h"
 
 namespace corvane {
 namespace {
@@ -71,7 +71,7 @@ void Feed(Framer& framer, std::span<const std::uint8_t> input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace corvane;
     static const QTemporaryDir folder;
-    static const SystemClock clock;
+    static const FakeClock clock;
     static ErrorLog errorLog(folder.path(), QStringLiteral("Fuzz"), clock);
     static const CaptureDatabase database(folder.filePath(QStringLiteral("none.db3")).toStdString());
     SettingsStore settings(SettingsIn(folder));

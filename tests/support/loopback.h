@@ -9,6 +9,8 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 
 namespace corvane {
@@ -17,14 +19,16 @@ namespace corvane {
 template <typename Condition>
 [[nodiscard]] bool SpinUntil(Condition condition) {
     const QDeadlineTimer deadline(5000);
+    bool holds = false;
     QEventLoop loop;
     QTimer look;
-    QObject::connect(&look, &QTimer::timeout, &loop, [&loop, &condition, &deadline] {
-        if (condition() || deadline.hasExpired()) loop.quit();
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        holds = condition();
+        if (holds || deadline.hasExpired()) loop.quit();
     });
     look.start(1);
     loop.exec();
-    return condition();
+    return holds;
 }
 
 /// A port that nobody listened on a moment ago.
@@ -36,12 +40,17 @@ template <typename Condition>
 /// The far end of a connection, as a gateway or a reader at the other side.
 class FarEnd {
 public:
-    /// Connects to a port of this machine.
-    explicit FarEnd(std::uint16_t port) { socket_.connectToHost(QHostAddress::LocalHost, port); }
+    /// Connects to a port of this machine. The system does this alone: the server has not noticed yet.
+    explicit FarEnd(std::uint16_t port) {
+        socket_.connectToHost(QHostAddress::LocalHost, port);
+        EXPECT_TRUE(socket_.waitForConnected(5000)) << "port " << port;
+    }
 
-    void Send(const QByteArray& bytes) { socket_.write(bytes); }
+    void Send(const QByteArray& bytes) {
+        socket_.write(bytes);
+        socket_.flush();
+    }
     void Close() { socket_.disconnectFromHost(); }
-    [[nodiscard]] bool IsConnected() const { return socket_.state() == QAbstractSocket::ConnectedState; }
     [[nodiscard]] bool IsGone() const { return socket_.state() == QAbstractSocket::UnconnectedState; }
     [[nodiscard]] QByteArray Received() {
         received_ += socket_.readAll();

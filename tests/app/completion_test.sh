@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# What the completion of corvanectl offers. Usage: completion_test.sh CORVANECTL
+set -euo pipefail
+program=${1:?}
+source "$(dirname "$0")/../../packaging/bash-completion/corvanectl"
+
+expect() {  # expect "words offered" words of the command line, the last one being completed
+    local wanted=$1
+    COMP_WORDS=("$program" "${@:2}")
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    COMPREPLY=()
+    _corvanectl
+    [[ ${COMPREPLY[*]} == "$wanted" ]] && return
+    echo "\"${*:2}\" offers \"${COMPREPLY[*]}\", not \"$wanted\"" >&2
+    exit 1
+}
+
+expect "status" stat
+expect "set set-serial" --json set
+expect "A B" listen ""
+expect "on off tcp-a tcp-b" raw ""
+expect "show" log sh
+expect "--json" --js
+expect "" status ""

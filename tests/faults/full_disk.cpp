@@ -1,0 +1,106 @@
+// A whole program on a disk that fills up and is emptied again; FOLDER is on a small file system of its own:
+//
+//   fault_full_disk FOLDER
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "app/program.h"
+#include "support/fake_clock.h"
+#include "support/packets.h"
+#include "support/scripted_operator.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+void Require(bool condition, const char* what) {
+    if (condition) return;
+    std::fprintf(stderr, "%s\n", what);
+    std::exit(1);
+}
+
+/// Takes all the room that is left.
+void FillUp(const QString& path) {
+    QFile file(path);
+    Require(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered), "no filler file");
+    for (const int size : {64 * 1024, 4096, 1}) {
+        const QByteArray block(size, 'x');
+        while (file.write(block) == size) {
+        }
+    }
+}
+
+std::string Cell(const Program& program, const std::string& sql) {
+    const QueryResult result = program.database.Run(sql);
+    return result.Ok() ? result.rows.front().front().value_or("NULL") : result.errorText;
+}
+
+void Run(const QString& folder) {
+    const QString settingsFile = QDir(folder).filePath(u"corvane.ini"_s);
+    SettingsStore(settingsFile).SaveSetting(u"DevSerial"_s, u"301234"_s, u"0"_s);
+    FakeClock clock;
+    Program program({.dataFolder = folder, .settingsFile = settingsFile}, clock);
+    ScriptedOperator op;
+    op.WillAnswer("default system file", Answer::Yes);
+    op.WillAnswer("proceed", Answer::Yes);
+    Require(bool(QCoro::waitFor(program.Start(op))), "the program does not start");
+
+    MonitorState state{.seconds = 100};
+    const auto aMinutePasses = [&] {
+        clock.AdvanceSeconds(60);
+        state.seconds += 60;
+        state.ch1Absolute += 60'000;
+        for (const std::uint8_t byte : PacketOf(state))
+            program.framer.ProcessByte(kStreamTcpA, byte);
+    };
+    for (int i = 0; i < 5; ++i)
+        aMinutePasses();
+    Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Green, "nothing was written at first");
+
+    const QString filler = QDir(folder).filePath(u"filler"_s);
+    FillUp(filler);
+    for (int i = 0; i < 5; ++i)
+        aMinutePasses();
+    Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Yellow,
+            "the full disk shows no indicator");
+    std::printf("said: %s\n", qPrintable(program.dbWriter.DatabaseMessageText()));
+    Require(program.dbWriter.DatabaseMessageText().contains(u"full"_s), "the full disk is not said");
+    Require(Cell(program, "PRAGMA integrity_check") == "ok",
+            "the database is damaged while the disk is full");
+    program.settings.SaveSetting(u"VoltX2"_s, true);  // there is no room for it
+
+    Require(QFile::remove(filler), "the filler stays");
+    const std::string before = Cell(program, "SELECT count(*) FROM monitordata_minute");
+    for (int i = 0; i < 5; ++i)
+        aMinutePasses();
+    Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Green, "writing does not resume");
+    const std::string after = Cell(program, "SELECT count(*) FROM monitordata_minute");
+    Require(std::stoi(after) >= std::stoi(before) + 5, "rows are missing after the disk was emptied");
+    Require(Cell(program, "PRAGMA integrity_check") == "ok", "the database is damaged");
+
+    program.settings.SaveSetting(u"VRQ5806"_s, false);  // takes along what found no room
+    const SettingsStore settings(settingsFile);
+    Require(settings.GetSetting(u"DevSerial"_s, {}, u"0"_s) == u"301234"_s, "the settings were emptied");
+    QFile file(settingsFile);
+    Require(file.open(QIODevice::ReadOnly) && file.readAll().contains("VoltX2=True"), "a setting was lost");
+    std::printf("%s rows before, %s after the disk was emptied; all whole\n", before.c_str(), after.c_str());
+}
+
+}  // namespace
+}  // namespace corvane
+
+int main(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() != 2) {
+        std::fputs("usage: fault_full_disk FOLDER\n", stderr);
+        return 64;
+    }
+    corvane::Run(arguments[1]);
+    return 0;
+}

@@ -1,0 +1,128 @@
+// Kills the real service with SIGKILL at random moments of its writing, and looks at what it leaves behind:
+//
+//   fault_kill ROUNDS [SEED]
+//
+// Each round starts the service on the same folder and sends the first packets of six monitors, which makes
+// it write six hourly records, and wraps that make it save carries.
+#include <QCoreApplication>
+#include <QThread>
+
+#include <cstdio>
+#include <random>
+#include <stdexcept>
+
+#include "store/capture_database.h"
+#include "support/packets.h"
+#include "system/programs.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+constexpr int kMonitors = 6;
+constexpr int kPacketsEach = 8;
+
+void Require(bool condition, const QString& what) {
+    if (!condition) throw std::runtime_error(what.toStdString());
+}
+
+/// Packets of all monitors in turn, whose AUX1 wraps with every second one.
+QByteArray Traffic() {
+    QByteArray bytes;
+    for (std::uint32_t i = 0; i < kPacketsEach; ++i) {
+        for (std::uint16_t monitor = 1; monitor <= kMonitors; ++monitor) {
+            MonitorState state{.ch1Absolute = 1000ULL * i, .serialNumber = monitor, .seconds = 100 + i};
+            state.aux[0] = i % 2 == 0 ? 0xFFFFFFFF - 1000 : 1000;
+            const Bytes packet = PacketOf(state);
+            bytes.append(reinterpret_cast<const char*>(packet.data()), static_cast<qsizetype>(packet.size()));
+        }
+    }
+    return bytes;
+}
+
+struct Left {
+    qint64 rows;
+    int carries;
+};
+
+/// What the folder holds after a kill: a whole database, and settings that are not empty.
+Left Inspect(const ServiceFolder& house) {
+    const CaptureDatabase database(house.folder.Path(u"vrq1.db3"_s).toStdString());
+    const QueryResult whole = database.Run("PRAGMA integrity_check");
+    Require(whole.Ok() && whole.rows.front().front() == "ok", u"the database is damaged"_s);
+    const QueryResult rows = database.Run("SELECT count(*) FROM monitordata_hourly");
+    Require(rows.Ok(), u"the rows cannot be counted"_s);
+
+    const SettingsStore settings(house.folder.Path(u"corvane.ini"_s));
+    Require(settings.GetSetting(u"TcpPortA"_s) == QString::number(house.portA),
+            u"the settings lost a port"_s);
+    int carries = 0;
+    for (int slot = 1; slot <= kMonitors; ++slot) {
+        const QString serial = settings.GetSetting(u"DevSerial"_s, {}, QString::number(slot - 1));
+        Require(serial == u"30000%1"_s.arg(slot), u"the settings lost a device"_s);
+        carries += settings.GetSetting(u"Roll3"_s, u"0"_s, QString::number(slot)).toInt();
+    }
+    return {std::stoll(rows.rows.front().front().value_or("0")), carries};
+}
+
+void Run(int rounds, unsigned seed) {
+    ServiceFolder house;
+    for (int slot = 1; slot <= kMonitors; ++slot) {
+        house.Preset(u"DevSerial"_s, u"30000%1"_s.arg(slot), QString::number(slot - 1));
+    }
+    {
+        Started first(u"corvaned"_s, house.Arguments());
+        Require(first.Says(u"TCP Server B listens"_s), u"the service does not start: "_s + first.Output());
+        first.Terminate();
+        Require(first.ExitCode() == 0, u"the service does not end"_s);
+    }
+
+    std::mt19937 random(seed);
+    const QByteArray traffic = Traffic();
+    Left before{0, 0};
+    int midway = 0;
+    for (int round = 0; round < rounds; ++round) {
+        Started service(u"corvaned"_s, house.Arguments());
+        Require(service.Says(u"TCP Server B listens"_s),
+                u"the service does not start again: "_s + service.Output());
+        FarEnd gateway(house.portA);
+        Require(SpinUntil([&gateway] { return gateway.Socket().state() == QAbstractSocket::ConnectedState; }),
+                u"no connection"_s);
+        gateway.Send(traffic);
+        gateway.Socket().flush();
+        QThread::usleep(random() % 150'000);
+        service.Kill();
+        (void)service.ExitCode();
+
+        const Left after = Inspect(house);
+        Require(after.rows >= before.rows && after.carries >= before.carries, u"something written is gone"_s);
+        constexpr int kCarriesOfARound = kMonitors * kPacketsEach / 2;
+        const int gained = after.carries - before.carries;
+        midway += gained > 0 && gained < kCarriesOfARound ? 1 : 0;
+        before = after;
+    }
+    std::printf("%d kills, %d of them in the middle of the writing; %lld rows and %d carries, all whole\n",
+                rounds, midway, static_cast<long long>(before.rows), before.carries);
+    Require(before.rows > 0 && before.carries > 0, u"no round came as far as writing"_s);
+}
+
+}  // namespace
+}  // namespace corvane
+
+int main(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    const int rounds = arguments.value(1).toInt();
+    if (rounds <= 0) {
+        std::fputs("usage: fault_kill ROUNDS [SEED]\n", stderr);
+        return 64;
+    }
+    try {
+        corvane::Run(rounds, arguments.value(2, QStringLiteral("1")).toUInt());
+    } catch (const std::runtime_error& fault) {
+        std::fprintf(stderr, "%s\n", fault.what());
+        return 1;
+    }
+    return 0;
+}

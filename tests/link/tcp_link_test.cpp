@@ -1,0 +1,364 @@
+#include "link/tcp_link.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/status_board.h"
+#include "link/framer.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+#include "support/fake_clock.h"
+#include "support/loopback.h"
+#include "support/packets.h"
+#include "support/temp_folder.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+QByteArray PacketBytes(std::uint16_t serialNumber) {
+    const Bytes packet = PacketOf({.serialNumber = serialNumber});
+    return {reinterpret_cast<const char*>(packet.data()), static_cast<qsizetype>(packet.size())};
+}
+
+/// Notes which packets came on which stream.
+class Receiver final : public PacketReceiver {
+public:
+    void DisplayData(int stream, std::span<const std::uint8_t> packet) override {
+        packets.emplace_back(stream, static_cast<int>(DecodePacket(stream, packet).Raw(Field::SerialNumber)));
+    }
+    std::vector<std::pair<int, int>> packets;  ///< stream and serial number
+};
+
+using Packets = std::vector<std::pair<int, int>>;
+using Lines = std::vector<std::string>;
+
+const Lines kConnected = {"         Connected"};
+const Lines kFirstData = {"     Connected to Ethernet Gateway."};
+
+const Lines kClosedA = {"TCP Server Closing", "      TCP Server A Closing", "      TCP Server A Closed"};
+const Lines kClosedB = {"TCP Server Closing", "      TCP Server B Closing", "      TCP Server B Closed"};
+
+class TcpLinkTest : public testing::Test {
+protected:
+    TcpLinkTest() {
+        QObject::connect(&board_, &StatusBoard::LineAdded,
+                         [this](const QString& line) { lines_.push_back(line.toStdString()); });
+    }
+
+    /// The link on a free port, not begun yet.
+    std::unique_ptr<TcpLink> Make(const TcpLink::Identity& identity) {
+        auto link = std::make_unique<TcpLink>(identity, framer_, settings_, board_, errorLog_, clock_);
+        port_ = FreePort();
+        EXPECT_TRUE(link->SetPort(QString::number(port_)));
+        return link;
+    }
+
+    /// The lines of the status board since this was last asked.
+    Lines TakeLines() { return std::exchange(lines_, {}); }
+
+    [[nodiscard]] static bool Becomes(TcpLink& link, SocketState state) {
+        return SpinUntil([&link, state] { return link.State() == state; });
+    }
+    [[nodiscard]] static bool GetsData(TcpLink& link) {
+        return SpinUntil([&link] { return link.TakeActivity(); });
+    }
+
+    TempFolder folder_;
+    FakeClock clock_;
+    SettingsStore settings_{folder_.Path(u"settings.ini"_s)};
+    ErrorLog errorLog_{folder_.Path(), u"Test"_s, clock_};
+    StatusBoard board_;
+    Receiver receiver_;
+    Framer framer_{receiver_};
+    Lines lines_;
+    std::uint16_t port_ = 0;
+};
+
+TEST_F(TcpLinkTest, TellsWhatHappensFromListenToThePeersCloseAndListensAgain) {
+    const auto link = Make(TcpLink::kA);
+    EXPECT_EQ(link->Caption(), u"Listen"_s);
+    EXPECT_EQ(link->WinsockStateDisplay(), u"Socket Closed"_s);
+    link->StartUp();
+    EXPECT_EQ(link->WinsockStateDisplay(), u"Listening"_s);
+    EXPECT_EQ(link->Caption(), u"Stop Listening"_s);
+    EXPECT_EQ(link->Notice(), u""_s);
+    EXPECT_EQ(link->LocalPort(), port_);
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        FarEnd gateway(port_);
+        ASSERT_TRUE(Becomes(*link, SocketState::Connected));
+        EXPECT_EQ(link->Caption(), u"Connected"_s);
+        EXPECT_EQ(link->WinsockStateDisplay(), u"Connected"_s);
+        EXPECT_EQ(TakeLines(), kConnected);
+        EXPECT_FALSE(link->TakeActivity());
+
+        gateway.Send("\x01");
+        ASSERT_TRUE(GetsData(*link));
+        EXPECT_EQ(TakeLines(), kFirstData);
+        gateway.Send("\x02");
+        ASSERT_TRUE(GetsData(*link));
+        EXPECT_EQ(TakeLines(), Lines());
+
+        gateway.Close();
+        ASSERT_TRUE(Becomes(*link, SocketState::Closed));
+        EXPECT_EQ(TakeLines(), kClosedA);
+        EXPECT_EQ(link->Caption(), u"Listen"_s);
+        for (int seconds = 5; seconds > 0; --seconds) {
+            EXPECT_EQ(link->State(), SocketState::Closed);
+            EXPECT_EQ(link->Notice(), u"Reconnecting in %1 sec."_s.arg(seconds));
+            clock_.AdvanceSeconds(1);
+        }
+        EXPECT_EQ(link->State(), SocketState::Listening);
+        EXPECT_EQ(link->Notice(), u""_s);
+    }
+}
+
+TEST_F(TcpLinkTest, DataOfAAreStreamZeroAndOfBStreamTwo) {
+    const auto a = Make(TcpLink::kA);
+    const std::uint16_t portOfA = port_;
+    const auto b = Make(TcpLink::kB);
+    a->StartUp();
+    b->StartUp();
+    FarEnd gatewayA(portOfA);
+    FarEnd gatewayB(port_);
+    const QByteArray ofA = PacketBytes(11);
+    const QByteArray ofB = PacketBytes(22);
+    // A packet of B comes while one of A is half there: bytes on the wrong stream would spoil it.
+    gatewayA.Send(ofA.first(30));
+    ASSERT_TRUE(GetsData(*a));
+    gatewayB.Send(ofB);
+    ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{2, 22}}; }));
+    gatewayA.Send(ofA.sliced(30));
+    ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{2, 22}, {0, 11}}; }));
+    gatewayB.Close();
+    ASSERT_TRUE(Becomes(*b, SocketState::Closed));
+    const Lines lines = TakeLines();
+    EXPECT_EQ(Lines(lines.end() - 3, lines.end()), kClosedB);
+    EXPECT_EQ(a->State(), SocketState::Connected);
+}
+
+TEST_F(TcpLinkTest, AHoldKeepsAllBytesFromTheFramerEvenThoseOfAnOpenPacket) {
+    const auto link = Make(TcpLink::kB);
+    link->StartUp();
+    FarEnd gateway(port_);
+    const QByteArray packet = PacketBytes(7);
+    gateway.Send(packet.first(30));
+    ASSERT_TRUE(GetsData(*link));
+    framer_.SetPacketHold(kStreamTcpB, true);
+    gateway.Send(QByteArray(100, 'x') + PacketBytes(8));
+    ASSERT_TRUE(GetsData(*link));  // it counts as activity all the same
+    framer_.SetPacketHold(kStreamTcpB, false);
+    EXPECT_EQ(receiver_.packets, Packets());
+    gateway.Send(packet.sliced(30));
+    EXPECT_TRUE(SpinUntil([this] { return !receiver_.packets.empty(); }));
+    EXPECT_EQ(receiver_.packets, (Packets{{2, 7}}));
+}
+
+TEST_F(TcpLinkTest, DisconnectLatchesAndListenUnlatches) {
+    auto link = Make(TcpLink::kA);
+    link->StartUp();
+    FarEnd gateway(port_);
+    ASSERT_TRUE(Becomes(*link, SocketState::Connected));
+    link->Disconnect();
+    EXPECT_TRUE(SpinUntil([&gateway] { return gateway.IsGone(); }));
+    const auto expectDisconnected = [&] {
+        EXPECT_EQ(link->State(), SocketState::Closed);
+        EXPECT_EQ(link->Notice(), u"Disconnected"_s);
+        EXPECT_EQ(link->Caption(), u"Listen"_s);
+        EXPECT_EQ(settings_.GetSetting(u"LatchDisconnectA"_s), u"True"_s);
+    };
+    clock_.AdvanceSeconds(60);
+    expectDisconnected();
+    // The next run of the program finds it latched.
+    link = std::make_unique<TcpLink>(TcpLink::kA, framer_, settings_, board_, errorLog_, clock_);
+    link->StartUp();
+    clock_.AdvanceSeconds(60);
+    expectDisconnected();
+    link->Listen();
+    EXPECT_EQ(link->State(), SocketState::Listening);
+    EXPECT_EQ(link->LocalPort(), port_);
+    EXPECT_EQ(link->Notice(), u""_s);
+    EXPECT_EQ(settings_.GetSetting(u"LatchDisconnectA"_s), u"False"_s);
+}
+
+TEST_F(TcpLinkTest, TheLatchOfOneServerIsNotTheOthers) {
+    settings_.SaveSetting(u"LatchDisconnectB"_s, true);
+    const auto a = Make(TcpLink::kA);
+    const auto b = Make(TcpLink::kB);
+    a->StartUp();
+    b->StartUp();
+    EXPECT_EQ(a->State(), SocketState::Listening);
+    EXPECT_EQ(b->State(), SocketState::Closed);
+}
+
+TEST_F(TcpLinkTest, DisconnectStopsTheCountdown) {
+    const auto link = Make(TcpLink::kA);
+    link->StartUp();
+    FarEnd gateway(port_);
+    ASSERT_TRUE(Becomes(*link, SocketState::Connected));
+    gateway.Close();
+    ASSERT_TRUE(Becomes(*link, SocketState::Closed));
+    clock_.AdvanceSeconds(2);
+    link->Disconnect();
+    EXPECT_EQ(link->Notice(), u"Disconnected"_s);
+    clock_.AdvanceSeconds(60);
+    EXPECT_EQ(link->State(), SocketState::Closed);
+}
+
+TEST_F(TcpLinkTest, APortHeldByOthersIsSaidOnceAndTriedAgainUntilItIsFree) {
+    const auto link = Make(TcpLink::kA);
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, port_));
+    link->StartUp();
+    for (int second = 0; second < 12; ++second) {
+        EXPECT_EQ(link->State(), SocketState::Error);
+        EXPECT_EQ(link->WinsockStateDisplay(), u"Socket Error"_s);
+        EXPECT_EQ(link->Notice(), u"Wait 4 Minutes to Release Port"_s);
+        EXPECT_EQ(link->Caption(), u"Listen"_s);
+        clock_.AdvanceSeconds(1);
+    }
+    ASSERT_EQ(lines_.size(), 1U);
+    EXPECT_TRUE(lines_[0].starts_with("     TCP Server A: ")) << lines_[0];
+    holder.close();
+    clock_.AdvanceSeconds(5);
+    EXPECT_EQ(link->State(), SocketState::Listening);
+    EXPECT_EQ(link->Notice(), u""_s);
+}
+
+TEST_F(TcpLinkTest, ChecksThePortAndKeepsTheOldOneWhereItIsWrong) {
+    const std::string notNumeric = "Must be a numeric value";
+    const std::string outOfRange = "Invalid range for TCP/IP Port";
+    const struct {
+        const char* text;
+        std::string error;
+        const char* kept;
+    } cases[] = {
+        {"10", "", "10"},
+        {"65534", "", "65534"},
+        {" 8081 ", "", "8081"},
+        {"9", outOfRange, "8081"},
+        {"65535", outOfRange, "8081"},
+        {"0", outOfRange, "8081"},
+        {"-8080", outOfRange, "8081"},
+        {"80.5", outOfRange, "8081"},
+        {"1e9", outOfRange, "8081"},
+        {"", notNumeric, "8081"},
+        {" ", notNumeric, "8081"},
+        {"http", notNumeric, "8081"},
+        {"80 81", notNumeric, "8081"},
+        {"8080x", notNumeric, "8081"},
+        {"nan", notNumeric, "8081"},
+        {"inf", notNumeric, "8081"},
+    };
+    const auto link = Make(TcpLink::kB);
+    for (const auto& c : cases) {
+        EXPECT_EQ(link->SetPort(QString::fromLatin1(c.text)).Error().toStdString(), c.error) << c.text;
+        EXPECT_EQ(settings_.GetSetting(u"TcpPortB"_s), QString::fromLatin1(c.kept)) << c.text;
+    }
+    EXPECT_EQ(settings_.GetSetting(u"TcpPortA"_s), u""_s);
+}
+
+TEST_F(TcpLinkTest, ASecondGatewayIsRefusedWhileTheFirstSendsAndReplacesASilentOne) {
+    const auto link = Make(TcpLink::kA);
+    link->StartUp();
+    FarEnd first(port_);
+    ASSERT_TRUE(Becomes(*link, SocketState::Connected));
+    clock_.AdvanceSeconds(20);
+    first.Send("a");  // from here on the silence counts
+    ASSERT_TRUE(GetsData(*link));
+    clock_.Advance(29'999);
+    TakeLines();
+
+    FarEnd refused(port_);
+    ASSERT_TRUE(SpinUntil([&refused] { return refused.IsGone(); }));
+    EXPECT_EQ(TakeLines(), Lines());
+    EXPECT_EQ(link->State(), SocketState::Connected);
+    EXPECT_FALSE(first.IsGone());
+
+    clock_.Advance(1);
+    FarEnd next(port_);
+    ASSERT_TRUE(SpinUntil([&first] { return first.IsGone(); }));
+    EXPECT_EQ(link->State(), SocketState::Connected);
+    next.Send(PacketBytes(9));
+    ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{0, 9}}; }));
+    Lines expected = kClosedA;
+    expected.insert(expected.end(), kConnected.begin(), kConnected.end());
+    expected.insert(expected.end(), kFirstData.begin(), kFirstData.end());
+    EXPECT_EQ(TakeLines(), expected);
+    ASSERT_TRUE(link->SendText("TOG"));
+    EXPECT_TRUE(SpinUntil([&next] { return next.Received() == "TOG"; }));
+    clock_.AdvanceSeconds(20);
+    EXPECT_EQ(link->State(), SocketState::Connected);  // no countdown was left behind
+}
+
+TEST_F(TcpLinkTest, BConnectsOutAndAgainAfterThePeersClose) {
+    QTcpServer gateway;
+    ASSERT_TRUE(gateway.listen(QHostAddress::LocalHost));
+    const auto link = Make(TcpLink::kB);
+    ASSERT_TRUE(link->SetPort(QString::number(gateway.serverPort())));
+    settings_.SaveSetting(u"TcpModeB"_s, u"client"_s);
+    settings_.SaveSetting(u"TcpHostB"_s, u"127.0.0.1"_s);
+    link->StartUp();
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_TRUE(SpinUntil([&gateway] { return gateway.hasPendingConnections(); }));
+        QTcpSocket& accepted = *gateway.nextPendingConnection();
+        ASSERT_TRUE(Becomes(*link, SocketState::Connected));
+        EXPECT_EQ(TakeLines(), kConnected);
+        receiver_.packets.clear();
+        accepted.write(PacketBytes(5));
+        ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{2, 5}}; }));
+        EXPECT_EQ(TakeLines(), kFirstData);
+        EXPECT_EQ(accepted.bytesAvailable(), 0);  // no command is sent by itself
+        accepted.close();
+        ASSERT_TRUE(Becomes(*link, SocketState::Closed));
+        EXPECT_EQ(TakeLines(), kClosedB);
+        clock_.AdvanceSeconds(5);
+        EXPECT_NE(link->State(), SocketState::Closed);
+    }
+}
+
+TEST_F(TcpLinkTest, BTriesAgainWhereNobodyListensAndSaysItOnce) {
+    settings_.SaveSetting(u"TcpModeB"_s, u"client"_s);
+    const auto link = Make(TcpLink::kB);
+    link->StartUp();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        ASSERT_TRUE(Becomes(*link, SocketState::Error));
+        EXPECT_EQ(link->Notice(), u"Reconnecting in 5 sec."_s);
+        clock_.AdvanceSeconds(5);
+        EXPECT_NE(link->State(), SocketState::Error);
+    }
+    EXPECT_EQ(lines_.size(), 1U);
+}
+
+TEST_F(TcpLinkTest, AListensWhateverTheModeSays) {
+    settings_.SaveSetting(u"TcpModeA"_s, u"client"_s);
+    const auto link = Make(TcpLink::kA);
+    link->StartUp();
+    EXPECT_EQ(link->State(), SocketState::Listening);
+}
+
+TEST_F(TcpLinkTest, AGatewayThatDoesNotReadIsClosedLoggedAndListenedForAgain) {
+    const auto link = Make(TcpLink::kA);
+    link->StartUp();
+    FarEnd gateway(port_);
+    ASSERT_TRUE(Becomes(*link, SocketState::Connected));
+    EXPECT_TRUE(link->SendText(QByteArray(TcpSocket::kMostUnsent, 'x')));
+    EXPECT_FALSE(link->SendText("x"));
+    EXPECT_EQ(link->State(), SocketState::Closed);
+    const QStringList log = errorLog_.Load().lines;
+    ASSERT_EQ(log.size(), 1);
+    EXPECT_TRUE(log[0].contains(u"TCP Server A"_s)) << log[0].toStdString();
+    EXPECT_TRUE(log[0].contains(u"127.0.0.1"_s)) << log[0].toStdString();
+    clock_.AdvanceSeconds(5);
+    EXPECT_EQ(link->State(), SocketState::Listening);
+}
+
+}  // namespace
+}  // namespace corvane

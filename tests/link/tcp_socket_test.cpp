@@ -1,0 +1,246 @@
+#include "link/tcp_socket.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <vector>
+
+#include "support/fake_clock.h"
+#include "support/loopback.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+/// Bytes that differ from their neighbours, so that a piece lost or swapped shows.
+QByteArray Pattern(qsizetype size) {
+    QByteArray bytes(size, '\0');
+    for (qsizetype i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>(i % 251);
+    return bytes;
+}
+
+class TcpSocketTest : public testing::Test {
+protected:
+    TcpSocketTest() {
+        QObject::connect(&socket_, &TcpSocket::StateChanged,
+                         [this](SocketState state) { states_.push_back(state); });
+        QObject::connect(&socket_, &TcpSocket::Connected, [this] { ++connected_; });
+        QObject::connect(&socket_, &TcpSocket::DataArrival,
+                         [this](QByteArrayView data) { data_.append(data.data(), data.size()); });
+        QObject::connect(&socket_, &TcpSocket::PeerClosed, [this] { dataAtClose_.push_back(data_.size()); });
+        QObject::connect(&socket_, &TcpSocket::PeerTooSlow,
+                         [this](const QString& peer) { slowPeers_.push_back(peer); });
+    }
+
+    [[nodiscard]] bool BecomesOf(SocketState state) {
+        return SpinUntil([this, state] { return socket_.State() == state; });
+    }
+
+    /// Lets events pass that should change nothing.
+    static void Settle() {
+        const QDeadlineTimer enough(50);
+        ASSERT_TRUE(SpinUntil([&enough] { return enough.hasExpired(); }));
+    }
+
+    FakeClock clock_;
+    TcpSocket socket_{clock_};
+    std::vector<SocketState> states_;
+    int connected_ = 0;
+    QByteArray data_;
+    std::vector<qsizetype> dataAtClose_;  ///< bytes that had come in at each close by the peer
+    std::vector<QString> slowPeers_;
+};
+
+TEST(SocketStates, HaveNumbersAndTexts) {
+    const std::array<const char*, 10> texts = {
+        "Socket Closed", "Socket Open", "Listening", "Connection Pending",         "Resolving Host",
+        "Host Resolved", "Connecting",  "Connected", "Peer is Closing Connection", "Socket Error"};
+    for (std::size_t number = 0; number < texts.size(); ++number)
+        EXPECT_EQ(SocketStateText(static_cast<SocketState>(number)).toStdString(), texts[number]);
+}
+
+TEST_F(TcpSocketTest, AServerTakesAPeerAndEverythingItSentBeforeItClosed) {
+    ASSERT_TRUE(socket_.Listen(0));
+    EXPECT_EQ(socket_.State(), SocketState::Listening);
+    FarEnd peer(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    const QByteArray sent = Pattern(500'000);
+    peer.Send(sent);
+    peer.Close();
+    ASSERT_TRUE(BecomesOf(SocketState::Closed));
+    EXPECT_EQ(data_, sent);
+    EXPECT_EQ(dataAtClose_, (std::vector<qsizetype>{sent.size()}));
+    EXPECT_EQ(states_, (std::vector<SocketState>{SocketState::Listening, SocketState::Connected,
+                                                 SocketState::PeerClosing, SocketState::Closed}));
+    EXPECT_EQ(socket_.LocalPort(), 0);
+}
+
+TEST_F(TcpSocketTest, APeerThatBreaksOffIsToldAsOneThatCloses) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    peer.Socket().setReadBufferSize(1);
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    ASSERT_TRUE(socket_.SendText(Pattern(10'000)));
+    ASSERT_TRUE(SpinUntil([&peer] { return peer.Socket().bytesAvailable() > 0; }));
+    peer.Socket().abort();  // with data unread, this is a reset rather than a close
+    ASSERT_TRUE(BecomesOf(SocketState::Closed));
+    EXPECT_EQ(dataAtClose_.size(), 1U);
+}
+
+TEST_F(TcpSocketTest, WhatComesAlongWithTheConnectionIsDelivered) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    peer.Send("early");
+    EXPECT_EQ(connected_, 0);
+    ASSERT_TRUE(SpinUntil([this] { return data_ == "early"; }));
+    EXPECT_EQ(connected_, 1);
+}
+
+TEST_F(TcpSocketTest, AServerThatReplacesNobodyTurnsTheSecondPeerAway) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd first(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    clock_.AdvanceSeconds(24 * 3600);
+    FarEnd second(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([&second] { return second.IsGone(); }));
+    EXPECT_EQ(connected_, 1);
+    first.Send("still here");
+    EXPECT_TRUE(SpinUntil([this] { return data_ == "still here"; }));
+}
+
+TEST_F(TcpSocketTest, APortHeldByOthersIsAnErrorAndCanBeTriedAgain) {
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any));
+    const std::uint16_t port = holder.serverPort();
+    EXPECT_FALSE(socket_.Listen(port));
+    EXPECT_EQ(socket_.State(), SocketState::Error);
+    EXPECT_TRUE(socket_.AddressInUse());
+    EXPECT_FALSE(socket_.ErrorText().isEmpty());
+    holder.close();
+    EXPECT_TRUE(socket_.Listen(port));
+    EXPECT_FALSE(socket_.AddressInUse());
+    EXPECT_EQ(socket_.LocalPort(), port);
+}
+
+TEST_F(TcpSocketTest, AClientConnectsSendsAndReceives) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    socket_.Connect(u"127.0.0.1"_s, server.serverPort());
+    EXPECT_FALSE(socket_.SendText("too early"));
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    EXPECT_EQ(states_, (std::vector<SocketState>{SocketState::ResolvingHost, SocketState::Connecting,
+                                                 SocketState::Connected}));
+    ASSERT_TRUE(SpinUntil([&server] { return server.hasPendingConnections(); }));
+    QTcpSocket& accepted = *server.nextPendingConnection();
+    EXPECT_TRUE(socket_.SendText("TOG"));
+    accepted.write("reply");
+    QByteArray arrived;
+    EXPECT_TRUE(SpinUntil([&] { return (arrived += accepted.readAll()) == "TOG" && data_ == "reply"; }));
+    clock_.AdvanceSeconds(60);  // the time allowed for connecting is no limit to the connection
+    EXPECT_EQ(socket_.State(), SocketState::Connected);
+    accepted.close();
+    ASSERT_TRUE(BecomesOf(SocketState::Closed));
+    EXPECT_EQ(dataAtClose_.size(), 1U);
+    EXPECT_FALSE(socket_.SendText("too late"));
+}
+
+TEST_F(TcpSocketTest, AConnectThatIsRefusedIsAnError) {
+    socket_.Connect(u"127.0.0.1"_s, FreePort());
+    ASSERT_TRUE(BecomesOf(SocketState::Error));
+    EXPECT_FALSE(socket_.ErrorText().isEmpty());
+    EXPECT_FALSE(socket_.AddressInUse());
+    EXPECT_EQ(connected_, 0);
+    EXPECT_TRUE(dataAtClose_.empty());
+}
+
+#ifdef Q_OS_LINUX
+TEST_F(TcpSocketTest, AConnectThatGetsNoAnswerIsClosedAfterTwentySeconds) {
+    // A server that accepts nobody and whose queue is full: the system drops further attempts unanswered.
+    QTcpServer full;
+    full.setListenBacklogSize(0);
+    ASSERT_TRUE(full.listen(QHostAddress::LocalHost));
+    full.pauseAccepting();
+    std::array<QTcpSocket, 3> queue;
+    for (QTcpSocket& waiting : queue)
+        waiting.connectToHost(QHostAddress::LocalHost, full.serverPort());
+    Settle();
+    clock_.AdvanceSeconds(7);
+    socket_.Connect(u"127.0.0.1"_s, full.serverPort());
+    Settle();
+    clock_.Advance(19'999);
+    ASSERT_EQ(socket_.State(), SocketState::Connecting);
+    clock_.Advance(1);
+    EXPECT_EQ(socket_.State(), SocketState::Closed);
+    Settle();
+    EXPECT_EQ(states_, (std::vector<SocketState>{SocketState::ResolvingHost, SocketState::Connecting,
+                                                 SocketState::Closed}));
+}
+#endif
+
+TEST_F(TcpSocketTest, APeerThatReadsGetsEverythingHoweverMuch) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    const QByteArray piece = Pattern(TcpSocket::kMostUnsent / 2 + 1);
+    QByteArray sent;
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_TRUE(socket_.SendText(piece));
+        sent += piece;
+        ASSERT_TRUE(SpinUntil([&] { return peer.Received().size() == sent.size(); }));
+    }
+    EXPECT_EQ(peer.Received(), sent);
+    EXPECT_TRUE(slowPeers_.empty());
+}
+
+TEST_F(TcpSocketTest, APeerWithMoreThanAMebibyteUnsentIsClosed) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    // Nothing goes out before events are handled.
+    EXPECT_TRUE(socket_.SendText(Pattern(TcpSocket::kMostUnsent - 10)));
+    EXPECT_TRUE(socket_.SendText(Pattern(10)));
+    EXPECT_TRUE(slowPeers_.empty());
+    EXPECT_FALSE(socket_.SendText("x"));
+    ASSERT_EQ(slowPeers_.size(), 1U);
+    EXPECT_TRUE(slowPeers_[0].contains(u"127.0.0.1"_s)) << slowPeers_[0].toStdString();
+    EXPECT_EQ(socket_.State(), SocketState::Closed);
+    EXPECT_TRUE(SpinUntil([&peer] { return peer.IsGone(); }));
+}
+
+TEST_F(TcpSocketTest, APeerThatReadsNothingIsClosedInTheEnd) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    peer.Socket().setReadBufferSize(1);
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    const QByteArray piece = Pattern(256 * 1024);
+    int pieces = 0;
+    // The system itself holds some megabytes before anything stays unsent.
+    while (pieces < 400 && socket_.SendText(piece)) {
+        ++pieces;
+        QCoreApplication::processEvents();
+    }
+    EXPECT_LT(pieces, 400);
+    EXPECT_EQ(slowPeers_.size(), 1U);
+    EXPECT_EQ(socket_.State(), SocketState::Closed);
+}
+
+TEST_F(TcpSocketTest, AReceiverMayCloseWhileDataArrive) {
+    int arrivals = 0;
+    QObject::connect(&socket_, &TcpSocket::DataArrival, [this, &arrivals](QByteArrayView) {
+        ++arrivals;
+        socket_.Close();
+    });
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    peer.Send(Pattern(300'000));
+    ASSERT_TRUE(SpinUntil([&peer] { return peer.IsGone(); }));
+    EXPECT_EQ(arrivals, 1);
+    EXPECT_EQ(socket_.State(), SocketState::Closed);
+    EXPECT_TRUE(dataAtClose_.empty());  // it was not the peer that closed
+}
+
+}  // namespace
+}  // namespace corvane
