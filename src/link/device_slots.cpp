@@ -71,7 +71,8 @@ QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
         u"Enter the energy monitor's serial number in the box. To clear the current value, hit space-bar to "
         u"enter a "
         "space."_s);
-    if (!entered.has_value()) co_return Outcome::Success();  // given up: nothing changes
+    // An empty line is an entry given up, as is none; it takes a blank to clear the value.
+    if (!entered.has_value() || entered->isEmpty()) co_return Outcome::Success();
     const QString text = entered->trimmed();
     const bool isNumber = std::ranges::all_of(text, [](QChar c) { return c >= u'0' && c <= u'9'; });
     if (!isNumber || text.size() > 8) {

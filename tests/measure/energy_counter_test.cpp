@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ struct CounterCase {
     void (*set)(MonitorState&, std::uint64_t);
     const EnergyCounter& (*of)(const DeviceReadings&);
 };
+
+void PrintTo(const CounterCase& counter, std::ostream* out) {
+    *out << counter.name;
+}
 
 template <std::size_t Aux>
 constexpr CounterCase AuxCase(const char* name, const char* carryKey) {

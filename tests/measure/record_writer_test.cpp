@@ -197,11 +197,11 @@ TEST_F(RecordWriterTest, StatementsAreAsTheReadersOfTheDatabaseKnowThem) {
     EXPECT_EQ(sql::PowerRow(A()),
               "insert into minute_power(date,deviceaddress,ch1watt,ch2watt,aux1watt,aux2watt,aux3watt,"
               "aux4watt,aux5watt,volt) values ('2026-03-02 10:21',301234,200,100,1,2,0,0,0,120)");
-    // ch2Pkwh stands in it twice and ch1Pkwh not at all: on purpose.
+    // ch2Pkwh stands in it twice, with the same value, and ch1Pkwh not at all: on purpose.
     EXPECT_EQ(sql::EnergyRow(A()),
               "insert into minute_energy(date,deviceaddress,ch1Akwh,ch2Pkwh,ch2Akwh,ch2Pkwh,aux1kwh,aux2kwh,"
-              "aux3kwh,aux4kwh,aux5kwh) values ('2026-03-02 10:21',301234,0.004,1,0.005,1.5,0.01001,0.02002,"
-              "0.03,0.04,0)");
+              "aux3kwh,aux4kwh,aux5kwh) values ('2026-03-02 10:21',301234,0.004,1.5,0.005,1.5,0.01001,"
+              "0.02002,0.03,0.04,0)");
     EXPECT_EQ(sql::HourlyRow(A()),
               "insert into monitordata_hourly(date,deviceaddress,ch1kwh,ch2kwh,ch1kwhp,ch2kwhp,aux1kwh,"
               "aux2kwh,aux3kwh,aux4kwh,aux5kwh,online) values ('2026-03-02 10:21:30',301234,0.004,0.005,1,"
@@ -301,9 +301,8 @@ TEST_F(EveryColumn, OfThePowerTableHoldsItsValueExactly) {
 }
 
 TEST_F(EveryColumn, OfTheEnergyTableHoldsItsValueExactly) {
-    // SQLite takes the first of two values for one column: CH1's polarized energy is found under ch2Pkwh.
     ExpectRow("minute_energy", "2026-03-02 11:22",
-              WithAux({{"ch1Akwh", Kwh(kCh1)}, {"ch2Akwh", Kwh(kCh2)}, {"ch2Pkwh", Kwh(kCh1Polarized)}}));
+              WithAux({{"ch1Akwh", Kwh(kCh1)}, {"ch2Akwh", Kwh(kCh2)}, {"ch2Pkwh", Kwh(kCh2Polarized)}}));
 }
 
 TEST_F(RecordWriterTest, ARecordOfAPacketWithoutPowerHoldsZero) {
