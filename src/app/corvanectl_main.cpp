@@ -7,8 +7,8 @@
 
 #include "app/command.h"
 #include "app/control_client.h"
-#include "app/exit_codes.h"
 #include "app/options.h"
+#include "base/exit_codes.h"
 
 using namespace Qt::StringLiterals;
 

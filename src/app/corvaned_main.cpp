@@ -6,12 +6,12 @@
 #include "app/console.h"
 #include "app/control_protocol.h"
 #include "app/control_server.h"
-#include "app/exit_codes.h"
 #include "app/folder_lock.h"
 #include "app/options.h"
 #include "app/program.h"
 #include "app/termination.h"
 #include "base/clock.h"
+#include "base/exit_codes.h"
 #include "store/app_folder.h"
 
 using namespace Qt::StringLiterals;

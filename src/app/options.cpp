@@ -5,7 +5,7 @@
 #include <QDir>
 #include <QStandardPaths>
 
-#include "app/exit_codes.h"
+#include "base/exit_codes.h"
 #include "store/app_folder.h"
 
 namespace corvane {

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/clock.h"
+#include "base/exit_codes.h"
 #include "sim/connection.h"
 #include "sim/packet_sender.h"
 #include "sim/sim_options.h"
@@ -14,8 +15,6 @@ namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-constexpr int kExitOther = 70;
 
 void Print(std::FILE* file, const QString& text) {
     std::fputs(qPrintable(text + u'\n'), file);

@@ -8,14 +8,13 @@
 #include <limits>
 #include <string>
 
+#include "base/exit_codes.h"
+
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr int kExitOk = 0;
-constexpr int kExitUsage = 64;
 
 constexpr double kLowestSpeed = 0.001;
 constexpr double kHighestSpeed = 1e9;

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "app/exit_codes.h"
 #include "app/folder_lock.h"
+#include "base/exit_codes.h"
 #include "support/temp_folder.h"
 
 namespace corvane {

@@ -124,6 +124,8 @@ TEST_F(DeviceSlotsTest, ABlankClearsAndNoAnswerChangesNothing) {
     Enter(1, u"301234"_s);
     EXPECT_EQ(Enter(1, std::nullopt), "");
     EXPECT_EQ(slots_.Choose("301234"), 1);
+    EXPECT_EQ(Enter(1, u""_s), "");
+    EXPECT_EQ(slots_.Choose("301234"), 1) << "an empty line is an entry given up";
     EXPECT_EQ(Enter(1, u" "_s), "");
     EXPECT_EQ(slots_.Choose("301234"), kNoSlot);
     EXPECT_EQ(Saved(1), "");
