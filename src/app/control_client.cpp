@@ -94,7 +94,7 @@ void ControlClient::TakeReply(const QJsonObject& reply) {
     } else if (json_) {
         Print(stdout, QString::fromUtf8(ControlLine(reply[u"data"_s].toObject()).trimmed()));
     } else {
-        for (const QJsonValue& line : reply[u"lines"_s].toArray())
+        for (const auto& line : reply[u"lines"_s].toArray())
             Print(stdout, line.toString());
     }
     End(succeeded);

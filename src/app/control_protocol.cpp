@@ -30,7 +30,7 @@ std::variant<ControlRequest, QString> ParseControlRequest(const QByteArray& line
     if (request.command.isEmpty()) return u"A request names its \"command\"."_s;
     const QJsonValue arguments = object[u"arguments"_s];
     if (!arguments.isArray() && !arguments.isUndefined()) return u"\"arguments\" is a list of texts."_s;
-    for (const QJsonValue& argument : arguments.toArray()) {
+    for (const auto& argument : arguments.toArray()) {
         if (!argument.isString()) return u"\"arguments\" is a list of texts."_s;
         request.arguments.append(argument.toString());
     }
@@ -73,7 +73,7 @@ QByteArray ControlLine(const QJsonObject& object) {
 }
 
 QString ControlSocketPath(const QString& dataFolder) {
-    const QString path = QDir(dataFolder).filePath(u"control.sock"_s);
+    QString path = QDir(dataFolder).filePath(u"control.sock"_s);
     if (path.toUtf8().size() <= kLongestSocketPath) return path;
     const QByteArray hash = QCryptographicHash::hash(dataFolder.toUtf8(), QCryptographicHash::Sha256).toHex();
     return QDir(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation))

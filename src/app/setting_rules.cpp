@@ -25,7 +25,7 @@ Outcome SaveText(Program& program, const SettingName& name, const QString& value
 }
 
 Outcome SaveEnabled(Program& program, const SettingName& name, const QString& value) {
-    const Outcome saved = SaveBool(program, name, value);
+    Outcome saved = SaveBool(program, name, value);
     if (saved) program.dbWriter.SetEnabled(program.settings.GetBool(name.key, true));
     return saved;
 }

@@ -4,6 +4,11 @@
 #include <chrono>
 
 namespace corvane {
+namespace {
+
+constexpr std::int64_t kLongestTimer = 86'400'000;  // ms; a longer pause takes several
+
+}  // namespace
 
 void Clock::EndWaits() {
     closing_ = true;
@@ -40,7 +45,7 @@ std::int64_t SystemClock::Monotonic() const {
 }
 
 void SystemClock::Arm() {
-    const auto wait = std::clamp<std::int64_t>(NextDeadline() - Monotonic(), 0, 24 * 3600 * 1000);
+    const auto wait = std::clamp<std::int64_t>(NextDeadline() - Monotonic(), 0, kLongestTimer);
     pauseTimer_.start(std::chrono::milliseconds(wait));
 }
 

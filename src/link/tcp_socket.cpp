@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 kReadBuffer = 64 * 1024;
+constexpr qint64 kReadBuffer = 65'536;
 
 /// Lets the system notice within about a minute that a peer is gone without a goodbye, where it can.
 void KeepAlive(QTcpSocket& socket) {

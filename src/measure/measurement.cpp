@@ -45,7 +45,8 @@ constexpr int kLeastCarry = std::numeric_limits<std::int16_t>::min();
 
 /// Hundredths of an ampere, rounded to one decimal, halves up.
 float OneDecimalAmps(std::uint64_t hundredths) {
-    return static_cast<float>((hundredths + 5) / 10) / 10.0F;
+    const std::uint64_t tenths = (hundredths + 5) / 10;
+    return static_cast<float>(tenths) / 10.0F;
 }
 
 }  // namespace

@@ -109,6 +109,34 @@ TEST_F(Road, ClosingWritesWhatIsQueuedAndSaysWhatALockedDatabaseCost) {
     EXPECT_TRUE(log[0].contains(u"were still queued on closing"_s)) << log[0].toStdString();
 }
 
+TEST_F(Road, ADatabaseLockedForMinutesDelaysRecordsAndLosesNone) {
+    Program& program = Start();
+    ConnectGateway(program.tcpA.LocalPort());
+    constexpr int kMinutes = 5;
+    MonitorState state{.ch1Absolute = 100, .seconds = 10};
+    const auto aMinutePasses = [&] {
+        clock.AdvanceSeconds(60);
+        state.seconds += 60;
+        state.ch1Absolute += 60'000;
+        Send(program, state);  // sees the packet framed: the lock holds up nothing
+    };
+    Send(program, state);
+    {
+        const auto reader = program.database.Open();
+        ASSERT_TRUE(reader.GetTable("BEGIN EXCLUSIVE").Ok());
+        for (int i = 0; i < kMinutes; ++i)
+            aMinutePasses();
+        EXPECT_EQ(program.dbWriter.WriteIndicator(), DbWriter::Indicator::Yellow);
+        EXPECT_EQ(program.dbWriter.LastDbMessage(), u"database is locked"_s);
+        EXPECT_EQ(program.dbWriter.Pointer(), 1 + kMinutes);
+    }
+    aMinutePasses();
+    Close(program);
+    const auto rows =
+        Rows(program, "SELECT count(*), count(DISTINCT date), min(ch1watt) FROM monitordata_minute");
+    EXPECT_EQ(rows[0], (Row{"6", "6", "1000"}));
+}
+
 TEST_F(Road, TheFirstStartAfterTheFileIsGoneScattersNoData) {
     Preset(u"DBestablished"_s, u"True"_s);
     Options options{.dataFolder = folder.Path(), .settingsFile = SettingsFile()};

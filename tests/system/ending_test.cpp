@@ -83,6 +83,42 @@ TEST(Ending, APortInUseAndABadSettingAreSaidAndTheRestWorks) {
               u"often"_s);
 }
 
+TEST(Ending, DamagedSettingsAreKeptAsideAndSaid) {
+    const ServiceFolder house;
+    const std::string damaged = house.folder.Read(u"corvane.ini"_s) + "half a li";
+    house.folder.Write(u"corvane.ini"_s, damaged);
+    Started service(u"corvaned"_s, house.Arguments());
+    EXPECT_TRUE(service.Says(u"is damaged. It is kept as"_s)) << service.Output().toStdString();
+    EXPECT_TRUE(service.Says(u"TCP Server A listens on port %1"_s.arg(house.portA)))
+        << "what could be read is in force: " << service.Output().toStdString();
+    EXPECT_EQ(house.folder.Read(u"corvane.ini.damaged-1"_s), damaged);
+}
+
+TEST(Ending, AQuestionIsPutOnTheTerminal) {
+    const ServiceFolder house;
+    house.folder.Write(u"ErrorsCorvane.log"_s, "0\tsomething\n");
+    Started service(u"corvaned"_s, house.Arguments());
+    ASSERT_TRUE(service.Says(u"TCP Server B listens"_s));
+    const QString ctl = QDir(QCoreApplication::applicationDirPath()).filePath(u"corvanectl"_s);
+    const QString command = ctl + u" --data-dir "_s + house.folder.Path() + u" log delete"_s;
+
+    // script(1) gives the command a terminal.
+    QProcess terminal;
+    terminal.start(u"script"_s, {u"-qec"_s, command, u"/dev/null"_s});
+    QByteArray shown;
+    const auto shows = [&](const QByteArray& part) {
+        return SpinUntil([&] { return (shown += terminal.readAll()).contains(part); });
+    };
+    ASSERT_TRUE(shows("[yes/no]")) << shown.toStdString();
+    terminal.write("perhaps\n");
+    shown.clear();
+    ASSERT_TRUE(shows("[yes/no]")) << "what is no answer is asked again: " << shown.toStdString();
+    terminal.write("y\n");
+    EXPECT_TRUE(shows("There is no error log now.")) << shown.toStdString();
+    EXPECT_FALSE(QFile::exists(house.folder.Path(u"ErrorsCorvane.log"_s)));
+    terminal.waitForFinished(5000);
+}
+
 TEST(Ending, CorvanectlSaysWhenNothingRuns) {
     const TempFolder folder;
     Started ctl(u"corvanectl"_s, {u"--data-dir"_s, folder.Path(), u"status"_s});
