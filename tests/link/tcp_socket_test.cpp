@@ -1,5 +1,7 @@
 #include "link/tcp_socket.h"
 
+#include <QCoreApplication>
+
 #include <gtest/gtest.h>
 
 #include <array>
