@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "app/control_protocol.h"
 #include "base/number_format.h"
 #include "link/device_slots.h"
 #include "measure/readings.h"
@@ -9,22 +10,6 @@
 namespace corvane {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QString AnswerText(Answer answer) {
-    switch (answer) {
-        case Answer::Yes:
-            return u"Yes"_s;
-        case Answer::No:
-            return u"No"_s;
-        case Answer::Cancel:
-            return u"Cancel"_s;
-    }
-    return {};
-}
-
-}  // namespace
 
 void Say(const QString& line) {
     std::puts(line.toUtf8().constData());

@@ -72,7 +72,6 @@ int Run() {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(u"Corvane"_s);
-    QCoreApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
+    corvane::NameApplication();
     return corvane::Run();
 }

@@ -1,5 +1,6 @@
 // corvaned: the program as a service, without a window.
 #include <QCoreApplication>
+#include <QTimer>
 
 #include <variant>
 
@@ -82,7 +83,7 @@ private:
     bool closing_ = false;
 };
 
-int Run(const QCoreApplication& application) {
+int Run() {
     const auto parsed = ParseOptions(QCoreApplication::arguments());
     if (const auto* exit = std::get_if<OptionsExit>(&parsed)) {
         Say(exit->text);
@@ -93,8 +94,7 @@ int Run(const QCoreApplication& application) {
     if (const int failure = PrepareFolder(options.dataFolder, lock); failure != kExitOk) return failure;
 
     Service service(options);
-    QMetaObject::invokeMethod(
-        const_cast<QCoreApplication*>(&application), [&service] { service.Start(); }, Qt::QueuedConnection);
+    QTimer::singleShot(0, [&service] { service.Start(); });
     return QCoreApplication::exec();
 }
 
@@ -102,8 +102,7 @@ int Run(const QCoreApplication& application) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(u"Corvane"_s);
-    QCoreApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
-    return corvane::Run(application);
+    const QCoreApplication application(argc, argv);
+    corvane::NameApplication();
+    return corvane::Run();
 }

@@ -25,6 +25,11 @@ QString DefaultSettingsFile(const QString& givenDataFolder) {
 
 }  // namespace
 
+void NameApplication() {
+    QCoreApplication::setApplicationName(u"Corvane"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
+}
+
 QString DataFolder(const QString& given) {
     return QDir(given.isEmpty() ? GetAppDataFolder() : given).absolutePath();
 }

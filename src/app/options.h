@@ -8,6 +8,9 @@
 
 namespace corvane {
 
+/// Gives the application its name, by which its folders are called, and its version.
+void NameApplication();
+
 struct Options {
     QString dataFolder;
     QString settingsFile;

@@ -46,6 +46,7 @@ TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settin
 }
 
 void TcpLink::StartUp() {
+    LoadPort();
     if (!latched_) Begin();
 }
 
@@ -53,6 +54,7 @@ void TcpLink::Listen() {
     latched_ = false;
     settings_.SaveSetting(Key(kLatchKey), false);
     lastFailure_.clear();
+    LoadPort();
     Begin();
 }
 
@@ -77,13 +79,16 @@ bool TcpLink::ConnectsOut() const {
     return identity_.canConnectOut && settings_.GetSetting(Key(u"TcpMode"_s)) == "client"_L1;
 }
 
-void TcpLink::Begin() {
-    const auto port = static_cast<std::uint16_t>(
+void TcpLink::LoadPort() {
+    port_ = static_cast<std::uint16_t>(
         settings_.GetNumber(Key(kPortKey), identity_.defaultPort, kLeastPort, kMostPort));
+}
+
+void TcpLink::Begin() {
     if (ConnectsOut()) {
-        socket_.Connect(settings_.GetSetting(Key(u"TcpHost"_s), u"127.0.0.1"_s), port);
+        socket_.Connect(settings_.GetSetting(Key(u"TcpHost"_s), u"127.0.0.1"_s), port_);
     } else {
-        socket_.Listen(port);
+        socket_.Listen(port_);
     }
 }
 

@@ -78,6 +78,7 @@ public:
 private:
     [[nodiscard]] QString Key(const QString& name) const { return name + identity_.letter; }
     [[nodiscard]] bool ConnectsOut() const;
+    void LoadPort();
     void Begin();
     void OnConnected();
     void OnData(QByteArrayView data);
@@ -91,6 +92,7 @@ private:
     StatusBoard& board_;
     ErrorLog& errorLog_;
     TcpSocket socket_;
+    std::uint16_t port_ = 0;  ///< of the last StartUp or Listen
     bool latched_;
     int countdown_ = 0;  ///< seconds to the next attempt; 0 = none is due
     bool sawData_ = false;
