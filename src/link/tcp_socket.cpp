@@ -76,6 +76,7 @@ bool TcpSocket::Listen(std::uint16_t port) {
 
 void TcpSocket::Connect(const QString& host, std::uint16_t port) {
     Close();
+    addressInUse_ = false;
     connectStarted_ = clock_.Monotonic();
     auto socket = std::make_unique<QTcpSocket>();
     QTcpSocket& connecting = *socket;

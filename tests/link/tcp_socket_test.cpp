@@ -1,7 +1,5 @@
 #include "link/tcp_socket.h"
 
-#include <QCoreApplication>
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -32,8 +30,6 @@ protected:
         QObject::connect(&socket_, &TcpSocket::DataArrival,
                          [this](QByteArrayView data) { data_.append(data.data(), data.size()); });
         QObject::connect(&socket_, &TcpSocket::PeerClosed, [this] { dataAtClose_.push_back(data_.size()); });
-        QObject::connect(&socket_, &TcpSocket::PeerTooSlow,
-                         [this](const QString& peer) { slowPeers_.push_back(peer); });
     }
 
     [[nodiscard]] bool BecomesOf(SocketState state) {
@@ -52,7 +48,6 @@ protected:
     int connected_ = 0;
     QByteArray data_;
     std::vector<qsizetype> dataAtClose_;  ///< bytes that had come in at each close by the peer
-    std::vector<QString> slowPeers_;
 };
 
 TEST(SocketStates, HaveNumbersAndTexts) {
@@ -65,7 +60,6 @@ TEST(SocketStates, HaveNumbersAndTexts) {
 
 TEST_F(TcpSocketTest, AServerTakesAPeerAndEverythingItSentBeforeItClosed) {
     ASSERT_TRUE(socket_.Listen(0));
-    EXPECT_EQ(socket_.State(), SocketState::Listening);
     FarEnd peer(socket_.LocalPort());
     ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
     const QByteArray sent = Pattern(500'000);
@@ -76,7 +70,6 @@ TEST_F(TcpSocketTest, AServerTakesAPeerAndEverythingItSentBeforeItClosed) {
     EXPECT_EQ(dataAtClose_, (std::vector<qsizetype>{sent.size()}));
     EXPECT_EQ(states_, (std::vector<SocketState>{SocketState::Listening, SocketState::Connected,
                                                  SocketState::PeerClosing, SocketState::Closed}));
-    EXPECT_EQ(socket_.LocalPort(), 0);
 }
 
 TEST_F(TcpSocketTest, APeerThatBreaksOffIsToldAsOneThatCloses) {
@@ -91,70 +84,15 @@ TEST_F(TcpSocketTest, APeerThatBreaksOffIsToldAsOneThatCloses) {
     EXPECT_EQ(dataAtClose_.size(), 1U);
 }
 
-TEST_F(TcpSocketTest, WhatComesAlongWithTheConnectionIsDelivered) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    peer.Send("early");
-    EXPECT_EQ(connected_, 0);
-    ASSERT_TRUE(SpinUntil([this] { return data_ == "early"; }));
-    EXPECT_EQ(connected_, 1);
-}
-
-TEST_F(TcpSocketTest, AServerThatReplacesNobodyTurnsTheSecondPeerAway) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd first(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
-    clock_.AdvanceSeconds(24 * 3600);
-    FarEnd second(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([&second] { return second.IsGone(); }));
-    EXPECT_EQ(connected_, 1);
-    first.Send("still here");
-    EXPECT_TRUE(SpinUntil([this] { return data_ == "still here"; }));
-}
-
-TEST_F(TcpSocketTest, APortHeldByOthersIsAnErrorAndCanBeTriedAgain) {
+TEST_F(TcpSocketTest, APortHeldByOthersIsToldUntilItIsFree) {
     QTcpServer holder;
     ASSERT_TRUE(holder.listen(QHostAddress::Any));
     const std::uint16_t port = holder.serverPort();
     EXPECT_FALSE(socket_.Listen(port));
-    EXPECT_EQ(socket_.State(), SocketState::Error);
     EXPECT_TRUE(socket_.AddressInUse());
-    EXPECT_FALSE(socket_.ErrorText().isEmpty());
     holder.close();
     EXPECT_TRUE(socket_.Listen(port));
     EXPECT_FALSE(socket_.AddressInUse());
-    EXPECT_EQ(socket_.LocalPort(), port);
-}
-
-TEST_F(TcpSocketTest, AClientConnectsSendsAndReceives) {
-    QTcpServer server;
-    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-    socket_.Connect(u"127.0.0.1"_s, server.serverPort());
-    EXPECT_FALSE(socket_.SendText("too early"));
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
-    EXPECT_EQ(states_, (std::vector<SocketState>{SocketState::ResolvingHost, SocketState::Connecting,
-                                                 SocketState::Connected}));
-    ASSERT_TRUE(SpinUntil([&server] { return server.hasPendingConnections(); }));
-    QTcpSocket& accepted = *server.nextPendingConnection();
-    EXPECT_TRUE(socket_.SendText("TOG"));
-    accepted.write("reply");
-    QByteArray arrived;
-    EXPECT_TRUE(SpinUntil([&] { return (arrived += accepted.readAll()) == "TOG" && data_ == "reply"; }));
-    clock_.AdvanceSeconds(60);  // the time allowed for connecting is no limit to the connection
-    EXPECT_EQ(socket_.State(), SocketState::Connected);
-    accepted.close();
-    ASSERT_TRUE(BecomesOf(SocketState::Closed));
-    EXPECT_EQ(dataAtClose_.size(), 1U);
-    EXPECT_FALSE(socket_.SendText("too late"));
-}
-
-TEST_F(TcpSocketTest, AConnectThatIsRefusedIsAnError) {
-    socket_.Connect(u"127.0.0.1"_s, FreePort());
-    ASSERT_TRUE(BecomesOf(SocketState::Error));
-    EXPECT_FALSE(socket_.ErrorText().isEmpty());
-    EXPECT_FALSE(socket_.AddressInUse());
-    EXPECT_EQ(connected_, 0);
-    EXPECT_TRUE(dataAtClose_.empty());
 }
 
 #ifdef Q_OS_LINUX
@@ -180,53 +118,6 @@ TEST_F(TcpSocketTest, AConnectThatGetsNoAnswerIsClosedAfterTwentySeconds) {
                                                  SocketState::Closed}));
 }
 #endif
-
-TEST_F(TcpSocketTest, APeerThatReadsGetsEverythingHoweverMuch) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
-    const QByteArray piece = Pattern(TcpSocket::kMostUnsent / 2 + 1);
-    QByteArray sent;
-    for (int i = 0; i < 5; ++i) {
-        ASSERT_TRUE(socket_.SendText(piece));
-        sent += piece;
-        ASSERT_TRUE(SpinUntil([&] { return peer.Received().size() == sent.size(); }));
-    }
-    EXPECT_EQ(peer.Received(), sent);
-    EXPECT_TRUE(slowPeers_.empty());
-}
-
-TEST_F(TcpSocketTest, APeerWithMoreThanAMebibyteUnsentIsClosed) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
-    // Nothing goes out before events are handled.
-    EXPECT_TRUE(socket_.SendText(Pattern(TcpSocket::kMostUnsent - 10)));
-    EXPECT_TRUE(socket_.SendText(Pattern(10)));
-    EXPECT_TRUE(slowPeers_.empty());
-    EXPECT_FALSE(socket_.SendText("x"));
-    ASSERT_EQ(slowPeers_.size(), 1U);
-    EXPECT_TRUE(slowPeers_[0].contains(u"127.0.0.1"_s)) << slowPeers_[0].toStdString();
-    EXPECT_EQ(socket_.State(), SocketState::Closed);
-    EXPECT_TRUE(SpinUntil([&peer] { return peer.IsGone(); }));
-}
-
-TEST_F(TcpSocketTest, APeerThatReadsNothingIsClosedInTheEnd) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    peer.Socket().setReadBufferSize(1);
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
-    const QByteArray piece = Pattern(256 * 1024);
-    int pieces = 0;
-    // The system itself holds some megabytes before anything stays unsent.
-    while (pieces < 400 && socket_.SendText(piece)) {
-        ++pieces;
-        QCoreApplication::processEvents();
-    }
-    EXPECT_LT(pieces, 400);
-    EXPECT_EQ(slowPeers_.size(), 1U);
-    EXPECT_EQ(socket_.State(), SocketState::Closed);
-}
 
 TEST_F(TcpSocketTest, AReceiverMayCloseWhileDataArrive) {
     int arrivals = 0;

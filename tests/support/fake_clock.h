@@ -22,9 +22,6 @@ public:
     void Advance(std::int64_t milliseconds);
     void AdvanceSeconds(std::int64_t seconds) { Advance(seconds * 1000); }
 
-    /// Sets the wall clock without letting time pass, as a user or a time server does.
-    void SetWallClock(std::int64_t unixSeconds) { startSeconds_ = unixSeconds - monotonic_ / 1000; }
-
     [[nodiscard]] bool SomeoneWaits() const { return HasWaiters(); }
 
 private:
