@@ -50,7 +50,7 @@ void WriteSqlBurst(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kStatements);
     if (writer.Pointer() != 1) state.SkipWithError("the burst did not empty the queue");
 }
-BENCHMARK(WriteSqlBurst)->Unit(benchmark::kMillisecond)->Repetitions(5)->UseRealTime();
+BENCHMARK(WriteSqlBurst)->Unit(benchmark::kMillisecond)->Repetitions(9)->UseRealTime();
 
 void OpenInsertClose(benchmark::State& state) {
     const Folder folder;
@@ -66,7 +66,7 @@ void OpenInsertClose(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * kStatements);
 }
-BENCHMARK(OpenInsertClose)->Unit(benchmark::kMillisecond)->Repetitions(5)->UseRealTime();
+BENCHMARK(OpenInsertClose)->Unit(benchmark::kMillisecond)->Repetitions(9)->UseRealTime();
 
 const Ratio kRatio("WriteSqlBurst", "OpenInsertClose", 1.05);
 
