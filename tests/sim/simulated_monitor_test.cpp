@@ -163,9 +163,9 @@ TEST(SimulatedMonitor, ASolarDaySellsAtNoonAndBuysAtNight) {
         ASSERT_LT(consumed, 10'000);
         soldMinutes[static_cast<std::size_t>(minute / 60 % 24)] += watts[kMainPanel] < 0 ? 1 : 0;
     }
-    for (const std::size_t hour : {0, 4, 7, 19, 23})
+    for (const std::size_t hour : {0U, 4U, 7U, 19U, 23U})
         EXPECT_EQ(soldMinutes[hour], 0) << hour;
-    for (const std::size_t hour : {10, 12, 14})
+    for (const std::size_t hour : {10U, 12U, 14U})
         EXPECT_EQ(soldMinutes[hour], 2 * 60) << hour;
 }
 
