@@ -10,9 +10,9 @@
 #include "app/folder_lock.h"
 #include "app/options.h"
 #include "app/program.h"
-#include "app/termination.h"
 #include "base/clock.h"
 #include "base/exit_codes.h"
+#include "base/termination.h"
 #include "store/app_folder.h"
 
 using namespace Qt::StringLiterals;
