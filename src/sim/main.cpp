@@ -6,6 +6,7 @@
 
 #include "base/clock.h"
 #include "base/exit_codes.h"
+#include "base/termination.h"
 #include "sim/connection.h"
 #include "sim/packet_sender.h"
 #include "sim/sim_options.h"
@@ -27,9 +28,11 @@ QCoro::Task<> SendAndQuit(SimulatedMonitor& monitor, Connection& connection, Clo
 }
 
 int Run(const SimOptions& options) {
+    const Termination termination;
     SystemClock clock;
     Connection connection(clock);
     SimulatedMonitor monitor(options.monitor);
+    QObject::connect(&termination, &Termination::Requested, [] { QCoreApplication::quit(); });
     QObject::connect(&connection, &Connection::Trouble, [](const QString& text) { Print(stderr, text); });
 
     if (!options.host.isEmpty()) {

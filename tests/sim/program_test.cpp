@@ -140,5 +140,18 @@ TEST(SimProgram, EndsWithTextAndCode) {
     }
 }
 
+TEST(SimProgram, ASignalEndsItWhileItSendsFlatOut) {
+    QTcpServer server;
+    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
+    Program program({u"--speed"_s, u"1e9"_s, u"--connect"_s, u"127.0.0.1:%1"_s.arg(server.serverPort())});
+    ASSERT_TRUE(server.waitForNewConnection(kPatience));
+    const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
+    ASSERT_TRUE(socket->waitForReadyRead(kPatience));
+    program.terminate();
+    ASSERT_TRUE(program.waitForFinished(kPatience));
+    EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(program.exitCode(), 0);
+}
+
 }  // namespace
 }  // namespace corvane
