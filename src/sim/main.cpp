@@ -1,16 +1,19 @@
-// corvane-sim: a simulated monitor at the other end of a TCP connection.
+// corvane-sim: a simulated monitor at the other end of a line.
 #include <QCoreApplication>
 #include <QCoroTask>
 
 #include <cstdio>
+#include <memory>
+#include <variant>
 
 #include "base/clock.h"
 #include "base/exit_codes.h"
 #include "base/termination.h"
-#include "sim/connection.h"
 #include "sim/packet_sender.h"
+#include "sim/pty_line.h"
 #include "sim/sim_options.h"
 #include "sim/simulated_monitor.h"
+#include "sim/tcp_line.h"
 
 namespace corvane {
 namespace {
@@ -22,29 +25,55 @@ void Print(std::FILE* file, const QString& text) {
     std::fflush(file);
 }
 
-QCoro::Task<> SendAndQuit(SimulatedMonitor& monitor, Connection& connection, Clock& clock, Pace pace) {
-    co_await SendPackets(monitor, connection, clock, pace);
+QCoro::Task<> SendAndQuit(SimulatedMonitor& monitor, Line& line, Clock& clock, Pace pace) {
+    co_await SendPackets(monitor, line, clock, pace);
     QCoreApplication::quit();
 }
 
-int Run(const SimOptions& options) {
-    const Termination termination;
-    SystemClock clock;
-    Connection connection(clock);
-    SimulatedMonitor monitor(options.monitor);
-    QObject::connect(&termination, &Termination::Requested, [] { QCoreApplication::quit(); });
-    QObject::connect(&connection, &Connection::Trouble, [](const QString& text) { Print(stderr, text); });
+/// Makes the line that the options ask for; nothing, after saying why, where that fails.
+class LineMaker {
+public:
+    explicit LineMaker(Clock& clock) : clock_(clock) {}
 
-    if (!options.host.isEmpty()) {
-        connection.KeepConnected(options.host, options.port);
-    } else if (const Outcome listening = connection.Listen(options.port)) {
-        Print(stdout, u"Listening on port %1"_s.arg(connection.ListeningPort()));
-    } else {
-        Print(stderr, listening.Error());
-        return kExitOther;
+    std::unique_ptr<Line> operator()(const ConnectTo& to) const {
+        auto line = std::make_unique<TcpLine>(clock_);
+        QObject::connect(line.get(), &TcpLine::Trouble, [](const QString& text) { Print(stderr, text); });
+        line->KeepConnected(to.host, to.port);
+        return line;
     }
 
-    SendAndQuit(monitor, connection, clock, options.pace);
+    std::unique_ptr<Line> operator()(const ListenOn& on) const {
+        auto line = std::make_unique<TcpLine>(clock_);
+        if (!Succeeded(line->Listen(on.port))) return nullptr;
+        Print(stdout, u"Listening on port %1"_s.arg(line->ListeningPort()));
+        return line;
+    }
+
+    std::unique_ptr<Line> operator()(const LinkPty& pty) const {
+        auto line = std::make_unique<PtyLine>();
+        if (!Succeeded(line->Open(pty.link))) return nullptr;
+        Print(stdout, u"Pseudo terminal at %1"_s.arg(pty.link));
+        return line;
+    }
+
+private:
+    static bool Succeeded(const Outcome& outcome) {
+        if (!outcome) Print(stderr, outcome.Error());
+        return bool{outcome};
+    }
+
+    Clock& clock_;
+};
+
+int Run(const SimOptions& options) {
+    const Termination termination;
+    QObject::connect(&termination, &Termination::Requested, [] { QCoreApplication::quit(); });
+    SystemClock clock;
+    const std::unique_ptr<Line> line = std::visit(LineMaker(clock), options.line);
+    if (line == nullptr) return kExitOther;
+
+    SimulatedMonitor monitor(options.monitor);
+    SendAndQuit(monitor, *line, clock, options.pace);
     const int code = QCoreApplication::exec();
     clock.EndWaits();
     return code;

@@ -4,26 +4,37 @@
 #include <limits>
 
 #include "base/clock.h"
-#include "sim/connection.h"
+#include "sim/line.h"
 #include "sim/simulated_monitor.h"
 
 namespace corvane {
+namespace {
 
-QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Connection& connection, Clock& clock, Pace pace) {
+constexpr std::int64_t kLookForListener = 50;  // ms
+
+}  // namespace
+
+QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Line& line, Clock& clock, Pace pace) {
     const bool flatOut = pace.pause < 1;
     // Never 0: a pause that ends at once would let no other event through.
     const std::int64_t pause = flatOut ? 1 : std::llround(pace.pause);
     std::uint64_t left = pace.count == 0 ? std::numeric_limits<std::uint64_t>::max() : pace.count;
+    bool waitsForListener = false;
 
     // The awaits stand alone: GCC 12 awaits before it looks at what stands left of them in a loop's
     // condition.
     while (left > 0) {
-        if (!co_await clock.DLY(pause)) co_return;
-        std::uint64_t due = flatOut ? left : 1;
-        for (; due > 0 && connection.HasRoom(); --due, --left)
-            connection.Send(monitor.NextPacket());
+        if (!co_await clock.DLY(waitsForListener ? kLookForListener : pause)) co_return;
+        waitsForListener = false;
+        for (std::uint64_t due = flatOut ? left : 1; due > 0; --due, --left) {
+            const LineState state = line.State();
+            waitsForListener = flatOut && state == LineState::Unheard;
+            if (waitsForListener || state == LineState::Blocked) break;
+            const auto packet = monitor.NextPacket();
+            if (state == LineState::Ready) line.Send(packet);
+        }
     }
-    while (connection.Unsent() > 0) {
+    while (line.Unsent() > 0) {
         if (!co_await clock.DLY(1)) co_return;
     }
 }

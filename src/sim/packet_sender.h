@@ -8,7 +8,7 @@
 namespace corvane {
 
 class Clock;
-class Connection;
+class Line;
 class SimulatedMonitor;
 
 struct Pace {
@@ -16,9 +16,10 @@ struct Pace {
     std::uint64_t count = 0;  ///< packets to send; 0: without end
 };
 
-/// Ends when `pace.count` packets are sent and the system has taken all their bytes, or when the clock's
-/// waits are ended. The monitor's time stands still while no peer is there that keeps up, so that a peer
-/// misses nothing. All three must outlive the loop.
-QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Connection& connection, Clock& clock, Pace pace);
+/// Ends when `pace.count` packets are sent and Line::Unsent is 0, or when the clock's waits are ended. The
+/// monitor's time stands still while the line is blocked, so that a peer misses nothing. Over a line that
+/// nobody hears it goes on, and the packets are lost; only flat out it waits for a listener, as there is
+/// nobody then who would set the pace. All three must outlive the loop.
+QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Line& line, Clock& clock, Pace pace);
 
 }  // namespace corvane

@@ -5,6 +5,7 @@
 #include <QTime>
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <string>
 
@@ -45,8 +46,10 @@ public:
 
 private:
     MonitorConfig ReadMonitor();
-    void ReadPeer(SimOptions& options);
+    void ReadLine(SimOptions& options);
+    ConnectTo ReadPeer();
     qint64 WholeNumber(const QCommandLineOption& option, qint64 lowest, qint64 highest);
+    QString Path(const QCommandLineOption& option);
     double Speed();
 
     void Refuse(const QCommandLineOption& option, const QString& why) {
@@ -62,6 +65,8 @@ private:
         Option("connect", "Connect there, and again whenever it is lost.", "HOST:PORT");
     const QCommandLineOption listen_ =
         Option("listen", "Wait for a connection; 0: the system chooses the port.", "PORT");
+    const QCommandLineOption pty_ = Option(
+        "pty", "Make a pseudo terminal, and a symbolic link to it that opens as a serial port.", "LINK");
     const QCommandLineOption interval_ =
         Option("interval", "Seconds from packet to packet, 1 to 255.", "S", "8");
     const QCommandLineOption speed_ =
@@ -79,7 +84,7 @@ private:
 
 OptionReader::OptionReader() {
     parser_.setApplicationDescription(u"Plays a home electricity monitor."_s);
-    parser_.addOptions({model_, serial_, connect_, listen_, interval_, speed_, scenario_, start_, seed_,
+    parser_.addOptions({model_, serial_, connect_, listen_, pty_, interval_, speed_, scenario_, start_, seed_,
                         count_, help_, version_});
 }
 
@@ -98,7 +103,7 @@ std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& a
         options.pace = {
             .pause = options.monitor.interval * 1000.0 / Speed(),
             .count = static_cast<std::uint64_t>(WholeNumber(count_, 0, std::numeric_limits<qint64>::max()))};
-        ReadPeer(options);
+        ReadLine(options);
     }
     if (!error_.isEmpty()) return SimOptionsExit{error_ + u"\nTry --help."_s, kExitUsage};
     return options;
@@ -133,22 +138,33 @@ MonitorConfig OptionReader::ReadMonitor() {
     return config;
 }
 
-void OptionReader::ReadPeer(SimOptions& options) {
-    if (parser_.isSet(connect_) == parser_.isSet(listen_)) {
-        if (error_.isEmpty()) error_ = u"Give either --connect HOST:PORT or --listen PORT."_s;
-        return;
+void OptionReader::ReadLine(SimOptions& options) {
+    const std::array lines = {&connect_, &listen_, &pty_};
+    const auto given = [this](const QCommandLineOption* option) { return parser_.isSet(*option); };
+    if (std::count_if(lines.begin(), lines.end(), given) != 1) {
+        if (error_.isEmpty()) error_ = u"Give one of --connect HOST:PORT, --listen PORT and --pty LINK."_s;
+    } else if (parser_.isSet(connect_)) {
+        options.line = ReadPeer();
+    } else if (parser_.isSet(listen_)) {
+        options.line = ListenOn{static_cast<std::uint16_t>(WholeNumber(listen_, 0, 65535))};
+    } else {
+        options.line = LinkPty{Path(pty_)};
     }
-    if (parser_.isSet(listen_)) {
-        options.port = static_cast<std::uint16_t>(WholeNumber(listen_, 0, 65535));
-        return;
-    }
+}
+
+ConnectTo OptionReader::ReadPeer() {
     const QString peer = parser_.value(connect_);
     const qsizetype colon = peer.lastIndexOf(u':');
     bool isNumber = false;
-    options.host = peer.left(std::max<qsizetype>(colon, 0));
-    options.port = peer.mid(colon + 1).toUShort(&isNumber);
-    if (options.host.isEmpty() || !isNumber || options.port == 0)
+    ConnectTo to{peer.left(std::max<qsizetype>(colon, 0)), peer.mid(colon + 1).toUShort(&isNumber)};
+    if (to.host.isEmpty() || !isNumber || to.port == 0)
         Refuse(connect_, u"expected a host, a colon and a port of 1 to 65535"_s);
+    return to;
+}
+
+QString OptionReader::Path(const QCommandLineOption& option) {
+    if (parser_.value(option).isEmpty()) Refuse(option, u"expected a path"_s);
+    return parser_.value(option);
 }
 
 qint64 OptionReader::WholeNumber(const QCommandLineOption& option, qint64 lowest, qint64 highest) {

@@ -12,10 +12,22 @@
 
 namespace corvane {
 
+struct ConnectTo {
+    QString host;
+    std::uint16_t port = 0;
+};
+
+struct ListenOn {
+    std::uint16_t port = 0;  ///< 0: the system chooses
+};
+
+struct LinkPty {
+    QString link;
+};
+
 struct SimOptions {
     MonitorConfig monitor;
-    QString host;  ///< empty where it listens
-    std::uint16_t port = 0;
+    std::variant<ConnectTo, ListenOn, LinkPty> line;
     Pace pace;
 };
 

@@ -1,4 +1,4 @@
-// The sending loop and its connection over real sockets, with a clock that the test moves.
+// The sending loop and its TCP line over real sockets, with a clock that the test moves.
 #include <QCoreApplication>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -7,9 +7,10 @@
 
 #include <algorithm>
 
-#include "sim/connection.h"
+#include "expected_packets.h"
 #include "sim/packet_sender.h"
 #include "sim/simulated_monitor.h"
+#include "sim/tcp_line.h"
 #include "support/fake_clock.h"
 #include "support/loopback.h"
 
@@ -18,37 +19,29 @@ namespace {
 
 constexpr qint64 kPacket = 65;
 
-QByteArray PacketsOf(int count) {
-    SimulatedMonitor monitor({});
-    QByteArray bytes;
-    for (int i = 0; i < count; ++i) {
-        for (const std::uint8_t byte : monitor.NextPacket())
-            bytes.append(static_cast<char>(byte));
-    }
-    return bytes;
-}
-
 class Sending : public testing::Test {
 protected:
     Sending() {
-        QObject::connect(&connection, &Connection::Trouble, [this](const QString&) { ++troubles; });
+        QObject::connect(&line, &TcpLine::Trouble, [this](const QString&) { ++troubles; });
     }
     ~Sending() override { clock.EndWaits(); }
 
     /// Starts the loop; `ended` tells when it is over.
     QCoro::Task<> Start(Pace pace) {
-        co_await SendPackets(monitor, connection, clock, pace);
+        co_await SendPackets(monitor, line, clock, pace);
         ended = true;
     }
 
+    [[nodiscard]] bool Ready() { return line.State() == LineState::Ready; }
+
     void ListenAndCall() {
-        ASSERT_TRUE(connection.Listen(0));
-        peer.connectToHost(QHostAddress::LocalHost, connection.ListeningPort());
-        ASSERT_TRUE(SpinUntil([this] { return connection.HasRoom(); }));
+        ASSERT_TRUE(line.Listen(0));
+        peer.connectToHost(QHostAddress::LocalHost, line.ListeningPort());
+        ASSERT_TRUE(SpinUntil([this] { return Ready(); }));
     }
 
     FakeClock clock;
-    Connection connection{clock};
+    TcpLine line{clock};
     SimulatedMonitor monitor{{}};
     QTcpSocket peer;
     int troubles = 0;
@@ -64,14 +57,13 @@ TEST_F(Sending, OnePacketPerPause) {
     } const steps[] = {{399, 0}, {1, 1}, {399, 1}, {1, 2}, {400, 3}};
     for (const auto& step : steps) {
         clock.Advance(step.advance);
-        EXPECT_FALSE(ended) << "the system has not taken everything";
-        ASSERT_TRUE(SpinUntil([&] { return connection.Unsent() == 0; }));
+        ASSERT_TRUE(SpinUntil([&] { return line.Unsent() == 0; }));
         ASSERT_TRUE(SpinUntil([&] { return peer.bytesAvailable() >= step.packets * kPacket; }));
         EXPECT_EQ(peer.bytesAvailable(), step.packets * kPacket) << clock.Monotonic();
     }
-    clock.Advance(1);
+    clock.Advance(1000);
     EXPECT_TRUE(ended);
-    EXPECT_EQ(peer.readAll(), PacketsOf(3));
+    EXPECT_EQ(peer.readAll(), PacketsOf({}, 3));
 }
 
 TEST_F(Sending, TheMonitorWaitsForAPeerAndForASlowOne) {
@@ -85,11 +77,11 @@ TEST_F(Sending, TheMonitorWaitsForAPeerAndForASlowOne) {
     std::int64_t most = 0;
     for (int i = 0; i < 200; ++i) {
         clock.Advance(1);
-        most = std::max(most, connection.Unsent());
+        most = std::max(most, line.Unsent());
         QCoreApplication::processEvents();
     }
-    EXPECT_FALSE(connection.HasRoom());
-    EXPECT_LE(most, Connection::kMostUnsent + kPacket);
+    EXPECT_FALSE(Ready());
+    EXPECT_LE(most, TcpLine::kMostUnsent + kPacket);
     EXPECT_FALSE(ended);
 
     peer.setReadBufferSize(0);
@@ -101,27 +93,42 @@ TEST_F(Sending, TheMonitorWaitsForAPeerAndForASlowOne) {
     }));
     clock.Advance(1);
     EXPECT_TRUE(ended);
-    EXPECT_TRUE(bytes == PacketsOf(kCount));
+    EXPECT_TRUE(bytes == PacketsOf({}, kCount));
+}
+
+TEST_F(Sending, CountIsReachedOnlyWhenTheSystemHasTakenEverything) {
+    ListenAndCall();
+    Start({.pause = 100, .count = 1});
+    clock.Advance(100);
+    ASSERT_EQ(line.Unsent(), kPacket);
+    clock.Advance(50);
+    EXPECT_FALSE(ended);
+    ASSERT_TRUE(SpinUntil([&] { return line.Unsent() == 0; }));
+    clock.Advance(1);
+    EXPECT_TRUE(ended);
 }
 
 TEST_F(Sending, ASecondPeerIsTurnedAwayWhileTheFirstIsThere) {
     ListenAndCall();
     QTcpSocket second;
-    second.connectToHost(QHostAddress::LocalHost, connection.ListeningPort());
+    second.connectToHost(QHostAddress::LocalHost, line.ListeningPort());
     EXPECT_TRUE(SpinUntil([&] { return second.state() == QAbstractSocket::UnconnectedState; }));
-    EXPECT_TRUE(connection.HasRoom());
+    EXPECT_TRUE(Ready());
 
     peer.disconnectFromHost();
-    ASSERT_TRUE(SpinUntil([&] { return !connection.HasRoom(); }));
-    second.connectToHost(QHostAddress::LocalHost, connection.ListeningPort());
-    ASSERT_TRUE(SpinUntil([&] { return connection.HasRoom(); }));
+    ASSERT_TRUE(SpinUntil([&] { return !Ready(); }));
+    second.connectToHost(QHostAddress::LocalHost, line.ListeningPort());
+    ASSERT_TRUE(SpinUntil([&] { return Ready(); }));
+    Start({.pause = 100, .count = 1});
+    clock.Advance(100);
+    EXPECT_TRUE(SpinUntil([&] { return second.bytesAvailable() == kPacket; }));
 }
 
 TEST_F(Sending, ConnectsAgainEveryTwoSecondsAndSaysSoOnce) {
     const std::uint16_t port = FreePort();
-    connection.KeepConnected(QStringLiteral("127.0.0.1"), port);
+    line.KeepConnected(QStringLiteral("127.0.0.1"), port);
     int failures = 0;
-    const auto* caller = connection.findChild<QTcpSocket*>();
+    const auto* caller = line.findChild<QTcpSocket*>();
     QObject::connect(caller, &QTcpSocket::errorOccurred, [&] { ++failures; });
     for (int attempt = 1; attempt <= 3; ++attempt) {
         ASSERT_TRUE(SpinUntil([&] { return failures == attempt; }));
@@ -135,7 +142,7 @@ TEST_F(Sending, ConnectsAgainEveryTwoSecondsAndSaysSoOnce) {
         clock.Advance(1999);
         EXPECT_EQ(caller->state(), QAbstractSocket::UnconnectedState);
         clock.Advance(1);
-        ASSERT_TRUE(SpinUntil([&] { return connection.HasRoom() && server.hasPendingConnections(); }));
+        ASSERT_TRUE(SpinUntil([&] { return Ready() && server.hasPendingConnections(); }));
         delete server.nextPendingConnection();
         ASSERT_TRUE(SpinUntil([&] { return troubles == round; })) << "a loss after success is said again";
     }

@@ -1,4 +1,4 @@
-#include "sim/connection.h"
+#include "sim/tcp_line.h"
 
 #include <QHostAddress>
 
@@ -10,11 +10,11 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-Connection::Connection(Clock& clock) : clock_(clock) {
-    connect(&server_, &QTcpServer::newConnection, this, &Connection::TakePeer);
+TcpLine::TcpLine(Clock& clock) : clock_(clock) {
+    connect(&server_, &QTcpServer::newConnection, this, &TcpLine::TakePeer);
 }
 
-QCoro::Task<> Connection::KeepConnected(QString host, std::uint16_t port) {
+QCoro::Task<> TcpLine::KeepConnected(QString host, std::uint16_t port) {
     Use(new QTcpSocket(this));
     connect(peer_, &QTcpSocket::connected, this, [this] { troubleTold_ = false; });
     connect(peer_, &QTcpSocket::errorOccurred, this, [this, host, port] {
@@ -29,12 +29,12 @@ QCoro::Task<> Connection::KeepConnected(QString host, std::uint16_t port) {
     } while (co_await clock_.DLY(kRetry));
 }
 
-Outcome Connection::Listen(std::uint16_t port) {
+Outcome TcpLine::Listen(std::uint16_t port) {
     if (server_.listen(QHostAddress::Any, port)) return Outcome::Success();
     return Outcome::Failure(u"Cannot listen on port %1: %2"_s.arg(port).arg(server_.errorString()));
 }
 
-void Connection::TakePeer() {
+void TcpLine::TakePeer() {
     while (QTcpSocket* caller = server_.nextPendingConnection()) {
         connect(caller, &QTcpSocket::disconnected, caller, &QObject::deleteLater);
         if (peer_ != nullptr) {
@@ -46,12 +46,12 @@ void Connection::TakePeer() {
     }
 }
 
-void Connection::Use(QTcpSocket* peer) {
+void TcpLine::Use(QTcpSocket* peer) {
     peer_ = peer;
     connect(peer, &QTcpSocket::readyRead, peer, [peer] { peer->readAll(); });
 }
 
-void Connection::Send(std::span<const std::uint8_t> bytes) {
+void TcpLine::Send(std::span<const std::uint8_t> bytes) {
     peer_->write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
 }
 

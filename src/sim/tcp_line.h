@@ -1,4 +1,4 @@
-// The line from a simulated monitor to the program that captures: it calls there, or waits to be called.
+// A line over TCP: the monitor calls the program that captures, or waits to be called.
 #pragma once
 
 #include <QCoroTask>
@@ -11,20 +11,21 @@
 #include <span>
 
 #include "base/outcome.h"
+#include "sim/line.h"
 
 namespace corvane {
 
 class Clock;
 
 /// One peer at a time. What a peer sends is read and dropped: nothing here answers commands.
-class Connection : public QObject {
+class TcpLine : public QObject, public Line {
     Q_OBJECT
 
 public:
     static constexpr std::int64_t kRetry = 2000;            ///< ms
     static constexpr std::int64_t kMostUnsent = 256 << 10;  ///< bytes
 
-    explicit Connection(Clock& clock);
+    explicit TcpLine(Clock& clock);
 
     /// Connects, and again whenever the connection cannot be made or is lost; that is looked at every two
     /// seconds until the clock's waits are ended, which must be before this object goes.
@@ -34,13 +35,15 @@ public:
     Outcome Listen(std::uint16_t port);
     [[nodiscard]] std::uint16_t ListeningPort() const { return server_.serverPort(); }
 
-    /// Whether a peer is there that keeps up with what it is sent.
-    [[nodiscard]] bool HasRoom() const { return Connected() && Unsent() <= kMostUnsent; }
+    /// Never Unheard: without a peer the line is Blocked.
+    [[nodiscard]] LineState State() override {
+        return Connected() && Unsent() <= kMostUnsent ? LineState::Ready : LineState::Blocked;
+    }
 
-    /// Bytes that the system has not taken yet; 0 without a peer.
-    [[nodiscard]] std::int64_t Unsent() const { return Connected() ? peer_->bytesToWrite() : 0; }
+    void Send(std::span<const std::uint8_t> bytes) override;
 
-    void Send(std::span<const std::uint8_t> bytes);
+    /// Bytes that the system has not taken yet.
+    [[nodiscard]] std::int64_t Unsent() override { return Connected() ? peer_->bytesToWrite() : 0; }
 
 Q_SIGNALS:
     void Trouble(const QString& text);  ///< the connection cannot be made, or is lost; once until it is back
