@@ -13,7 +13,7 @@
 #include "store/settings_store.h"
 #include "support/fake_clock.h"
 #include "support/loopback.h"
-#include "support/packets.h"
+#include "support/received_packets.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -21,21 +21,6 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-QByteArray PacketBytes(std::uint16_t serialNumber) {
-    const Bytes packet = PacketOf({.serialNumber = serialNumber});
-    return {reinterpret_cast<const char*>(packet.data()), static_cast<qsizetype>(packet.size())};
-}
-
-/// Notes which packets came on which stream.
-class Receiver final : public PacketReceiver {
-public:
-    void DisplayData(int stream, std::span<const std::uint8_t> packet) override {
-        packets.emplace_back(stream, static_cast<int>(DecodePacket(stream, packet).Raw(Field::SerialNumber)));
-    }
-    std::vector<std::pair<int, int>> packets;  ///< stream and serial number
-};
-
-using Packets = std::vector<std::pair<int, int>>;
 using Lines = std::vector<std::string>;
 
 const Lines kConnected = {"         Connected"};
@@ -82,7 +67,7 @@ protected:
     SettingsStore settings_{folder_.Path(u"settings.ini"_s)};
     ErrorLog errorLog_{folder_.Path(), u"Test"_s, clock_};
     StatusBoard board_;
-    Receiver receiver_;
+    NotedPackets receiver_;
     Framer framer_{receiver_};
     Lines lines_;
     std::uint16_t port_ = 0;

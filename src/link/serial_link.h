@@ -1,0 +1,106 @@
+// Serial connection A, B and C: where a monitor is wired to a COM port.
+#pragma once
+
+#include <QCoroTask>
+#include <QObject>
+#include <QSerialPort>
+#include <QString>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "base/outcome.h"
+
+namespace corvane {
+
+class Clock;
+class ErrorLog;
+class Framer;
+class SerialPorts;
+class SettingsStore;
+class StatusBoard;
+
+/// Feeds what the monitor sends to the framer, on the link's own stream. The line is 8 bits, no parity, one
+/// stop bit, at the rate chosen. A port that vanishes is tried again until it is back or the user closes it.
+class SerialLink : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr std::array kBaudRates = {1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};
+    static constexpr int kDefaultBaudRate = 19200;
+    static constexpr qint64 kInputBuffer = 1024;      ///< bytes
+    static constexpr std::int64_t kSettleTime = 500;  ///< ms from opening until the line is at rest
+    static constexpr int kRetrySeconds = 5;
+
+    struct Identity {
+        QChar letter;
+        int stream;
+        const char* closedLine;
+    };
+    static const Identity kA;  ///< stream 1
+    static const Identity kB;  ///< stream 3
+    static const Identity kC;  ///< stream 4
+
+    SerialLink(const Identity& identity, SerialPorts& ports, Framer& framer, SettingsStore& settings,
+               StatusBoard& board, ErrorLog& errorLog, Clock& clock);
+
+    /// Opens the port that was chosen, if there is one and the setting `AutoOpen` is on. A failure is told in
+    /// the status list. Called once when the program starts.
+    QCoro::Task<> StartUp();
+
+    /// The open button: opens the port that was chosen, closing what was open, and lets the line settle. The
+    /// failure is what the user reads.
+    QCoro::Task<Outcome> OpenCOM();
+
+    /// The close button; it also ends the attempts to open a port that vanished.
+    void CloseCOM();
+
+    /// Check and save a choice of the user, which is in force from the next opening on.
+    Outcome SetPort(const QString& text);
+    Outcome SetBaudRate(const QString& text);
+
+    /// Sends to the monitor. False where the port is not open.
+    bool SendText(QByteArrayView text);
+
+    [[nodiscard]] QChar Letter() const { return identity_.letter; }
+    [[nodiscard]] QString Name() const { return QStringLiteral("Serial Connection ") + identity_.letter; }
+    [[nodiscard]] bool IsOpen() const { return port_ != nullptr; }
+
+    /// The number of the open COM port; 0 where none is open.
+    [[nodiscard]] int Port() const { return IsOpen() ? number_ : 0; }
+
+    /// Whether the open port is the device that `path` names.
+    [[nodiscard]] bool Uses(const QString& path) const;
+
+    /// "The port is gone. Reconnecting in 5 sec.", or empty.
+    [[nodiscard]] QString Notice() const;
+
+    /// Whether data came in since this was last asked.
+    [[nodiscard]] bool TakeActivity();
+
+private:
+    [[nodiscard]] QString Key(const QString& name) const { return name + identity_.letter; }
+    Outcome Open();
+    QCoro::Task<Outcome> Settle();
+    void Drop();
+    void ReadAll();
+    void OnError(QSerialPort::SerialPortError error);
+    void OnSecond();
+
+    const Identity& identity_;
+    SerialPorts& ports_;
+    Framer& framer_;
+    SettingsStore& settings_;
+    StatusBoard& board_;
+    ErrorLog& errorLog_;
+    Clock& clock_;
+    std::unique_ptr<QSerialPort> port_;  ///< null while closed
+    int number_ = 0;                     ///< of the COM port opened last
+    QString device_;                     ///< and its path, links followed
+    int countdown_ = 0;                  ///< seconds to the next attempt; 0 = none is due
+    bool lossTold_ = false;              ///< that the port vanished; until it has stood open again
+    bool activity_ = false;
+};
+
+}  // namespace corvane

@@ -1,0 +1,76 @@
+// A serial line without hardware: a port that a program can open, and its far end in the hands of a test.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "support/loopback.h"
+
+namespace corvane {
+
+class Pty {
+public:
+    Pty() : farEnd_(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+        EXPECT_EQ(grantpt(farEnd_), 0);
+        EXPECT_EQ(unlockpt(farEnd_), 0);
+        path_ = QString::fromLocal8Bit(ptsname(farEnd_));
+        termios settings = Settings();
+        cfmakeraw(&settings);  // as a terminal it would echo and change what is sent
+        EXPECT_EQ(tcsetattr(farEnd_, TCSANOW, &settings), 0);
+    }
+    ~Pty() { HangUp(); }
+    Pty(const Pty&) = delete;
+    Pty& operator=(const Pty&) = delete;
+
+    /// Where a program opens it.
+    [[nodiscard]] const QString& Path() const { return path_; }
+
+    /// Sends all of `bytes`, handling events as long as the line takes no more.
+    void Send(QByteArray bytes) {
+        EXPECT_TRUE(SpinUntil([this, &bytes] {
+            const auto taken = write(farEnd_, bytes.constData(), static_cast<std::size_t>(bytes.size()));
+            if (taken > 0) bytes.remove(0, taken);
+            return bytes.isEmpty();
+        })) << bytes.size()
+            << " bytes were not taken";
+    }
+
+    /// Everything that has come from the program.
+    [[nodiscard]] const QByteArray& Received() {
+        std::array<char, 256> buffer;
+        for (ssize_t count = 1; count > 0;) {
+            count = read(farEnd_, buffer.data(), buffer.size());
+            if (count > 0) received_.append(buffer.data(), count);
+        }
+        return received_;
+    }
+
+    /// The line's settings, which both ends see.
+    [[nodiscard]] termios Settings() const {
+        termios settings{};
+        EXPECT_EQ(tcgetattr(farEnd_, &settings), 0);
+        return settings;
+    }
+
+    /// As when the cable is pulled out.
+    void HangUp() {
+        if (farEnd_ >= 0) close(farEnd_);
+        farEnd_ = -1;
+    }
+
+private:
+    int farEnd_;
+    QString path_;
+    QByteArray received_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,31 @@
+// Packets of the links' tests: as bytes to send, and noted down as they come out of the framer.
+#pragma once
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "link/framer.h"
+#include "support/packets.h"
+
+namespace corvane {
+
+using Packets = std::vector<std::pair<int, int>>;  ///< stream and serial number
+
+class NotedPackets final : public PacketReceiver {
+public:
+    void DisplayData(int stream, std::span<const std::uint8_t> packet) override {
+        packets.emplace_back(stream, static_cast<int>(DecodePacket(stream, packet).Raw(Field::SerialNumber)));
+    }
+    Packets packets;
+};
+
+inline QByteArray PacketBytes(std::uint16_t serialNumber) {
+    const Bytes packet = PacketOf({.serialNumber = serialNumber});
+    return {reinterpret_cast<const char*>(packet.data()), static_cast<qsizetype>(packet.size())};
+}
+
+}  // namespace corvane
