@@ -2,6 +2,7 @@
 #include <QJsonArray>
 
 #include <algorithm>
+#include <vector>
 
 #include "app/command.h"
 #include "app/console.h"
@@ -17,18 +18,40 @@ namespace {
 
 constexpr std::size_t kStatusLines = 10;
 
-QJsonObject LinkObject(const TcpLink& link) {
-    return {{u"name"_s, u"TCP Server "_s + link.Letter()},
-            {u"state"_s, static_cast<int>(link.State())},
-            {u"stateText"_s, link.WinsockStateDisplay()},
-            {u"port"_s, link.LocalPort()},
-            {u"notice"_s, link.Notice()}};
+/// A link as people and programs see it.
+struct LinkStatus {
+    QString name;
+    SocketState state;
+    QString stateText;
+    int port;  ///< 0 = none
+    QString notice;
+};
+
+std::vector<LinkStatus> LinksOf(Program& program) {
+    std::vector<LinkStatus> links;
+    for (const TcpLink* link : {&program.tcpA, &program.tcpB}) {
+        links.push_back({u"TCP Server "_s + link->Letter(), link->State(), link->WinsockStateDisplay(),
+                         link->LocalPort(), link->Notice()});
+    }
+    for (const SerialLink* link : program.SerialLinks()) {
+        links.push_back({link->Name(), link->IsOpen() ? SocketState::Open : SocketState::Closed,
+                         link->IsOpen() ? u"Open"_s : u"Closed"_s, link->Port(), link->Notice()});
+    }
+    return links;
 }
 
-QString LinkLine(const TcpLink& link) {
-    QString line = u"TCP Server %1: %2"_s.arg(link.Letter()).arg(link.WinsockStateDisplay());
-    if (link.LocalPort() != 0) line += u", port %1"_s.arg(link.LocalPort());
-    if (!link.Notice().isEmpty()) line += u", "_s + link.Notice();
+QJsonObject LinkObject(const LinkStatus& link) {
+    return {{u"name"_s, link.name},
+            {u"state"_s, static_cast<int>(link.state)},
+            {u"stateText"_s, link.stateText},
+            {u"port"_s, link.port},
+            {u"notice"_s, link.notice}};
+}
+
+QString LinkLine(const LinkStatus& link) {
+    QString line = u"%1: %2"_s.arg(link.name, link.stateText);
+    if (link.port != 0) line += u", port %1"_s.arg(link.port);
+    if (!link.notice.isEmpty()) line += u", "_s + link.notice;
     return line;
 }
 
@@ -54,8 +77,13 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     reply.lines = {
         u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program.DataFolder()),
         u"Packets: %1 good, %2 bad"_s.arg(program.framer.GoodPackets()).arg(program.framer.BadPackets()),
-        LinkLine(program.tcpA), LinkLine(program.tcpB),
-        u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath()))};
+    };
+    QJsonArray links;
+    for (const LinkStatus& link : LinksOf(program)) {
+        reply.lines.append(LinkLine(link));
+        links.append(LinkObject(link));
+    }
+    reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
     for (const QString& text :
          {writer.Enabled() ? QString() : u"Database is Disabled"_s, writer.BufferText(),
           writer.WriteStateText(), writer.IndicatorText(), writer.DatabaseMessageText()}) {
@@ -68,7 +96,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
         {u"dataFolder"_s, program.DataFolder()},
         {u"goodPackets"_s, static_cast<qint64>(program.framer.GoodPackets())},
         {u"badPackets"_s, qint64{program.framer.BadPackets()}},
-        {u"links"_s, QJsonArray{LinkObject(program.tcpA), LinkObject(program.tcpB)}},
+        {u"links"_s, links},
         {u"database"_s, QJsonObject{{u"path"_s, QString::fromStdString(program.database.databasePath())},
                                     {u"enabled"_s, writer.Enabled()},
                                     {u"pending"_s, writer.Pointer()},

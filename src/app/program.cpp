@@ -31,7 +31,10 @@ Program::Program(const Options& options, Clock& theClock)
       records(dbWriter, clock),
       framer(measurement),
       tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
-      tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock) {
+      tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
+      serialA(SerialLink::kA, serialPorts, framer, settings, statusBoard, errorLog, clock),
+      serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
+      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock) {
     settings.SetAsideDamagedFile();
     measurement.AddSink(records);
 }
@@ -42,6 +45,13 @@ void Program::SetRawDisplay(bool on) {
         framer.SetRawDisplay(stream, on);
 }
 
+SerialLink* Program::SerialLinkOf(const QString& letter) {
+    for (SerialLink* link : SerialLinks()) {
+        if (letter.compare(link->Letter(), Qt::CaseInsensitive) == 0) return link;
+    }
+    return nullptr;
+}
+
 QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
@@ -49,6 +59,8 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
     tcpA.StartUp();
     tcpB.StartUp();
+    for (SerialLink* link : SerialLinks())
+        link->StartUp();  // nobody waits for the lines to settle
     co_return Outcome::Success();
 }
 

@@ -4,11 +4,15 @@
 #include <QCoroTask>
 #include <QString>
 
+#include <array>
+
 #include "app/options.h"
 #include "base/outcome.h"
 #include "base/status_board.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
+#include "link/serial_link.h"
+#include "link/serial_ports.h"
 #include "link/tcp_link.h"
 #include "measure/measurement.h"
 #include "measure/record_writer.h"
@@ -37,6 +41,12 @@ public:
     /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
     void SetRawDisplay(bool on);
 
+    /// Serial connection A, B and C.
+    [[nodiscard]] std::array<SerialLink*, 3> SerialLinks() { return {&serialA, &serialB, &serialC}; }
+
+    /// The serial connection of that letter, in either case; null where there is none.
+    [[nodiscard]] SerialLink* SerialLinkOf(const QString& letter);
+
     [[nodiscard]] QString DataFolder() const { return dataFolder_; }
 
     // Declared in the order of their building: each uses only what stands above it.
@@ -62,6 +72,10 @@ public:
     Framer framer;
     TcpLink tcpA;
     TcpLink tcpB;
+    SystemSerialPorts serialPorts;
+    SerialLink serialA;
+    SerialLink serialB;
+    SerialLink serialC;
 };
 
 }  // namespace corvane

@@ -37,14 +37,32 @@ Outcome SaveTcpMode(Program& program, const SettingName& name, const QString& va
     return SaveText(program, name, value);
 }
 
+// The letter of a serial connection ends its keys.
+Outcome SaveComPort(Program& program, const SettingName& name, const QString& value) {
+    return program.SerialLinkOf(name.key.last(1))->SetPort(value);
+}
+
+Outcome SaveBaudRate(Program& program, const SettingName& name, const QString& value) {
+    return program.SerialLinkOf(name.key.last(1))->SetBaudRate(value);
+}
+
+Outcome SaveComDevice(Program& program, const SettingName& name, const QString& value) {
+    if (!value.isEmpty() && !value.startsWith(u'/')) {
+        return Outcome::Failure(
+            u"%1 is a full path, such as /dev/ttyUSB0, or empty for the usual one."_s.arg(name.key));
+    }
+    return SaveText(program, name, value);
+}
+
 struct Rule {
-    const char* key;
+    const char* key;     ///< "#" at the end stands for the number of a COM port
     const char* effect;  ///< from when on the value is in force
     Outcome (*apply)(Program& program, const SettingName& name, const QString& value);
 };
 
 constexpr const char* kNow = "";
 constexpr const char* kNextListen = ", from the next listen on";
+constexpr const char* kNextOpen = ", from the next opening on";
 constexpr const char* kNextStart = ", from the next start on";
 
 Outcome SavePortA(Program& program, const SettingName&, const QString& value) {
@@ -67,9 +85,29 @@ constexpr auto kRules = std::to_array<Rule>({
     {"TcpPortB", kNextListen, SavePortB},
     {"TcpModeB", kNextListen, SaveTcpMode},
     {"TcpHostB", kNextListen, SaveText},
+    {"AutoOpen", kNextStart, SaveBool},
+    {"ComPortA", kNextOpen, SaveComPort},
+    {"ComPortB", kNextOpen, SaveComPort},
+    {"ComPortC", kNextOpen, SaveComPort},
+    {"BaudRateA", kNextOpen, SaveBaudRate},
+    {"BaudRateB", kNextOpen, SaveBaudRate},
+    {"BaudRateC", kNextOpen, SaveBaudRate},
+    {"ComDevice#", kNextOpen, SaveComDevice},
     {"VoltX2", kNow, SaveBool},
     {"VRQ5806", kNow, SaveBool},
 });
+
+/// The key that `text` names by this rule, as the rule spells it; empty where it names none.
+QString NamedKey(const Rule& rule, const QString& text) {
+    QString key = QString::fromLatin1(rule.key);
+    if (key.endsWith(u'#')) {
+        key.chop(1);
+        const int number = text.mid(key.size()).toInt();
+        if (number < 1 || number > kComPorts) return {};
+        key += QString::number(number);
+    }
+    return text.compare(key, Qt::CaseInsensitive) == 0 ? key : QString();
+}
 
 }  // namespace
 
@@ -82,11 +120,10 @@ SettingName SettingName::Parse(const QString& text) {
 Reply ApplySetting(Program& program, const SettingName& name, const QString& value) {
     const bool general = name.section.compare(SettingsStore::kStartup, Qt::CaseInsensitive) == 0;
     for (const Rule& rule : kRules) {
-        if (general && name.key.compare(QLatin1StringView(rule.key), Qt::CaseInsensitive) == 0) {
-            return Reply::Of(
-                rule.apply(program, name, value),
-                u"%1 = %2%3"_s.arg(QLatin1StringView(rule.key), value, QLatin1StringView(rule.effect)));
-        }
+        const QString key = NamedKey(rule, name.key);
+        if (!general || key.isEmpty()) continue;
+        return Reply::Of(rule.apply(program, {name.section, key}, value),
+                         u"%1 = %2%3"_s.arg(key, value, QLatin1StringView(rule.effect)));
     }
     return Reply::Failure(u"There is no setting %1 that can be set by hand."_s.arg(name.key));
 }

@@ -18,7 +18,9 @@ expect() {  # expect "words offered" words of the command line, the last one bei
 expect "status" stat
 expect "set set-serial" --json set
 expect "A B" listen ""
-expect "on off tcp-a tcp-b" raw ""
+expect "A B C" open ""
+expect "A B C" close ""
+expect "on off tcp-a tcp-b serial-a serial-b serial-c" raw ""
 expect "show" log sh
 expect "--json" --js
 expect "" status ""
