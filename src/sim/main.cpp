@@ -11,6 +11,7 @@
 #include "base/termination.h"
 #include "sim/packet_sender.h"
 #include "sim/pty_line.h"
+#include "sim/serial_port_line.h"
 #include "sim/sim_options.h"
 #include "sim/simulated_monitor.h"
 #include "sim/tcp_line.h"
@@ -53,6 +54,16 @@ public:
         auto line = std::make_unique<PtyLine>();
         if (!Succeeded(line->Open(pty.link))) return nullptr;
         Print(stdout, u"Pseudo terminal at %1"_s.arg(pty.link));
+        return line;
+    }
+
+    std::unique_ptr<Line> operator()(const OpenPort& port) const {
+        auto line = std::make_unique<SerialPortLine>();
+        if (!Succeeded(line->Open(port.device, port.baud))) return nullptr;
+        QObject::connect(line.get(), &SerialPortLine::Failed, [](const QString& text) {
+            Print(stderr, text);
+            QCoreApplication::exit(kExitOther);
+        });
         return line;
     }
 

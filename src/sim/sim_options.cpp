@@ -19,6 +19,8 @@ namespace {
 
 constexpr double kLowestSpeed = 0.001;
 constexpr double kHighestSpeed = 1e9;
+constexpr qint64 kLowestBaud = 1200;
+constexpr qint64 kHighestBaud = 115200;
 
 QString Text(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -67,6 +69,9 @@ private:
         Option("listen", "Wait for a connection; 0: the system chooses the port.", "PORT");
     const QCommandLineOption pty_ = Option(
         "pty", "Make a pseudo terminal, and a symbolic link to it that opens as a serial port.", "LINK");
+    const QCommandLineOption port_ =
+        Option("port", "Send out of this serial port; 8 data bits, no parity, 1 stop bit.", "DEVICE");
+    const QCommandLineOption baud_ = Option("baud", "Speed of the serial port.", "N", "19200");
     const QCommandLineOption interval_ =
         Option("interval", "Seconds from packet to packet, 1 to 255.", "S", "8");
     const QCommandLineOption speed_ =
@@ -84,8 +89,8 @@ private:
 
 OptionReader::OptionReader() {
     parser_.setApplicationDescription(u"Plays a home electricity monitor."_s);
-    parser_.addOptions({model_, serial_, connect_, listen_, pty_, interval_, speed_, scenario_, start_, seed_,
-                        count_, help_, version_});
+    parser_.addOptions({model_, serial_, connect_, listen_, pty_, port_, baud_, interval_, speed_, scenario_,
+                        start_, seed_, count_, help_, version_});
 }
 
 std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& arguments) {
@@ -139,17 +144,22 @@ MonitorConfig OptionReader::ReadMonitor() {
 }
 
 void OptionReader::ReadLine(SimOptions& options) {
-    const std::array lines = {&connect_, &listen_, &pty_};
+    const std::array lines = {&connect_, &listen_, &pty_, &port_};
     const auto given = [this](const QCommandLineOption* option) { return parser_.isSet(*option); };
     if (std::count_if(lines.begin(), lines.end(), given) != 1) {
-        if (error_.isEmpty()) error_ = u"Give one of --connect HOST:PORT, --listen PORT and --pty LINK."_s;
+        if (error_.isEmpty())
+            error_ = u"Give one of --connect HOST:PORT, --listen PORT, --pty LINK and --port DEVICE."_s;
     } else if (parser_.isSet(connect_)) {
         options.line = ReadPeer();
     } else if (parser_.isSet(listen_)) {
         options.line = ListenOn{static_cast<std::uint16_t>(WholeNumber(listen_, 0, 65535))};
-    } else {
+    } else if (parser_.isSet(pty_)) {
         options.line = LinkPty{Path(pty_)};
+    } else {
+        const qint64 baud = WholeNumber(baud_, kLowestBaud, kHighestBaud);
+        options.line = OpenPort{Path(port_), static_cast<std::int32_t>(baud)};
     }
+    if (parser_.isSet(baud_) && !parser_.isSet(port_)) Refuse(baud_, u"goes with --port alone"_s);
 }
 
 ConnectTo OptionReader::ReadPeer() {

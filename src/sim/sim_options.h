@@ -25,9 +25,14 @@ struct LinkPty {
     QString link;
 };
 
+struct OpenPort {
+    QString device;
+    std::int32_t baud = 0;
+};
+
 struct SimOptions {
     MonitorConfig monitor;
-    std::variant<ConnectTo, ListenOn, LinkPty> line;
+    std::variant<ConnectTo, ListenOn, LinkPty, OpenPort> line;
     Pace pace;
 };
 

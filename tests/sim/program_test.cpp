@@ -16,6 +16,8 @@
 #include "listener.h"
 #include "sim/sim_options.h"
 #include "sim/simulated_monitor.h"
+#include "support/loopback.h"
+#include "support/pty.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -37,7 +39,12 @@ TEST(SimOptions, SaysWhatIsWrong) {
         {"", "one of --connect HOST:PORT, --listen PORT"},
         {"--listen 1 --connect a:1", "one of --connect HOST:PORT, --listen PORT"},
         {"--listen 1 --pty a", "one of --connect HOST:PORT, --listen PORT"},
+        {"--pty a --port b", "one of --connect HOST:PORT, --listen PORT"},
         {"--pty=", "--pty : expected a path"},
+        {"--port=", "--port : expected a path"},
+        {"--port a --baud 1199", "1200 to 115200"},
+        {"--port a --baud 115201", "1200 to 115200"},
+        {"--listen 1 --baud 9600", "--baud 9600: goes with --port"},
         {"--listen 65536", "--listen 65536"},
         {"--connect host", "--connect host"},
         {"--connect :1", "--connect :1"},
@@ -87,6 +94,21 @@ TEST(SimOptions, AreTakenAsGiven) {
     EXPECT_EQ(options.pace.count, 12U);
 }
 
+TEST(SimOptions, ASerialPortHasTheMonitorsOwnSpeedUnlessTold) {
+    struct {
+        const char* arguments;
+        std::int32_t baud;
+    } const cases[] = {{"--port /dev/ttyS0", 19200}, {"--baud 115200 --port /dev/ttyS0", 115200}};
+    for (const auto& c : cases) {
+        const auto parsed = ParseSimOptions(CommandLine(c.arguments));
+        ASSERT_TRUE(std::holds_alternative<SimOptions>(parsed)) << c.arguments;
+        const auto* port = std::get_if<OpenPort>(&std::get<SimOptions>(parsed).line);
+        ASSERT_NE(port, nullptr);
+        EXPECT_EQ(port->device, u"/dev/ttyS0"_s);
+        EXPECT_EQ(port->baud, c.baud);
+    }
+}
+
 /// Ends the program, should a test leave it running.
 class Program : public QProcess {
 public:
@@ -107,13 +129,15 @@ QByteArray NoisyPackets(int count) {
     return PacketsOf({.scenario = FindScenario("noise"), .seed = 5}, count);
 }
 
-// The monitor's defaults but for unit id and serial number are the same in the program.
-const QString kNoisy = u"--serial 100001 --scenario noise --seed 5 --speed 1e9 --count 20000"_s;
+/// The options for the same packets: the monitor's other defaults are the program's, too.
+QStringList Noisy(int count) {
+    return u"--serial 100001 --scenario noise --seed 5 --speed 1e9 --count %1"_s.arg(count).split(u' ');
+}
 
 TEST(SimProgram, ConnectsSendsAllAndEnds) {
     QTcpServer server;
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-    Program program(kNoisy.split(u' ') << u"--connect"_s << u"127.0.0.1:%1"_s.arg(server.serverPort()));
+    Program program(Noisy(20'000) << u"--connect"_s << u"127.0.0.1:%1"_s.arg(server.serverPort()));
     ASSERT_TRUE(server.waitForNewConnection(kPatience));
     const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
     EXPECT_TRUE(ReadToEnd(*socket) == NoisyPackets(20'000));
@@ -124,7 +148,7 @@ TEST(SimProgram, ConnectsSendsAllAndEnds) {
 }
 
 TEST(SimProgram, ListensOnThePortItTells) {
-    Program program(kNoisy.split(u' ') << u"--listen"_s << u"0"_s);
+    Program program(Noisy(20'000) << u"--listen"_s << u"0"_s);
     ASSERT_TRUE(program.waitForReadyRead(kPatience));
     const QByteArray line = program.readLine().trimmed();
     ASSERT_TRUE(line.startsWith("Listening on port ")) << line.constData();
@@ -151,6 +175,7 @@ TEST(SimProgram, EndsWithTextAndCode) {
         {{u"--speed"_s, u"-1"_s}, 64, false, "--speed -1"},
         {{u"--listen"_s, QString::number(holder.serverPort())}, 70, false, "Cannot listen on port"},
         {{u"--pty"_s, folder.Path()}, 70, false, "Cannot make the link"},
+        {{u"--port"_s, folder.Path(u"port"_s)}, 70, false, "Cannot open "},
     };
     for (const auto& c : cases) {
         Program program(c.arguments);
@@ -189,7 +214,7 @@ public:
 TEST(SimProgram, SendsAPtyListenerAllAndRemovesTheLink) {
     const TempFolder folder;
     const QString link = folder.Path(u"meter"_s);
-    PtyProgram program(link, kNoisy.split(u' '));
+    PtyProgram program(link, Noisy(20'000));
     Listener listener(link);
     QByteArray bytes;
     while (listener.WaitForBytes(kPatience))
@@ -213,6 +238,29 @@ TEST(SimProgram, RemovesThePtyLinkWhenASignalEndsIt) {
         EXPECT_EQ(program.exitCode(), 0) << signal;
         EXPECT_TRUE(folder.Entries().empty()) << signal;
     }
+}
+
+TEST(SimProgram, SendsOutOfASerialPort) {
+    Pty pty;
+    Program program(Noisy(2000) << u"--port"_s << pty.Path());
+    const QByteArray expected = NoisyPackets(2000);
+    EXPECT_TRUE(SpinUntil([&] { return pty.Received().size() >= expected.size(); }));
+    EXPECT_TRUE(pty.Received() == expected) << pty.Received().size();
+    ASSERT_TRUE(program.waitForFinished(kPatience));
+    EXPECT_EQ(program.exitCode(), 0);
+    EXPECT_EQ(program.readAllStandardError(), QByteArray());
+}
+
+TEST(SimProgram, EndsWhenItsSerialPortIsGone) {
+    Pty pty;
+    Program program({u"--speed"_s, u"100"_s, u"--port"_s, pty.Path()});
+    ASSERT_TRUE(SpinUntil([&] { return !pty.Received().isEmpty(); }));
+    pty.HangUp();
+    ASSERT_TRUE(program.waitForFinished(kPatience));
+    EXPECT_EQ(program.exitCode(), 70);
+    const QByteArray told = program.readAllStandardError();
+    EXPECT_TRUE(told.contains(" is gone: ")) << told.constData();
+    EXPECT_EQ(told.count('\n'), 1);
 }
 
 }  // namespace
