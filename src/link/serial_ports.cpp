@@ -26,7 +26,7 @@ QString ComDevice(int number, const SettingsStore& settings) {
     Q_UNUSED(settings);
     return u"COM%1"_s.arg(number);
 #else
-    const QString chosen = settings.GetSetting(u"ComDevice%1"_s.arg(number));
+    QString chosen = settings.GetSetting(u"ComDevice%1"_s.arg(number));
     if (!chosen.isEmpty()) return chosen;
     if (number >= 49) return u"/dev/ttyACM%1"_s.arg(number - 49);
     if (number >= 33) return u"/dev/ttyUSB%1"_s.arg(number - 33);

@@ -58,6 +58,7 @@ protected:
 
 TEST_F(PortFinder, TriesAllPortsInAscendingOrderAndGivesThoseThatAreThere) {
     std::vector<QString> expected;
+    expected.reserve(kComPorts);
     for (int i = 0; i < 32; ++i)
         expected.push_back(u"/dev/ttyS%1"_s.arg(i));
     for (int i = 0; i < 16; ++i)
