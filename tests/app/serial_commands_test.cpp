@@ -48,6 +48,12 @@ protected:
 TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
     EXPECT_EQ(Run(u"open"_s, {u"b"_s}).outcome.Error(),
               u"No COM port selected. Try \"Find COM Port\" utility"_s);
+    EXPECT_EQ(Run(u"open"_s, {u"D"_s}).outcome.Error(), u"There are Serial Connection A, B and C."_s);
+    EXPECT_EQ(Run(u"close"_s, {u"1"_s}).outcome.Error(), u"There are Serial Connection A, B and C."_s);
+    EXPECT_FALSE(Run(u"open"_s, {u"B"_s, u"65"_s}).outcome);
+    EXPECT_FALSE(Run(u"open"_s, {u"B"_s, u"5"_s, u"300"_s}).outcome);
+    EXPECT_FALSE(program_->serialB.IsOpen());
+
     EXPECT_EQ(Run(u"open"_s, {u"B"_s, u"5"_s, u"9600"_s}).lines,
               QStringList{u"Serial Connection B: Open, port 5"_s});
     EXPECT_EQ(program_->settings.GetSetting(u"ComPortB"_s), u"5"_s);
@@ -69,37 +75,6 @@ TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
     EXPECT_EQ(Run(u"close"_s, {u"b"_s}).lines, QStringList{u"Serial Connection B: Closed"_s});
     EXPECT_FALSE(program_->serialB.IsOpen());
     EXPECT_TRUE(program_->serialC.IsOpen());
-}
-
-TEST_F(SerialCommands, AreRefusedWithAReasonWhereTheyAreWrong) {
-    const struct {
-        const char* command;
-        QStringList arguments;
-        const char* error;  ///< part of it
-    } cases[] = {
-        {"open", {u"D"_s}, "There are Serial Connection A, B and C."},
-        {"close", {u"1"_s}, "There are Serial Connection A, B and C."},
-        {"open", {u"A"_s, u"65"_s}, "No COM port selected."},
-        {"open", {u"A"_s, u"5"_s, u"300"_s}, "The baud rate is one of 1200, "},
-        {"open", {u"A"_s, u"7"_s}, "Error opening COM port: "},
-        {"raw", {u"serial-d"_s}, "serial-a, serial-b and serial-c"},
-    };
-    for (const auto& c : cases) {
-        const Reply reply = Run(QString::fromLatin1(c.command), c.arguments);
-        EXPECT_TRUE(reply.outcome.Error().contains(QLatin1StringView(c.error)))
-            << reply.outcome.Error().toStdString();
-        EXPECT_FALSE(program_->serialA.IsOpen());
-    }
-}
-
-TEST_F(SerialCommands, ShowsTheLossOfAPort) {
-    ASSERT_TRUE(Run(u"open"_s, {u"A"_s, u"5"_s}).outcome);
-    first_.HangUp();
-    ASSERT_TRUE(SpinUntil([this] { return !program_->serialA.IsOpen(); }));
-    const QString notice = u"The port is gone. Reconnecting in 5 sec."_s;
-    EXPECT_EQ(Links()[2].toObject()[u"notice"_s].toString(), notice);
-    EXPECT_EQ(Links()[2].toObject()[u"port"_s].toInt(-1), 0);
-    EXPECT_TRUE(Run(u"status"_s).lines.contains(u"Serial Connection A: Closed, "_s + notice));
 }
 
 TEST_F(SerialCommands, FindsThePortsThatAreThere) {
