@@ -95,7 +95,7 @@ TEST_F(SerialCommands, FindsThePortsThatAreThere) {
                                                                         {u"product"_s, u""_s}}}));
     // What another program has is told, but it is none that could be opened.
     ASSERT_TRUE(Run(u"close"_s, {u"A"_s}).outcome);
-    first_.HangUp();
+    program_->settings.SaveSetting(u"ComDevice5"_s, folder.Path(u"unplugged"_s));
     const int other = open(second_.Path().toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     ASSERT_EQ(ioctl(other, TIOCEXCL), 0);
     reply = Run(u"find-ports"_s);

@@ -111,7 +111,7 @@ TEST_F(DeviceSlotsTest, AnEnteredSerialNumberIsInForceAndSavedAndWhatIsNoneIsRef
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.entered.value_or(u"nothing"_s).toStdString());
-        EXPECT_EQ(Enter(1, c.entered) != "", c.refused);
+        EXPECT_EQ(!Enter(1, c.entered).empty(), c.refused);
         EXPECT_EQ(slots_.Bound(1), QString::fromLatin1(c.bound));
         EXPECT_EQ(Saved(1), c.bound);
         EXPECT_EQ(Addresses(), std::vector{"1|" + std::string(c.bound) + "|no label"});

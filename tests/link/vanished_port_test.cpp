@@ -21,6 +21,12 @@ protected:
         ASSERT_TRUE(QFile::link(device, link));
     }
 
+    /// The cable is pulled out and the link goes; the system may give the device's number to somebody else.
+    static void PullOut(Pty& line, const QString& link) {
+        QFile::remove(link);
+        line.HangUp();
+    }
+
     [[nodiscard]] static bool IsClosedByItself(SerialLink& link) {
         return SpinUntil([&link] { return !link.IsOpen(); });
     }
@@ -37,7 +43,7 @@ TEST_F(VanishedPort, IsToldOnceAndComesBackBehindTheSameLink) {
 
     line->Send(PacketBytes(1));
     ASSERT_TRUE(Comes({{1, 1}}));
-    line->HangUp();
+    PullOut(*line, path);
     ASSERT_TRUE(IsClosedByItself(link));
     const std::string lost = "Port # 33 (" + device.toStdString() + ") was lost.";
     for (int second = 0; second < 23; ++second) {  // it stays away for some attempts
@@ -90,7 +96,7 @@ TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserClosesIt) {
     PointTo(path, line.Path());
     SerialLink& link = MakeA(path);
     ASSERT_EQ(Open(link), "");
-    line.HangUp();
+    PullOut(line, path);
     ASSERT_TRUE(IsClosedByItself(link));
     EXPECT_EQ(Open(link), "Error opening COM port: " + path.toStdString() + " is not there");
     EXPECT_NE(link.Notice(), u""_s);  // an opening in vain does not end them
@@ -112,7 +118,7 @@ TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserHasOpenedIt) {
     PointTo(path, line.Path());
     SerialLink& link = MakeA(path);
     ASSERT_EQ(Open(link), "");
-    line.HangUp();
+    PullOut(line, path);
     ASSERT_TRUE(IsClosedByItself(link));
     const Pty back;
     PointTo(path, back.Path());

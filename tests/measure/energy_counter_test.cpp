@@ -127,7 +127,7 @@ TEST_P(EveryCounter, StartsAnewWhenItFellBackWithoutAWrap) {
 
 TEST_P(EveryCounter, ReportsACarryThatCannotRise) {
     Set(Key(), u"32766"_s, u"1"_s);
-    for (const std::uint32_t seconds : {100, 200}) {
+    for (const std::uint32_t seconds : {100U, 200U}) {
         EXPECT_TRUE(errorLog_.Load().lines.empty());
         Count(seconds, Top() - 7000);
         Count(seconds + 8, 1000);

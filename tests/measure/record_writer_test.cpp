@@ -67,6 +67,23 @@ TEST_F(RecordWriterTest, RecordsAreDueInAnotherMinuteOfTheHourAndAfterMoreThanAn
     }
 }
 
+TEST_F(RecordWriterTest, ARowCountsAllWrapsAndHoldsNoPowerOfAnEarlierPacket) {
+    int carry = 0;
+    for (const char* key :
+         {"Roll1A", "Roll2A", "Roll1P", "Roll2P", "Roll3", "Roll4", "Roll5", "Roll6", "Roll7"})
+        Set(QString::fromLatin1(key), QString::number(++carry), u"1"_s);
+    Send({.seconds = 100});
+    Send({.ch1Absolute = 8000, .seconds = 108});
+    ASSERT_EQ(A().channels[0].absolute.lastWatts, 1000);
+    Send({.ch1Absolute = 8000, .seconds = 108});  // the same second again
+    const std::string row = sql::MinuteRow(A());
+    EXPECT_NE(row.find("',0,0,0,0,0,0,0,"), std::string::npos) << row;
+    EXPECT_NE(row.find(",1099511635776,2199023255552,3298534883328,4398046511104,21474836480,25769803776,"
+                       "30064771072,34359738368,38654705664,108,1,301234)"),
+              std::string::npos)
+        << row;
+}
+
 TEST_F(RecordWriterTest, ADisabledDatabaseGetsNothing) {
     writer_.SetEnabled(false);
     clock_.AdvanceSeconds(60);
