@@ -1,5 +1,6 @@
 #include "sim/packet_sender.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -11,6 +12,7 @@ namespace corvane {
 namespace {
 
 constexpr std::int64_t kLookForListener = 50;  // ms
+constexpr std::uint64_t kBurst = 4096;         // packets flat out, before other events have their turn
 
 }  // namespace
 
@@ -26,7 +28,7 @@ QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Line& line, Clock& clock, P
     while (left > 0) {
         if (!co_await clock.DLY(waitsForListener ? kLookForListener : pause)) co_return;
         waitsForListener = false;
-        for (std::uint64_t due = flatOut ? left : 1; due > 0; --due, --left) {
+        for (std::uint64_t due = flatOut ? std::min(left, kBurst) : 1; due > 0; --due, --left) {
             const LineState state = line.State();
             waitsForListener = flatOut && state == LineState::Unheard;
             if (waitsForListener || state == LineState::Blocked) break;

@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -46,7 +47,6 @@ PtyLine::~PtyLine() {
     std::error_code error;
     if (!link_.empty() && fs::read_symlink(link_, error) == slavePath_) fs::remove(link_, error);
     readable_.reset();
-    writable_.reset();
     for (const int descriptor : {slave_, master_}) {
         if (descriptor >= 0) close(descriptor);
     }
@@ -56,9 +56,6 @@ Outcome PtyLine::Open(const QString& link) {
     if (Outcome made = MakeTerminal(); !made) return made;
     readable_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Read);
     connect(readable_.get(), &QSocketNotifier::activated, this, &PtyLine::DropInput);
-    writable_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Write);
-    writable_->setEnabled(false);
-    connect(writable_.get(), &QSocketNotifier::activated, this, &PtyLine::WriteQueued);
     return MakeLink(link);
 }
 
@@ -93,20 +90,27 @@ Outcome PtyLine::MakeLink(const QString& link) {
 
 LineState PtyLine::State() {
     if (!SomebodyListens()) return LineState::Unheard;
-    return queue_.size() <= kMostUnsent ? LineState::Ready : LineState::Blocked;
+    if (Unread() == 0) sent_ = 0;
+    return sent_ <= kMostUnread ? LineState::Ready : LineState::Blocked;
 }
 
 void PtyLine::Send(std::span<const std::uint8_t> bytes) {
-    queue_.append(reinterpret_cast<const char*>(bytes.data()), static_cast<qsizetype>(bytes.size()));
-    writable_->setEnabled(true);
+    // Never less than all of it: the system takes some ten thousand bytes, and little of that is in use.
+    [[maybe_unused]] const ssize_t taken = write(master_, bytes.data(), bytes.size());
+    sent_ += bytes.size();
 }
 
 std::int64_t PtyLine::Unsent() {
-    if (!SomebodyListens()) return 0;
-    Poll(slave_, POLLIN);  // makes the system count bytes too that it has not brought to the slave yet
-    int unread = 0;
-    ioctl(slave_, FIONREAD, &unread);
-    return queue_.size() + unread;
+    return SomebodyListens() ? Unread() : 0;
+}
+
+std::int64_t PtyLine::Unread() const {
+    // Bytes that are still on their way to the slave do not count yet. A look at a slave where nothing can be
+    // read brings them there; where something can, they may come after it was read, so it is not 0 then.
+    const bool readable = (Poll(slave_, POLLIN) & POLLIN) != 0;
+    int count = 0;
+    ioctl(slave_, FIONREAD, &count);
+    return readable ? std::max(count, 1) : count;
 }
 
 /// Only the master knows, and only while the slave is not open here: it is hung up when nobody has it open.
@@ -122,8 +126,6 @@ bool PtyLine::SomebodyListens() {
         if (exclusive != 0) ioctl(slave_, TIOCEXCL);
         return true;
     }
-    queue_.clear();
-    writable_->setEnabled(false);
     tcflush(slave_, TCIFLUSH);
     return false;
 }
@@ -131,13 +133,6 @@ bool PtyLine::SomebodyListens() {
 void PtyLine::DropInput() {
     std::array<char, 4096> bytes{};
     [[maybe_unused]] const ssize_t dropped = read(master_, bytes.data(), bytes.size());
-}
-
-void PtyLine::WriteQueued() {
-    // While the slave is open here, the only failure is that there is no room.
-    const ssize_t taken = write(master_, queue_.constData(), static_cast<std::size_t>(queue_.size()));
-    if (taken > 0) queue_.remove(0, taken);
-    writable_->setEnabled(!queue_.isEmpty());
 }
 
 }  // namespace corvane

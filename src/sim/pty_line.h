@@ -1,11 +1,11 @@
 // A line through a pseudo terminal: programs open it as they open a serial port.
 #pragma once
 
-#include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
 #include <QString>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -23,7 +23,9 @@ class PtyLine : public QObject, public Line {
     Q_OBJECT
 
 public:
-    static constexpr std::int64_t kMostUnsent = 256 << 10;  ///< bytes, beside those the system holds
+    /// Bytes sent before the listener must have read them all; with one packet more they are less than the
+    /// 4 KiB that a terminal holds ready for reading.
+    static constexpr std::size_t kMostUnread = 2048;
 
     PtyLine() = default;
     ~PtyLine() override;  ///< removes the link, if it still is the one made here
@@ -36,23 +38,23 @@ public:
     [[nodiscard]] LineState State() override;
     void Send(std::span<const std::uint8_t> bytes) override;
 
-    /// Bytes that the listener has not read yet: what a terminal still holds is lost when it goes.
+    /// Bytes that the listener has not read yet: what a terminal still holds is lost when it goes. At least
+    /// 1 while there are any.
     [[nodiscard]] std::int64_t Unsent() override;
 
 private:
     Outcome MakeTerminal();
     Outcome MakeLink(const QString& link);
     [[nodiscard]] bool SomebodyListens();
+    [[nodiscard]] std::int64_t Unread() const;
     void DropInput();
-    void WriteQueued();
 
     int master_ = -1;
     int slave_ = -1;  ///< kept open: with none open, the master reports without end that it is hung up
     std::string slavePath_;
-    std::string link_;  ///< empty before it is made
-    QByteArray queue_;  ///< what the system has not taken yet
+    std::string link_;      ///< empty before it is made
+    std::size_t sent_ = 0;  ///< bytes since the listener had last read them all
     std::unique_ptr<QSocketNotifier> readable_;
-    std::unique_ptr<QSocketNotifier> writable_;  ///< enabled while there is something in the queue
 };
 
 }  // namespace corvane

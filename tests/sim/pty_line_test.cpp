@@ -1,5 +1,4 @@
 // The sending loop over real pseudo terminals, with a clock that the test moves.
-#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 
@@ -62,14 +61,12 @@ protected:
 };
 
 TEST_F(PtyLineTest, AListenerGetsAllPacketsOfARunHoweverSlowItIs) {
-    constexpr int kCount = 20'000;  // several times what the queue and the system hold
+    constexpr int kCount = 2000;  // several times what the system holds
     Listener listener(link);
     Start({.pause = 0.5, .count = kCount});
-    ASSERT_TRUE(SpinUntil([this] {
-        clock.Advance(1);
-        return line.State() == LineState::Blocked;
-    }));
-    EXPECT_LE(line.Unsent(), PtyLine::kMostUnsent + (128 << 10));
+    clock.Advance(100);
+    EXPECT_EQ(line.State(), LineState::Blocked);
+    EXPECT_LE(line.Unsent(), static_cast<std::int64_t>(PtyLine::kMostUnread) + kPacket);
 
     QByteArray bytes = Receive(listener, kCount * kPacket - 1);
     clock.Advance(100);
@@ -86,7 +83,6 @@ TEST_F(PtyLineTest, AByteIsUnsentUntilItIsRead) {
     // The system takes a moment to bring a byte to the slave; now and then a look falls into that.
     for (int i = 0; i < 200; ++i) {
         line.Send(std::array<std::uint8_t, 1>{0x7F});
-        QCoreApplication::processEvents();
         ASSERT_EQ(line.Unsent(), 1) << i;
         ASSERT_EQ(Receive(listener, 1), "\x7F");
         ASSERT_EQ(line.Unsent(), 0) << i;
@@ -120,16 +116,14 @@ TEST_F(PtyLineTest, ARunThatNobodyHearsEndsAllTheSame) {
 }
 
 TEST_F(PtyLineTest, FlatOutTheMonitorWaitsForAListenerAndForTheNext) {
-    constexpr int kCount = 20'000;
+    constexpr int kCount = 2000;
     Start({.pause = 0.5, .count = kCount});
     clock.Advance(1000);
 
     Listener first(link);
     EXPECT_EQ(Receive(first, 30), PacketsOf({}, 1).first(30));
-    ASSERT_TRUE(SpinUntil([this] {
-        clock.Advance(1);
-        return line.State() == LineState::Blocked;
-    }));
+    clock.Advance(100);
+    EXPECT_EQ(line.State(), LineState::Blocked);
     first.Leave();
     clock.Advance(1000);
     EXPECT_EQ(line.Unsent(), 0);
@@ -143,7 +137,7 @@ TEST_F(PtyLineTest, FlatOutTheMonitorWaitsForAListenerAndForTheNext) {
         return ended;
     }));
     EXPECT_EQ(bytes.size() % kPacket, 0);
-    EXPECT_GT(bytes.size(), (kCount - 10'000) * kPacket) << "what the first left unread was limited";
+    EXPECT_GT(bytes.size(), (kCount - 100) * kPacket) << "the first left more unread than may be on the way";
     EXPECT_TRUE(PacketsOf({}, kCount).endsWith(bytes));
 }
 
