@@ -26,6 +26,9 @@ public:
         termios settings = Settings();
         cfmakeraw(&settings);  // as a terminal it would echo and change what is sent
         EXPECT_EQ(tcsetattr(farEnd_, TCSANOW, &settings), 0);
+        // Stays open until this process ends, so that nobody else is given the same path: the lock file of a
+        // port goes a moment after the port, and would then lock out a test that runs beside this one.
+        EXPECT_GE(open(ptsname(farEnd_), O_RDWR | O_NOCTTY | O_CLOEXEC), 0);
     }
     ~Pty() { HangUp(); }
     Pty(const Pty&) = delete;
