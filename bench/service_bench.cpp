@@ -16,8 +16,11 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
+#include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -33,6 +36,7 @@ using namespace Qt::StringLiterals;
 
 constexpr qint64 kBlastMilliseconds = 10'000;
 constexpr std::size_t kPacketsPrepared = 1000;
+constexpr int kLinks = 5;
 
 std::uint16_t FreePort() {
     QTcpServer server;
@@ -69,23 +73,45 @@ int ConnectTo(std::uint16_t port) {
     return descriptor;
 }
 
+/// A pseudo terminal: the service opens its path as a serial port, the monitor writes to the returned end.
+int MakeTerminal(QString& path) {
+    const int farEnd = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (farEnd < 0 || grantpt(farEnd) != 0 || unlockpt(farEnd) != 0) {
+        std::perror("pseudo terminal");
+        std::exit(1);
+    }
+    path = QString::fromLocal8Bit(ptsname(farEnd));
+    return farEnd;
+}
+
+/// The service with a data folder of its own, both TCP servers, and all three serial connections.
 struct Service {
     QString ctl;
     QTemporaryDir folder;
     std::array<std::uint16_t, 2> ports = {FreePort(), FreePort()};
+    std::array<int, 3> terminals{};
     QProcess process;
 
     explicit Service(QString ctlPath) : ctl(std::move(ctlPath)) {
         SettingsStore settings(folder.filePath(u"corvane.ini"_s));
         settings.SaveSetting(u"TcpPortA"_s, QString::number(ports[0]));
         settings.SaveSetting(u"TcpPortB"_s, QString::number(ports[1]));
-        settings.SaveSetting(u"DevSerial"_s, u"300000"_s, u"0"_s);
-        settings.SaveSetting(u"DevSerial"_s, u"300001"_s, u"1"_s);
+        settings.SaveSetting(u"AutoOpen"_s, true);
+        for (int i = 0; i < 3; ++i) {
+            QString path;
+            terminals[static_cast<std::size_t>(i)] = MakeTerminal(path);
+            settings.SaveSetting(u"ComDevice%1"_s.arg(i + 1), path);
+            settings.SaveSetting(u"ComPort%1"_s.arg(QChar(u'A' + i)), QString::number(i + 1));
+        }
+        for (int slot = 0; slot < kLinks; ++slot)
+            settings.SaveSetting(u"DevSerial"_s, u"30000%1"_s.arg(slot), QString::number(slot));
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     }
     ~Service() {
         process.terminate();
         process.waitForFinished();
+        for (const int terminal : terminals)
+            close(terminal);
     }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
@@ -135,20 +161,18 @@ std::vector<std::vector<char>> Prepare(std::uint16_t number) {
     return packets;
 }
 
-/// Sends one packet per write to each connection in turn, as fast as the service takes them.
-qint64 Blast(const std::vector<int>& descriptors, qint64 milliseconds) {
-    std::vector<std::vector<std::vector<char>>> packets;
-    for (std::uint16_t number = 0; number < descriptors.size(); ++number)
-        packets.push_back(Prepare(number));
+/// Sends packets over one connection, one per write, as fast as the service takes them; how many they were.
+qint64 Blast(int descriptor, const std::vector<std::vector<char>>& packets, qint64 milliseconds) {
     QElapsedTimer elapsed;
     elapsed.start();
     qint64 sent = 0;
-    for (std::size_t i = 0; !elapsed.hasExpired(milliseconds); i = (i + 1) % kPacketsPrepared) {
-        for (std::size_t link = 0; link < descriptors.size(); ++link) {
-            const auto& packet = packets[link][i];
-            if (send(descriptors[link], packet.data(), packet.size(), MSG_NOSIGNAL) == ssize_t(packet.size()))
-                ++sent;
+    for (std::size_t i = 0; !elapsed.hasExpired(milliseconds); i = (i + 1) % packets.size()) {
+        for (std::size_t taken = 0; taken < packets[i].size();) {
+            const ssize_t count = write(descriptor, packets[i].data() + taken, packets[i].size() - taken);
+            if (count <= 0) return sent;
+            taken += static_cast<std::size_t>(count);
         }
+        ++sent;
     }
     return sent;
 }
@@ -167,23 +191,36 @@ void Run(const QString& program, const QString& ctl, int idleSeconds) {
     std::printf("idle without a monitor: %.3f %% of a core over %d s (aim: under 0.1)\n", idle, idleSeconds);
     std::printf("resident memory, idle: %.1f MiB (aim: under 20)\n", service.ResidentMiB());
 
-    std::vector<int> descriptors;
+    std::vector<int> lines(service.terminals.begin(), service.terminals.end());
     for (const std::uint16_t port : service.ports)
-        descriptors.push_back(ConnectTo(port));
+        lines.push_back(ConnectTo(port));
+    std::vector<std::vector<std::vector<char>>> packets;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        packets.push_back(Prepare(static_cast<std::uint16_t>(i)));
+    std::vector<qint64> sentOver(lines.size());
     QElapsedTimer elapsed;
     elapsed.start();
-    const qint64 sent = Blast(descriptors, kBlastMilliseconds);
+    {
+        std::vector<std::jthread> monitors;
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            monitors.emplace_back([&, i] { sentOver[i] = Blast(lines[i], packets[i], kBlastMilliseconds); });
+        }
+    }
+    const qint64 sent = std::accumulate(sentOver.begin(), sentOver.end(), qint64{0});
     while (service.GoodPackets() < sent && !elapsed.hasExpired(3 * kBlastMilliseconds))
         QThread::msleep(20);
     const double seconds = static_cast<double>(elapsed.elapsed()) / 1000;
     const qint64 good = service.GoodPackets();
     std::printf("fan-in over %zu connections, one packet per write: %.0f packets/s (aim: at least 200000)\n",
-                descriptors.size(), static_cast<double>(good) / seconds);
+                lines.size(), static_cast<double>(good) / seconds);
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        std::printf("  %s: %lld packets\n", isatty(lines[i]) != 0 ? "pseudo terminal" : "TCP",
+                    static_cast<long long>(sentOver[i]));
     std::printf("of %lld packets sent, %lld arrived\n", static_cast<long long>(sent),
                 static_cast<long long>(good));
     std::printf("resident memory after it: %.1f MiB (aim: under 20)\n", service.ResidentMiB());
-    for (const int descriptor : descriptors)
-        close(descriptor);
+    for (std::size_t i = service.terminals.size(); i < lines.size(); ++i)
+        close(lines[i]);
 }
 
 }  // namespace
