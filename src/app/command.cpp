@@ -5,16 +5,22 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 5> AllCommands() {
-    return {GeneralCommands(), LinkCommands(), DeviceCommands(), DatabaseCommands(), LogCommands()};
+std::array<std::span<const Command>, 6> AllCommands() {
+    return {GeneralCommands(),  LinkCommands(),        DeviceCommands(),
+            DatabaseCommands(), MaintenanceCommands(), LogCommands()};
 }
 
 }  // namespace
 
-const Command* FindCommand(const QString& name) {
+const Command* FindCommand(const QString& name, QStringList& arguments) {
+    const QString twoWords = name + u' ' + arguments.value(0);
     for (const auto group : AllCommands()) {
         for (const Command& command : group) {
-            if (name == QLatin1StringView(command.name)) return &command;
+            const QLatin1StringView known(command.name);
+            if (name == known) return &command;
+            if (twoWords != known) continue;
+            arguments.removeFirst();
+            return &command;
         }
     }
     return nullptr;
@@ -26,7 +32,12 @@ QStringList CommandHelp() {
         for (const Command& command : group) {
             const QString call =
                 QString::fromLatin1(command.name) + u' ' + QLatin1StringView(command.arguments);
-            lines.append(call.leftJustified(24) + u' ' + QLatin1StringView(command.summary));
+            const QString summary = QString(25, u' ') + QLatin1StringView(command.summary);
+            if (call.size() > 24) {
+                lines.append({call, summary});
+            } else {
+                lines.append(call + summary.sliced(call.size()));
+            }
         }
     }
     return lines;

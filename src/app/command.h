@@ -36,7 +36,7 @@ struct Reply {
 };
 
 struct Command {
-    const char* name;
+    const char* name;       ///< one word, or two with a blank between
     const char* arguments;  ///< as help shows them
     const char* summary;
     int leastArguments;
@@ -50,10 +50,12 @@ struct Command {
 [[nodiscard]] std::span<const Command> LinkCommands();
 [[nodiscard]] std::span<const Command> DeviceCommands();
 [[nodiscard]] std::span<const Command> DatabaseCommands();
+[[nodiscard]] std::span<const Command> MaintenanceCommands();
 [[nodiscard]] std::span<const Command> LogCommands();
 
-/// The command of that name; null where there is none.
-[[nodiscard]] const Command* FindCommand(const QString& name);
+/// The command that a request is for; null where there is none. Where its name is one of two words, the
+/// second one is taken off the arguments.
+[[nodiscard]] const Command* FindCommand(const QString& name, QStringList& arguments);
 
 /// One line per command, in the order of the groups above.
 [[nodiscard]] QStringList CommandHelp();

@@ -26,6 +26,12 @@ QCoro::Task<std::optional<QString>> ServiceOperator::AskText(QString prompt) {
     co_return std::nullopt;
 }
 
+QCoro::Task<std::optional<QString>> ServiceOperator::AskFile(FileQuestion question) {
+    const bool any = !question.suggestion.isEmpty();
+    Say(u"%1 -> %2"_s.arg(question.prompt, any ? question.suggestion : u"none"_s));
+    co_return any ? std::optional(question.suggestion) : std::nullopt;
+}
+
 QString PacketLine(const DeviceReadings& readings) {
     std::string line = ClockText(readings.time) + "  Device " + SlotLetter(readings.slot).toStdString() +
                        " " + readings.serial + "  " + FormatNumber(readings.volt, "##0.0") + " V";

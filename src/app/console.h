@@ -18,6 +18,7 @@ public:
     void Show(const QString& text) override { Say(text); }
     QCoro::Task<Answer> Ask(Question question) override;
     QCoro::Task<std::optional<QString>> AskText(QString prompt) override;
+    QCoro::Task<std::optional<QString>> AskFile(FileQuestion question) override;
 };
 
 /// Prints a line per packet: time, slot, serial number, volts, then watts and kWh of each channel.

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -33,17 +34,39 @@ QJsonValue OrNull(const std::optional<QString>& text) {
     return text.has_value() ? QJsonValue(*text) : QJsonValue();
 }
 
-/// Asks until the answer is one that the question takes.
-std::optional<QString> AskPerson(const QString& text, bool cancellable) {
-    const QString choices = cancellable ? u"[yes/no/cancel]"_s : u"[yes/no]"_s;
-    while (const auto line = ReadLine(text + u' ' + choices)) {
-        const QString word = line->trimmed().toLower();
-        for (const QString& choice : {u"yes"_s, u"no"_s, u"cancel"_s}) {
-            const bool allowed = cancellable || choice != "cancel"_L1;
-            if (allowed && !word.isEmpty() && choice.startsWith(word)) return choice;
+/// Asks until the answer is one that the question takes, or the beginning of one.
+std::optional<QString> AskPerson(const QJsonObject& question) {
+    struct Choice {
+        QString answer;
+        QString word;
+    };
+    const auto named = [&question](const QString& answer) {
+        const QString word = question[answer].toString().toLower();
+        return Choice{answer, word.isEmpty() ? answer : word};
+    };
+    std::vector<Choice> choices = {named(u"yes"_s), named(u"no"_s)};
+    if (question[u"cancellable"_s].toBool()) choices.push_back({u"cancel"_s, u"cancel"_s});
+    QStringList words;
+    for (const Choice& choice : choices)
+        words.append(choice.word);
+    const QString prompt = u"%1 [%2]"_s.arg(question[u"ask"_s].toString(), words.join(u'/'));
+    while (const auto line = ReadLine(prompt)) {
+        const QString entry = line->trimmed().toLower();
+        for (const Choice& choice : choices) {
+            if (!entry.isEmpty() && choice.word.startsWith(entry)) return choice.answer;
         }
     }
     return std::nullopt;
+}
+
+/// One line on a terminal, which the next one takes the place of.
+void PrintProgress(const QJsonObject& progress) {
+    if (isatty(STDERR_FILENO) == 0) return;
+    QString line =
+        u"%1  %2 s"_s.arg(progress[u"progress"_s].toString()).arg(progress[u"seconds"_s].toInteger());
+    const QJsonValue percent = progress[u"percent"_s];
+    if (!percent.isNull()) line += u", %1 %"_s.arg(percent.toInt());
+    std::fputs(("\r\033[K" + line.toUtf8()).constData(), stderr);
 }
 
 }  // namespace
@@ -75,11 +98,16 @@ void ControlClient::Start(const QString& dataFolder) {
 
 void ControlClient::TakeLine(const QByteArray& line) {
     const QJsonObject object = QJsonDocument::fromJson(line).object();
+    if (object.contains("progress"_L1)) {
+        PrintProgress(object);
+        progressShown_ = true;
+        return;
+    }
+    if (std::exchange(progressShown_, false) && isatty(STDERR_FILENO) != 0) std::fputs("\r\033[K", stderr);
     if (object.contains("message"_L1)) {
         Print(json_ ? stderr : stdout, object[u"message"_s].toString());
     } else if (object.contains("ask"_L1)) {
-        const auto answer = AskPerson(object[u"ask"_s].toString(), object[u"cancellable"_s].toBool());
-        socket_.write(ControlLine({{u"answer"_s, OrNull(answer)}}));
+        socket_.write(ControlLine({{u"answer"_s, OrNull(AskPerson(object))}}));
     } else if (object.contains("askText"_L1)) {
         socket_.write(ControlLine({{u"text"_s, OrNull(ReadLine(object[u"askText"_s].toString()))}}));
     } else {

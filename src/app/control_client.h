@@ -31,6 +31,7 @@ private:
 
     ControlRequest request_;
     bool json_;
+    bool progressShown_ = false;  ///< the last line on the terminal is one of progress
     bool ended_ = false;
     QLocalSocket socket_;
 };

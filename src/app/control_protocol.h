@@ -2,8 +2,10 @@
 //
 //   request   {"command": NAME, "arguments": [TEXT...], "answer": "yes"|"no"|"cancel"}
 //   message   {"message": TEXT}                     any number, while the command runs
-//   question  {"ask": TEXT, "title": TEXT, "cancellable": BOOL}   answered by the client with
-//             {"answer": "yes"|"no"|"cancel"}       or {"answer": null} for the one that loses nothing
+//   progress  {"progress": OPERATION, "seconds": N, "percent": N|null}   about once a second, where it is
+//   long question  {"ask": TEXT, "title": TEXT, "cancellable": BOOL, "yes": TEXT, "no": TEXT}   answered with
+//             {"answer": "yes"|"no"|"cancel"}       or {"answer": null} for the one that loses nothing;
+//             "yes" and "no" are what these answers are called here, empty for "Yes" and "No"
 //   prompt    {"askText": TEXT}                     answered with {"text": TEXT} or {"text": null}
 //   reply     {"ok": true, "lines": [TEXT...], "data": {...}}   or {"ok": false, "error": TEXT}
 //

@@ -67,23 +67,24 @@ QCoro::Task<> ControlSession::Run(ControlRequest request) {
 }
 
 QCoro::Task<Reply> ControlSession::Execute(const ControlRequest& request) {
-    const Command* command = FindCommand(request.command);
+    QStringList arguments = request.arguments;
+    const Command* command = FindCommand(request.command, arguments);
     if (command == nullptr) {
-        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(request.command));
+        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(
+            (request.command + u' ' + arguments.value(0)).trimmed()));
     }
-    if (request.arguments.size() < command->leastArguments ||
-        request.arguments.size() > command->mostArguments) {
-        co_return Reply::Failure(
-            u"Usage: %1 %2"_s.arg(request.command, QLatin1StringView(command->arguments)));
+    const QLatin1StringView name(command->name);
+    if (arguments.size() < command->leastArguments || arguments.size() > command->mostArguments) {
+        co_return Reply::Failure(u"Usage: %1 %2"_s.arg(name, QLatin1StringView(command->arguments)));
     }
-    if (command->readOnly) co_return co_await command->run(program_, request.arguments, *this);
+    if (command->readOnly) co_return co_await command->run(program_, arguments, *this);
 
     if (!running_.name.isEmpty()) {
         co_return Reply::Failure(
             u"The command %1 is still running; try again when it has ended."_s.arg(running_.name));
     }
-    running_.name = request.command;
-    Reply reply = co_await command->run(program_, request.arguments, *this);
+    running_.name = name;
+    Reply reply = co_await command->run(program_, arguments, *this);
     running_.name.clear();
     co_return reply;
 }
@@ -101,7 +102,11 @@ QCoro::Task<Answer> ControlSession::Ask(Question question) {
         Show(u"%1 -> %2"_s.arg(question.text, AnswerText(*givenAnswer_)));
         co_return *givenAnswer_;
     }
-    Send({{u"ask"_s, question.text}, {u"title"_s, question.title}, {u"cancellable"_s, question.cancellable}});
+    Send({{u"ask"_s, question.text},
+          {u"title"_s, question.title},
+          {u"cancellable"_s, question.cancellable},
+          {u"yes"_s, question.yes},
+          {u"no"_s, question.no}});
     const QJsonObject answer = co_await ClientAnswer(*this);
     co_return ParseAnswer(answer[u"answer"_s].toString()).value_or(question.safe);
 }
@@ -111,6 +116,12 @@ QCoro::Task<std::optional<QString>> ControlSession::AskText(QString prompt) {
     const QJsonObject answer = co_await ClientAnswer(*this);
     const QJsonValue text = answer[u"text"_s];
     co_return text.isString() ? std::optional(text.toString()) : std::nullopt;
+}
+
+void ControlSession::ShowProgress(const Progress& progress) {
+    Send({{u"progress"_s, progress.operation},
+          {u"seconds"_s, qint64{progress.seconds}},
+          {u"percent"_s, progress.percent ? QJsonValue(*progress.percent) : QJsonValue()}});
 }
 
 void ControlSession::ResumeWaiter(const QJsonObject& answer) {

@@ -31,6 +31,10 @@ public:
     void Show(const QString& text) override;
     QCoro::Task<Answer> Ask(Question question) override;
     QCoro::Task<std::optional<QString>> AskText(QString prompt) override;
+    void ShowProgress(const Progress& progress) override;
+
+    /// A client that is gone does not wait any more; so Ctrl-C gives up what `corvanectl` waits for.
+    [[nodiscard]] bool WantsCancel() const override { return gone_; }
 
     /// Ends the connection; an open question gets the answer that loses nothing.
     void Abandon();

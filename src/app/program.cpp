@@ -24,8 +24,12 @@ Program::Program(const Options& options, Clock& theClock)
                                              errorLog.LogError(0, text, u"Settings"_s);
                                          })),
       database({}),
-      databaseFiles(database, settings, options.dataFolder),
       dbWriter(database, settings, errorLog, clock),
+      databaseWork(dbWriter, clock),
+      backups(database, dbWriter, databaseWork),
+      databaseFiles(database, settings, dbWriter, backups, options.dataFolder),
+      maintenance(database, settings, databaseWork, backups, clock),
+      nightlyRuns(maintenance, database, databaseWork, settings, statusBoard, errorLog, clock),
       deviceSlots(settings, database),
       measurement(deviceSlots, settings, errorLog, clock),
       records(dbWriter, clock),
@@ -56,6 +60,11 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
     records.LookForMinuteTables(database);
+    QObject::connect(&databaseFiles, &DatabaseFiles::Adopted, [this] {
+        records.LookForMinuteTables(database);
+        nightlyRuns.ForgetProgress();
+    });
+    nightlyRuns.StartUp();
     if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
     tcpA.StartUp();
     tcpB.StartUp();
@@ -65,12 +74,12 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
 }
 
 QCoro::Task<> Program::Close(Operator& op) {
-    dbWriter.ForceNextBurst();
-    dbWriter.WriteSQL("");
+    co_await databaseWork.Stop();
+    dbWriter.Flush();
     if (dbWriter.Pointer() > 1) {
         const bool store = co_await op.AskYesNo(
             u"There are database records to be stored. Would you like to store them now?"_s, Answer::Yes);
-        if (store) dbWriter.WriteSQL("");
+        if (store) dbWriter.Flush();
     }
     if (dbWriter.Pointer() > 1) {
         errorLog.LogError(

@@ -17,9 +17,13 @@
 #include "measure/measurement.h"
 #include "measure/record_writer.h"
 #include "store/capture_database.h"
+#include "store/database_backups.h"
 #include "store/database_files.h"
+#include "store/database_work.h"
 #include "store/db_writer.h"
 #include "store/error_log.h"
+#include "store/maintenance.h"
+#include "store/nightly_runs.h"
 #include "store/settings_store.h"
 
 namespace corvane {
@@ -64,8 +68,12 @@ private:
 
 public:
     CaptureDatabase database;
-    DatabaseFiles databaseFiles;
     DbWriter dbWriter;
+    DatabaseWork databaseWork;
+    DatabaseBackups backups;
+    DatabaseFiles databaseFiles;
+    Maintenance maintenance;
+    NightlyRuns nightlyRuns;
     DeviceSlots deviceSlots;
     Measurement measurement;
     RecordWriter records;

@@ -4,6 +4,7 @@
 #include <QCoroTask>
 #include <QString>
 
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -18,6 +19,22 @@ struct Question {
     Answer safe = Answer::No;
     QString title = {};
     bool cancellable = false;  ///< Yes/No/Cancel rather than Yes/No
+    QString yes = {};          ///< what the answer Yes is called here, where it is not "Yes"
+    QString no = {};           ///< the same of No
+};
+
+/// A request for a file of this machine.
+struct FileQuestion {
+    QString prompt;
+    QString suggestion = {};  ///< full path taken where nobody can be asked; empty: nothing is chosen then
+    bool toMake = false;      ///< the file is going to be made, rather than opened
+};
+
+/// How far a long operation is.
+struct Progress {
+    QString operation;
+    std::int64_t seconds = 0;    ///< since it began
+    std::optional<int> percent;  ///< where it can be known
 };
 
 /// Operations that a user starts take the Operator that speaks for that user. It must outlive the operation.
@@ -33,6 +50,17 @@ public:
 
     /// Asks for a line of text; nothing where none was given.
     virtual QCoro::Task<std::optional<QString>> AskText(QString prompt) = 0;
+
+    /// Asks for a file, by its path where there is no better way; nothing where none was chosen.
+    virtual QCoro::Task<std::optional<QString>> AskFile(FileQuestion question) {
+        return AskText(std::move(question.prompt));
+    }
+
+    /// Tells, about once a second, how far the operation that runs for this user is.
+    virtual void ShowProgress(const Progress&) {}
+
+    /// Whether this user wants the operation that runs to be given up. Asked while it runs.
+    [[nodiscard]] virtual bool WantsCancel() const { return false; }
 
     QCoro::Task<bool> AskYesNo(QString text, Answer safe = Answer::No) {
         Question question{.text = std::move(text), .safe = safe};

@@ -37,6 +37,9 @@ public:
         /// then "database is locked".
         [[nodiscard]] QueryResult GetTable(const std::string& sql) const;
 
+        /// For what SQLite offers beside statements; null where the file could not be opened.
+        [[nodiscard]] sqlite3* Handle() const { return handle_; }
+
     private:
         sqlite3* handle_;
     };

@@ -1,37 +1,78 @@
-// Which file the capture goes to: found at start-up, made where there never was one.
+// Which file the capture goes to: found at start-up, chosen, made and checked by the user.
 #pragma once
 
 #include <QCoroTask>
+#include <QObject>
 #include <QString>
+
+#include <optional>
 
 #include "base/outcome.h"
 
 namespace corvane {
 
 class CaptureDatabase;
+class DatabaseBackups;
+class DbWriter;
 class Operator;
 class SettingsStore;
 
-class DatabaseFiles {
+class DatabaseFiles : public QObject {
+    Q_OBJECT
+
 public:
     /// `dataFolder` is where a bare file name lies.
-    DatabaseFiles(CaptureDatabase& database, SettingsStore& settings, QString dataFolder);
+    DatabaseFiles(CaptureDatabase& database, SettingsStore& settings, DbWriter& writer,
+                  DatabaseBackups& backups, QString dataFolder);
 
-    /// Finds and validates the file of the setting `DBfile` at start-up and puts it in force. Where no
-    /// database was ever established a new one is made; where one was and its file is gone, that is the
-    /// failure: a new file would scatter the data.
+    /// Finds and validates the file of the setting `DBfile` at start-up and puts it in force. Where it is
+    /// missing, asks for another or for a new one until there is a file, or the user gives up: that is the
+    /// failure. Where nobody can be asked, a new file is made only if there never was one: a new file beside
+    /// a missing one would scatter the data.
     QCoro::Task<Outcome> GetDBfile2(Operator& op);
+
+    /// Lets the user put another database in force, after a question. The failure says why the file stays as
+    /// it was.
+    QCoro::Task<Outcome> GetDBfile(Operator& op);
+
+    /// The menu command: offers to switch writing on where it is off, then does `GetDBfile`.
+    QCoro::Task<Outcome> OpenDatabase(Operator& op);
+
+    /// Asks for a name and makes a fresh database of it, over one of that name only after asking.
+    QCoro::Task<Outcome> NewDatabase(Operator& op);
+
+    /// Puts a backup in the place of the database in force, after a question.
+    QCoro::Task<Outcome> RestoreBackup(int number, Operator& op);
 
     /// Makes a fresh database at `path` and offers to use it from now on. On an error offers to delete the
     /// file. True where the file is now in force.
     QCoro::Task<bool> CreateNewDB(QString path, Operator& op);
 
+    /// Whether the name of the file in force ends as that of a database does, in any case of letters.
+    [[nodiscard]] bool TestValidDBfile() const;
+
+    /// Compares the serial number that device position 1..6 is bound to with that in the database, and offers
+    /// to correct the latter. The failure is that of a statement.
+    QCoro::Task<Outcome> VerifyDBdeviceAdrs(int position, Operator& op);
+
+Q_SIGNALS:
+    /// Another file is in force, or the one in force holds other tables.
+    void Adopted();
+
 private:
     [[nodiscard]] QString FullPath(const QString& name) const;
+    [[nodiscard]] QString StoredPath() const;
+    [[nodiscard]] QString CurrentPath() const;
+    QCoro::Task<std::optional<QString>> Browse(Operator& op);
+    QCoro::Task<Outcome> SearchOrCreate(Operator& op);
+    QCoro::Task<Outcome> MakeFile(QString suggestion, Operator& op);
+    QCoro::Task<Outcome> MakeRoom(QString path, Operator& op);
     void Adopt(const QString& path);
 
     CaptureDatabase& database_;
     SettingsStore& settings_;
+    DbWriter& writer_;
+    DatabaseBackups& backups_;
     QString dataFolder_;
 };
 

@@ -40,6 +40,11 @@ void DbWriter::WriteSQL(const std::string& statement) {
     if (writeCountdown_ == 0 && !maintenanceBusy_) Burst();
 }
 
+void DbWriter::Flush() {
+    ForceNextBurst();
+    WriteSQL("");
+}
+
 void DbWriter::Burst() {
     do {
         const auto connection = database_.Open();

@@ -48,8 +48,11 @@ public:
     /// While set by a maintenance operation, no burst starts.
     void SetMaintenanceBusy(bool busy) { maintenanceBusy_ = busy; }
 
-    /// Lets the next call write, whatever the countdown says. Used on closing.
+    /// Lets the next call write, whatever the countdown says.
     void ForceNextBurst() { writeCountdown_ = 0; }
+
+    /// Writes what is queued at once. It takes an empty statement, which then is the one left in the queue.
+    void Flush();
 
     [[nodiscard]] int Pointer() const { return buffer_.pointer(); }
     [[nodiscard]] int WriteCountdown() const { return writeCountdown_; }

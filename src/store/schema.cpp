@@ -10,6 +10,19 @@ using namespace Qt::StringLiterals;
 
 namespace sql {
 
+const char* const kNewHourlyTable =
+    "CREATE TABLE monitordata_hourly (id INTEGER PRIMARY KEY,date TEXT,deviceaddress NUMERIC,ch1kwhp DOUBLE,"
+    "ch2kwhp DOUBLE,ch1kwh DOUBLE,ch2kwh DOUBLE,aux1kwh DOUBLE,aux2kwh DOUBLE,aux3kwh DOUBLE,aux4kwh DOUBLE,"
+    "aux5kwh DOUBLE,online BOOLEAN)";
+
+const char* const kNewMinuteDataTable =
+    "CREATE TABLE monitordata_minute (id INTEGER PRIMARY KEY,date TEXT,deviceaddress NUMERIC,"
+    "secondscounter NUMERIC,volt DOUBLE,ch1watt NUMERIC,ch2watt NUMERIC,aux1watt NUMERIC,aux2watt NUMERIC,"
+    "aux3watt NUMERIC,aux4watt NUMERIC,aux5watt NUMERIC,ch1awsc NUMERIC,ch2awsc NUMERIC,ch1pwsc NUMERIC,"
+    "ch2pwsc NUMERIC,ch1amps DOUBLE,ch2amps DOUBLE,aux1awsc NUMERIC,aux2awsc NUMERIC,aux3awsc NUMERIC,"
+    "aux4awsc NUMERIC,aux5awsc NUMERIC,ch1kwh DOUBLE,ch2kwh DOUBLE,aux1kwh DOUBLE,aux2kwh DOUBLE,"
+    "aux3kwh DOUBLE,aux4kwh DOUBLE,aux5kwh DOUBLE,online BOOLEAN,username TEXT)";
+
 const std::array<const char*, 6> kNewDatabase = {
     "CREATE TABLE applicationinfo (id INTEGER PRIMARY KEY,username TEXT, applicationid TEXT,"
     "deviceaddress NUMERIC, ch1alias TEXT,ch2alias TEXT,aux1alias TEXT,aux2alias TEXT,aux3alias TEXT,"
@@ -21,16 +34,9 @@ const std::array<const char*, 6> kNewDatabase = {
     "kwhcost2 NUMERIC,kwhcost3 NUMERIC, totalpanelchannel TEXT,generatedpowerchannel TEXT,"
     "monthlyconsumptiontarget NUMERIC, kwhtime1 TEXT, kwhtime2 TEXT,kwhtime3 TEXT)",
 
-    "CREATE TABLE monitordata_hourly (id INTEGER PRIMARY KEY,date TEXT,deviceaddress NUMERIC,ch1kwhp DOUBLE,"
-    "ch2kwhp DOUBLE,ch1kwh DOUBLE,ch2kwh DOUBLE,aux1kwh DOUBLE,aux2kwh DOUBLE,aux3kwh DOUBLE,aux4kwh DOUBLE,"
-    "aux5kwh DOUBLE,online BOOLEAN)",
+    kNewHourlyTable,
 
-    "CREATE TABLE monitordata_minute (id INTEGER PRIMARY KEY,date TEXT,deviceaddress NUMERIC,"
-    "secondscounter NUMERIC,volt DOUBLE,ch1watt NUMERIC,ch2watt NUMERIC,aux1watt NUMERIC,aux2watt NUMERIC,"
-    "aux3watt NUMERIC,aux4watt NUMERIC,aux5watt NUMERIC,ch1awsc NUMERIC,ch2awsc NUMERIC,ch1pwsc NUMERIC,"
-    "ch2pwsc NUMERIC,ch1amps DOUBLE,ch2amps DOUBLE,aux1awsc NUMERIC,aux2awsc NUMERIC,aux3awsc NUMERIC,"
-    "aux4awsc NUMERIC,aux5awsc NUMERIC,ch1kwh DOUBLE,ch2kwh DOUBLE,aux1kwh DOUBLE,aux2kwh DOUBLE,"
-    "aux3kwh DOUBLE,aux4kwh DOUBLE,aux5kwh DOUBLE,online BOOLEAN,username TEXT)",
+    kNewMinuteDataTable,
 
     "insert into applicationinfo(id,username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
     "aux2alias,aux3alias,aux4alias,aux5alias,ch1desc,ch2desc,aux1desc,aux2desc,aux3desc,aux4desc,aux5desc) "
@@ -89,6 +95,12 @@ QString Text(const std::string& text) {
 }
 
 }  // namespace
+
+QString ValidationError(const QString& path) {
+    const auto connection = CaptureDatabase::OpenFile(path.toStdString(), false);
+    if (!connection) return u"The file cannot be opened."_s;
+    return Text(connection.GetTable("SELECT  id FROM applicationinfo ").errorText);
+}
 
 Outcome CreateTables(const std::string& path) {
     const auto connection = CaptureDatabase::OpenFile(path, true);

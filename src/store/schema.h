@@ -21,6 +21,8 @@ namespace sql {
 
 /// The four base tables and the two rows of a fresh file, in the order of their execution.
 extern const std::array<const char*, 6> kNewDatabase;
+extern const char* const kNewHourlyTable;      ///< monitordata_hourly, as in kNewDatabase
+extern const char* const kNewMinuteDataTable;  ///< monitordata_minute, the same
 extern const char* const kNewMinuteTable;
 extern const char* const kNewPowerTable;
 extern const char* const kNewEnergyTable;
@@ -30,6 +32,9 @@ extern const char* const kNewEnergyTable;
                                        const std::array<std::string, 7>& labels);
 
 }  // namespace sql
+
+/// Empty for a capture database, else what is wrong with the file at `path`.
+[[nodiscard]] QString ValidationError(const QString& path);
 
 /// Makes the tables and rows of a fresh database in the file at `path`, which is made where missing. Stops at
 /// the first error. A table that exists is never overwritten.

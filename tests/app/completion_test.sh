@@ -21,6 +21,10 @@ expect "A B" listen ""
 expect "A B C" open ""
 expect "A B C" close ""
 expect "on off tcp-a tcp-b serial-a serial-b serial-c" raw ""
-expect "show" log sh
+expect "show delete" log ""
+expect "disconnect database db" --yes d
+expect "restore repair repair-serials reset-labels" db re
+expect "hourly minute" db repair ""
+expect "condense delete" db auto ""
 expect "--json" --js
 expect "" status ""

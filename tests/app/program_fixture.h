@@ -32,6 +32,8 @@ protected:
         Options options{.dataFolder = folder.Path(), .settingsFile = SettingsFile()};
         program_ = std::make_unique<Program>(options, clock);
         ScriptedOperator op;
+        op.WillAnswer("Database Not Found", Answer::No);
+        op.WillEnter("Enter a database filename", folder.Path(QStringLiteral("vrq1.db3")));
         op.WillAnswer("set it as the default system file", Answer::Yes);
         op.WillAnswer("Would you like to proceed?", Answer::Yes);
         const Outcome started = QCoro::waitFor(program_->Start(op));

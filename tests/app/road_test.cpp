@@ -142,6 +142,9 @@ TEST_F(Road, TheFirstStartAfterTheFileIsGoneScattersNoData) {
     Options options{.dataFolder = folder.Path(), .settingsFile = SettingsFile()};
     Program program(options, clock);
     ScriptedOperator op;
+    op.WillAnswer("Database Not Found", Answer::Yes);
+    op.WillEnter("Select Database File", std::nullopt);
+    op.WillAnswer("Search or Create a new one?", Answer::No);
     const Outcome started = QCoro::waitFor(program.Start(op));
     EXPECT_TRUE(started.Error().contains(folder.Path(u"vrq1.db3"_s))) << started.Error().toStdString();
     EXPECT_FALSE(QFile::exists(folder.Path(u"vrq1.db3"_s)));

@@ -40,12 +40,45 @@ std::string Cell(const Program& program, const std::string& sql) {
     return result.Ok() ? result.rows.front().front().value_or("NULL") : result.errorText;
 }
 
+/// A day of minute rows, ten seconds apart.
+const char* const kManyRows =
+    "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n LIMIT 8640) "
+    "INSERT INTO monitordata_minute(date, deviceaddress) "
+    "SELECT datetime('2026-01-01', (10 * i) || ' seconds'), 301234 FROM n";
+
+/// Backup, condense and repair find no room: each says so, and leaves everything as it was.
+void MaintenanceFails(Program& program) {
+    const std::string count =
+        "SELECT COUNT(*) || ' ' || (SELECT COUNT(*) FROM sqlite_master) FROM monitordata_minute";
+    const std::string before = Cell(program, count);
+    ScriptedOperator op;
+    const auto fails = [&](const char* name, QCoro::Task<Outcome> operation) {
+        std::string error;
+        QCoro::waitFor([](QCoro::Task<Outcome> awaited, std::string& text) -> QCoro::Task<> {
+            text = (co_await std::move(awaited)).Error().toStdString();
+        }(std::move(operation), error));
+        std::printf("%s: %s\n", name, error.c_str());
+        Require(!error.empty(), "it found room on a full disk");
+        Require(Cell(program, count) == before, "it changed something");
+        Require(Cell(program, "PRAGMA integrity_check") == "ok", "it damaged the database");
+    };
+    fails("backup", program.backups.BackupDBfile(op));
+    const auto backups = QDir(program.DataFolder()).entryList({u"*_bak*"_s});
+    Require(backups.isEmpty(), "it left a part of a backup");
+    fails("condense", program.maintenance.Granulate(QDate(2025, 12, 31), QDate(2026, 2, 1), op));
+    op.WillAnswer("back up the current database", Answer::No);
+    op.WillAnswer("Are you sure", Answer::Yes);
+    fails("repair", program.maintenance.RepairMinuteTable(op));
+}
+
 void Run(const QString& folder) {
     const QString settingsFile = QDir(folder).filePath(u"corvane.ini"_s);
     SettingsStore(settingsFile).SaveSetting(u"DevSerial"_s, u"301234"_s, u"0"_s);
     FakeClock clock;
     Program program({.dataFolder = folder, .settingsFile = settingsFile}, clock);
     ScriptedOperator op;
+    op.WillAnswer("Database Not Found", Answer::No);
+    op.WillEnter("database filename", u"vrq1"_s);
     op.WillAnswer("default system file", Answer::Yes);
     op.WillAnswer("proceed", Answer::Yes);
     Require(bool(QCoro::waitFor(program.Start(op))), "the program does not start");
@@ -62,6 +95,7 @@ void Run(const QString& folder) {
         aMinutePasses();
     Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Green, "nothing was written at first");
 
+    Require(program.database.Run(kManyRows).Ok(), "the rows cannot be made");
     const QString filler = QDir(folder).filePath(u"filler"_s);
     FillUp(filler);
     for (int i = 0; i < 5; ++i)
@@ -73,6 +107,7 @@ void Run(const QString& folder) {
     Require(Cell(program, "PRAGMA integrity_check") == "ok",
             "the database is damaged while the disk is full");
     program.settings.SaveSetting(u"VoltX2"_s, true);  // there is no room for it
+    MaintenanceFails(program);
 
     Require(QFile::remove(filler), "the filler stays");
     const std::string before = Cell(program, "SELECT count(*) FROM monitordata_minute");

@@ -22,6 +22,9 @@ public:
     void Advance(std::int64_t milliseconds);
     void AdvanceSeconds(std::int64_t seconds) { Advance(seconds * 1000); }
 
+    /// The wall clock is set by so many seconds, or the machine slept that long: nothing ticks meanwhile.
+    void Jump(std::int64_t seconds) { startSeconds_ += seconds; }
+
     [[nodiscard]] bool SomeoneWaits() const { return HasWaiters(); }
 
 private:

@@ -45,6 +45,11 @@ public:
     /// All questions asked, prompts among them, oldest first.
     [[nodiscard]] const std::vector<Question>& Questions() const { return questions_; }
 
+    bool cancelled = false;  ///< whether what runs is to be given up
+    std::vector<Progress> progress;
+
+    void ShowProgress(const Progress& told) override { progress.push_back(told); }
+    [[nodiscard]] bool WantsCancel() const override { return cancelled; }
     void Show(const QString& text) override { messages_.push_back(text.toStdString()); }
 
     QCoro::Task<Answer> Ask(Question question) override {

@@ -1,0 +1,19 @@
+// Copies of whole database files.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "store/sql_worker.h"
+
+namespace corvane {
+
+/// A job on the file to be copied: makes a copy of one moment at `to`, which appears there as a whole and
+/// takes the place of a file of that name. Then removes the files `obsolete`.
+[[nodiscard]] SqlJob CopyJob(std::string to, std::vector<std::string> obsolete);
+
+/// A job on the file to be copied: puts a copy of it in the place of the database `current`, once nobody uses
+/// that.
+[[nodiscard]] SqlJob ReplaceJob(std::string current);
+
+}  // namespace corvane

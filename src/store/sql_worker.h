@@ -1,0 +1,96 @@
+// Long SQL jobs beside the one thread: each on a thread and a connection of its own.
+#pragma once
+
+#include <QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <coroutine>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "store/capture_database.h"
+
+namespace corvane {
+
+/// What a job has to work with. Lives on the job's thread, and ends with it.
+class SqlSession {
+public:
+    SqlSession(class SqlWorker& worker, const std::string& path, std::stop_token stop);
+    SqlSession(const SqlSession&) = delete;
+    SqlSession& operator=(const SqlSession&) = delete;
+
+    /// The connection; false where the file could not be opened. A lock that others hold is waited for, up to
+    /// five seconds. A statement that runs when the job is to stop ends with the error text "interrupted".
+    [[nodiscard]] const CaptureDatabase::Connection& Database() const { return connection_; }
+
+    /// Tells what is being done from now on. `rows` is how many rows the next statement is going to step
+    /// over, from which the percentage is reckoned; 0 where nobody knows.
+    void Begin(const QString& text, double rows = 0);
+
+    /// Tells the percentage of what is being done, for work that is not a statement.
+    void Tell(int percent);
+
+    [[nodiscard]] bool MustStop() const { return stop_.stop_requested(); }
+
+private:
+    static int OnSteps(void* session);
+
+    class SqlWorker& worker_;
+    std::stop_token stop_;
+    CaptureDatabase::Connection connection_;
+    double rows_ = 0;
+    std::optional<int> told_;
+};
+
+/// A job gets everything it needs by value, touches nothing else, and hands back rows or an error text.
+using SqlJob = std::function<QueryResult(SqlSession&)>;
+
+/// Runs one job at a time and hands its result to the event loop. Deleting it interrupts the job and waits
+/// for its thread; it must not be deleted while somebody awaits the result.
+class SqlWorker : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr const char* kInterrupted = "interrupted";  ///< the error text of a job that was stopped
+
+    SqlWorker() = default;
+
+    /// Runs `job` on a connection to the file at `path`.
+    QCoro::Task<QueryResult> Run(std::string path, SqlJob job);
+
+    [[nodiscard]] bool Busy() const { return busy_; }
+
+    /// Lets the job that runs end soon.
+    void Interrupt() { thread_.request_stop(); }
+
+Q_SIGNALS:
+    /// What the job tells of itself; no percentage where it is not known.
+    void Told(const QString& text, std::optional<int> percent);
+
+private:
+    friend class SqlSession;
+
+    /// Ends with the result, in the event loop.
+    class Result {
+    public:
+        explicit Result(SqlWorker& worker) : worker_(worker) {}
+        [[nodiscard]] bool await_ready() const noexcept { return false; }
+        void await_suspend(std::coroutine_handle<> waiter) noexcept { worker_.waiter_ = waiter; }
+        [[nodiscard]] QueryResult await_resume() { return std::move(worker_.result_); }
+
+    private:
+        SqlWorker& worker_;
+    };
+
+    void Finish(QueryResult result);
+
+    bool busy_ = false;
+    std::coroutine_handle<> waiter_;
+    QueryResult result_;
+    std::jthread thread_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,75 @@
+#include "store/statement_job.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+namespace corvane {
+
+namespace {
+
+QueryResult Failed(std::string text) {
+    return {.rows = {}, .errorText = std::move(text)};
+}
+
+/// What is there already is no failure.
+bool IsFailure(const QueryResult& result) {
+    return !result.Ok() && !result.errorText.ends_with("already exists");
+}
+
+/// The error text of a statement, empty where it succeeded.
+std::string RunOne(SqlSession& session, const Statement& statement, double rows) {
+    session.Begin(statement.notice, rows * statement.passes);
+    QueryResult result = session.Database().GetTable(statement.sql);
+    // SQLite reads a name behind VACUUM as that of a database; it means the file.
+    if (statement.sql.starts_with("VACUUM ") && result.errorText.starts_with("unknown database"))
+        result = session.Database().GetTable("VACUUM;");
+    if (session.MustStop()) return SqlWorker::kInterrupted;
+    return IsFailure(result) ? "Error Processing " + statement.sql + result.errorText : std::string();
+}
+
+/// An upper limit of the rows of `table`, found at once.
+double RowsOf(const SqlSession& session, const std::string& table) {
+    const QueryResult highest = session.Database().GetTable("SELECT MAX(rowid) FROM " + table);
+    if (!highest.Ok() || highest.rows.empty()) return 0;
+    return std::atof(highest.rows.front().front().value_or("0").c_str());
+}
+
+}  // namespace
+
+SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect effect) {
+    return [statements = std::move(statements), table = std::move(table), effect](SqlSession& session) {
+        const auto& database = session.Database();
+        if (!database) return Failed("Error DB2");
+        const double rows = RowsOf(session, table);
+        const int before = sqlite3_total_changes(database.Handle());
+        if (effect == Effect::Whole) {
+            if (const QueryResult begun = database.GetTable("BEGIN IMMEDIATE"); !begun.Ok()) return begun;
+        }
+        for (const Statement& statement : statements) {
+            // Closing the connection takes back what an unfinished transaction did.
+            if (std::string error = RunOne(session, statement, rows); !error.empty())
+                return Failed(std::move(error));
+        }
+        if (effect == Effect::Whole) {
+            if (const QueryResult kept = database.GetTable("COMMIT"); !kept.Ok()) return kept;
+        }
+        const int changed = sqlite3_total_changes(database.Handle()) - before;
+        return QueryResult{.rows = {{std::to_string(changed)}}, .errorText = {}};
+    };
+}
+
+SqlJob InTurn(SqlJob first, SqlJob second) {
+    return [first = std::move(first), second = std::move(second)](SqlSession& session) {
+        QueryResult result = first(session);
+        if (!result.Ok()) return result;
+        QueryResult last = second(session);
+        return last.Ok() ? result : last;
+    };
+}
+
+Statement Vacuum(const std::string& table, const QString& notice) {
+    return {.notice = notice, .sql = "VACUUM " + table + ";"};
+}
+
+}  // namespace corvane
