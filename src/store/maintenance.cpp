@@ -38,11 +38,63 @@ std::string Day(QDate date) {
 
 const QString kWait = u"Please Wait......"_s;
 
-SqlJob DeleteOlder(const std::string& cutoff) {
+SqlJob DeleteOlderJob(const std::string& cutoff) {
     std::vector<Statement> statements = {
         {.notice = kWait, .sql = "delete from monitordata_minute where date<'" + cutoff + "'", .passes = 1},
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
+}
+
+SqlJob CondenseJob(QDate start, QDate end) {
+    std::string condense = "DELETE FROM monitordata_minute where date < '";
+    condense += Day(end);
+    condense += " 23:59:59' AND date > '";
+    condense += Day(start);
+    condense +=
+        " 00:00:00' AND id not in (SELECT MAX(id) from monitordata_minute GROUP BY "
+        "strftime('%Y-%m-%d %H:%M:00', date), deviceaddress ORDER BY strftime('%Y-%m-%d %H:%M:00', date));";
+    std::vector<Statement> statements = {
+        {.notice = kWait, .sql = condense, .passes = 2},
+        Vacuum(kMinuteTable, u"Clearing unused database space. .... Please wait"_s),
+    };
+    return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
+}
+
+SqlJob DeleteBetweenJob(QDate start, QDate end) {
+    std::string remove = "DELETE FROM monitordata_minute where strftime('%Y-%m-%d', date) < '";
+    remove += Day(end);
+    remove += "' AND strftime('%Y-%m-%d', date) > '";
+    remove += Day(start);
+    remove += "' ;";
+    std::vector<Statement> statements = {
+        {.notice = kWait, .sql = remove, .passes = 1},
+        Vacuum(kMinuteTable, u"Clearing unused database space.......  Please wait."_s),
+    };
+    return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
+}
+
+SqlJob EmptyJob() {
+    std::vector<Statement> statements = {
+        {.notice = kWait, .sql = "Delete From monitordata_hourly"},
+        {.notice = kWait, .sql = "Delete From monitordata_minute"},
+    };
+    return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
+}
+
+SqlJob OutlierJob(double kwh) {
+    // Spaced as they are known; the columns of polarized energy differ.
+    static constexpr const char* kZeroings[] = {
+        "ch1kwh= 0 where ch1kwh > ",    "ch1kwhp = 0 where ch1kwhp > ", "ch2kwh= 0 where ch2kwh > ",
+        "ch2kwhp = 0 where ch2kwhp > ", "aux1kwh= 0 where aux1kwh > ",  "aux2kwh= 0 where aux2kwh > ",
+        "aux3kwh= 0 where aux3kwh > ",  "aux4kwh= 0 where aux4kwh > ",  "aux5kwh= 0 where aux5kwh > "};
+    std::vector<Statement> statements;
+    for (const char* zeroing : kZeroings) {
+        std::string statement = "UPDATE  monitordata_hourly SET ";
+        statement += zeroing;
+        statement += ShortestText(kwh);
+        statements.push_back({.notice = u"Please wait....."_s, .sql = statement, .passes = 1});
+    }
+    return StatementJob(std::move(statements), kHourlyTable, Effect::Each);
 }
 
 }  // namespace
@@ -64,35 +116,13 @@ QCoro::Task<Outcome> Maintenance::Run(QString operation, SqlJob job, QString don
 QCoro::Task<Outcome> Maintenance::Granulate(QDate start, QDate end, Operator& op) {
     const QString operation = u"Condensing Granular Data."_s;
     op.Show(Announcement(operation));
-    std::string condense = "DELETE FROM monitordata_minute where date < '";
-    condense += Day(end);
-    condense += " 23:59:59' AND date > '";
-    condense += Day(start);
-    condense +=
-        " 00:00:00' AND id not in (SELECT MAX(id) from monitordata_minute GROUP BY "
-        "strftime('%Y-%m-%d %H:%M:00', date), deviceaddress ORDER BY strftime('%Y-%m-%d %H:%M:00', date));";
-    std::vector<Statement> statements = {
-        {.notice = kWait, .sql = condense, .passes = 2},
-        Vacuum(kMinuteTable, u"Clearing unused database space. .... Please wait"_s),
-    };
-    SqlJob job = StatementJob(std::move(statements), kMinuteTable, Effect::Each);
-    co_return co_await Run(operation, std::move(job), u"Condensed: %1 rows are gone."_s, op);
+    co_return co_await Run(operation, CondenseJob(start, end), u"Condensed: %1 rows are gone."_s, op);
 }
 
 QCoro::Task<Outcome> Maintenance::DeleteMinutes(QDate start, QDate end, Operator& op) {
     const QString operation = u"Deleting Minute Data."_s;
     op.Show(Announcement(operation));
-    std::string remove = "DELETE FROM monitordata_minute where strftime('%Y-%m-%d', date) < '";
-    remove += Day(end);
-    remove += "' AND strftime('%Y-%m-%d', date) > '";
-    remove += Day(start);
-    remove += "' ;";
-    std::vector<Statement> statements = {
-        {.notice = kWait, .sql = remove, .passes = 1},
-        Vacuum(kMinuteTable, u"Clearing unused database space.......  Please wait."_s),
-    };
-    SqlJob job = StatementJob(std::move(statements), kMinuteTable, Effect::Each);
-    co_return co_await Run(operation, std::move(job), u"Deleted: %1 rows are gone."_s, op);
+    co_return co_await Run(operation, DeleteBetweenJob(start, end), u"Deleted: %1 rows are gone."_s, op);
 }
 
 Outcome Maintenance::CheckDays(const QString& text) {
@@ -115,12 +145,12 @@ QCoro::Task<Outcome> Maintenance::DeleteOlderThan(QString days, Operator& op) {
         "continue?"_s.arg(count)
             .arg(QString::fromStdString(cutoff)));
     if (!sure) co_return Outcome::Failure(u"Deletion aborted."_s);
-    co_return co_await Run(u"Deleting Minute Data."_s, DeleteOlder(cutoff), u"Deleted: %1 rows are gone."_s,
-                           op);
+    co_return co_await Run(u"Deleting Minute Data."_s, DeleteOlderJob(cutoff),
+                           u"Deleted: %1 rows are gone."_s, op);
 }
 
 QCoro::Task<Outcome> Maintenance::DeleteBefore(QDate first, Operator& op) {
-    SqlJob job = DeleteOlder(Day(first) + " 00:00:00");
+    SqlJob job = DeleteOlderJob(Day(first) + " 00:00:00");
     co_return co_await Run(u"Deleting Minute Data."_s, std::move(job), u"Deleted: %1 rows are gone."_s, op);
 }
 
@@ -141,31 +171,13 @@ QCoro::Task<Outcome> Maintenance::DeleteDBdata(Operator& op) {
     const bool proceed = co_await op.AskYesNo(
         u"The database data will now be deleted. Do you wish to proceed? Click NO to abort the process."_s);
     if (!proceed) co_return Outcome::Failure(u"Aborting process"_s);
-    std::vector<Statement> statements = {
-        {.notice = kWait, .sql = "Delete From monitordata_hourly"},
-        {.notice = kWait, .sql = "Delete From monitordata_minute"},
-    };
-    SqlJob job = StatementJob(std::move(statements), kMinuteTable, Effect::Each);
-    co_return co_await Run(u"Deleting all data."_s, std::move(job), u"Your database is now empty."_s, op);
+    co_return co_await Run(u"Deleting all data."_s, EmptyJob(), u"Your database is now empty."_s, op);
 }
 
 QCoro::Task<Outcome> Maintenance::ZeroOutliers(QString kwh, Operator& op) {
     const auto threshold = NumberEntry(kwh);
     if (!threshold.has_value() || *threshold <= 0) co_return Outcome::Failure(u"Select a kWh value!"_s);
-    // Spaced as they are known; the columns of polarized energy differ.
-    static constexpr const char* kZeroings[] = {
-        "ch1kwh= 0 where ch1kwh > ",    "ch1kwhp = 0 where ch1kwhp > ", "ch2kwh= 0 where ch2kwh > ",
-        "ch2kwhp = 0 where ch2kwhp > ", "aux1kwh= 0 where aux1kwh > ",  "aux2kwh= 0 where aux2kwh > ",
-        "aux3kwh= 0 where aux3kwh > ",  "aux4kwh= 0 where aux4kwh > ",  "aux5kwh= 0 where aux5kwh > "};
-    std::vector<Statement> statements;
-    for (const char* zeroing : kZeroings) {
-        std::string statement = "UPDATE  monitordata_hourly SET ";
-        statement += zeroing;
-        statement += ShortestText(*threshold);
-        statements.push_back({.notice = u"Please wait....."_s, .sql = statement, .passes = 1});
-    }
-    SqlJob job = StatementJob(std::move(statements), kHourlyTable, Effect::Each);
-    co_return co_await Run(u"Zeroing outliers."_s, std::move(job), u"Completed !"_s, op);
+    co_return co_await Run(u"Zeroing outliers."_s, OutlierJob(*threshold), u"Completed !"_s, op);
 }
 
 }  // namespace corvane

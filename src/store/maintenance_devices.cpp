@@ -15,6 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QString kWait = u"Please Wait......"_s;
 constexpr int kValuesLookedAt = 30;
 constexpr std::size_t kMostRepaired = 9;
 constexpr std::size_t kProperLength = 6;
@@ -52,6 +53,13 @@ std::string Renaming(const char* table, const std::string& from, const std::stri
     return statement;
 }
 
+SqlJob RenamingJob(const std::string& from, const std::string& to) {
+    std::vector<Statement> statements;
+    for (const char* table : {"monitordata_hourly", "monitordata_minute", "applicationinfo"})
+        statements.push_back({.notice = kWait, .sql = Renaming(table, from, to), .passes = 1});
+    return StatementJob(std::move(statements), "monitordata_minute", Effect::Whole);
+}
+
 std::string LabelRow(const std::string& serial) {
     std::string statement =
         "insert into applicationinfo(username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
@@ -62,6 +70,17 @@ std::string LabelRow(const std::string& serial) {
         ",'No Label','No Label','No Label','No Label','No Label','No Label','No Label',"
         "' ',' ',' ',' ',' ',' ',' ')";
     return statement;
+}
+
+/// The rows of Device A and those behind it.
+SqlJob LabelJob(const std::vector<std::string>& serials) {
+    std::vector<Statement> statements;
+    statements.push_back({.notice = kWait, .sql = "Delete From applicationinfo"});
+    for (const std::string& serial : serials)
+        statements.push_back({.notice = kWait, .sql = LabelRow(serial)});
+    const std::string primary = "UPDATE applicationinfo SET isprimarydevice = 'TRUE' WHERE id = '1'";
+    statements.insert(statements.begin() + 2, {.notice = kWait, .sql = primary});
+    return StatementJob(std::move(statements), "applicationinfo", Effect::Whole);
 }
 
 }  // namespace
@@ -88,11 +107,7 @@ QCoro::Task<Outcome> Maintenance::RepairSerialNumbers(Operator& op) {
             u"Serial number %1 is too short. Would you like to repair it throughout the database now?"_s.arg(
                 from));
         if (!repair) continue;
-        std::vector<Statement> statements;
-        for (const char* table : {"monitordata_hourly", "monitordata_minute", "applicationinfo"})
-            statements.push_back({.notice = u"Please Wait......"_s, .sql = Renaming(table, serial, proper)});
-        SqlJob job = StatementJob(std::move(statements), "monitordata_minute", Effect::Whole);
-        Outcome repaired = co_await Run(u"Repairing serial numbers."_s, std::move(job),
+        Outcome repaired = co_await Run(u"Repairing serial numbers."_s, RenamingJob(serial, proper),
                                         u"Serial number %1 is now %2."_s.arg(from, to), op);
         if (!repaired) co_return repaired;
     }
@@ -105,21 +120,16 @@ QCoro::Task<Outcome> Maintenance::ResetLabels(Operator& op) {
         u"Do "
         "you want to proceed?"_s);
     if (!proceed) co_return Outcome::Failure(u"The labels stay as they are."_s);
-    std::vector<Statement> statements = {
-        {.notice = u"Please Wait......"_s, .sql = "Delete From applicationinfo"}};
+    std::vector<std::string> serials;
     for (int device = 0; device < kLabelledDevices; ++device) {
         const QString serial = settings_.GetSetting(u"DevSerial"_s, {}, QString::number(device)).trimmed();
         if (serial.toLongLong() == 0) break;
-        statements.push_back({.notice = u"Please Wait......"_s, .sql = LabelRow(serial.toStdString())});
-        if (device > 0) continue;
-        statements.push_back({.notice = u"Please Wait......"_s,
-                              .sql = "UPDATE applicationinfo SET isprimarydevice = 'TRUE' WHERE id = '1'"});
+        serials.push_back(serial.toStdString());
     }
-    if (statements.size() == 1) {
+    if (serials.empty()) {
         co_return Outcome::Failure(u"No device serial number has been assigned to Device A."_s);
     }
-    SqlJob job = StatementJob(std::move(statements), "applicationinfo", Effect::Whole);
-    co_return co_await Run(u"Resetting labels."_s, std::move(job), u"The labels have been reset."_s, op);
+    co_return co_await Run(u"Resetting labels."_s, LabelJob(serials), u"The labels have been reset."_s, op);
 }
 
 }  // namespace corvane
