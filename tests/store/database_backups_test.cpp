@@ -72,7 +72,7 @@ TEST_F(BackupsTest, AreOfOneMomentThoughTheCaptureWritesMeanwhile) {
     writer.WriteSQL("insert into monitordata_hourly(date) values ('before')");
     writer.ForceNextBurst();
     auto backup = backups.BackupDBfile(op);
-    // Two writers try while the copy is made: this program's waits, another one finds the file locked.
+    // Records that come while the copy is made wait for its end.
     for (int i = 0; i < 100; ++i)
         writer.WriteSQL("insert into monitordata_hourly(date) values ('after')");
     EXPECT_EQ(writer.Pointer(), 101);
