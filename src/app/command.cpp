@@ -5,8 +5,9 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 5> AllCommands() {
-    return {GeneralCommands(), LinkCommands(), DeviceCommands(), DatabaseCommands(), LogCommands()};
+std::array<std::span<const Command>, 6> AllCommands() {
+    return {GeneralCommands(), LinkCommands(),     DeviceCommands(),
+            VirtualCommands(), DatabaseCommands(), LogCommands()};
 }
 
 }  // namespace

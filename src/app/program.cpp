@@ -28,7 +28,11 @@ Program::Program(const Options& options, Clock& theClock)
       dbWriter(database, settings, errorLog, clock),
       deviceSlots(settings, database),
       measurement(deviceSlots, settings, errorLog, clock),
-      records(dbWriter, clock),
+      pulses(settings),
+      channelGroups(settings),
+      virtualChannels(channelGroups, measurement, settings),
+      virtualDevice(channelGroups, database, settings),
+      records(dbWriter, virtualChannels, clock),
       framer(measurement),
       tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
@@ -36,6 +40,7 @@ Program::Program(const Options& options, Clock& theClock)
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock) {
     settings.SetAsideDamagedFile();
+    measurement.AddSink(pulses);
     measurement.AddSink(records);
 }
 

@@ -14,8 +14,12 @@
 #include "link/serial_link.h"
 #include "link/serial_ports.h"
 #include "link/tcp_link.h"
+#include "measure/channel_groups.h"
 #include "measure/measurement.h"
+#include "measure/pulse_counters.h"
 #include "measure/record_writer.h"
+#include "measure/virtual_channels.h"
+#include "measure/virtual_device.h"
 #include "store/capture_database.h"
 #include "store/database_files.h"
 #include "store/db_writer.h"
@@ -68,6 +72,10 @@ public:
     DbWriter dbWriter;
     DeviceSlots deviceSlots;
     Measurement measurement;
+    PulseCounters pulses;
+    ChannelGroups channelGroups;
+    VirtualChannels virtualChannels;
+    VirtualDevice virtualDevice;
     RecordWriter records;
     Framer framer;
     TcpLink tcpA;

@@ -22,5 +22,7 @@ expect "A B C" open ""
 expect "A B C" close ""
 expect "on off tcp-a tcp-b serial-a serial-b serial-c" raw ""
 expect "show" log sh
+expect "set clear" group ""
+expect "set enable disable preset" pulse ""
 expect "--json" --js
 expect "" status ""
