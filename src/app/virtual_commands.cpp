@@ -4,6 +4,7 @@
 #include "app/given_text.h"
 #include "app/program.h"
 #include "base/number_format.h"
+#include "measure/readings.h"
 #include "measure/virtual_texts.h"
 
 namespace corvane {
@@ -51,8 +52,7 @@ QCoro::Task<Reply> Groups(Program& program, QStringList, Operator&) {
     Reply reply = DeviceReply(program);
     QJsonArray groups;
     QStringList lines;
-    for (std::size_t i = 0; i < kChannelGroups; ++i) {
-        const auto group = static_cast<ChannelGroup>(i);
+    for (const ChannelGroup group : kChannelGroups) {
         lines.append(GroupLine(program, group));
         groups.append(GroupObject(program, group));
     }

@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::array<GroupWords, kChannelGroups> kWords = {{
+constexpr std::array<GroupWords, kChannelGroups.size()> kWords = {{
     {"main", "Main Panel", "The channels that measure the whole panel."},
     {"generator", "SOLAR/WIND INVERTER CHANNELS",
      "The channels selected below represent the sum of all connected inverters."},
@@ -53,19 +53,17 @@ const GroupWords& WordsOf(ChannelGroup group) {
 }
 
 std::optional<ChannelGroup> GroupOfName(const QString& name) {
-    for (std::size_t i = 0; i < kChannelGroups; ++i) {
-        if (name.compare(QLatin1StringView(kWords[i].name), Qt::CaseInsensitive) == 0)
-            return static_cast<ChannelGroup>(i);
+    for (const ChannelGroup group : kChannelGroups) {
+        if (name.compare(QLatin1StringView(WordsOf(group).name), Qt::CaseInsensitive) == 0) return group;
     }
     return std::nullopt;
 }
 
 ChannelGroups::ChannelGroups(SettingsStore& settings) : settings_(settings) {
-    for (std::size_t i = 0; i < kChannelGroups; ++i)
-        Refresh(static_cast<ChannelGroup>(i));
+    for (const ChannelGroup group : kChannelGroups)
+        Refresh(group);
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
-        for (std::size_t i = 0; i < kChannelGroups; ++i) {
-            const auto group = static_cast<ChannelGroup>(i);
+        for (const ChannelGroup group : kChannelGroups) {
             if (key.startsWith(RowKey(group), Qt::CaseInsensitive)) Refresh(group);
         }
     });

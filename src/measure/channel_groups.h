@@ -20,8 +20,11 @@ class SettingsStore;
 /// In the order of their rows in the settings.
 enum class ChannelGroup : std::uint8_t { MainPanel, Generator, Virtual1, Virtual2, Virtual3, Loads };
 
-inline constexpr std::size_t kChannelGroups = 6;
-inline constexpr std::size_t kVirtualChannels = 3;
+inline constexpr std::array kChannelGroups = {ChannelGroup::MainPanel, ChannelGroup::Generator,
+                                              ChannelGroup::Virtual1,  ChannelGroup::Virtual2,
+                                              ChannelGroup::Virtual3,  ChannelGroup::Loads};
+inline constexpr std::array kVirtualChannels = {ChannelGroup::Virtual1, ChannelGroup::Virtual2,
+                                                ChannelGroup::Virtual3};
 
 /// One channel of one device.
 struct ChannelChoice {
@@ -74,7 +77,7 @@ private:
     void Save(ChannelGroup group, const QStringList& channels);
 
     SettingsStore& settings_;
-    std::array<std::vector<ChannelChoice>, kChannelGroups> chosen_;
+    std::array<std::vector<ChannelChoice>, kChannelGroups.size()> chosen_;
 };
 
 }  // namespace corvane

@@ -51,7 +51,10 @@ VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
     GroupSum sum;
     for (const ChannelChoice& choice : groups_.Of(group)) {
         const DeviceReadings& device = measurement_.Readings(choice.slot);
-        if (!device.Seen()) continue;
+        if (!device.Seen()) {
+            sum.absolute.complete = sum.polarized.complete = false;
+            continue;
+        }
         const ChannelReadings& channel = device.channels[choice.channel];
         sum.absolute.wattSeconds += channel.absolute.Lifetime();
         sum.polarized.wattSeconds += channel.polarized.Lifetime();
@@ -63,16 +66,16 @@ VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
     return sum;
 }
 
-void VirtualChannels::NoteAbsences(VirtualReadings& values) const {
+std::vector<int> VirtualChannels::Missing() const {
+    std::vector<int> missing;
     for (int slot = 1; slot <= kSlots; ++slot) {
         const auto isOfSlot = [slot](const ChannelChoice& choice) { return choice.slot == slot; };
-        bool chosen = false;
-        for (std::size_t group = 0; group < kChannelGroups; ++group)
-            chosen = chosen || std::ranges::any_of(groups_.Of(static_cast<ChannelGroup>(group)), isOfSlot);
-        if (!chosen) continue;
-        if (!measurement_.Online(slot)) values.missing.push_back(slot);
-        if (!measurement_.Readings(slot).Seen()) values.energiesComplete = false;
+        const bool chosen = std::ranges::any_of(kChannelGroups, [&](ChannelGroup group) {
+            return std::ranges::any_of(groups_.Of(group), isOfSlot);
+        });
+        if (chosen && !measurement_.Online(slot)) missing.push_back(slot);
     }
+    return missing;
 }
 
 VirtualReadings VirtualChannels::Read() const {
@@ -80,7 +83,7 @@ VirtualReadings VirtualChannels::Read() const {
     values.netMetering = netMetering_;
     values.bipolarMain = bipolarMain_;
     values.averageAmps = averageAmps_;
-    NoteAbsences(values);
+    values.missing = Missing();
 
     const GroupSum main = Sum(ChannelGroup::MainPanel);
     values.main = main.absolute;
@@ -91,13 +94,13 @@ VirtualReadings VirtualChannels::Read() const {
         values.generated = Sum(ChannelGroup::Generator).Net();
         values.used = values.net + values.generated;
         // Power goes one way at a time; energy has gone both ways, which is what the two counters are for.
-        const Flow drawn = main.absolute - main.polarized;
-        values.bought = {std::max(values.net.watts, 0.0), drawn.wattSeconds};
-        values.sold = {std::max(-values.net.watts, 0.0), main.polarized.wattSeconds};
+        values.bought = main.absolute - main.polarized;
+        values.bought.watts = std::max(values.net.watts, 0.0);
+        values.sold = main.polarized;
+        values.sold.watts = std::max(-values.net.watts, 0.0);
     }
     if (otherWanted_) values.other = main.absolute - Sum(ChannelGroup::Loads).absolute;
-    constexpr std::array kFree = {ChannelGroup::Virtual1, ChannelGroup::Virtual2, ChannelGroup::Virtual3};
-    std::ranges::transform(kFree, values.virtuals.begin(),
+    std::ranges::transform(kVirtualChannels, values.virtuals.begin(),
                            [this](ChannelGroup group) { return Sum(group).absolute; });
     return values;
 }
@@ -108,7 +111,8 @@ std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& rea
         if (measurement_.Online(lower)) return std::nullopt;
     }
     const VirtualReadings values = Read();
-    if (!values.energiesComplete) return std::nullopt;
+    const RowFlows flows = FlowsOfRow(values);
+    if (!std::ranges::all_of(flows, &Flow::complete)) return std::nullopt;
 
     DeviceReadings row;
     row.slot = readings.slot;
@@ -116,7 +120,6 @@ std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& rea
     row.time = readings.time;
     row.volt = readings.volt;
     row.seconds = readings.seconds;
-    const RowFlows flows = FlowsOfRow(values);
     for (std::size_t i = 0; i < kChannels; ++i) {
         EnergyCounter& counter = row.channels[i].absolute;
         counter.watts = RowWatts(flows[i].watts);

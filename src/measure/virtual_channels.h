@@ -22,11 +22,16 @@ inline constexpr const char* kVirtualDeviceAddress = "999999";
 struct Flow {
     double watts = 0;
     double wattSeconds = 0;  ///< over all wraps; whole numbers, and exact
+    bool complete = true;    ///< every device that belongs to it has sent a packet since the start
 
     [[nodiscard]] double Kwh() const { return wattSeconds / kWattSecondsPerKwh; }
 
-    Flow operator+(const Flow& other) const { return {watts + other.watts, wattSeconds + other.wattSeconds}; }
-    Flow operator-(const Flow& other) const { return {watts - other.watts, wattSeconds - other.wattSeconds}; }
+    Flow operator+(const Flow& other) const {
+        return {watts + other.watts, wattSeconds + other.wattSeconds, complete && other.complete};
+    }
+    Flow operator-(const Flow& other) const {
+        return {watts - other.watts, wattSeconds - other.wattSeconds, complete && other.complete};
+    }
 };
 
 /// The values of one moment. Those from `net` to `sold` are 0 unless the installation is one of net metering.
@@ -40,12 +45,11 @@ struct VirtualReadings {
     Flow bought;          ///< PowerBought, KwhBought
     Flow sold;            ///< PowerSold, KwhSold
     Flow other;           ///< Other, OtherKwh: main panel less the monitored loads
-    std::array<Flow, kVirtualChannels> virtuals;  ///< Virtual1power .. Virtual3Kwh
+    std::array<Flow, kVirtualChannels.size()> virtuals;  ///< Virtual1power .. Virtual3Kwh
     bool netMetering = false;
-    bool bipolarMain = false;      ///< the main panel's power is shown with its sign
-    bool averageAmps = false;      ///< of the main panel's two lines the mean is shown
-    std::vector<int> missing;      ///< chosen slots that are off line, whose power is in no sum
-    bool energiesComplete = true;  ///< every chosen slot has sent a packet since the start
+    bool bipolarMain = false;  ///< the main panel's power is shown with its sign
+    bool averageAmps = false;  ///< of the main panel's two lines the mean is shown
+    std::vector<int> missing;  ///< chosen slots that are off line, whose power is in no sum
 
     /// The main panel's watts as they are shown.
     [[nodiscard]] double ShownMainPower() const {
@@ -65,8 +69,8 @@ public:
     [[nodiscard]] VirtualReadings Read() const;
 
     /// The row of the virtual device that goes with a record of `readings`, or nothing where none does: there
-    /// is no virtual device (setting `EnableVD1`), a lower slot is on line, or the energies are not complete:
-    /// a meter reading that lacks a device would look as if energy had been given back.
+    /// is no virtual device (setting `EnableVD1`), a lower slot is on line, or a value of the row is not
+    /// complete: a meter reading that lacks a device would look as if energy had been given back.
     [[nodiscard]] std::optional<DeviceReadings> RowWith(const DeviceReadings& readings) const;
 
     [[nodiscard]] const ChannelGroups& Groups() const { return groups_; }
@@ -83,7 +87,7 @@ private:
 
     void LoadSettings(const SettingsStore& settings);
     [[nodiscard]] GroupSum Sum(ChannelGroup group) const;
-    void NoteAbsences(VirtualReadings& values) const;
+    [[nodiscard]] std::vector<int> Missing() const;
 
     const ChannelGroups& groups_;
     const Measurement& measurement_;

@@ -64,9 +64,8 @@ QStringList VirtualLines(const VirtualChannels& virtualChannels) {
                   u"Generated Energy  "_s + KwhText(values.generated),
                   u"Energy Consumed By Home Loads  "_s + KwhText(values.used)};
     }
-    constexpr std::array kFree = {ChannelGroup::Virtual1, ChannelGroup::Virtual2, ChannelGroup::Virtual3};
-    for (std::size_t i = 0; i < kFree.size(); ++i) {
-        if (groups.Empty(kFree[i])) continue;
+    for (std::size_t i = 0; i < kVirtualChannels.size(); ++i) {
+        if (groups.Empty(kVirtualChannels[i])) continue;
         const Flow& flow = values.virtuals[i];
         lines.append(u"Virtual Channel %1  %2  %3"_s.arg(i + 1).arg(WattsText(flow.watts), KwhText(flow)));
     }

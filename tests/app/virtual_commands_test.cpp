@@ -134,6 +134,15 @@ TEST_F(VirtualCommands, TheVirtualDeviceIsMadeChangedAndDeletedAsAnswered) {
 TEST_F(VirtualCommands, AVirtualDeviceThatTheDatabaseRefusesIsNoneAndSaysWhy) {
     ASSERT_TRUE(Run(u"group set main A:CH1"_s).outcome);
     const auto other = program_->database.Open();
+    ASSERT_TRUE(
+        other
+            .GetTable("CREATE TRIGGER no BEFORE UPDATE ON applicationinfo BEGIN SELECT RAISE(FAIL, 'no'); "
+                      "END")
+            .Ok());
+    operator_.WillAnswer("This will created", Answer::Yes);
+    EXPECT_EQ(Refusal(u"virtual create"_s),
+              u"The database could not be told the names of the virtual channels: no"_s);
+    EXPECT_FALSE(program_->virtualDevice.Exists());
     ASSERT_TRUE(other.GetTable("BEGIN EXCLUSIVE").Ok());
     operator_.WillAnswer("This will created", Answer::Yes);
     EXPECT_FALSE(Run(u"virtual create"_s).outcome);

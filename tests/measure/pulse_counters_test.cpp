@@ -82,6 +82,7 @@ TEST_F(PulseCountersTest, TheRateFollowsTheCounterAndStartsAnewWhereItFell) {
 TEST_F(PulseCountersTest, ThePresetTotalCountsOnAlsoAfterARestart) {
     SwitchOn(u"AUX2"_s, u"3"_s, u"minute"_s, u"0.1"_s);
     Pulses(100, 50);
+    Pulses(105, 50);
     op_.WillEnter("Preset To:", u"12.5"_s);
     EXPECT_EQ(Preset().Error(),
               u"At least one pulse must be received after starting this program before this function can be "

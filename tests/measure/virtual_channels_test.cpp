@@ -85,6 +85,7 @@ TEST_F(VirtualChannelsTest, PowerGoesOneWayAndTheGridIsNamedForIt) {
 
 TEST_F(VirtualChannelsTest, SumsHoldEveryChosenChannelOnceAndOtherIsWhatIsLeft) {
     EXPECT_TRUE(groups_.Choose(ChannelGroup::MainPanel, {u"A:CH1"_s, u"A:CH2"_s, u"A:CH1"_s}));
+    Set(u"cbo120_13"_s, u"a:ch2"_s);
     EXPECT_TRUE(groups_.Choose(ChannelGroup::Virtual2, {u"A:AUX5"_s, u"B:AUX1"_s}));
     EXPECT_TRUE(groups_.Choose(ChannelGroup::Loads, {u"A:AUX1"_s, u"B:AUX2"_s}));
     MeasureA({.ch1Absolute = 1000,
@@ -122,6 +123,14 @@ TEST_F(VirtualChannelsTest, ADeviceOffLineIsNamedAndItsPowerLeftOutButNotItsEner
     MeasureA({.ch1Absolute = 500});
     EXPECT_THAT(Read().missing, ElementsAre(2));
     EXPECT_EQ(virtualChannels_.RowWith(A()), std::nullopt) << "the energy of B is not known";
+    EXPECT_TRUE(groups_.Choose(ChannelGroup::MainPanel, {u"A:CH1"_s}));
+    EXPECT_TRUE(groups_.Choose(ChannelGroup::Loads, {u"B:CH1"_s}));
+    EXPECT_EQ(virtualChannels_.RowWith(A()), std::nullopt) << "nor Other";
+    Set(u"NETmeter"_s, u"True"_s);
+    EXPECT_TRUE(virtualChannels_.RowWith(A()).has_value()) << "Other is not in this row";
+    Set(u"NETmeter"_s, u"False"_s);
+    groups_.Clear(ChannelGroup::Loads);
+    EXPECT_TRUE(groups_.Choose(ChannelGroup::MainPanel, {u"A:CH1"_s, u"B:CH1"_s}));
     MeasureB({.ch1Absolute = 800});
     EXPECT_THAT(Read().missing, ElementsAre());
     EXPECT_EQ(Read().main.watts, 1300);
