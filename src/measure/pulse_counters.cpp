@@ -1,5 +1,6 @@
 #include "measure/pulse_counters.h"
 
+#include <algorithm>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -30,7 +31,6 @@ constexpr FlowUnit kUndefined = {"Undefined", "Undefined", "", "Undefined"};
 
 constexpr std::size_t kFirstSource = kMainChannels;
 constexpr std::size_t kSources = 4;  // AUX5 has no pulse input
-constexpr int kPerMinute = 60;
 
 std::optional<std::size_t> SourceOf(const QString& text) {
     for (std::size_t i = kFirstSource; i < kFirstSource + kSources; ++i) {
@@ -96,17 +96,14 @@ void PulseCounters::OnReadings(const DeviceReadings& readings) {
     const PulseSetup& setup = slot.setup;
     if (!setup.enabled || !setup.channel.has_value() || !readings.kind->hasAux) return;
     const double count = readings.channels[*setup.channel].absolute.current;
-    if (readings.restart || !slot.count.has_value()) {
-        slot.rate = 0;
-    } else if (readings.elapsed == 0) {
-        return;  // the same second again: as with power, the rate is reckoned when the next one comes
-    } else if (count < *slot.count) {
-        slot.rate = 0;
-    } else {
-        slot.rate = (count - *slot.count) / readings.elapsed * kPerMinute * setup.countK;
-        if (setup.perHour) slot.rate *= 60;
-        slot.pulseSeen = slot.pulseSeen || count > *slot.count;
-    }
+    const bool follows = slot.count.has_value() && !readings.restart;
+    // The same second again: as with power, the rate is reckoned when the next one comes.
+    if (follows && readings.elapsed == 0) return;
+    // A counter that fell gives no pulses and is where counting goes on.
+    const double pulses = follows ? std::max(count - *slot.count, 0.0) : 0;
+    slot.rate = pulses > 0 ? pulses / readings.elapsed * 60 * setup.countK : 0;
+    if (setup.perHour) slot.rate *= 60;
+    slot.pulseSeen = slot.pulseSeen || pulses > 0;
     slot.count = count;
     slot.seconds = readings.seconds.value_or(0);
 }
