@@ -1,6 +1,5 @@
 #include "measure/pulse_counters.h"
 
-#include <algorithm>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -99,8 +98,8 @@ void PulseCounters::OnReadings(const DeviceReadings& readings) {
     const bool follows = slot.count.has_value() && !readings.restart;
     // The same second again: as with power, the rate is reckoned when the next one comes.
     if (follows && readings.elapsed == 0) return;
-    // A counter that fell gives no pulses and is where counting goes on.
-    const double pulses = follows ? std::max(count - *slot.count, 0.0) : 0;
+    // Negative where the counter fell: that gives no rate, and counting goes on from there.
+    const double pulses = follows ? count - *slot.count : 0;
     slot.rate = pulses > 0 ? pulses / readings.elapsed * 60 * setup.countK : 0;
     if (setup.perHour) slot.rate *= 60;
     slot.pulseSeen = slot.pulseSeen || pulses > 0;

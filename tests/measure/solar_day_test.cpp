@@ -1,6 +1,5 @@
 // A day from midnight to midnight in a house that sells power, against what its simulated monitor produced.
 #include <algorithm>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -21,29 +20,13 @@ constexpr std::int32_t kInterval = 8;
 constexpr int kPackets = 24 * 3600 / kInterval;  // the last one comes at midnight
 constexpr int kNoon = kPackets / 2 - 1;
 constexpr int kThree = kPackets * 15 / 24 - 1;
+constexpr double kShedBefore = 7.2e9;  // watt-seconds on CH1 of a simulated monitor that starts
 
 /// What becomes of the counters of the monitor on the main panel at packet `at`.
 struct Mishap {
     const char* name;
     int at;           ///< -1: nothing
     bool fromTheTop;  ///< the packet before brings every counter to its top; else this one restarts them
-};
-
-void PrintTo(const Mishap& mishap, std::ostream* out) {
-    *out << mishap.name;
-}
-
-/// What the monitor's power adds up to, in watt-seconds.
-struct Integrals {
-    double bought = 0;
-    double sold = 0;
-    double generated = 0;
-
-    void Add(const ChannelWatts& watts) {
-        bought += std::max(watts[kMainPanel], 0) * kInterval;
-        sold += std::max(-watts[kMainPanel], 0) * kInterval;
-        generated += watts[kGenerator] * kInterval;
-    }
 };
 
 constexpr std::array kCounterFields = {Field::Ch1Absolute,  Field::Ch2Absolute, Field::Ch1Polarized,
@@ -117,9 +100,9 @@ TEST_P(SolarDay, EnergiesAgreeWithWhatTheMonitorProduced) {
     const std::vector<std::uint64_t> offsets = mishap.at < 0 ? std::vector<std::uint64_t>() : Offsets(mishap);
     SimulatedMonitor house = House();
     SimulatedMonitor shed({.serial = {.unitId = 4, .number = 5678}, .interval = kInterval});
-    Integrals made;
+    // What the house buys, sells and generates by the power of its monitor, in watt-seconds.
+    double bought = 0, sold = 0, generated = 0;
     VirtualReadings first;
-    double shedFirst = 0;
 
     for (int i = 0; i < kPackets; ++i) {
         clock_.AdvanceSeconds(kInterval);
@@ -130,11 +113,10 @@ TEST_P(SolarDay, EnergiesAgreeWithWhatTheMonitorProduced) {
         const VirtualReadings now = virtualChannels_.Read();
         SCOPED_TRACE("packet " + std::to_string(i));
 
-        if (i == 0) shedFirst = now.virtuals[1].wattSeconds;
-        ASSERT_EQ(now.virtuals[1].wattSeconds - shedFirst, i * 3000.0 * kInterval);
+        ASSERT_EQ(now.virtuals[1].wattSeconds, kShedBefore + (i + 1) * 3000.0 * kInterval);
         if (i == 0 || (restarts && i == mishap.at)) {
             // Energies are counted from here on, and power is that of the packet before.
-            made = {};
+            bought = sold = generated = 0;
             first = now;
             for (const ChannelReadings& channel : A().channels)
                 EXPECT_EQ(channel.absolute.watts, std::nullopt);
@@ -148,16 +130,20 @@ TEST_P(SolarDay, EnergiesAgreeWithWhatTheMonitorProduced) {
             }
             continue;
         }
-        made.Add(house.Watts());
-        ASSERT_EQ(now.net.watts, house.Watts()[kMainPanel]);
-        ASSERT_EQ(now.generated.watts, house.Watts()[kGenerator]);
-        ASSERT_EQ(now.used.watts, house.Watts()[kMainPanel] + house.Watts()[kGenerator]);
-        ASSERT_EQ(now.bought.wattSeconds - first.bought.wattSeconds, made.bought);
-        ASSERT_EQ(now.sold.wattSeconds - first.sold.wattSeconds, made.sold);
-        ASSERT_EQ(now.generated.wattSeconds - first.generated.wattSeconds, made.generated);
-        ASSERT_EQ(now.used.wattSeconds - first.used.wattSeconds, made.bought - made.sold + made.generated);
+        const double main = house.Watts()[kMainPanel];
+        const double inverter = house.Watts()[kGenerator];
+        bought += std::max(main, 0.0) * kInterval;
+        sold += std::max(-main, 0.0) * kInterval;
+        generated += inverter * kInterval;
+        ASSERT_EQ(now.net.watts, main);
+        ASSERT_EQ(now.generated.watts, inverter);
+        ASSERT_EQ(now.used.watts, main + inverter);
+        ASSERT_EQ(now.bought.wattSeconds - first.bought.wattSeconds, bought);
+        ASSERT_EQ(now.sold.wattSeconds - first.sold.wattSeconds, sold);
+        ASSERT_EQ(now.generated.wattSeconds - first.generated.wattSeconds, generated);
+        ASSERT_EQ(now.used.wattSeconds - first.used.wattSeconds, bought - sold + generated);
     }
-    EXPECT_GT(made.sold, 0);
+    EXPECT_GT(sold, 0);
     EXPECT_EQ(A().channels[0].absolute.carry, mishap.fromTheTop ? 1 : 0);
     EXPECT_EQ(A().channels[0].polarized.carry, mishap.fromTheTop ? 1 : 0);
 
@@ -171,10 +157,10 @@ TEST_P(SolarDay, EnergiesAgreeWithWhatTheMonitorProduced) {
     if (restarts) return;
     // The day as a reader of the records adds it up, from the first hour record to the last minute record.
     const std::pair<std::string, double> totals[] = {
-        {"ch2kwh", made.sold},
-        {"aux1kwh", made.bought},
-        {"aux2kwh", made.generated},
-        {"aux3kwh", made.bought - made.sold + made.generated},
+        {"ch2kwh", sold},
+        {"aux1kwh", bought},
+        {"aux2kwh", generated},
+        {"aux3kwh", bought - sold + generated},
     };
     for (const auto& [column, wattSeconds] : totals) {
         const double kwh = wattSeconds / 3'600'000;
