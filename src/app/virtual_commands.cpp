@@ -131,9 +131,8 @@ QCoro::Task<Reply> ChangePulse(Program& program, QStringList arguments, Operator
     const auto slot = SlotOfLetter(arguments.takeFirst());
     if (!slot.has_value()) co_return Reply::Failure(u"Devices are named A to F."_s);
     Outcome done = Outcome::Failure(
-        u"Usage: pulse set SLOT AUX1..AUX4 0..3 minute|hour FACTOR, pulse enable|disable SLOT, or pulse "
-        u"preset "
-        "SLOT [VALUE]"_s);
+        u"Usage: pulse set SLOT AUX1..AUX4 0..3 minute|hour FACTOR, pulse enable|disable SLOT, "
+        "or pulse preset SLOT [VALUE]"_s);
     if (action == "set"_L1 && arguments.size() == 4) {
         done = pulses.SetUp(*slot, arguments[0], arguments[1], arguments[2], arguments[3]);
     } else if ((action == "enable"_L1 || action == "disable"_L1) && arguments.isEmpty()) {

@@ -75,16 +75,25 @@ void PulseCounters::Load(int slot) {
     const auto text = [this, slot](const QString& key) {
         return settings_.GetSetting(key, {}, SectionOf(slot));
     };
-    const auto number = [&text](const QString& key) { return NumberEntry(text(key)).value_or(0); };
+    const auto number = [this, &text](const QString& key, auto parse, auto fallback) {
+        const QString entered = text(key);
+        const auto value = parse(entered);
+        if (!value.has_value() && !entered.isEmpty()) {
+            Q_EMIT settings_.Problem(
+                u"The setting %1 is \"%2\", which is no number for it; %3 is used."_s.arg(key, entered)
+                    .arg(fallback));
+        }
+        return value.value_or(fallback);
+    };
     PulseSetup setup;
     setup.enabled = settings_.GetBool(u"EnablePulseCnt"_s, false, SectionOf(slot));
     setup.channel = SourceOf(text(u"PulseSource"_s));
     setup.flowType = FlowTypeOf(text(u"FlowType"_s)).value_or(-1);
     setup.perHour = text(u"PerHr"_s).trimmed() == "1"_L1;
     // A float's own decimal, so that 0.1 does not turn into 0.10000000149.
-    setup.countK = std::stod(ShortestText(FactorOf(text(u"CountK"_s)).value_or(1)));
-    setup.referenceCount = number(u"CountRefVal"_s);
-    setup.presetTotal = number(u"CountPreset"_s);
+    setup.countK = std::stod(ShortestText(number(u"CountK"_s, FactorOf, 1.0F)));
+    setup.referenceCount = number(u"CountRefVal"_s, NumberEntry, 0.0);
+    setup.presetTotal = number(u"CountPreset"_s, NumberEntry, 0.0);
     Slot& state = Of(slot);
     if (setup.enabled != state.setup.enabled || setup.channel != state.setup.channel) state = {};
     state.setup = setup;
