@@ -5,7 +5,9 @@
 
 #include "link/device_slots.h"
 #include "measure/measurement.h"
+#include "measure/pulse_counters.h"
 #include "measure/record_writer.h"
+#include "measure/virtual_channels.h"
 #include "ratios.h"
 #include "sim/simulated_monitor.h"
 #include "store/capture_database.h"
@@ -43,7 +45,11 @@ void DisplayData(benchmark::State& state) {
     writer.SetMaintenanceBusy(true);  // records queue up without being written
     const DeviceSlots slots(settings, database);
     Measurement measurement(slots, settings, errorLog, clock);
-    RecordWriter records(writer, clock);
+    PulseCounters pulses(settings);
+    const ChannelGroups groups(settings);
+    const VirtualChannels virtualChannels(groups, measurement, settings);
+    RecordWriter records(writer, virtualChannels, clock);
+    measurement.AddSink(pulses);
     measurement.AddSink(records);
 
     const auto packets = Packets();

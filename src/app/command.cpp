@@ -5,8 +5,8 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 6> AllCommands() {
-    return {GeneralCommands(),  LinkCommands(),        DeviceCommands(),
+std::array<std::span<const Command>, 7> AllCommands() {
+    return {GeneralCommands(),  LinkCommands(),        DeviceCommands(), VirtualCommands(),
             DatabaseCommands(), MaintenanceCommands(), LogCommands()};
 }
 

@@ -9,6 +9,7 @@
 #include "app/program.h"
 #include "app/setting_rules.h"
 #include "measure/readings_document.h"
+#include "measure/virtual_texts.h"
 
 namespace corvane {
 
@@ -110,13 +111,17 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
 
 QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
     Reply reply;
-    reply.data = ReadingsDocument(program.framer, program.measurement, program.database, program.clock);
+    reply.data = ReadingsDocument(program.framer, program.measurement, program.pulses,
+                                  program.virtualChannels, program.database, program.clock);
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = program.measurement.Readings(slot);
         if (!readings.Seen()) continue;
         reply.lines.append(PacketLine(readings) +
                            (program.measurement.Online(slot) ? u""_s : u"  (off line)"_s));
+        if (const auto pulse = program.pulses.Readings(slot))
+            reply.lines.append(u"Device %1  "_s.arg(SlotLetter(slot)) + FlowText(*pulse));
     }
+    reply.lines += VirtualLines(program.virtualChannels);
     if (reply.lines.isEmpty()) reply.lines.append(u"No packet of a bound monitor has come yet."_s);
     co_return reply;
 }

@@ -32,7 +32,11 @@ Program::Program(const Options& options, Clock& theClock)
       nightlyRuns(maintenance, database, databaseWork, settings, statusBoard, errorLog, clock),
       deviceSlots(settings, database),
       measurement(deviceSlots, settings, errorLog, clock),
-      records(dbWriter, clock),
+      pulses(settings),
+      channelGroups(settings),
+      virtualChannels(channelGroups, measurement, settings),
+      virtualDevice(channelGroups, database, settings),
+      records(dbWriter, virtualChannels, clock),
       framer(measurement),
       tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
@@ -40,6 +44,7 @@ Program::Program(const Options& options, Clock& theClock)
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock) {
     settings.SetAsideDamagedFile();
+    measurement.AddSink(pulses);
     measurement.AddSink(records);
 }
 

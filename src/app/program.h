@@ -14,8 +14,12 @@
 #include "link/serial_link.h"
 #include "link/serial_ports.h"
 #include "link/tcp_link.h"
+#include "measure/channel_groups.h"
 #include "measure/measurement.h"
+#include "measure/pulse_counters.h"
 #include "measure/record_writer.h"
+#include "measure/virtual_channels.h"
+#include "measure/virtual_device.h"
 #include "store/capture_database.h"
 #include "store/database_backups.h"
 #include "store/database_files.h"
@@ -76,6 +80,10 @@ public:
     NightlyRuns nightlyRuns;
     DeviceSlots deviceSlots;
     Measurement measurement;
+    PulseCounters pulses;
+    ChannelGroups channelGroups;
+    VirtualChannels virtualChannels;
+    VirtualDevice virtualDevice;
     RecordWriter records;
     Framer framer;
     TcpLink tcpA;

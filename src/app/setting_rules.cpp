@@ -95,6 +95,9 @@ constexpr auto kRules = std::to_array<Rule>({
     {"ComDevice#", kNextOpen, SaveComDevice},
     {"VoltX2", kNow, SaveBool},
     {"VRQ5806", kNow, SaveBool},
+    {"NegGen", kNow, SaveBool},
+    {"CurrentAvg", kNow, SaveBool},
+    {"Other", kNow, SaveBool},
 });
 
 /// The key that `text` names by this rule, as the rule spells it; empty where it names none.

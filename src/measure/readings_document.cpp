@@ -11,6 +11,8 @@
 #include "base/clock.h"
 #include "link/framer.h"
 #include "measure/measurement.h"
+#include "measure/pulse_counters.h"
+#include "measure/virtual_channels.h"
 #include "store/capture_database.h"
 
 namespace corvane {
@@ -60,7 +62,43 @@ QJsonObject ChannelObject(const ChannelReadings& readings, std::size_t index, co
     return channel;
 }
 
-QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Labels& labels) {
+QJsonValue PulseValue(const std::optional<PulseReadings>& pulse) {
+    if (!pulse.has_value()) return {};
+    return QJsonObject{{u"rate"_s, pulse->rate},
+                       {u"rateUnit"_s, QLatin1StringView(pulse->unit->shortRate)},
+                       {u"total"_s, pulse->total},
+                       {u"totalUnit"_s, QLatin1StringView(pulse->unit->total)}};
+}
+
+QJsonValue VirtualValue(const VirtualChannels& virtualChannels) {
+    if (virtualChannels.Groups().Empty()) return {};
+    const VirtualReadings values = virtualChannels.Read();
+    QJsonArray missing;
+    for (const int slot : values.missing)
+        missing.append(SlotLetter(slot));
+    QJsonArray channels;
+    for (const Flow& flow : values.virtuals)
+        channels.append(QJsonObject{{u"power"_s, flow.watts}, {u"kwh"_s, flow.Kwh()}});
+    return QJsonObject{{u"mainPower"_s, values.ShownMainPower()},
+                       {u"mainAmps"_s, values.ShownMainAmps()},
+                       {u"netPower"_s, values.net.watts},
+                       {u"netKwh"_s, values.net.Kwh()},
+                       {u"powerGen"_s, values.generated.watts},
+                       {u"kwhGen"_s, values.generated.Kwh()},
+                       {u"powerUsed"_s, values.used.watts},
+                       {u"kwhUsed"_s, values.used.Kwh()},
+                       {u"powerBought"_s, values.bought.watts},
+                       {u"powerSold"_s, values.sold.watts},
+                       {u"kwhBought"_s, values.bought.Kwh()},
+                       {u"kwhSold"_s, values.sold.Kwh()},
+                       {u"other"_s, values.other.watts},
+                       {u"otherKwh"_s, values.other.Kwh()},
+                       {u"channels"_s, channels},
+                       {u"missing"_s, missing}};
+}
+
+QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Labels& labels,
+                         const std::optional<PulseReadings>& pulse) {
     QJsonArray channels;
     for (std::size_t i = 0; i < kChannels; ++i) {
         channels.append(ChannelObject(readings.channels[i], i, labels[i]));
@@ -75,24 +113,26 @@ QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Labe
         {u"seconds"_s, readings.seconds.value_or(0)},
         {u"elapsed"_s, readings.elapsed},
         {u"channels"_s, channels},
-        {u"pulse"_s, QJsonValue()}};
+        {u"pulse"_s, PulseValue(pulse)}};
 }
 
 }  // namespace
 
 QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measurement,
+                             const PulseCounters& pulses, const VirtualChannels& virtualChannels,
                              const CaptureDatabase& database, const Clock& clock) {
     auto labels = ReadLabels(database);
     QJsonArray devices;
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = measurement.Readings(slot);
-        if (readings.Seen()) devices.append(DeviceObject(readings, measurement.Online(slot), labels[slot]));
+        if (!readings.Seen()) continue;
+        devices.append(DeviceObject(readings, measurement.Online(slot), labels[slot], pulses.Readings(slot)));
     }
     return {{u"time"_s, QString::fromStdString(DateTimeText(clock.Now()))},
             {u"badPackets"_s, qint64{framer.BadPackets()}},
             {u"goodPackets"_s, static_cast<qint64>(framer.GoodPackets())},
             {u"devices"_s, devices},
-            {u"virtual"_s, QJsonValue()}};
+            {u"virtual"_s, VirtualValue(virtualChannels)}};
 }
 
 }  // namespace corvane

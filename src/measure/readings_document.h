@@ -9,10 +9,15 @@ class CaptureDatabase;
 class Clock;
 class Framer;
 class Measurement;
+class PulseCounters;
+class VirtualChannels;
 
-/// Counters of packets, and per slot that got a packet its values and its channels' labels from the database
-/// (left empty while it is locked). `docs/control.md` describes the fields.
+/// Counters of packets, per slot that got a packet its values and its channels' labels from the database
+/// (left empty while it is locked), and the sums of the virtual channels. `docs/control.md` describes the
+/// fields.
 [[nodiscard]] QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measurement,
+                                           const PulseCounters& pulses,
+                                           const VirtualChannels& virtualChannels,
                                            const CaptureDatabase& database, const Clock& clock);
 
 }  // namespace corvane

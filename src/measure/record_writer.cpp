@@ -3,6 +3,7 @@
 #include "base/clock.h"
 #include "base/number_format.h"
 #include "measure/readings.h"
+#include "measure/virtual_channels.h"
 #include "store/capture_database.h"
 #include "store/db_writer.h"
 
@@ -111,7 +112,8 @@ std::string sql::HourlyRow(const DeviceReadings& readings) {
            DateTimeText(readings.time) + "'" + values.Text() + ")";
 }
 
-RecordWriter::RecordWriter(DbWriter& writer, const Clock& clock) : writer_(writer) {
+RecordWriter::RecordWriter(DbWriter& writer, const VirtualChannels& virtualChannels, const Clock& clock)
+    : writer_(writer), virtualChannels_(virtualChannels) {
     const LocalTime start = clock.Now();
     due_.fill({.minute = start.minute, .lastHour = start.unixSeconds - kFirstHourLead});
 }
@@ -129,16 +131,26 @@ void RecordWriter::LookForMinuteTables(const CaptureDatabase& database) {
 void RecordWriter::OnReadings(const DeviceReadings& readings) {
     if (!writer_.Enabled()) return;
     Due& due = due_[static_cast<std::size_t>(readings.slot - 1)];
-    if (readings.time.minute != due.minute) {
+    const bool minuteDue = readings.time.minute != due.minute;
+    const bool hourDue = readings.time.unixSeconds > due.lastHour + kHour;
+    if (!minuteDue && !hourDue) return;
+    const auto virtualRow = virtualChannels_.RowWith(readings);
+    if (minuteDue) {
         due.minute = readings.time.minute;
-        writer_.WriteSQL(sql::MinuteRow(readings));
-        if (hasPowerTable_) writer_.WriteSQL(sql::PowerRow(readings));
-        if (hasEnergyTable_) writer_.WriteSQL(sql::EnergyRow(readings));
+        WriteMinute(readings);
+        if (virtualRow.has_value()) WriteMinute(*virtualRow);
     }
-    if (readings.time.unixSeconds > due.lastHour + kHour) {
+    if (hourDue) {
         due.lastHour = readings.time.unixSeconds;
         writer_.WriteSQL(sql::HourlyRow(readings));
+        if (virtualRow.has_value()) writer_.WriteSQL(sql::HourlyRow(*virtualRow));
     }
+}
+
+void RecordWriter::WriteMinute(const DeviceReadings& readings) {
+    writer_.WriteSQL(sql::MinuteRow(readings));
+    if (hasPowerTable_) writer_.WriteSQL(sql::PowerRow(readings));
+    if (hasEnergyTable_) writer_.WriteSQL(sql::EnergyRow(readings));
 }
 
 }  // namespace corvane

@@ -13,6 +13,7 @@ namespace corvane {
 class CaptureDatabase;
 class Clock;
 class DbWriter;
+class VirtualChannels;
 
 /// The insert statements, as the database's readers know them.
 namespace sql {
@@ -24,14 +25,15 @@ namespace sql {
 
 class RecordWriter final : public ReadingsSink {
 public:
-    RecordWriter(DbWriter& writer, const Clock& clock);
+    RecordWriter(DbWriter& writer, const VirtualChannels& virtualChannels, const Clock& clock);
 
     /// Looks whether the power and energy tables exist. To be called when the database or its tables changed.
     void LookForMinuteTables(const CaptureDatabase& database);
 
     /// Hands over a minute record when the minute of the hour differs from that of the slot's last one (at
     /// first from that of the start), and an hourly record when the last one is more than 60 minutes old (so
-    /// the first packet writes one).
+    /// the first packet writes one). The virtual device gets a record along with those of the lowest slot
+    /// that is on line.
     void OnReadings(const DeviceReadings& readings) override;
 
 private:
@@ -40,7 +42,10 @@ private:
         std::int64_t lastHour;  ///< time of the last hourly record, unix seconds
     };
 
+    void WriteMinute(const DeviceReadings& readings);
+
     DbWriter& writer_;
+    const VirtualChannels& virtualChannels_;
     std::array<Due, kSlots> due_;
     bool hasPowerTable_ = false;
     bool hasEnergyTable_ = false;

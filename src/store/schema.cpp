@@ -112,15 +112,19 @@ Outcome CreateTables(const std::string& path) {
     return Outcome::Success();
 }
 
-void CreateVD1(const CaptureDatabase& database, InstallationType type, Operator& op) {
+bool CreateVD1(const CaptureDatabase& database, InstallationType type, Operator& op) {
     const QueryResult addresses = database.Run("SELECT  deviceaddress FROM applicationinfo ");
-    if (!addresses.Ok()) return op.Show(Text(addresses.errorText));
+    if (!addresses.Ok()) {
+        op.Show(Text(addresses.errorText));
+        return false;
+    }
     for (const auto& row : addresses.rows) {
-        if (row.front() == "999999") return;
+        if (row.front() == "999999") return true;
     }
     const auto& labels = type == InstallationType::NetMetering ? kNetMeteringLabels : kConsumptionLabels;
     const QueryResult inserted = database.Run(sql::NewDeviceRow("9", "999999", labels));
     if (!inserted.Ok()) op.Show(Text(inserted.errorText));
+    return inserted.Ok();
 }
 
 bool CreateNewMinuteTable(const CaptureDatabase& database, Operator& op) {

@@ -41,7 +41,8 @@ extern const char* const kNewEnergyTable;
 Outcome CreateTables(const std::string& path);
 
 /// Adds the row of the virtual device (id 9, address 999999) where it is missing. An error is shown.
-void CreateVD1(const CaptureDatabase& database, InstallationType type, Operator& op);
+/// True where the row is there now.
+bool CreateVD1(const CaptureDatabase& database, InstallationType type, Operator& op);
 
 /// Adds the table `minutedata` where it is missing, and shows how that went. False where it failed.
 bool CreateNewMinuteTable(const CaptureDatabase& database, Operator& op);

@@ -18,6 +18,8 @@ expect() {  # expect "words offered" words of the command line, the last one bei
 expect "status" stat
 expect "set set-serial" --json set
 expect "A B" listen ""
+expect "set clear" group ""
+expect "set enable disable preset" pulse ""
 expect "A B C" open ""
 expect "A B C" close ""
 expect "on off tcp-a tcp-b serial-a serial-b serial-c" raw ""

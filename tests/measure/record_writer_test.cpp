@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "measure/measurement_fixture.h"
+#include "measure/virtual_channels.h"
 #include "store/db_writer.h"
 #include "store/rows.h"
 #include "store/schema.h"
@@ -41,7 +42,9 @@ protected:
     }
 
     DbWriter writer_{database_, settings_, errorLog_, clock_};
-    RecordWriter records_{writer_, clock_};
+    ChannelGroups groups_{settings_};
+    VirtualChannels virtualChannels_{groups_, *measurement_, settings_};
+    RecordWriter records_{writer_, virtualChannels_, clock_};
     int taken_ = 0;
 };
 

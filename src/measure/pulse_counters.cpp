@@ -1,0 +1,189 @@
+#include "measure/pulse_counters.h"
+
+#include <iterator>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "base/number_entry.h"
+#include "base/number_format.h"
+#include "base/operator.h"
+#include "measure/readings.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// By flow type, per minute and per hour.
+constexpr FlowUnit kUnits[][2] = {
+    {{"CuFt/Min", "CFM", "/flow_cfm.html", "CuFt"}, {"CuFt/Hr", "CFH", "/flow_cfh.html", "CuFt"}},
+    {{"CuMetre/Min", "m(3)/min", "/flow_cmm.html", "m(3)"},
+     {"CuMetre/Hr", "m(3)/hr", "/flow_cmh.html", "m(3)"}},
+    {{"GPM", "GPM", "/flow_gpm.html", "Gals"}, {"GPH", "GPH", "/flow_gph.html", "Gals"}},
+    {{"LPM", "LPM", "/flow_lpm.html", "Litres"}, {"LPH", "LPH", "/flow_lph.html", "Litres"}},
+};
+constexpr int kFlowTypes = std::size(kUnits);
+constexpr FlowUnit kUndefined = {"Undefined", "Undefined", "", "Undefined"};
+
+constexpr std::size_t kFirstSource = kMainChannels;
+constexpr std::size_t kSources = 4;  // AUX5 has no pulse input
+
+std::optional<std::size_t> SourceOf(const QString& text) {
+    for (std::size_t i = kFirstSource; i < kFirstSource + kSources; ++i) {
+        if (text.trimmed().compare(QLatin1StringView(kChannelNames[i]), Qt::CaseInsensitive) == 0) return i;
+    }
+    return std::nullopt;
+}
+
+std::optional<int> FlowTypeOf(const QString& text) {
+    bool isNumber = false;
+    const int type = text.trimmed().toInt(&isNumber);
+    return isNumber && type >= 0 && type < kFlowTypes ? std::optional(type) : std::nullopt;
+}
+
+/// The text of units per pulse: a number above 0, in single precision on purpose.
+std::optional<float> FactorOf(const QString& text) {
+    using Limits = std::numeric_limits<float>;
+    const double factor = NumberEntry(text).value_or(0);
+    if (factor < Limits::min() || factor > Limits::max()) return std::nullopt;
+    return static_cast<float>(factor);
+}
+
+QString SectionOf(int slot) {
+    return QString::number(slot);
+}
+
+}  // namespace
+
+const FlowUnit& PulseSetup::Unit() const {
+    return flowType < 0 ? kUndefined : kUnits[flowType][perHour ? 1 : 0];
+}
+
+PulseCounters::PulseCounters(SettingsStore& settings) : settings_(settings) {
+    for (int slot = 1; slot <= kSlots; ++slot)
+        Load(slot);
+    connect(&settings, &SettingsStore::Changed, this, [this](const QString& section, const QString&) {
+        const int slot = section.toInt();
+        if (slot >= 1 && slot <= kSlots) Load(slot);
+    });
+}
+
+void PulseCounters::Load(int slot) {
+    const auto text = [this, slot](const QString& key) {
+        return settings_.GetSetting(key, {}, SectionOf(slot));
+    };
+    const auto number = [this, &text](const QString& key, auto parse, auto fallback) {
+        const QString entered = text(key);
+        const auto value = parse(entered);
+        if (!value.has_value() && !entered.isEmpty()) {
+            Q_EMIT settings_.Problem(
+                u"The setting %1 is \"%2\", which is no number for it; %3 is used."_s.arg(key, entered)
+                    .arg(fallback));
+        }
+        return value.value_or(fallback);
+    };
+    PulseSetup setup;
+    setup.enabled = settings_.GetBool(u"EnablePulseCnt"_s, false, SectionOf(slot));
+    setup.channel = SourceOf(text(u"PulseSource"_s));
+    setup.flowType = FlowTypeOf(text(u"FlowType"_s)).value_or(-1);
+    setup.perHour = text(u"PerHr"_s).trimmed() == "1"_L1;
+    // A float's own decimal, so that 0.1 does not turn into 0.10000000149.
+    setup.countK = std::stod(ShortestText(number(u"CountK"_s, FactorOf, 1.0F)));
+    setup.referenceCount = number(u"CountRefVal"_s, NumberEntry, 0.0);
+    setup.presetTotal = number(u"CountPreset"_s, NumberEntry, 0.0);
+    Slot& state = Of(slot);
+    if (setup.enabled != state.setup.enabled || setup.channel != state.setup.channel) state = {};
+    state.setup = setup;
+}
+
+void PulseCounters::OnReadings(const DeviceReadings& readings) {
+    Slot& slot = Of(readings.slot);
+    const PulseSetup& setup = slot.setup;
+    if (!setup.enabled || !setup.channel.has_value() || !readings.kind->hasAux) return;
+    const double count = readings.channels[*setup.channel].absolute.current;
+    const bool follows = slot.count.has_value() && !readings.restart;
+    // The same second again: as with power, the rate is reckoned when the next one comes.
+    if (follows && readings.elapsed == 0) return;
+    // Negative where the counter fell: that gives no rate, and counting goes on from there.
+    const double pulses = follows ? count - *slot.count : 0;
+    slot.rate = pulses > 0 ? pulses / readings.elapsed * 60 * setup.countK : 0;
+    if (setup.perHour) slot.rate *= 60;
+    slot.pulseSeen = slot.pulseSeen || pulses > 0;
+    slot.count = count;
+    slot.seconds = readings.seconds.value_or(0);
+}
+
+std::optional<PulseReadings> PulseCounters::Readings(int slot) const {
+    const Slot& state = Of(slot);
+    if (!state.count.has_value()) return std::nullopt;
+    const PulseSetup& setup = state.setup;
+    return PulseReadings{.rate = state.rate,
+                         .total = setup.presetTotal + (*state.count - setup.referenceCount) * setup.countK,
+                         .unit = &setup.Unit()};
+}
+
+Outcome PulseCounters::SetUp(int slot, const QString& source, const QString& flowType, const QString& period,
+                             const QString& countK) {
+    const auto channel = SourceOf(source);
+    if (!channel.has_value()) return Outcome::Failure(u"Pulses are counted on AUX1, AUX2, AUX3 or AUX4."_s);
+    const auto type = FlowTypeOf(flowType);
+    if (!type.has_value())
+        return Outcome::Failure(u"The flow type is 0 (CuFt), 1 (m(3)), 2 (Gals) or 3 (Litres)."_s);
+    const bool perHour = period.compare("hour"_L1, Qt::CaseInsensitive) == 0;
+    if (!perHour && period.compare("minute"_L1, Qt::CaseInsensitive) != 0)
+        return Outcome::Failure(u"The rate is one per minute or per hour."_s);
+    const auto factor = FactorOf(countK);
+    if (!factor.has_value()) return Outcome::Failure(u"One Pulse Equals: a number above 0 is needed."_s);
+
+    const FlowUnit& unit = kUnits[*type][perHour ? 1 : 0];
+    const std::pair<QString, QString> values[] = {
+        {u"PulseSource"_s, QLatin1StringView(kChannelNames[*channel])},
+        {u"FlowType"_s, QString::number(*type)},
+        {u"PerHr"_s, perHour ? u"1"_s : u"0"_s},
+        {u"CountK"_s, QString::fromStdString(ShortestText(*factor))},
+        {u"CountDevice"_s, SlotLetter(slot)},
+        {u"PulseUnit"_s, QLatin1StringView(unit.total)},
+        {u"FlowUnits"_s, QLatin1StringView(unit.rate)},
+        {u"PowerFlowUnits"_s, QLatin1StringView(unit.shortRate)},
+    };
+    for (const auto& [key, value] : values)
+        settings_.SaveSetting(key, value, SectionOf(slot));
+    return Outcome::Success();
+}
+
+QCoro::Task<Outcome> PulseCounters::SetEnabled(int slot, bool enabled, Operator& op) {
+    if (enabled && !Setup(slot).channel.has_value())
+        co_return Outcome::Failure(u"Source device must be selected."_s);
+    const bool sure =
+        co_await op.AskYesNo(enabled ? u"Are you sure you wish to enable pulse counting for this device?"_s
+                                     : u"Are you sure you wish to disable pulse counting for this device?"_s);
+    if (sure) settings_.SaveSetting(u"EnablePulseCnt"_s, SettingsStore::BoolText(enabled), SectionOf(slot));
+    co_return Outcome::Success();
+}
+
+QCoro::Task<Outcome> PulseCounters::PresetTotal(int slot, Operator& op) {
+    const auto entered = co_await op.AskText(u"Preset To:"_s);
+    if (!entered.has_value()) co_return Outcome::Success();
+    const auto total = NumberEntry(*entered);
+    if (!total.has_value()) co_return Outcome::Failure(u"You must use a numeric value"_s);
+    if (!Of(slot).pulseSeen) {
+        co_return Outcome::Failure(
+            u"At least one pulse must be received after starting this program before this function can be "
+            u"used. Please try again after receiving a pulse."_s);
+    }
+    // Taken before the first save, which loads the setup again.
+    const double count = Of(slot).count.value_or(0);
+    const std::pair<QString, QString> values[] = {
+        {u"CountRefVal"_s, QString::fromStdString(ShortestText(count))},
+        {u"CountRefSec"_s, QString::number(Of(slot).seconds)},
+        {u"CountPreset"_s, QString::fromStdString(ShortestText(*total))},
+    };
+    for (const auto& [key, value] : values)
+        settings_.SaveSetting(key, value, SectionOf(slot));
+    co_return Outcome::Success();
+}
+
+}  // namespace corvane

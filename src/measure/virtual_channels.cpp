@@ -1,0 +1,133 @@
+#include "measure/virtual_channels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "measure/measurement.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Whole watts with room in 32 bits, which sums of undamaged packets always have.
+std::int32_t RowWatts(double watts) {
+    constexpr double kMost = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::clamp(watts, -kMost, kMost));
+}
+
+using RowFlows = std::array<Flow, kChannels>;
+
+/// What CH1 to AUX5 of the virtual device stand for.
+RowFlows FlowsOfRow(const VirtualReadings& values) {
+    const auto& [virtual1, virtual2, virtual3] = values.virtuals;
+    if (values.netMetering)
+        return {values.net, values.sold, values.bought, values.generated, values.used, virtual2, virtual3};
+    return {values.main, Flow(), Flow(), values.other, virtual1, virtual2, virtual3};
+}
+
+}  // namespace
+
+VirtualChannels::VirtualChannels(const ChannelGroups& groups, const Measurement& measurement,
+                                 const SettingsStore& settings)
+    : groups_(groups), measurement_(measurement) {
+    LoadSettings(settings);
+    connect(&settings, &SettingsStore::Changed, this, [this, &settings] { LoadSettings(settings); });
+}
+
+void VirtualChannels::LoadSettings(const SettingsStore& settings) {
+    netMetering_ = settings.GetBool(u"NETmeter"_s, false);
+    bipolarMain_ = settings.GetBool(u"NegGen"_s, false);
+    averageAmps_ = settings.GetBool(u"CurrentAvg"_s, false);
+    otherWanted_ = settings.GetBool(u"Other"_s, true);
+    deviceExists_ = settings.GetBool(u"EnableVD1"_s, false);
+}
+
+VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
+    GroupSum sum;
+    for (const ChannelChoice& choice : groups_.Of(group)) {
+        const DeviceReadings& device = measurement_.Readings(choice.slot);
+        if (!device.Seen()) {
+            sum.absolute.complete = sum.polarized.complete = false;
+            continue;
+        }
+        const ChannelReadings& channel = device.channels[choice.channel];
+        sum.absolute.wattSeconds += channel.absolute.Lifetime();
+        sum.polarized.wattSeconds += channel.polarized.Lifetime();
+        if (!measurement_.Online(choice.slot)) continue;
+        sum.absolute.watts += channel.absolute.lastWatts.value_or(0);
+        sum.polarized.watts += channel.polarized.lastWatts.value_or(0);
+        sum.amps += static_cast<double>(channel.amps);
+    }
+    return sum;
+}
+
+std::vector<int> VirtualChannels::Missing() const {
+    std::vector<int> missing;
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const auto isOfSlot = [slot](const ChannelChoice& choice) { return choice.slot == slot; };
+        const bool chosen = std::ranges::any_of(kChannelGroups, [&](ChannelGroup group) {
+            return std::ranges::any_of(groups_.Of(group), isOfSlot);
+        });
+        if (chosen && !measurement_.Online(slot)) missing.push_back(slot);
+    }
+    return missing;
+}
+
+VirtualReadings VirtualChannels::Read() const {
+    VirtualReadings values;
+    values.netMetering = netMetering_;
+    values.bipolarMain = bipolarMain_;
+    values.averageAmps = averageAmps_;
+    values.missing = Missing();
+
+    const GroupSum main = Sum(ChannelGroup::MainPanel);
+    values.main = main.absolute;
+    values.mainPolarized = main.polarized;
+    values.mainAmps = std::round(main.amps * 10) / 10;  // of floats with one decimal each
+    if (netMetering_) {
+        values.net = main.Net();
+        values.generated = Sum(ChannelGroup::Generator).Net();
+        values.used = values.net + values.generated;
+        // Power goes one way at a time; energy has gone both ways, which is what the two counters are for.
+        values.bought = main.absolute - main.polarized;
+        values.bought.watts = std::max(values.net.watts, 0.0);
+        values.sold = main.polarized;
+        values.sold.watts = std::max(-values.net.watts, 0.0);
+    }
+    if (otherWanted_) values.other = main.absolute - Sum(ChannelGroup::Loads).absolute;
+    std::ranges::transform(kVirtualChannels, values.virtuals.begin(),
+                           [this](ChannelGroup group) { return Sum(group).absolute; });
+    return values;
+}
+
+std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& readings) const {
+    if (!deviceExists_ || groups_.Empty()) return std::nullopt;
+    for (int lower = 1; lower < readings.slot; ++lower) {
+        if (measurement_.Online(lower)) return std::nullopt;
+    }
+    const VirtualReadings values = Read();
+    const RowFlows flows = FlowsOfRow(values);
+    if (!std::ranges::all_of(flows, &Flow::complete)) return std::nullopt;
+
+    DeviceReadings row;
+    row.slot = readings.slot;
+    row.serial = kVirtualDeviceAddress;
+    row.time = readings.time;
+    row.volt = readings.volt;
+    row.seconds = readings.seconds;
+    for (std::size_t i = 0; i < kChannels; ++i) {
+        EnergyCounter& counter = row.channels[i].absolute;
+        counter.watts = RowWatts(flows[i].watts);
+        counter.current = flows[i].wattSeconds;
+    }
+    if (!values.netMetering) row.channels[0].polarized.current = values.mainPolarized.wattSeconds;
+    row.channels[0].amps = static_cast<float>(values.mainAmps);
+    return row;
+}
+
+}  // namespace corvane

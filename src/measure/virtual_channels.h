@@ -1,0 +1,101 @@
+// What no monitor measures by itself: sums and differences of channels, and what goes to and from the grid.
+#pragma once
+
+#include <QObject>
+
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "measure/channel_groups.h"
+#include "measure/readings.h"
+
+namespace corvane {
+
+class Measurement;
+class SettingsStore;
+
+/// The serial text of the virtual device in the database.
+inline constexpr const char* kVirtualDeviceAddress = "999999";
+
+/// A power and the energy that belongs to it.
+struct Flow {
+    double watts = 0;
+    double wattSeconds = 0;  ///< over all wraps; whole numbers, and exact
+    bool complete = true;    ///< every device that belongs to it has sent a packet since the start
+
+    [[nodiscard]] double Kwh() const { return wattSeconds / kWattSecondsPerKwh; }
+
+    Flow operator+(const Flow& other) const {
+        return {watts + other.watts, wattSeconds + other.wattSeconds, complete && other.complete};
+    }
+    Flow operator-(const Flow& other) const {
+        return {watts - other.watts, wattSeconds - other.wattSeconds, complete && other.complete};
+    }
+};
+
+/// The values of one moment. Those from `net` to `sold` are 0 unless the installation is one of net metering.
+struct VirtualReadings {
+    Flow main;            ///< MainPower, Main: absolute, of the main panel
+    Flow mainPolarized;   ///< the part of it that flows the other way
+    double mainAmps = 0;  ///< sum over its lines, one decimal
+    Flow net;             ///< NetPower, Netkwh: from the grid; negative towards it
+    Flow generated;       ///< PowerGen, KwhGen; negative what the inverter consumes
+    Flow used;            ///< PowerUsed, KwhUsed: by the loads of the home; net + generated
+    Flow bought;          ///< PowerBought, KwhBought
+    Flow sold;            ///< PowerSold, KwhSold
+    Flow other;           ///< Other, OtherKwh: main panel less the monitored loads
+    std::array<Flow, kVirtualChannels.size()> virtuals;  ///< Virtual1power .. Virtual3Kwh
+    bool netMetering = false;
+    bool bipolarMain = false;  ///< the main panel's power is shown with its sign
+    bool averageAmps = false;  ///< of the main panel's two lines the mean is shown
+    std::vector<int> missing;  ///< chosen slots that are off line, whose power is in no sum
+
+    /// The main panel's watts as they are shown.
+    [[nodiscard]] double ShownMainPower() const {
+        return bipolarMain ? main.watts - 2 * mainPolarized.watts : main.watts;
+    }
+    [[nodiscard]] double ShownMainAmps() const { return averageAmps ? mainAmps / 2 : mainAmps; }
+};
+
+/// Sums the latest readings of the chosen channels when somebody looks: nothing is done for a packet.
+class VirtualChannels : public QObject {
+    Q_OBJECT
+
+public:
+    VirtualChannels(const ChannelGroups& groups, const Measurement& measurement,
+                    const SettingsStore& settings);
+
+    [[nodiscard]] VirtualReadings Read() const;
+
+    /// The row of the virtual device that goes with a record of `readings`, or nothing where none does: there
+    /// is no virtual device (setting `EnableVD1`), a lower slot is on line, or a value of the row is not
+    /// complete: a meter reading that lacks a device would look as if energy had been given back.
+    [[nodiscard]] std::optional<DeviceReadings> RowWith(const DeviceReadings& readings) const;
+
+    [[nodiscard]] const ChannelGroups& Groups() const { return groups_; }
+
+private:
+    struct GroupSum {
+        Flow absolute;
+        Flow polarized;
+        double amps = 0;
+
+        /// What flows the usual way less what flows the other way. The absolute counter counts both.
+        [[nodiscard]] Flow Net() const { return absolute - polarized - polarized; }
+    };
+
+    void LoadSettings(const SettingsStore& settings);
+    [[nodiscard]] GroupSum Sum(ChannelGroup group) const;
+    [[nodiscard]] std::vector<int> Missing() const;
+
+    const ChannelGroups& groups_;
+    const Measurement& measurement_;
+    bool netMetering_ = false;   ///< `NETmeter`
+    bool bipolarMain_ = false;   ///< `NegGen`
+    bool averageAmps_ = false;   ///< `CurrentAvg`
+    bool otherWanted_ = true;    ///< `Other`
+    bool deviceExists_ = false;  ///< `EnableVD1`
+};
+
+}  // namespace corvane

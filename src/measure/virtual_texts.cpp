@@ -1,0 +1,77 @@
+#include "measure/virtual_texts.h"
+
+#include "base/number_format.h"
+#include "link/device_slots.h"
+#include "measure/pulse_counters.h"
+#include "measure/virtual_channels.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString Number(double value, const char* pattern) {
+    return QString::fromStdString(FormatNumber(value, pattern));
+}
+
+QString WattsText(double watts) {
+    return Number(watts, "#######0") + u" W"_s;
+}
+
+QString AmpsText(double amps) {
+    return (amps == 0 ? u"0"_s : Number(amps, "###.0")) + u" A"_s;
+}
+
+QString KwhText(const Flow& flow) {
+    return Number(flow.Kwh(), "#####0.000") + u" kWh"_s;
+}
+
+}  // namespace
+
+QString FlowText(const PulseReadings& pulse) {
+    return u"Flow %1 %2, %3 %4"_s.arg(Number(pulse.rate, "####0.00"),
+                                      QLatin1StringView(pulse.unit->shortRate),
+                                      Number(pulse.total, "####0.00"), QLatin1StringView(pulse.unit->total));
+}
+
+QString MainPowerText(const VirtualReadings& values) {
+    return WattsText(values.ShownMainPower()) + (values.bipolarMain ? u" (net)"_s : u""_s);
+}
+
+QString GridText(double netPower) {
+    return netPower < 0 ? u"Sending Power to the Grid"_s : u"Receiving Power From the Grid"_s;
+}
+
+QString GeneratorText(double powerGen) {
+    return powerGen < 0 ? u"Power Consumed By Inverter"_s : u"Power Being Generated"_s;
+}
+
+QStringList VirtualLines(const VirtualChannels& virtualChannels) {
+    const ChannelGroups& groups = virtualChannels.Groups();
+    if (groups.Empty()) return {};
+    const VirtualReadings values = virtualChannels.Read();
+    QStringList lines;
+    if (!groups.Empty(ChannelGroup::MainPanel)) {
+        lines.append(u"Main Panel  %1  %2  %3"_s.arg(MainPowerText(values), AmpsText(values.ShownMainAmps()),
+                                                     KwhText(values.main)));
+        lines.append(u"Other  %1  %2"_s.arg(WattsText(values.other.watts), KwhText(values.other)));
+    }
+    if (values.netMetering) {
+        lines += {GridText(values.net.watts) + u"  "_s + WattsText(values.net.watts),
+                  GeneratorText(values.generated.watts) + u"  "_s + WattsText(values.generated.watts),
+                  u"Net Energy From Grid  "_s + KwhText(values.net),
+                  u"Generated Energy  "_s + KwhText(values.generated),
+                  u"Energy Consumed By Home Loads  "_s + KwhText(values.used)};
+    }
+    for (std::size_t i = 0; i < kVirtualChannels.size(); ++i) {
+        if (groups.Empty(kVirtualChannels[i])) continue;
+        const Flow& flow = values.virtuals[i];
+        lines.append(u"Virtual Channel %1  %2  %3"_s.arg(i + 1).arg(WattsText(flow.watts), KwhText(flow)));
+    }
+    for (const int slot : values.missing)
+        lines.append(u"Device %1 is off line and missing from these sums."_s.arg(SlotLetter(slot)));
+    return lines;
+}
+
+}  // namespace corvane

@@ -1,0 +1,181 @@
+// A day from midnight to midnight in a house that sells power, against what its simulated monitor produced.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "measure/measurement_fixture.h"
+#include "measure/record_writer.h"
+#include "measure/virtual_channels.h"
+#include "sim/simulated_monitor.h"
+#include "store/db_writer.h"
+#include "store/rows.h"
+#include "store/schema.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+constexpr std::int32_t kInterval = 8;
+constexpr int kPackets = 24 * 3600 / kInterval;  // the last one comes at midnight
+constexpr int kNoon = kPackets / 2 - 1;
+constexpr int kThree = kPackets * 15 / 24 - 1;
+constexpr double kShedBefore = 7.2e9;  // watt-seconds on CH1 of a simulated monitor that starts
+
+/// What becomes of the counters of the monitor on the main panel at packet `at`.
+struct Mishap {
+    const char* name;
+    int at;           ///< -1: nothing
+    bool fromTheTop;  ///< the packet before brings every counter to its top; else this one restarts them
+};
+
+constexpr std::array kCounterFields = {Field::Ch1Absolute,  Field::Ch2Absolute, Field::Ch1Polarized,
+                                       Field::Ch2Polarized, Field::Aux1,        Field::Aux2,
+                                       Field::Aux3,         Field::Aux4,        Field::Aux5};
+
+class SolarDay : public MeasurementFixture, public testing::WithParamInterface<Mishap> {
+protected:
+    SolarDay() {
+        Set(u"cbo120_0"_s, u"A:CH1"_s);
+        Set(u"cbo121_0"_s, u"A:CH2"_s);
+        Set(u"cbo123_0"_s, u"B:CH1"_s);
+        Set(u"NETmeter"_s, u"True"_s);
+        Set(u"EnableVD1"_s, u"True"_s);
+        EXPECT_TRUE(CreateTables(database_.databasePath()));
+        const LocalTime start = clock_.Now();
+        clock_.AdvanceSeconds(24 * 3600 - start.hour * 3600 - start.minute * 60 - start.second);
+        records_ = std::make_unique<RecordWriter>(writer_, virtualChannels_, clock_);
+        writer_.SetMaintenanceBusy(true);  // the day's records gather in the queue
+        measurement_->AddSink(*records_);
+    }
+
+    static SimulatedMonitor House() {
+        return SimulatedMonitor({.serial = {.unitId = 3, .number = 1234},
+                                 .scenario = FindScenario("solar-day"),
+                                 .interval = kInterval,
+                                 .startSecondOfDay = 0});
+    }
+
+    /// What the counters must be raised by, from the mishap on or, for one from the top, from midnight on.
+    static std::vector<std::uint64_t> Offsets(const Mishap& mishap) {
+        std::vector<std::uint64_t> offsets;
+        SimulatedMonitor house = House();
+        for (int i = 0; i < mishap.at + (mishap.fromTheTop ? 0 : 1); ++i)
+            (void)house.NextPacket();
+        for (const Field field : kCounterFields)
+            offsets.push_back((mishap.fromTheTop ? -1 : 5) - house.Raw(field));
+        return offsets;
+    }
+
+    /// Hands on the packet with its counters raised; they start again where they have no more room.
+    void SendHouse(const SimulatedMonitor& house, const std::vector<std::uint64_t>& offsets) {
+        Bytes packet(house.LastPacket().begin(), house.LastPacket().end());
+        for (std::size_t i = 0; i < offsets.size(); ++i)
+            EncodeField(packet, kCounterFields[i], house.Raw(kCounterFields[i]) + offsets[i]);
+        measurement_->DisplayData(0, packet);
+    }
+
+    /// Runs all that was queued in one go.
+    void WriteRecords() {
+        const auto connection = database_.Open();
+        std::string all = "BEGIN;";
+        for (int i = 1; i <= writer_.Pointer(); ++i)
+            all += writer_.Buffer().Slot(i);
+        EXPECT_EQ(connection.GetTable(all + "COMMIT").errorText, "");
+    }
+
+    [[nodiscard]] double Number(const std::string& expression) const {
+        return std::stod(Rows(database_.databasePath(), "SELECT " + expression).front());
+    }
+
+    DbWriter writer_{database_, settings_, errorLog_, clock_};
+    ChannelGroups groups_{settings_};
+    VirtualChannels virtualChannels_{groups_, *measurement_, settings_};
+    std::unique_ptr<RecordWriter> records_;
+};
+
+TEST_P(SolarDay, EnergiesAgreeWithWhatTheMonitorProduced) {
+    const Mishap& mishap = GetParam();
+    const bool restarts = mishap.at >= 0 && !mishap.fromTheTop;
+    const std::vector<std::uint64_t> offsets = mishap.at < 0 ? std::vector<std::uint64_t>() : Offsets(mishap);
+    SimulatedMonitor house = House();
+    SimulatedMonitor shed({.serial = {.unitId = 4, .number = 5678}, .interval = kInterval});
+    // What the house buys, sells and generates by the power of its monitor, in watt-seconds.
+    double bought = 0, sold = 0, generated = 0;
+    VirtualReadings first;
+
+    for (int i = 0; i < kPackets; ++i) {
+        clock_.AdvanceSeconds(kInterval);
+        measurement_->DisplayData(2, shed.NextPacket());
+        const VirtualReadings before = virtualChannels_.Read();
+        (void)house.NextPacket();
+        SendHouse(house, restarts && i < mishap.at ? std::vector<std::uint64_t>() : offsets);
+        const VirtualReadings now = virtualChannels_.Read();
+        SCOPED_TRACE("packet " + std::to_string(i));
+
+        ASSERT_EQ(now.virtuals[1].wattSeconds, kShedBefore + (i + 1) * 3000.0 * kInterval);
+        if (i == 0 || (restarts && i == mishap.at)) {
+            // Energies are counted from here on, and power is that of the packet before.
+            bought = sold = generated = 0;
+            first = now;
+            for (const ChannelReadings& channel : A().channels)
+                EXPECT_EQ(channel.absolute.watts, std::nullopt);
+            EXPECT_EQ(now.net.watts, before.net.watts);
+            EXPECT_EQ(now.used.watts, before.used.watts);
+            EXPECT_EQ(now.virtuals[1].watts, before.virtuals[1].watts);
+            if (i > 0) {
+                EXPECT_EQ(now.bought.wattSeconds, 0);
+                EXPECT_EQ(now.sold.wattSeconds, 5);
+                EXPECT_TRUE(A().counterReset);
+            }
+            continue;
+        }
+        const double main = house.Watts()[kMainPanel];
+        const double inverter = house.Watts()[kGenerator];
+        bought += std::max(main, 0.0) * kInterval;
+        sold += std::max(-main, 0.0) * kInterval;
+        generated += inverter * kInterval;
+        ASSERT_EQ(now.net.watts, main);
+        ASSERT_EQ(now.generated.watts, inverter);
+        ASSERT_EQ(now.used.watts, main + inverter);
+        ASSERT_EQ(now.bought.wattSeconds - first.bought.wattSeconds, bought);
+        ASSERT_EQ(now.sold.wattSeconds - first.sold.wattSeconds, sold);
+        ASSERT_EQ(now.generated.wattSeconds - first.generated.wattSeconds, generated);
+        ASSERT_EQ(now.used.wattSeconds - first.used.wattSeconds, bought - sold + generated);
+    }
+    EXPECT_GT(sold, 0);
+    EXPECT_EQ(A().channels[0].absolute.carry, mishap.fromTheTop ? 1 : 0);
+    EXPECT_EQ(A().channels[0].polarized.carry, mishap.fromTheTop ? 1 : 0);
+
+    WriteRecords();
+    for (const std::string table : {"monitordata_minute", "monitordata_hourly"}) {
+        const std::string rows = " FROM " + table + " WHERE deviceaddress = ";
+        EXPECT_EQ(Number("count(*)" + rows + "999999"), Number("count(*)" + rows + "301234")) << table;
+        EXPECT_EQ(Number("sum(abs(ch1kwh + aux2kwh - aux3kwh) > 1e-9)" + rows + "999999"), 0) << table;
+        EXPECT_EQ(Number("sum(abs(aux1kwh - ch2kwh - ch1kwh) > 1e-9)" + rows + "999999"), 0) << table;
+    }
+    if (restarts) return;
+    // The day as a reader of the records adds it up, from the first hour record to the last minute record.
+    const std::pair<std::string, double> totals[] = {
+        {"ch2kwh", sold},
+        {"aux1kwh", bought},
+        {"aux2kwh", generated},
+        {"aux3kwh", bought - sold + generated},
+    };
+    for (const auto& [column, wattSeconds] : totals) {
+        const double kwh = wattSeconds / 3'600'000;
+        const std::string of999999 = " WHERE deviceaddress = 999999 ORDER BY id ";
+        EXPECT_NEAR(Number("(SELECT " + column + " FROM monitordata_minute" + of999999 + "DESC) - (SELECT " +
+                           column + " FROM monitordata_hourly" + of999999 + "ASC)"),
+                    kwh, kwh / 1000)
+            << column;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SolarDay,
+                         testing::Values(Mishap{"nothing", -1, false}, Mishap{"wrapAtNoon", kNoon, true},
+                                         Mishap{"restartAtThree", kThree, false}),
+                         [](const auto& day) { return day.param.name; });
+
+}  // namespace
+}  // namespace corvane
