@@ -5,9 +5,9 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 6> AllCommands() {
-    return {GeneralCommands(),  LinkCommands(),        DeviceCommands(),
-            DatabaseCommands(), MaintenanceCommands(), LogCommands()};
+std::array<std::span<const Command>, 8> AllCommands() {
+    return {GeneralCommands(),         LinkCommands(),     DeviceCommands(),      MonitorCommands(),
+            MonitorSettingsCommands(), DatabaseCommands(), MaintenanceCommands(), LogCommands()};
 }
 
 }  // namespace
