@@ -27,7 +27,8 @@ const QString kClosing = u"the program closes"_s;
 const QString kNotOpen = u"This port is not Open or Connected"_s;
 
 constexpr int kAnswerSeconds = 3;
-constexpr std::int64_t kBeforeRealtime = 1000;  // ms; a single packet tells the model meanwhile
+constexpr qsizetype kMostReply = qsizetype{64} * 1024;  // bytes kept of what a link brings meanwhile
+constexpr std::int64_t kBeforeRealtime = 1000;          // ms; a single packet tells the model meanwhile
 
 QString Text(std::string_view text) {
     return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
@@ -90,7 +91,7 @@ CommandLayer::CommandLayer(const Links& links, Framer& framer, const DeviceSlots
       lastSent_(clock.Monotonic() - kBetweenCommands) {
     for (MonitorLink* link : links_) {
         connect(link, &MonitorLink::ReplyArrived, this, [this](QByteArrayView chunk) {
-            reply_.append(chunk.data(), chunk.size());
+            reply_ += chunk.first(std::min(chunk.size(), kMostReply - reply_.size()));
             heard_ += chunk.size();
         });
     }
