@@ -5,9 +5,16 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 7> AllCommands() {
-    return {GeneralCommands(),  LinkCommands(),        DeviceCommands(), VirtualCommands(),
-            DatabaseCommands(), MaintenanceCommands(), LogCommands()};
+auto AllCommands() {
+    return std::array{GeneralCommands(),
+                      LinkCommands(),
+                      DeviceCommands(),
+                      MonitorCommands(),
+                      MonitorSettingsCommands(),
+                      VirtualCommands(),
+                      DatabaseCommands(),
+                      MaintenanceCommands(),
+                      LogCommands()};
 }
 
 }  // namespace

@@ -50,6 +50,8 @@ struct Command {
 [[nodiscard]] std::span<const Command> LinkCommands();
 [[nodiscard]] std::span<const Command> DeviceCommands();
 [[nodiscard]] std::span<const Command> VirtualCommands();
+[[nodiscard]] std::span<const Command> MonitorCommands();
+[[nodiscard]] std::span<const Command> MonitorSettingsCommands();
 [[nodiscard]] std::span<const Command> DatabaseCommands();
 [[nodiscard]] std::span<const Command> MaintenanceCommands();
 [[nodiscard]] std::span<const Command> LogCommands();

@@ -31,8 +31,8 @@ struct LinkStatus {
 std::vector<LinkStatus> LinksOf(Program& program) {
     std::vector<LinkStatus> links;
     for (const TcpLink* link : {&program.tcpA, &program.tcpB}) {
-        links.push_back({u"TCP Server "_s + link->Letter(), link->State(), link->WinsockStateDisplay(),
-                         link->LocalPort(), link->Notice()});
+        links.push_back(
+            {link->Name(), link->State(), link->WinsockStateDisplay(), link->LocalPort(), link->Notice()});
     }
     for (const SerialLink* link : program.SerialLinks()) {
         links.push_back({link->Name(), link->IsOpen() ? SocketState::Open : SocketState::Closed,

@@ -42,7 +42,11 @@ Program::Program(const Options& options, Clock& theClock)
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
       serialA(SerialLink::kA, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
-      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock) {
+      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock),
+      commands({&tcpA, &serialA, &tcpB, &serialB, &serialC}, framer, deviceSlots, settings, statusBoard,
+               errorLog, clock),
+      monitorHistory(options.dataFolder),
+      deviceSettings(commands, deviceSlots, monitorHistory, errorLog, clock) {
     settings.SetAsideDamagedFile();
     measurement.AddSink(pulses);
     measurement.AddSink(records);

@@ -9,6 +9,9 @@
 #include "app/options.h"
 #include "base/outcome.h"
 #include "base/status_board.h"
+#include "control/command_layer.h"
+#include "control/device_settings.h"
+#include "control/monitor_history.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
 #include "link/serial_link.h"
@@ -92,6 +95,9 @@ public:
     SerialLink serialA;
     SerialLink serialB;
     SerialLink serialC;
+    CommandLayer commands;
+    MonitorHistory monitorHistory;
+    DeviceSettings deviceSettings;
 };
 
 }  // namespace corvane

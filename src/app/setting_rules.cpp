@@ -1,8 +1,10 @@
 #include "app/setting_rules.h"
 
 #include <array>
+#include <cmath>
 
 #include "app/program.h"
+#include "base/number_entry.h"
 
 namespace corvane {
 
@@ -63,6 +65,7 @@ struct Rule {
 constexpr const char* kNow = "";
 constexpr const char* kNextListen = ", from the next listen on";
 constexpr const char* kNextOpen = ", from the next opening on";
+constexpr const char* kNextTarget = ", from the next \"target\" on";
 constexpr const char* kNextStart = ", from the next start on";
 
 Outcome SavePortA(Program& program, const SettingName&, const QString& value) {
@@ -75,6 +78,23 @@ Outcome SavePortB(Program& program, const SettingName&, const QString& value) {
 
 Outcome SaveWriteFrequency(Program& program, const SettingName&, const QString& value) {
     return program.dbWriter.SetWriteFrequency(value);
+}
+
+Outcome SaveWholeNumber(Program& program, const SettingName& name, const QString& value, int least,
+                        int most) {
+    const auto number = NumberEntry(value);
+    if (!number.has_value() || std::trunc(*number) != *number || *number < least || *number > most) {
+        return Outcome::Failure(u"%1 is a whole number from %2 to %3."_s.arg(name.key).arg(least).arg(most));
+    }
+    return SaveText(program, name, QString::number(static_cast<int>(*number)));
+}
+
+Outcome SaveDeviceCount(Program& program, const SettingName& name, const QString& value) {
+    return SaveWholeNumber(program, name, value, 1, kSlots);
+}
+
+Outcome SaveDeviceLink(Program& program, const SettingName& name, const QString& value) {
+    return SaveWholeNumber(program, name, value, 0, kStreams - 1);
 }
 
 constexpr auto kRules = std::to_array<Rule>({
@@ -93,6 +113,13 @@ constexpr auto kRules = std::to_array<Rule>({
     {"BaudRateB", kNextOpen, SaveBaudRate},
     {"BaudRateC", kNextOpen, SaveBaudRate},
     {"ComDevice#", kNextOpen, SaveComDevice},
+    {"DeviceQTY", kNow, SaveDeviceCount},
+    {"BindDeviceA", kNextTarget, SaveDeviceLink},
+    {"BindDeviceB", kNextTarget, SaveDeviceLink},
+    {"BindDeviceC", kNextTarget, SaveDeviceLink},
+    {"BindDeviceD", kNextTarget, SaveDeviceLink},
+    {"BindDeviceE", kNextTarget, SaveDeviceLink},
+    {"BindDeviceF", kNextTarget, SaveDeviceLink},
     {"VoltX2", kNow, SaveBool},
     {"VRQ5806", kNow, SaveBool},
     {"NegGen", kNow, SaveBool},

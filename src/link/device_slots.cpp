@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/operator.h"
+#include "link/framer.h"
 #include "store/capture_database.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
@@ -66,6 +67,38 @@ QString DeviceSlots::Bound(int slot) const {
     return QString::fromStdString(bound_[static_cast<std::size_t>(slot - 1)]);
 }
 
+int DeviceSlots::InUse() const {
+    int inUse = settings_.GetNumber(u"DeviceQTY"_s, 1, 1, kSlots);
+    for (int slot = inUse + 1; slot <= kSlots; ++slot) {
+        if (!Bound(slot).isEmpty()) inUse = slot;
+    }
+    return inUse;
+}
+
+int DeviceSlots::LinkIndex(int slot) const {
+    return settings_.GetNumber(u"BindDevice"_s + SlotLetter(slot), kStreamTcpA, kStreamTcpA, kStreamSerialC);
+}
+
+QCoro::Task<Outcome> DeviceSlots::Bind(int slot, QString serialText, Operator& op) {
+    // Only these are looked at, on purpose.
+    constexpr int kSlotsThatGiveWay = 3;
+    const QString letter = SlotLetter(slot);
+    int holder = 1;
+    while (holder <= kSlotsThatGiveWay && (holder == slot || Bound(holder) != serialText))
+        ++holder;
+    const bool taken = holder <= kSlotsThatGiveWay;
+    const QString question =
+        taken
+            ? u"Device serial number %1 has already been assigned to Device %2. Do you want to transfer the "
+              "serial number to Device %3 ?"_s.arg(serialText, SlotLetter(holder), letter)
+            : u"Would you like to \"Bind\" serial number %1 to \"Device %2\""_s.arg(serialText, letter);
+    const bool agreed = co_await op.AskYesNo(question);
+    if (!agreed) co_return Outcome::Failure(u"Device %1 was not bound."_s.arg(letter));
+    const Outcome cleared = taken ? SaveSerial(holder, {}) : Outcome::Success();
+    const Outcome saved = SaveSerial(slot, serialText);
+    co_return cleared ? saved : cleared;
+}
+
 QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
     const auto entered = co_await op.AskText(
         u"Enter the energy monitor's serial number in the box. To clear the current value, hit space-bar to "
@@ -81,11 +114,11 @@ QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
     if (text == kVirtualDevice) {
         co_return Outcome::Failure(u"999999 is the virtual device and cannot be bound."_s);
     }
-    settings_.SaveSetting(kSerialKey, text, SectionOf(slot));
-    co_return SaveToDatabase(slot, text);
+    co_return SaveSerial(slot, text);
 }
 
-Outcome DeviceSlots::SaveToDatabase(int slot, const QString& text) const {
+Outcome DeviceSlots::SaveSerial(int slot, const QString& text) {
+    settings_.SaveSetting(kSerialKey, text, SectionOf(slot));
     const std::string id = std::to_string(slot);
     const auto run = [this](const std::string& statement) { return database_.Run(statement); };
     const QueryResult row = run("SELECT  deviceaddress FROM applicationinfo WHERE id = '" + id + "' ");

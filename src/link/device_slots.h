@@ -46,13 +46,27 @@ public:
     /// The text that slot 1..6 answers to; empty where nothing is bound.
     [[nodiscard]] QString Bound(int slot) const;
 
+    /// How many devices are in use: those that the setting `DeviceQTY` says, and up to the last that is
+    /// bound.
+    [[nodiscard]] int InUse() const;
+
+    /// The link that slot 1..6 is attached to: its receive stream 0..4 (setting `BindDeviceA` and so on).
+    [[nodiscard]] int LinkIndex(int slot) const;
+
+    /// Binds slot 1..6 to the serial text that its monitor told, after asking; a text that another of the
+    /// first three slots has is transferred.
+    QCoro::Task<Outcome> Bind(int slot, QString serialText, Operator& op);
+
+    /// Keeps the text that slot 1..6 answers to in the settings and in the slot's database row. Empty
+    /// unbinds.
+    Outcome SaveSerial(int slot, const QString& text);
+
     /// Asks for the serial number of a slot and keeps it in the settings and in the slot's database row. A
     /// blank clears it, an empty line changes nothing.
     QCoro::Task<Outcome> EnterSerial(int slot, Operator& op);
 
 private:
     void Load();
-    Outcome SaveToDatabase(int slot, const QString& text) const;
 
     SettingsStore& settings_;
     const CaptureDatabase& database_;

@@ -67,6 +67,12 @@ void Framer::Finish(int stream, Stream& s) {
     SetPlainEnd(s);
 }
 
+void Framer::DropOpenPacket(int stream) {
+    Stream& s = At(stream);
+    s.kind = nullptr;
+    SetPlainEnd(s);
+}
+
 void Framer::SetRawDisplay(int stream, bool on) {
     Stream& s = At(stream);
     s.rawDisplay = on;

@@ -62,6 +62,9 @@ public:
     void SetPacketHold(int stream, bool hold) { At(stream).packetHold = hold; }
     [[nodiscard]] bool PacketHold(int stream) const { return At(stream).packetHold; }
 
+    /// Forgets the packet that is open on the stream, if one is: its rest will not come this way.
+    void DropOpenPacket(int stream);
+
     /// Whether the stream's bytes are kept for being looked at, as they come in and before framing.
     void SetRawDisplay(int stream, bool on);
     [[nodiscard]] const std::string& RawText(int stream) const { return At(stream).rawText; }

@@ -59,9 +59,9 @@ const SerialLink::Identity SerialLink::kC = {u'C', kStreamSerialC, "      Serial
 
 SerialLink::SerialLink(const Identity& identity, SerialPorts& ports, Framer& framer, SettingsStore& settings,
                        StatusBoard& board, ErrorLog& errorLog, Clock& clock)
-    : identity_(identity),
+    : MonitorLink(framer, identity.stream),
+      identity_(identity),
       ports_(ports),
-      framer_(framer),
       settings_(settings),
       board_(board),
       errorLog_(errorLog),
@@ -135,6 +135,7 @@ Outcome SerialLink::Open() {
     number_ = *number;
     device_ = device;
     port_ = std::move(port);
+    CountConnection();
     connect(port_.get(), &QSerialPort::readyRead, this, &SerialLink::ReadAll);
     connect(port_.get(), &QSerialPort::errorOccurred, this, &SerialLink::OnError);
     return Outcome::Success();
@@ -165,9 +166,13 @@ void SerialLink::ReadAll() {
     while (port_ != nullptr) {
         const qint64 count = port_->read(buffer.data(), buffer.size());
         if (count <= 0) return;
-        activity_ = true;
-        for (const char c : QByteArrayView(buffer.data(), count))
-            framer_.ProcessByte(identity_.stream, static_cast<std::uint8_t>(c));
+        const QByteArrayView data(buffer.data(), count);
+        if (ReplyCapture()) {
+            Q_EMIT ReplyArrived(data);
+        } else {
+            activity_ = true;
+            Frame(data);
+        }
     }
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QCoroTask>
-#include <QObject>
 #include <QSerialPort>
 #include <QString>
 
@@ -11,19 +10,19 @@
 #include <memory>
 
 #include "base/outcome.h"
+#include "link/monitor_link.h"
 
 namespace corvane {
 
 class Clock;
 class ErrorLog;
-class Framer;
 class SerialPorts;
 class SettingsStore;
 class StatusBoard;
 
 /// Feeds what the monitor sends to the framer, on the link's own stream. The line is 8 bits, no parity, one
 /// stop bit, at the rate chosen. A port that vanishes is tried again until it is back or the user closes it.
-class SerialLink : public QObject {
+class SerialLink : public MonitorLink {
     Q_OBJECT
 
 public:
@@ -60,11 +59,13 @@ public:
     Outcome SetPort(const QString& text);
     Outcome SetBaudRate(const QString& text);
 
-    /// Sends to the monitor. False where the port is not open.
-    bool SendText(QByteArrayView text);
+    [[nodiscard]] QString Name() const override {
+        return QStringLiteral("Serial Connection ") + identity_.letter;
+    }
+    bool SendText(QByteArrayView text) override;
+    [[nodiscard]] bool IsSerial() const override { return true; }
 
     [[nodiscard]] QChar Letter() const { return identity_.letter; }
-    [[nodiscard]] QString Name() const { return QStringLiteral("Serial Connection ") + identity_.letter; }
     [[nodiscard]] bool IsOpen() const { return port_ != nullptr; }
 
     /// The number of the open COM port; 0 where none is open.
@@ -90,7 +91,6 @@ private:
 
     const Identity& identity_;
     SerialPorts& ports_;
-    Framer& framer_;
     SettingsStore& settings_;
     StatusBoard& board_;
     ErrorLog& errorLog_;

@@ -26,8 +26,8 @@ const TcpLink::Identity TcpLink::kB = {u'B', kStreamTcpB, 8083, true};
 
 TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settings, StatusBoard& board,
                  ErrorLog& errorLog, Clock& clock)
-    : identity_(identity),
-      framer_(framer),
+    : MonitorLink(framer, identity.stream),
+      identity_(identity),
       settings_(settings),
       board_(board),
       errorLog_(errorLog),
@@ -39,8 +39,7 @@ TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settin
     connect(&socket_, &TcpSocket::PeerClosed, this, &TcpLink::OnPeerClosed);
     connect(&socket_, &TcpSocket::StateChanged, this, &TcpLink::OnStateChanged);
     connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
-        errorLog_.LogError(0, u"The gateway at %1 does not read what is sent to it."_s.arg(peer),
-                           u"TCP Server "_s + identity_.letter);
+        errorLog_.LogError(0, u"The gateway at %1 does not read what is sent to it."_s.arg(peer), Name());
     });
     connect(&clock, &Clock::SecondPassed, this, &TcpLink::OnSecond);
 }
@@ -93,6 +92,7 @@ void TcpLink::Begin() {
 }
 
 void TcpLink::OnConnected() {
+    CountConnection();
     sawData_ = false;
     lastFailure_.clear();
     board_.AddLine(u"         Connected"_s);
@@ -105,9 +105,11 @@ void TcpLink::OnData(QByteArrayView data) {
     }
     activity_ = true;
     // What comes while a command holds the stream is the command's, and never a packet.
-    if (framer_.PacketHold(identity_.stream)) return;
-    for (const char c : data)
-        framer_.ProcessByte(identity_.stream, static_cast<std::uint8_t>(c));
+    if (ReplyCapture()) {
+        Q_EMIT ReplyArrived(data);
+    } else if (!framer_.PacketHold(Stream())) {
+        Frame(data);
+    }
 }
 
 void TcpLink::OnPeerClosed() {

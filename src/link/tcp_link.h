@@ -2,25 +2,24 @@
 #pragma once
 
 #include <QByteArrayView>
-#include <QObject>
 #include <QString>
 
 #include <cstdint>
 
 #include "base/outcome.h"
+#include "link/monitor_link.h"
 #include "link/tcp_socket.h"
 
 namespace corvane {
 
 class Clock;
 class ErrorLog;
-class Framer;
 class SettingsStore;
 class StatusBoard;
 
 /// Feeds what the gateway sends to the framer, on the link's own stream. After the peer's close or an error
 /// it counts down and starts again, unless the user has disconnected it (setting `LatchDisconnectA` or `B`).
-class TcpLink : public QObject {
+class TcpLink : public MonitorLink {
     Q_OBJECT
 
 public:
@@ -53,8 +52,10 @@ public:
     /// Checks and saves the text of the port entry; it is used from the next Listen on.
     Outcome SetPort(const QString& text);
 
-    /// Sends to the gateway. False where none is connected.
-    bool SendText(QByteArrayView text) { return socket_.SendText(text); }
+    [[nodiscard]] QString Name() const override { return QStringLiteral("TCP Server ") + identity_.letter; }
+    bool SendText(QByteArrayView text) override { return socket_.SendText(text); }
+    [[nodiscard]] bool IsSerial() const override { return false; }
+    [[nodiscard]] bool ConnectsOut() const override;
 
     [[nodiscard]] QChar Letter() const { return identity_.letter; }
     [[nodiscard]] SocketState State() const { return socket_.State(); }
@@ -77,7 +78,6 @@ public:
 
 private:
     [[nodiscard]] QString Key(const QString& name) const { return name + identity_.letter; }
-    [[nodiscard]] bool ConnectsOut() const;
     void LoadPort();
     void Begin();
     void OnConnected();
@@ -87,7 +87,6 @@ private:
     void OnSecond();
 
     const Identity& identity_;
-    Framer& framer_;
     SettingsStore& settings_;
     StatusBoard& board_;
     ErrorLog& errorLog_;

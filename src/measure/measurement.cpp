@@ -158,6 +158,12 @@ void Measurement::CountWrap(int slot, EnergyCounter& counter, const CounterSourc
     settings_.SaveSetting(source.carryKey, QString::number(counter.carry), QString::number(slot));
 }
 
+void Measurement::ZeroCarries(int slot) {
+    // Saving puts them in force.
+    for (const CounterSource& source : CounterSource::kAll)
+        settings_.SaveSetting(source.carryKey, u"0"_s, QString::number(slot));
+}
+
 bool Measurement::Online(int slot) const {
     const DeviceReadings& readings = Readings(slot);
     return readings.Seen() && clock_.Now().unixSeconds - readings.time.unixSeconds < kOfflineAfter;

@@ -40,6 +40,9 @@ public:
         return readings_[static_cast<std::size_t>(slot - 1)];
     }
 
+    /// Sets the nine carries of slot 1..6 to 0 and saves them.
+    void ZeroCarries(int slot);
+
     /// Whether a packet of the slot came within the last two minutes.
     [[nodiscard]] bool Online(int slot) const;
 

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
+#include <utility>
 
 namespace corvane {
 
@@ -24,6 +26,19 @@ public:
 
     /// Bytes that would be lost if the line went now; 0 where nobody would get them anyway.
     [[nodiscard]] virtual std::int64_t Unsent() = 0;
+
+    using Receiver = std::function<void(std::span<const std::uint8_t>)>;
+
+    /// Who gets what comes from the other end; without one it is dropped.
+    void SetReceiver(Receiver receiver) { receiver_ = std::move(receiver); }
+
+protected:
+    void Received(std::span<const std::uint8_t> bytes) {
+        if (receiver_ && !bytes.empty()) receiver_(bytes);
+    }
+
+private:
+    Receiver receiver_;
 };
 
 }  // namespace corvane

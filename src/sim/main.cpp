@@ -9,6 +9,7 @@
 #include "base/clock.h"
 #include "base/exit_codes.h"
 #include "base/termination.h"
+#include "sim/command_listener.h"
 #include "sim/packet_sender.h"
 #include "sim/pty_line.h"
 #include "sim/serial_port_line.h"
@@ -84,6 +85,7 @@ int Run(const SimOptions& options) {
     if (line == nullptr) return kExitOther;
 
     SimulatedMonitor monitor(options.monitor);
+    const CommandListener listener(monitor, *line, clock, options.faults);
     SendAndQuit(monitor, *line, clock, options.pace);
     const int code = QCoreApplication::exec();
     clock.EndWaits();

@@ -55,7 +55,7 @@ PtyLine::~PtyLine() {
 Outcome PtyLine::Open(const QString& link) {
     if (Outcome made = MakeTerminal(); !made) return made;
     readable_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Read);
-    connect(readable_.get(), &QSocketNotifier::activated, this, &PtyLine::DropInput);
+    connect(readable_.get(), &QSocketNotifier::activated, this, &PtyLine::TakeInput);
     return MakeLink(link);
 }
 
@@ -130,9 +130,10 @@ bool PtyLine::SomebodyListens() {
     return false;
 }
 
-void PtyLine::DropInput() {
-    std::array<char, 4096> bytes{};
-    [[maybe_unused]] const ssize_t dropped = read(master_, bytes.data(), bytes.size());
+void PtyLine::TakeInput() {
+    std::array<std::uint8_t, 4096> bytes{};
+    const ssize_t count = read(master_, bytes.data(), bytes.size());
+    if (count > 0) Received(std::span(bytes).first(static_cast<std::size_t>(count)));
 }
 
 }  // namespace corvane

@@ -18,7 +18,7 @@ namespace corvane {
 
 /// Whoever has the terminal open is the listener; one is expected at a time. What a listener leaves unread
 /// is dropped with the first look at the line after it is gone, so that the next one starts with a whole
-/// packet. What a listener sends is read and dropped.
+/// packet.
 class PtyLine : public QObject, public Line {
     Q_OBJECT
 
@@ -47,7 +47,7 @@ private:
     Outcome MakeLink(const QString& link);
     [[nodiscard]] bool SomebodyListens();
     [[nodiscard]] std::int64_t Unread() const;
-    void DropInput();
+    void TakeInput();
 
     int master_ = -1;
     int slave_ = -1;  ///< kept open: with none open, the master reports without end that it is hung up

@@ -20,7 +20,11 @@ Outcome SerialPortLine::Open(const QString& device, std::int32_t baud) {
     if (!port_.setBaudRate(baud) || !port_.open(QIODevice::ReadWrite))
         return Outcome::Failure(
             u"Cannot open %1 at %2 baud: %3"_s.arg(device).arg(baud).arg(port_.errorString()));
-    connect(&port_, &QSerialPort::readyRead, this, [this] { port_.readAll(); });
+    connect(&port_, &QSerialPort::readyRead, this, [this] {
+        const QByteArray bytes = port_.readAll();
+        Received(
+            {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
+    });
     connect(&port_, &QSerialPort::errorOccurred, this, [this, device] { TellFailure(device); });
     return Outcome::Success();
 }

@@ -13,8 +13,7 @@
 
 namespace corvane {
 
-/// Nobody can tell whether a listener is at the other end: what is sent goes out all the same. What comes in
-/// is read and dropped.
+/// Nobody can tell whether a listener is at the other end: what is sent goes out all the same.
 class SerialPortLine : public QObject, public Line {
     Q_OBJECT
 

@@ -48,6 +48,7 @@ public:
 
 private:
     MonitorConfig ReadMonitor();
+    MonitorFaults ReadFaults();
     void ReadLine(SimOptions& options);
     ConnectTo ReadPeer();
     qint64 WholeNumber(const QCommandLineOption& option, qint64 lowest, qint64 highest);
@@ -80,6 +81,13 @@ private:
     const QCommandLineOption start_ =
         Option("start", "Time of day at which a solar-day starts.", "HH:MM", "06:00");
     const QCommandLineOption seed_ = Option("seed", "The same seed gives the same packets.", "N", "1");
+    const QCommandLineOption fault_ = Option("fault",
+                                             "Answer commands wrongly; may be given several times.\n"
+                                             "lose-ack-N: no acknowledgement of the Nth piece, 1 to 9.\n"
+                                             "short-block: 33 bytes for the settings.\n"
+                                             "late: the settings after four seconds.\n"
+                                             "busy: packets go on, whatever is said.\n",
+                                             "NAME");
     const QCommandLineOption count_ = Option("count", "End after N packets; 0: go on.", "N", "0");
     const QCommandLineOption help_{{u"h"_s, u"help"_s}, u"Print this help."_s};
     const QCommandLineOption version_{u"version"_s, u"Print the version."_s};
@@ -90,7 +98,7 @@ private:
 OptionReader::OptionReader() {
     parser_.setApplicationDescription(u"Plays a home electricity monitor."_s);
     parser_.addOptions({model_, serial_, connect_, listen_, pty_, port_, baud_, interval_, speed_, scenario_,
-                        start_, seed_, count_, help_, version_});
+                        start_, seed_, fault_, count_, help_, version_});
 }
 
 std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& arguments) {
@@ -105,6 +113,7 @@ std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& a
         return SimOptionsExit{u"corvane-sim %1"_s.arg(QCoreApplication::applicationVersion()), kExitOk};
     } else {
         options.monitor = ReadMonitor();
+        options.faults = ReadFaults();
         options.pace = {
             .pause = options.monitor.interval * 1000.0 / Speed(),
             .count = static_cast<std::uint64_t>(WholeNumber(count_, 0, std::numeric_limits<qint64>::max()))};
@@ -141,6 +150,25 @@ MonitorConfig OptionReader::ReadMonitor() {
     config.seed =
         static_cast<std::uint32_t>(WholeNumber(seed_, 0, std::numeric_limits<std::uint32_t>::max()));
     return config;
+}
+
+MonitorFaults OptionReader::ReadFaults() {
+    MonitorFaults faults;
+    for (const QString& name : parser_.values(fault_)) {
+        if (name == "short-block"_L1) {
+            faults.shortBlock = true;
+        } else if (name == "late"_L1) {
+            faults.late = true;
+        } else if (name == "busy"_L1) {
+            faults.busy = true;
+        } else if (name.size() == 10 && name.startsWith("lose-ack-"_L1) && name.back() >= u'1' &&
+                   name.back() <= u'9') {
+            faults.loseAcknowledgement = name.back().digitValue();
+        } else {
+            Refuse(fault_, u"no such fault"_s);
+        }
+    }
+    return faults;
 }
 
 void OptionReader::ReadLine(SimOptions& options) {

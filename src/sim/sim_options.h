@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <variant>
 
+#include "sim/command_listener.h"
 #include "sim/packet_sender.h"
 #include "sim/simulated_monitor.h"
 
@@ -32,6 +33,7 @@ struct OpenPort {
 
 struct SimOptions {
     MonitorConfig monitor;
+    MonitorFaults faults;
     std::variant<ConnectTo, ListenOn, LinkPty, OpenPort> line;
     Pace pace;
 };

@@ -1,6 +1,5 @@
 #include "sim/simulated_monitor.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 
@@ -88,14 +87,20 @@ std::variant<MonitorSerial, std::string> ParseMonitorSerial(std::string_view tex
 
 SimulatedMonitor::SimulatedMonitor(const MonitorConfig& config)
     : config_(config), random_(config.seed), secondOfDay_(config.startSecondOfDay) {
-    Set(Field::UnitId, config.serial.unitId);
-    Set(Field::SerialNumber, config.serial.number);
+    SetSerial(config.serial);
     Set(Field::Voltage, kFirstVoltage);
     if (config.scenario->counters == CounterStart::BelowTop) {
         StartBelowTop();
     } else {
         StartCounters();
     }
+    Encode();
+}
+
+void SimulatedMonitor::SetSerial(MonitorSerial serial) {
+    config_.serial = serial;
+    Set(Field::UnitId, serial.unitId);
+    Set(Field::SerialNumber, serial.number);
 }
 
 void SimulatedMonitor::StartCounters() {
@@ -118,6 +123,10 @@ void SimulatedMonitor::StartBelowTop() {
 
 void SimulatedMonitor::Restart() {
     Set(Field::Seconds, 0);
+    ResetEnergy();
+}
+
+void SimulatedMonitor::ResetEnergy() {
     for (const Counter& counter : kCounters)
         Set(counter.field, 0);
 }

@@ -1,6 +1,7 @@
 // A monitor that does not exist: it counts energy as the real ones do and sends their packets.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <random>
@@ -42,10 +43,27 @@ public:
     /// scenario has any. Valid until the next call.
     [[nodiscard]] std::span<const std::uint8_t> NextPacket();
 
-    /// The packet sent last, without noise.
+    /// The packet sent last, without noise; before the first, one with the counters as they are.
     [[nodiscard]] std::span<const std::uint8_t> LastPacket() const {
         return {packet_.data(), config_.kind->length};
     }
+
+    /// Whether a packet is sent when an interval has passed; at first it is.
+    [[nodiscard]] bool SendsRealtime() const { return sendsRealtime_; }
+    void SendRealtime(bool on) { sendsRealtime_ = on; }
+
+    /// Seconds from packet to packet.
+    [[nodiscard]] std::int32_t Interval() const { return config_.interval; }
+    void SetInterval(std::int32_t seconds) { config_.interval = std::max(seconds, std::int32_t{1}); }
+
+    [[nodiscard]] MonitorSerial Serial() const { return config_.serial; }
+    void SetSerial(MonitorSerial serial);
+
+    /// All counters begin again at 0, the seconds among them.
+    void Restart();
+
+    /// The energy counters begin again at 0.
+    void ResetEnergy();
 
     /// Whether noise swallowed the packet sent last: a receiver does not get to see it.
     [[nodiscard]] bool LastPacketLost() const { return lastPacketLost_; }
@@ -63,7 +81,6 @@ public:
 private:
     void StartCounters();
     void StartBelowTop();
-    void Restart();
     void Measure();
     void CountEnergy();
     void Encode();
@@ -71,6 +88,7 @@ private:
     void Set(Field field, std::uint64_t raw) { raw_[static_cast<std::size_t>(field)] = raw; }
 
     MonitorConfig config_;
+    bool sendsRealtime_ = true;
     std::mt19937 random_;
     std::int32_t secondOfDay_;
     std::uint64_t packets_ = 0;

@@ -48,7 +48,11 @@ void TcpLine::TakePeer() {
 
 void TcpLine::Use(QTcpSocket* peer) {
     peer_ = peer;
-    connect(peer, &QTcpSocket::readyRead, peer, [peer] { peer->readAll(); });
+    connect(peer, &QTcpSocket::readyRead, this, [this, peer] {
+        const QByteArray bytes = peer->readAll();
+        Received(
+            {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
+    });
 }
 
 void TcpLine::Send(std::span<const std::uint8_t> bytes) {

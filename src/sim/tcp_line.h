@@ -17,7 +17,7 @@ namespace corvane {
 
 class Clock;
 
-/// One peer at a time. What a peer sends is read and dropped: nothing here answers commands.
+/// One peer at a time.
 class TcpLine : public QObject, public Line {
     Q_OBJECT
 

@@ -28,5 +28,7 @@ expect "disconnect database db" --yes d
 expect "restore repair repair-serials reset-labels" db re
 expect "hourly minute" db repair ""
 expect "condense delete" db auto ""
+expect "start stop" realtime st
+expect "read set history diff restore" monitor ""
 expect "--json" --js
 expect "" status ""

@@ -47,6 +47,11 @@ TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
         {"ComDevice01", "/dev/ttyUSB0", "There is no setting"},
         {"ComDevice", "/dev/ttyUSB0", "There is no setting"},
         {"XomDevice1", "/dev/ttyUSB0", "There is no setting"},
+        {"DeviceQTY", "6", ""},
+        {"DeviceQTY", "7", "whole number from 1 to 6"},
+        {"DeviceQTY", "1.5", "whole number from 1 to 6"},
+        {"BindDeviceF", "4", ""},
+        {"BindDeviceA", "5", "whole number from 0 to 4"},
         {"DBenabeld", "True", "There is no setting"},
         {"0/VoltX2", "True", "There is no setting"},
     };

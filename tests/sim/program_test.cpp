@@ -61,6 +61,8 @@ TEST(SimOptions, SaysWhatIsWrong) {
         {"--listen 1 --start 24:00", "--start 24:00"},
         {"--listen 1 --seed -1", "--seed -1"},
         {"--listen 1 --count x", "--count x"},
+        {"--listen 1 --fault lose-ack-0", "--fault lose-ack-0"},
+        {"--listen 1 --fault late --fault deaf", "--fault deaf"},
         {"--listen 1 --pace 3", "pace"},
         {"--listen 1 more", "'more'"},
         {"--listen", "--listen"},

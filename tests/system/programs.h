@@ -41,9 +41,9 @@ public:
         });
     }
 
-    /// Its exit code once it ends by itself; -1 where it does not within five seconds, or crashed.
-    [[nodiscard]] int ExitCode() {
-        if (!process_.waitForFinished(5000) || process_.exitStatus() != QProcess::NormalExit) return -1;
+    /// Its exit code once it ends by itself; -1 where it does not within `patience` ms, or crashed.
+    [[nodiscard]] int ExitCode(int patience = 5000) {
+        if (!process_.waitForFinished(patience) || process_.exitStatus() != QProcess::NormalExit) return -1;
         output_ += QString::fromUtf8(process_.readAll());
         return process_.exitCode();
     }

@@ -1,0 +1,306 @@
+#include "control/command_layer.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "base/clock.h"
+#include "base/operator.h"
+#include "base/second_wait.h"
+#include "base/status_board.h"
+#include "link/device_slots.h"
+#include "link/monitor_link.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kIndexKey = u"CmdIndex"_s;
+const QString kDeviceKey = u"CmdDevice"_s;
+const QString kShowOnceKey = u"ShowOnceA"_s;
+const QString kSingleTwoChannelKey = u"VRQ5806"_s;
+const QString kClosing = u"the program closes"_s;
+const QString kNotOpen = u"This port is not Open or Connected"_s;
+
+constexpr int kAnswerSeconds = 3;
+constexpr qsizetype kMostReply = qsizetype{64} * 1024;  // bytes kept of what a link brings meanwhile
+constexpr std::int64_t kBeforeRealtime = 1000;          // ms; a single packet tells the model meanwhile
+
+QString Text(std::string_view text) {
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString CommandByteKey(int slot) {
+    return u"Cmd"_s + SlotLetter(slot);
+}
+
+/// A piece as people read it.
+QString PieceText(const Piece& piece, const QByteArray& bytes) {
+    return piece.kind == Piece::Kind::Word ? Text(piece.word)
+                                           : QString::number(static_cast<std::uint8_t>(bytes.front()));
+}
+
+void TellProgress(const Sequence& sequence, int sent, const QString& piece, std::int64_t milliseconds,
+                  Operator& op) {
+    const int pieces = sequence.SentPieces();
+    op.ShowProgress(
+        {.operation = u"%1: piece %2 of %3, %4"_s.arg(Text(sequence.name)).arg(sent).arg(pieces).arg(piece),
+         .seconds = milliseconds / 1000,
+         .percent = 100 * sent / pieces});
+}
+
+}  // namespace
+
+/// Keeps what the target's monitor answers from the framer, as long as it lives.
+class CommandLayer::Hold {
+public:
+    explicit Hold(CommandLayer& layer) : layer_(layer), stream_(layer.CmdDevice()), link_(layer.Target()) {
+        layer_.reply_.clear();
+        layer_.heard_ = 0;
+        Set(true);
+    }
+    ~Hold() { Set(false); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+
+private:
+    void Set(bool hold) {
+        if (link_ == nullptr) return;
+        layer_.framer_.SetPacketHold(stream_, hold);
+        link_->SetReplyCapture(hold);
+    }
+
+    CommandLayer& layer_;
+    int stream_;
+    MonitorLink* link_;
+};
+
+CommandLayer::CommandLayer(const Links& links, Framer& framer, const DeviceSlots& slots,
+                           SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock)
+    : links_(links),
+      framer_(framer),
+      slots_(slots),
+      settings_(settings),
+      board_(board),
+      errorLog_(errorLog),
+      clock_(clock),
+      lastSent_(clock.Monotonic() - kBetweenCommands) {
+    for (MonitorLink* link : links_) {
+        connect(link, &MonitorLink::ReplyArrived, this, [this](QByteArrayView chunk) {
+            reply_ += chunk.first(std::min(chunk.size(), kMostReply - reply_.size()));
+            heard_ += chunk.size();
+        });
+    }
+}
+
+int CommandLayer::CmdDevice() const {
+    using Range = std::numeric_limits<std::int16_t>;
+    return settings_.GetNumber(kDeviceKey, 0, Range::min(), Range::max());
+}
+
+MonitorLink* CommandLayer::Target() const {
+    const int device = CmdDevice();
+    return device >= 0 && device < kStreams ? links_[static_cast<std::size_t>(device)] : nullptr;
+}
+
+QString CommandLayer::TargetLinkName() const {
+    const MonitorLink* link = Target();
+    return link != nullptr ? link->Name() : QString();
+}
+
+int CommandLayer::TargetSlot() const {
+    return settings_.GetNumber(kIndexKey, 0, 0, kSlots - 1) + 1;
+}
+
+int CommandLayer::CommandByte(int slot) const {
+    return settings_.GetNumber(CommandByteKey(slot), kCommandBytes.front(), 0, 255);
+}
+
+int CommandLayer::BindTarget(int position) {
+    const int index = std::min(position, slots_.InUse() - 1);
+    settings_.SaveSetting(kIndexKey, QString::number(index));
+    settings_.SaveSetting(kDeviceKey, QString::number(slots_.LinkIndex(index + 1)));
+    Target()->SetReplyCapture(false);
+    return index + 1;
+}
+
+QCoro::Task<Outcome> CommandLayer::ChooseCommandByte(int slot, int position, Operator& op) {
+    if (position < 0 || position >= static_cast<int>(kCommandBytes.size())) {
+        co_return Outcome::Failure(u"The list has the positions 0 to 3, for the bytes 252 to 255."_s);
+    }
+    if (position != 0 && settings_.GetBool(kShowOnceKey, true)) {
+        const bool sure = co_await op.AskYesNo(
+            u"This option is only available with VRQ-5810 energy monitors having firmware ver 1.020 or "
+            u"higher.\r\n"
+            "Also make sure that the device has already been set to work with the selected command byte. \r\n"
+            "Do you want to continue?"_s);
+        if (!sure) {
+            // 0, and Device A whichever device it was about: both on purpose.
+            settings_.SaveSetting(CommandByteKey(1), u"0"_s);
+            co_return Outcome::Failure(u"No command byte was chosen; that of Device A is 0 now."_s);
+        }
+        settings_.SaveSetting(kShowOnceKey, false);
+    }
+    const int byte = kCommandBytes[static_cast<std::size_t>(position)];
+    settings_.SaveSetting(CommandByteKey(slot), QString::number(byte));
+    co_return Outcome::Success();
+}
+
+bool CommandLayer::SendByte(QByteArrayView text, Operator& op) {
+    MonitorLink* link = Target();
+    if (link == nullptr) return false;
+    const bool sent = link->SendText(text);
+    if (!link->IsSerial()) return sent;
+    const bool toldBefore = std::exchange(serialNotOpen_, !sent);
+    if (!sent && !toldBefore) op.Show(u" The COM port is not opened."_s);
+    return sent;
+}
+
+QCoro::Task<bool> CommandLayer::GetAck() {
+    const int deadline = SecondFromNow(clock_, kAnswerSeconds);
+    const std::function<bool()> acknowledged = [this] {
+        return reply_.contains(static_cast<char>(kAcknowledgement));
+    };
+    const WaitEnd end = co_await WaitUntilSecond(clock_, deadline, acknowledged);
+    co_return end == WaitEnd::Held;
+}
+
+void CommandLayer::XmitMessage(QByteArrayView text) {
+    for (MonitorLink* link : links_) {
+        if (link->ConnectsOut()) link->SendText(text);
+    }
+}
+
+QCoro::Task<Outcome> CommandLayer::StartRealtime(Operator& op) {
+    const bool modelUnknown = Target() != nullptr && framer_.LastKind(CmdDevice()) == nullptr;
+    if (modelUnknown) {
+        const Outcome asked = co_await SendOnePacket(op);
+        if (!asked) co_return asked;
+    }
+    if (!co_await clock_.DLY(kBeforeRealtime)) co_return Outcome::Failure(kClosing);
+    const bool twoChannel = co_await IsTwoChannel(op);
+    co_return co_await Send(twoChannel ? Operation::StartTwoChannel : Operation::StartFiveChannel, {}, op);
+}
+
+QCoro::Task<bool> CommandLayer::IsTwoChannel(Operator& op) {
+    const PacketKind* kind = Target() != nullptr ? framer_.LastKind(CmdDevice()) : nullptr;
+    if (kind == nullptr) co_return settings_.GetBool(kSingleTwoChannelKey, false);
+    if (kind->hasAux) co_return false;
+    co_return co_await op.AskYesNo(u"Are you sure your monitor is model VRQ-5806 two channel device?"_s);
+}
+
+QCoro::Task<Outcome> CommandLayer::StopRealtime(Operator& op) {
+    board_.AddLine(u"     Command byte %1"_s.arg(CommandByte(TargetSlot())));
+    co_return co_await Send(Operation::StopRealtime, {}, op);
+}
+
+QCoro::Task<Outcome> CommandLayer::SendOnePacket(Operator& op) {
+    co_return co_await Send(Operation::OnePacket, {}, op);
+}
+
+QCoro::Task<Outcome> CommandLayer::ThruMode(Operator& op) {
+    co_return co_await Send(Operation::PassThrough, {}, op);
+}
+
+QCoro::Task<Outcome> CommandLayer::ReBoot5810(Operator& op) {
+    co_return co_await Send(Operation::Restart, {}, op);
+}
+
+QCoro::Task<Outcome> CommandLayer::Send(Operation operation, QByteArray arguments, Operator& op) {
+    const Hold hold(*this);
+    co_return co_await Walk(operation, arguments, op);
+}
+
+QCoro::Task<MonitorReply> CommandLayer::Exchange(Operation operation, QByteArray arguments,
+                                                 std::function<bool(const QByteArray&)> isWhole,
+                                                 Operator& op) {
+    const Hold hold(*this);
+    MonitorReply reply;
+    reply.outcome = co_await Walk(operation, arguments, op);
+    if (!reply.outcome) co_return reply;
+    reply_.clear();
+    const int deadline = SecondFromNow(clock_, kAnswerSeconds);
+    const std::function<bool()> answered = [&] { return isWhole(reply_); };
+    const WaitEnd end = co_await WaitUntilSecond(clock_, deadline, answered);
+    if (end == WaitEnd::Deadline) reply.outcome = Outcome::Failure(u"timeout error"_s);
+    if (end == WaitEnd::Closing) reply.outcome = Outcome::Failure(kClosing);
+    reply.bytes = reply_;
+    reply.heard = heard_;
+    co_return reply;
+}
+
+QCoro::Task<Outcome> CommandLayer::Walk(Operation operation, QByteArray arguments, Operator& op) {
+    const Sequence& sequence = SequenceOf(operation);
+    const MonitorLink* link = Target();
+    if (link == nullptr) co_return Outcome::Failure(u"CmdDevice names no link; nothing was sent."_s);
+    const std::int64_t tooEarly = lastSent_ + kBetweenCommands - clock_.Monotonic();
+    if (tooEarly > 0) {
+        const bool goesOn = co_await clock_.DLY(tooEarly);
+        if (!goesOn) co_return Outcome::Failure(kClosing);
+    }
+    const int connections = link->Connections();
+    const std::int64_t start = clock_.Monotonic();
+    int sent = 0;
+    for (const Piece& piece : sequence) {
+        if (piece.kind != Piece::Kind::Pause) {
+            const QByteArray bytes = BytesOf(piece, arguments);
+            reply_.clear();
+            const bool sameConnection = link->Connections() == connections;
+            if (!sameConnection || !SendByte(bytes, op)) {
+                if (sent == 0) co_return Outcome::Failure(kNotOpen);
+                co_return Outcome::Failure(LogBroken(u"%1 was lost"_s.arg(link->Name()), sequence, sent));
+            }
+            ++sent;
+            lastSent_ = clock_.Monotonic();
+            TellProgress(sequence, sent, PieceText(piece, bytes), clock_.Monotonic() - start, op);
+        }
+        if (piece.pause == kAcknowledged) {
+            const bool acknowledged = co_await GetAck();
+            if (!acknowledged) {
+                const QString text = u"No response %1"_s.arg(sent);
+                if (sent > 1) LogBroken(text, sequence, sent - 1);
+                co_return Outcome::Failure(text);
+            }
+        } else if (piece.pause > 0) {
+            const bool goesOn = co_await clock_.DLY(piece.pause);
+            if (!goesOn) co_return Outcome::Failure(LogBroken(kClosing, sequence, sent));
+        }
+    }
+    co_return Outcome::Success();
+}
+
+/// Notes in the error log, too, that the monitor got a command only in part; returns the text.
+QString CommandLayer::LogBroken(const QString& what, const Sequence& sequence, int sent) {
+    QString text = u"%1: %2 after %3 of %4 pieces. Read the settings to see what the monitor took."_s
+                       .arg(Text(sequence.name), what)
+                       .arg(sent)
+                       .arg(sequence.SentPieces());
+    errorLog_.LogError(0, text, u"Device %1"_s.arg(SlotLetter(TargetSlot())));
+    return text;
+}
+
+/// The bytes of a piece; an argument is taken off the front of `arguments`.
+QByteArray CommandLayer::BytesOf(const Piece& piece, QByteArray& arguments) const {
+    switch (piece.kind) {
+        case Piece::Kind::CommandByte:
+            return {1, static_cast<char>(CommandByte(TargetSlot()))};
+        case Piece::Kind::Word:
+            return {piece.word.data(), static_cast<qsizetype>(piece.word.size())};
+        case Piece::Kind::FixedByte:
+            return {1, static_cast<char>(piece.byte)};
+        case Piece::Kind::Argument: {
+            QByteArray byte = arguments.first(1);
+            arguments.remove(0, 1);
+            return byte;
+        }
+        case Piece::Kind::Pause:
+            break;
+    }
+    return {};
+}
+
+}  // namespace corvane

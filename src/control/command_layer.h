@@ -1,0 +1,117 @@
+// Commands to the monitors: which device they go to, and how they are said.
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <array>
+#include <functional>
+
+#include "base/outcome.h"
+#include "control/command_sequences.h"
+#include "link/framer.h"
+
+namespace corvane {
+
+class Clock;
+class DeviceSlots;
+class ErrorLog;
+class MonitorLink;
+class Operator;
+class SettingsStore;
+class StatusBoard;
+
+/// What a monitor answered to a command; the outcome fails where the command could not be sent, or where no
+/// whole answer came in time ("timeout error").
+struct MonitorReply {
+    Outcome outcome = Outcome::Success();
+    QByteArray bytes = {};
+    qsizetype heard = 0;  ///< bytes that came while the command held the link, also before the answer
+};
+
+/// Sends to the command target: the device `CmdIndex` on the link `CmdDevice`. One command runs at a time;
+/// while it does, nothing of its link is framed. Commands that fail say how far they came.
+class CommandLayer : public QObject {
+    Q_OBJECT
+
+public:
+    /// A monitor is still busy with the last piece of a command when the next command follows at once.
+    static constexpr std::int64_t kBetweenCommands = 100;  ///< ms
+
+    /// The bytes that a device may be told to listen to, by their position in the list.
+    static constexpr std::array<int, 4> kCommandBytes = {0xFC, 0xFD, 0xFE, 0xFF};
+
+    /// By link index: TCP server A, serial A, TCP server B, serial B, serial C, as the framer's streams.
+    using Links = std::array<MonitorLink*, kStreams>;
+
+    CommandLayer(const Links& links, Framer& framer, const DeviceSlots& slots, SettingsStore& settings,
+                 StatusBoard& board, ErrorLog& errorLog, Clock& clock);
+
+    /// Sends a word or a byte to the link of the target. False where it is not open or not connected; the
+    /// first time that is said for a serial link, and never for a TCP link.
+    bool SendByte(QByteArrayView text, Operator& op);
+
+    /// Waits until the reply holds the acknowledgement byte, for two to three seconds. The links deliver
+    /// meanwhile.
+    QCoro::Task<bool> GetAck();
+
+    /// Sends on the link that connects out, if one does and is connected.
+    void XmitMessage(QByteArrayView text);
+
+    // The operator must outlive each of these.
+    QCoro::Task<Outcome> StartRealtime(Operator& op);
+    QCoro::Task<Outcome> StopRealtime(Operator& op);
+    QCoro::Task<Outcome> SendOnePacket(Operator& op);
+    QCoro::Task<Outcome> ThruMode(Operator& op);
+    QCoro::Task<Outcome> ReBoot5810(Operator& op);
+
+    /// Kept for callers of old: it sends nothing, on purpose.
+    void BootLoadCmd() {}
+
+    /// Says one command; `arguments` are the bytes of its argument pieces, in order.
+    QCoro::Task<Outcome> Send(Operation operation, QByteArray arguments, Operator& op);
+
+    /// The same, then waits up to three seconds for an answer that `isWhole`.
+    QCoro::Task<MonitorReply> Exchange(Operation operation, QByteArray arguments,
+                                       std::function<bool(const QByteArray&)> isWhole, Operator& op);
+
+    /// Makes the device at `position` (0 for Device A) the command target, or the last one that is in use
+    /// where that is beyond it. Returns the slot 1..6.
+    int BindTarget(int position);
+
+    /// Sets the command byte of slot 1..6 to that of the list, after asking once where it is not the first.
+    QCoro::Task<Outcome> ChooseCommandByte(int slot, int position, Operator& op);
+
+    [[nodiscard]] int CommandByte(int slot) const;
+
+    /// The slot 1..6 of the command target, and the name of its link; empty where `CmdDevice` names none.
+    [[nodiscard]] int TargetSlot() const;
+    [[nodiscard]] QString TargetLinkName() const;
+
+private:
+    class Hold;
+
+    [[nodiscard]] MonitorLink* Target() const;
+    [[nodiscard]] int CmdDevice() const;
+    QCoro::Task<Outcome> Walk(Operation operation, QByteArray arguments, Operator& op);
+    QCoro::Task<bool> IsTwoChannel(Operator& op);
+    QByteArray BytesOf(const Piece& piece, QByteArray& arguments) const;
+    QString LogBroken(const QString& what, const Sequence& sequence, int sent);
+
+    Links links_;
+    Framer& framer_;
+    const DeviceSlots& slots_;
+    SettingsStore& settings_;
+    StatusBoard& board_;
+    ErrorLog& errorLog_;
+    Clock& clock_;
+    QByteArray reply_;
+    qsizetype heard_ = 0;
+    std::int64_t lastSent_;       ///< monotonic ms of the last piece
+    bool serialNotOpen_ = false;  ///< said already
+};
+
+}  // namespace corvane

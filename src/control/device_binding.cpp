@@ -1,0 +1,40 @@
+#include "control/device_binding.h"
+
+#include "base/operator.h"
+#include "control/device_settings.h"
+#include "link/device_slots.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Outcome NoSerial(int slot) {
+    return Outcome::Failure(u"Device \"%1\" has no Serial Number."_s.arg(SlotLetter(slot)));
+}
+
+}  // namespace
+
+QCoro::Task<Outcome> BindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op) {
+    const Outcome read = co_await monitor.Read(op);
+    if (!read) co_return read;
+    if (monitor.Last()->HasNoSerial()) co_return NoSerial(slot);
+    co_return co_await slots.Bind(slot, QString::fromStdString(monitor.Last()->SerialText()), op);
+}
+
+QCoro::Task<Outcome> FindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op) {
+    const QString letter = SlotLetter(slot);
+    const Outcome read = co_await monitor.Read(op);
+    if (!read) {
+        op.Show(read.Error());
+        co_return Outcome::Failure(u"Device \"%1\" not found."_s.arg(letter));
+    }
+    if (monitor.Last()->HasNoSerial()) co_return NoSerial(slot);
+    const QString serialText = QString::fromStdString(monitor.Last()->SerialText());
+    const bool save = co_await op.AskYesNo(
+        u"Device \"%1\" Serial Number: %2 Would you like to Save it?"_s.arg(letter, serialText));
+    co_return save ? slots.SaveSerial(slot, serialText) : Outcome::Success();
+}
+
+}  // namespace corvane

@@ -1,0 +1,22 @@
+// Binding a device to the monitor that answers on the command target's link.
+#pragma once
+
+#include <QCoroTask>
+
+#include "base/outcome.h"
+
+namespace corvane {
+
+class DeviceSettings;
+class DeviceSlots;
+class Operator;
+
+// All arguments must outlive the operation; slots are 1..6.
+
+/// Reads the settings of the monitor and binds `slot` to its serial text, after asking.
+QCoro::Task<Outcome> BindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op);
+
+/// Looks which monitor answers, and offers to save its serial text for `slot`.
+QCoro::Task<Outcome> FindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op);
+
+}  // namespace corvane

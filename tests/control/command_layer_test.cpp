@@ -1,0 +1,281 @@
+// What goes over the line, when, and what becomes of it where the line does not hold.
+#include "control/command_layer.h"
+
+#include <sstream>
+
+#include "control/control_fixture.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class CommandLayerTest : public ControlTest {
+protected:
+    /// What was sent on a link since this was last asked, each piece with the ms to the one after it; the
+    /// last with those until now. Words as they are, bytes as numbers.
+    std::string TakeSent(WiredLink& link) {
+        std::ostringstream text;
+        for (std::size_t i = 0; i < link.sent.size(); ++i) {
+            const auto& [time, piece] = link.sent[i];
+            const std::int64_t next = i + 1 < link.sent.size() ? link.sent[i + 1].first : clock_.Monotonic();
+            text << (i > 0 ? " " : "");
+            if (piece.size() == 1) {
+                text << static_cast<int>(static_cast<std::uint8_t>(piece.front()));
+            } else {
+                text << piece.toStdString();
+            }
+            text << "(" << next - time << ")";
+        }
+        link.sent.clear();
+        return text.str();
+    }
+
+    [[nodiscard]] std::string Log() const {
+        return QFile::exists(folder_.Path(u"ErrorsTest.log"_s)) ? folder_.Read(u"ErrorsTest.log"_s) : "";
+    }
+};
+
+TEST_F(CommandLayerTest, SaysEveryCommandOfTheTableToTheMillisecond) {
+    // Written down a second time on purpose, so that a slip in the program's own table shows.
+    const std::pair<Operation, const char*> cases[] = {
+        {Operation::StartFiveChannel, "252(1600) TOG(840) XTD(840)"},
+        {Operation::StartTwoChannel, "252(1600) TOG(840) PLR(840)"},
+        {Operation::StopRealtime, "252(1600) TOG(840) OFF(840)"},
+        {Operation::OnePacket, "252(1600) SPK(0)"},
+        {Operation::PassThrough, "252(140) BT1(20) 5(0)"},
+        {Operation::PassThroughOnRequest, "252(1600) BT1(20) 5(0)"},
+        {Operation::Restart, "252(1600) RQS(840) RLP(20)"},
+        {Operation::ResetKwh, "252(1600) RQS(840) RKW(120)"},
+        {Operation::ResetKwhOfEach, "252(840) RQS(840) RKW(4840)"},
+        {Operation::StorageInterval, "252(220) SET(40) IVL(40) 1(140)"},
+        {Operation::EraseLogger, "252(620) RQS(40) REE(140)"},
+        {Operation::SendFrequency, "252(1600) SET(840) IV2(40) 1(0)"},
+        {Operation::TriggerThreshold, "252(1600) SET(840) IV3(840) 1(840) 2(0)"},
+        {Operation::AuxConstant, "252(1600) SET(840) AUX(840) 1(20)"},
+        {Operation::AuxTrim1, "252(1600) SET(840) TR1(840) 1(32)"},
+        {Operation::AuxTrim2, "252(1600) SET(840) TR2(840) 1(32)"},
+        {Operation::AuxTrim3, "252(1600) SET(840) TR3(840) 1(32)"},
+        {Operation::AuxTrim4, "252(1600) SET(840) TR4(840) 1(32)"},
+        {Operation::AuxTrim5, "252(1600) SET(840) TR5(840) 1(32)"},
+        {Operation::OptionsByte, "252(1600) SET(840) OPT(840) 1(20)"},
+        {Operation::Pt, "252(1600) SET(840) PTT(840) 1(840) PTR(840) 2(2000)"},
+        {Operation::Ng1, "252(1600) SET(840) NG1(120)"},
+        {Operation::Ng2, "252(1600) SET(840) NG2(120)"},
+        {Operation::TwoChannelIdentity,
+         "252(1600) SET(840) SID(840) 1(840) 2(2040) 252(1600) SET(840) UID(840) 3(1400)"},
+        {Operation::ReadSettings, "252(1600) SET(840) RCV(0)"},
+        {Operation::LoggerDownload, "252(1600) DNL(840) DN2(840) 1(840) 2(840) 3(60) 4(60) 5(60)"},
+        {Operation::LoggerSize, "252(1600) DNL(840) DNM(60)"},
+        {Operation::MemoryWrite, "252(1600) CAL(840) MEM(840) WRI(840) 1(840) 2(840) WRI(17)"},
+        {Operation::MemoryRead, "252(1600) CAL(840) MEM(840) RED(840) 1(840) RED(0)"},
+    };
+    for (const auto& [operation, script] : cases) {
+        clock_.AdvanceSeconds(1);
+        EXPECT_EQ(Run(commands_.Send(operation, "\1\2\3\4\5"_ba, op_)), "") << script;
+        EXPECT_EQ(TakeSent(tcpA_), script);
+        EXPECT_TRUE(IsFree(kStreamTcpA)) << script;
+    }
+    // With the two that are acknowledged these are all.
+    EXPECT_EQ(std::size(cases) + 2, kSequences.size());
+}
+
+TEST_F(CommandLayerTest, TheAcknowledgedCommandStopsAtThePieceThatGetsNoAnswer) {
+    const char* const pieces[] = {"252", "SET", "CT2", "TYP", "17", "RNG", "5"};
+    for (int lost = 1; lost <= 8; ++lost) {
+        SCOPED_TRACE(lost);
+        clock_.AdvanceSeconds(6);
+        const CommandListener& monitor = Join(tcpA_, {.loseAcknowledgement = lost});
+        const std::string error = lost <= 7 ? "No response " + std::to_string(lost) : "";
+        const std::int64_t start = clock_.Monotonic();
+        EXPECT_EQ(Run(commands_.Send(Operation::Ct2, "\x11\5"_ba, op_)), error);
+        if (lost <= 7) {
+            EXPECT_EQ(tcpA_.sent.size(), static_cast<std::size_t>(lost));
+            EXPECT_GT(clock_.Monotonic() - start, 2000);
+            EXPECT_LT(clock_.Monotonic() - start, 4000);
+        }
+        const std::string sent = TakeSent(tcpA_);
+        for (int i = 0; i < std::min(lost, 7); ++i)
+            EXPECT_NE(sent.find(pieces[i]), std::string::npos) << sent;
+        EXPECT_EQ(monitor.Settings().Raw(Setting::Ct2Type), lost < 7 ? 163 : 17);
+        EXPECT_EQ(monitor.LostBytes(), 0);
+        EXPECT_TRUE(IsFree(kStreamTcpA));
+    }
+    EXPECT_NE(Log().find("CT2 type and range: No response 3 after 2 of 7 pieces."), std::string::npos);
+    EXPECT_EQ(Log().find("No response 1 "), std::string::npos) << "the monitor took nothing of it";
+}
+
+TEST_F(CommandLayerTest, TheWaitForAnAcknowledgementEndsWithASecondOfTheClock) {
+    clock_.AdvanceSeconds(28);  // 10:20:58, so that it ends at second 1 of the next minute
+    clock_.Advance(400);
+    std::optional<bool> acknowledged;
+    auto waiting = commands_.GetAck().then([&](bool value) { acknowledged = value; });
+    clock_.Advance(2590);
+    EXPECT_FALSE(acknowledged.has_value());
+    clock_.Advance(10);
+    EXPECT_EQ(acknowledged, false);
+}
+
+TEST_F(CommandLayerTest, AClosedSerialPortIsToldOnceUntilASendSucceedsAndATcpLinkNever) {
+    Set("CmdDevice", "1");
+    serialA_.open = false;
+    tcpB_.open = false;
+    const std::string notOpen = "This port is not Open or Connected";
+    EXPECT_EQ(Run(commands_.SendOnePacket(op_)), notOpen);
+    EXPECT_EQ(Run(commands_.SendOnePacket(op_)), notOpen);
+    Set("CmdDevice", "2");
+    EXPECT_EQ(Run(commands_.StartRealtime(op_)), notOpen);
+    EXPECT_EQ(op_.Messages(), std::vector<std::string>{" The COM port is not opened."});
+    for (const bool open : {true, false}) {
+        Set("CmdDevice", "1");
+        serialA_.open = open;
+        EXPECT_EQ(Run(commands_.SendOnePacket(op_)), open ? "" : notOpen);
+    }
+    EXPECT_EQ(op_.Messages().size(), 2U);
+    for (const char* device : {"-1", "5", "32767"}) {
+        Set("CmdDevice", device);
+        EXPECT_NE(Run(commands_.StartRealtime(op_)), "");
+        EXPECT_NE(Run(commands_.StopRealtime(op_)), "");
+    }
+    EXPECT_EQ(serialA_.sent.size(), 2U);
+    EXPECT_EQ(op_.Messages().size(), 2U);
+    EXPECT_EQ(Log(), "") << "no monitor got a part of anything";
+}
+
+TEST_F(CommandLayerTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEndTheCommandAndAreLogged) {
+    const struct {
+        const char* what;
+        std::function<void()> befalls;
+    } cases[] = {
+        {"Link 4 was lost after 2 of 4 pieces", [this] { serialC_.open = false; }},
+        {"Link 4 was lost after 2 of 4 pieces", [this] { serialC_.ConnectAnew(); }},
+        {"the program closes after 2 of 4 pieces", [this] { clock_.EndWaits(); }},
+    };
+    Set("CmdDevice", "4");
+    for (const auto& c : cases) {
+        serialC_.open = true;
+        serialC_.sent.clear();
+        std::string error;
+        auto running =
+            commands_.Send(Operation::AuxConstant, "\x64"_ba, op_).then([&](const Outcome& outcome) {
+                error = outcome.Error().toStdString();
+            });
+        clock_.Advance(2000);
+        EXPECT_FALSE(IsFree(kStreamSerialC));
+        c.befalls();
+        if (error.empty()) clock_.Advance(1000);
+        EXPECT_NE(error.find(c.what), std::string::npos) << error;
+        EXPECT_NE(Log().find(error), std::string::npos) << Log();
+        EXPECT_TRUE(IsFree(kStreamSerialC));
+        EXPECT_EQ(serialC_.sent.size(), 2U);
+    }
+}
+
+TEST_F(CommandLayerTest, OtherLinksGoOnWhileACommandRunsAndItsOwnStartsAfresh) {
+    const QByteArray packet = PacketBytes(7);
+    const auto arrives = [](WiredLink& link, const QByteArray& bytes) {
+        link.Send(
+            {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
+    };
+    arrives(tcpA_, packet.first(30));
+    auto running = commands_.StopRealtime(op_);
+    clock_.Advance(1700);
+    arrives(serialB_, packet.first(20));
+    arrives(tcpA_, packet.sliced(30) + packet);
+    arrives(serialB_, packet.sliced(20));
+    clock_.AdvanceSeconds(2);
+    EXPECT_EQ(packets_.packets, (Packets{{kStreamSerialB, 7}}));
+    // What was cut off by the command is not glued to what comes after it.
+    arrives(tcpA_, PacketBytes(9));
+    EXPECT_EQ(packets_.packets, (Packets{{kStreamSerialB, 7}, {kStreamTcpA, 9}}));
+    EXPECT_EQ(framer_.BadPackets(), 0U);
+    EXPECT_EQ(board_.Lines().front(), u"     Command byte 252"_s);
+    ASSERT_EQ(op_.progress.size(), 3U);
+    EXPECT_EQ(op_.progress[1].operation, u"Stop realtime: piece 2 of 3, TOG"_s);
+    EXPECT_EQ(op_.progress[1].seconds, 1);
+    EXPECT_EQ(op_.progress[1].percent, 66);
+}
+
+TEST_F(CommandLayerTest, StartsRealtimeWithTheWordOfTheModel) {
+    const Bytes twoChannel = PacketOf({.model = Model::TwoChannel});
+    const std::string start = "252(1600) TOG(840) ";
+    Set("VRQ5806", "1");
+    EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
+    EXPECT_EQ(TakeSent(tcpA_), "252(1600) SPK(1000) " + start + "PLR(840)");
+    Set("VRQ5806", "0");
+    EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
+    EXPECT_EQ(TakeSent(tcpA_), "252(1600) SPK(1000) " + start + "XTD(840)");
+
+    tcpA_.Send(twoChannel);
+    for (const bool sure : {true, false}) {
+        op_.WillAnswer("Are you sure your monitor is model VRQ-5806 two channel device?",
+                       sure ? Answer::Yes : Answer::No);
+        EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
+        EXPECT_EQ(TakeSent(tcpA_), start + (sure ? "PLR(840)" : "XTD(840)"));
+    }
+    // The packet that it asks for tells the model, in time.
+    Set("CmdDevice", "2");
+    Set("VRQ5806", "1");
+    Join(tcpB_);
+    EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
+    EXPECT_EQ(packets_.packets.back(), (std::pair{kStreamTcpB, 1234}));
+    EXPECT_EQ(listener_->CarriedOut(), (std::vector{Operation::OnePacket, Operation::StartFiveChannel}));
+}
+
+TEST_F(CommandLayerTest, ChoosesTheCommandByteAndAsksOnce) {
+    const auto choose = [this](int slot, int position) {
+        return Run(commands_.ChooseCommandByte(slot, position, op_));
+    };
+    EXPECT_EQ(choose(2, 0), "");
+    EXPECT_EQ(settings_.GetSetting(u"CmdB"_s), u"252"_s);
+    op_.WillAnswer(
+        "This option is only available with VRQ-5810 energy monitors having firmware ver 1.020 or higher.\r\n"
+        "Also make sure that the device has already been set to work with the selected command byte. \r\n"
+        "Do you want to continue?",
+        Answer::No);
+    EXPECT_NE(choose(2, 3), "");
+    EXPECT_EQ(settings_.GetSetting(u"CmdA"_s), u"0"_s) << "of Device A, though B was meant";
+    EXPECT_EQ(settings_.GetSetting(u"CmdB"_s), u"252"_s);
+    op_.WillAnswer("firmware ver 1.020", Answer::Yes);
+    EXPECT_EQ(choose(4, 1), "");
+    EXPECT_EQ(choose(3, 2), "");
+    EXPECT_EQ(settings_.GetSetting(u"ShowOnceA"_s), u"False"_s);
+    EXPECT_NE(choose(1, 4), "");
+
+    for (const auto& [slot, byte] : {std::pair(1, 0), {2, 252}, {3, 254}, {4, 253}, {5, 252}, {6, 252}}) {
+        Set("DeviceQTY", "6");
+        EXPECT_EQ(commands_.BindTarget(slot - 1), slot);
+        EXPECT_EQ(Run(commands_.SendOnePacket(op_)), "");
+        EXPECT_EQ(TakeSent(tcpA_), std::to_string(byte) + "(1600) SPK(0)");
+    }
+}
+
+TEST_F(CommandLayerTest, BindsTheTargetToADeviceAndItsLink) {
+    Set("BindDeviceB", "3");
+    Set("BindDeviceD", "2");
+    Set("DevSerial", "100004", u"3"_s);  // Device D is in use, being bound, and so are those before it
+    serialB_.SetReplyCapture(true);
+    const struct {
+        int position;
+        int slot;
+        const char* link;
+    } cases[] = {{0, 1, "0"}, {1, 2, "3"}, {3, 4, "2"}, {4, 4, "2"}, {5, 4, "2"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(commands_.BindTarget(c.position), c.slot);
+        EXPECT_EQ(settings_.GetSetting(u"CmdIndex"_s), QString::number(c.slot - 1));
+        EXPECT_EQ(settings_.GetSetting(u"CmdDevice"_s), QLatin1StringView(c.link));
+    }
+    EXPECT_FALSE(serialB_.ReplyCapture());
+}
+
+TEST_F(CommandLayerTest, AMessageGoesOutOnTheLinkThatConnectsOutOnly) {
+    commands_.XmitMessage("lost");
+    tcpB_.connectsOut = true;
+    commands_.XmitMessage("TOG");
+    commands_.BootLoadCmd();
+    EXPECT_EQ(TakeSent(tcpB_), "TOG(0)");
+    EXPECT_TRUE(tcpA_.sent.empty());
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,121 @@
+// The command layer over real links: a loopback connection and a pseudo terminal, with a clock that the test
+// steps.
+#include <QCoroTask>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+#include "base/status_board.h"
+#include "control/command_layer.h"
+#include "control/device_settings.h"
+#include "control/monitor_history.h"
+#include "link/device_slots.h"
+#include "link/serial_link.h"
+#include "link/serial_ports.h"
+#include "link/tcp_link.h"
+#include "sim/command_listener.h"
+#include "sim/packet_sender.h"
+#include "sim/pty_line.h"
+#include "sim/simulated_monitor.h"
+#include "sim/tcp_line.h"
+#include "store/capture_database.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+#include "support/fake_clock.h"
+#include "support/loopback.h"
+#include "support/received_packets.h"
+#include "support/scripted_operator.h"
+#include "support/temp_folder.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class RealLinks : public testing::Test {
+protected:
+    ~RealLinks() override { clock_.EndWaits(); }
+
+    /// The error text of an operation, "" where it succeeded. The clock is stepped no faster than the lines
+    /// deliver.
+    std::string Run(QCoro::Task<Outcome> operation) {
+        std::optional<std::string> ended;
+        auto noted = operation.then([&](const Outcome& outcome) { ended = outcome.Error().toStdString(); });
+        const bool inTime = SpinUntil([&] {
+            clock_.Advance(10);
+            return ended.has_value();
+        });
+        return inTime ? *ended : "it did not end";
+    }
+
+    /// Joins a monitor to the line and has it set, read and set back.
+    void Converse(Line& line) {
+        SimulatedMonitor monitor({.serial = {.unitId = 3, .number = 1234}});
+        const CommandListener listener(monitor, line, clock_);
+        SendPackets(monitor, line, clock_, {});
+        const auto set = [this](const QString& type) {
+            return Run(monitorSettings_.Set(u"ct1"_s, {type, u"5"_s}, op_));
+        };
+        EXPECT_EQ(Run(commands_.StopRealtime(op_)), "");
+        EXPECT_EQ(set(u"17"_s), "");
+        EXPECT_EQ(listener.Settings().Raw(Setting::Ct1Type), 17);
+        EXPECT_EQ(monitorSettings_.Last()->bytes, listener.Settings().bytes);
+        EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
+        clock_.AdvanceSeconds(8);
+        EXPECT_TRUE(SpinUntil([this] { return receiver_.packets.size() >= 2; }));
+        EXPECT_EQ(receiver_.packets.back().second, 1234);
+        EXPECT_EQ(listener.LostBytes(), 0);
+        clock_.EndWaits();
+    }
+
+    TempFolder folder_;
+    FakeClock clock_;
+    SettingsStore settings_{folder_.Path(u"settings.ini"_s)};
+    ErrorLog errorLog_{folder_.Path(), u"Test"_s, clock_};
+    StatusBoard board_;
+    CaptureDatabase database_{folder_.Path(u"capture.db3"_s).toStdString()};
+    DeviceSlots slots_{settings_, database_};
+    NotedPackets receiver_;
+    Framer framer_{receiver_};
+    SystemSerialPorts ports_;
+    TcpLink tcpA_{TcpLink::kA, framer_, settings_, board_, errorLog_, clock_};
+    TcpLink tcpB_{TcpLink::kB, framer_, settings_, board_, errorLog_, clock_};
+    SerialLink serialA_{SerialLink::kA, ports_, framer_, settings_, board_, errorLog_, clock_};
+    SerialLink serialB_{SerialLink::kB, ports_, framer_, settings_, board_, errorLog_, clock_};
+    SerialLink serialC_{SerialLink::kC, ports_, framer_, settings_, board_, errorLog_, clock_};
+    CommandLayer commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
+                           framer_,
+                           slots_,
+                           settings_,
+                           board_,
+                           errorLog_,
+                           clock_};
+    MonitorHistory history_{folder_.Path()};
+    DeviceSettings monitorSettings_{commands_, slots_, history_, errorLog_, clock_};
+    ScriptedOperator op_;
+};
+
+TEST_F(RealLinks, AMonitorBehindAGateway) {
+    settings_.SaveSetting(u"CmdDevice"_s, u"2"_s);
+    settings_.SaveSetting(u"TcpPortB"_s, QString::number(FreePort()));
+    tcpB_.StartUp();
+    TcpLine line(clock_);
+    line.KeepConnected(u"localhost"_s, tcpB_.LocalPort());
+    ASSERT_TRUE(SpinUntil([&] { return tcpB_.State() == SocketState::Connected; }));
+    Converse(line);
+}
+
+TEST_F(RealLinks, AMonitorOnASerialLine) {
+    settings_.SaveSetting(u"CmdDevice"_s, u"4"_s);
+    PtyLine line;
+    ASSERT_TRUE(line.Open(folder_.Path(u"monitor"_s)));
+    settings_.SaveSetting(u"ComDevice7"_s, folder_.Path(u"monitor"_s));
+    settings_.SaveSetting(u"ComPortC"_s, u"7"_s);
+    EXPECT_EQ(Run(serialC_.OpenCOM()), "");
+    Converse(line);
+}
+
+}  // namespace
+}  // namespace corvane
