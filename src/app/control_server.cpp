@@ -31,7 +31,7 @@ void ControlServer::TakeConnections() {
             socket->abort();
             continue;
         }
-        sessions_.push_back(std::make_unique<ControlSession>(std::move(socket), program_, running_));
+        sessions_.push_back(std::make_unique<ControlSession>(std::move(socket), program_));
         ControlSession* session = sessions_.back().get();
         connect(session, &ControlSession::Finished, this, [this, session] { Remove(session); });
     }

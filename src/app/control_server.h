@@ -35,7 +35,6 @@ private:
     void Remove(ControlSession* session);
 
     Program& program_;
-    RunningCommand running_;
     QLocalServer server_;
     std::vector<std::unique_ptr<ControlSession>> sessions_;
 };

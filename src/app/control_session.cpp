@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/command.h"
+#include "app/program.h"
 
 namespace corvane {
 
@@ -20,9 +21,8 @@ QJsonObject ReplyObject(const Reply& reply) {
 
 }  // namespace
 
-ControlSession::ControlSession(std::unique_ptr<QLocalSocket> socket, Program& program,
-                               RunningCommand& running)
-    : socket_(std::move(socket)), program_(program), running_(running) {
+ControlSession::ControlSession(std::unique_ptr<QLocalSocket> socket, Program& program)
+    : socket_(std::move(socket)), program_(program) {
     socket_->setReadBufferSize(kLongestControlLine + 1);
     connect(socket_.get(), &QLocalSocket::readyRead, this, &ControlSession::OnReadyRead);
     connect(socket_.get(), &QLocalSocket::disconnected, this, &ControlSession::OnDisconnected);
@@ -79,13 +79,11 @@ QCoro::Task<Reply> ControlSession::Execute(const ControlRequest& request) {
     }
     if (command->readOnly) co_return co_await command->run(program_, arguments, *this);
 
-    if (!running_.name.isEmpty()) {
-        co_return Reply::Failure(
-            u"The command %1 is still running; try again when it has ended."_s.arg(running_.name));
-    }
-    running_.name = name;
+    if (const QString refusal = program_.runningCommand.Refusal(); !refusal.isEmpty())
+        co_return Reply::Failure(refusal);
+    program_.runningCommand.Set(name);
     Reply reply = co_await command->run(program_, arguments, *this);
-    running_.name.clear();
+    program_.runningCommand.Set({});
     co_return reply;
 }
 

@@ -17,16 +17,11 @@ namespace corvane {
 class Program;
 struct Reply;
 
-/// The name of the command that runs now, shared by all sessions: there is one at a time.
-struct RunningCommand {
-    QString name;
-};
-
 class ControlSession final : public QObject, public Operator {
     Q_OBJECT
 
 public:
-    ControlSession(std::unique_ptr<QLocalSocket> socket, Program& program, RunningCommand& running);
+    ControlSession(std::unique_ptr<QLocalSocket> socket, Program& program);
 
     void Show(const QString& text) override;
     QCoro::Task<Answer> Ask(Question question) override;
@@ -66,7 +61,6 @@ private:
 
     std::unique_ptr<QLocalSocket> socket_;
     Program& program_;
-    RunningCommand& running_;
     std::optional<Answer> givenAnswer_;  ///< of the request that runs
     std::coroutine_handle<> waiter_;     ///< a command that waits for an answer
     QJsonObject answer_;

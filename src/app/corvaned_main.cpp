@@ -13,32 +13,11 @@
 #include "base/clock.h"
 #include "base/exit_codes.h"
 #include "base/termination.h"
-#include "store/app_folder.h"
 
 using namespace Qt::StringLiterals;
 
 namespace corvane {
 namespace {
-
-/// The folder made and locked, or how the program must end.
-int PrepareFolder(const QString& folder, FolderLock& lock) {
-    const Outcome made = CreateAppDataFolder(folder);
-    if (!made) {
-        Say(made.Error());
-        return kExitNoFolder;
-    }
-    switch (lock.TryLock()) {
-        case FolderLock::Result::Locked:
-            return kExitOk;
-        case FolderLock::Result::InUse:
-            Say(u"The data folder %1 is in use by %2."_s.arg(folder, lock.Holder()));
-            return kExitAlreadyRunning;
-        case FolderLock::Result::Failed:
-            break;
-    }
-    Say(u"The data folder %1 cannot be locked."_s.arg(folder));
-    return kExitNoFolder;
-}
 
 class Service {
 public:
@@ -91,7 +70,11 @@ int Run() {
     }
     const Options& options = std::get<Options>(parsed);
     FolderLock lock(options.dataFolder);
-    if (const int failure = PrepareFolder(options.dataFolder, lock); failure != kExitOk) return failure;
+    const FolderTaken taken = TakeFolder(options.dataFolder, lock);
+    if (taken.exitCode != kExitOk) {
+        Say(taken.problem);
+        return taken.exitCode;
+    }
 
     Service service(options);
     QTimer::singleShot(0, [&service] { service.Start(); });

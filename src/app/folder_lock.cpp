@@ -2,6 +2,9 @@
 
 #include <QDir>
 
+#include "base/exit_codes.h"
+#include "store/app_folder.h"
+
 namespace corvane {
 
 using namespace Qt::StringLiterals;
@@ -29,6 +32,20 @@ std::optional<QString> FolderLock::ReadHolder() const {
     QString application;
     if (!file_.getLockInfo(&pid, &host, &application)) return std::nullopt;
     return u"%1 (process %2 on %3)"_s.arg(application).arg(pid).arg(host);
+}
+
+FolderTaken TakeFolder(const QString& folder, FolderLock& lock) {
+    const Outcome made = CreateAppDataFolder(folder);
+    if (!made) return {kExitNoFolder, made.Error()};
+    switch (lock.TryLock()) {
+        case FolderLock::Result::Locked:
+            return {kExitOk, {}};
+        case FolderLock::Result::InUse:
+            return {kExitAlreadyRunning, u"The data folder %1 is in use by %2."_s.arg(folder, lock.Holder())};
+        case FolderLock::Result::Failed:
+            break;
+    }
+    return {kExitNoFolder, u"The data folder %1 cannot be locked."_s.arg(folder)};
 }
 
 }  // namespace corvane

@@ -26,4 +26,13 @@ private:
     QLockFile file_;
 };
 
+/// How taking a data folder ended: an exit code and, where it is not `kExitOk`, a text.
+struct FolderTaken {
+    int exitCode;
+    QString problem;
+};
+
+/// Makes `folder` where it is missing and locks it for this program.
+[[nodiscard]] FolderTaken TakeFolder(const QString& folder, FolderLock& lock);
+
 }  // namespace corvane

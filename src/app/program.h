@@ -7,6 +7,7 @@
 #include <array>
 
 #include "app/options.h"
+#include "app/running_command.h"
 #include "base/outcome.h"
 #include "base/status_board.h"
 #include "control/command_layer.h"
@@ -66,6 +67,7 @@ private:
 
 public:
     Clock& clock;
+    RunningCommand runningCommand;
     StatusBoard statusBoard;
     ErrorLog errorLog;
     SettingsStore settings;

@@ -1,0 +1,107 @@
+// corvane: the program with its window.
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
+
+#include <cstdio>
+#include <utility>
+#include <variant>
+
+#include "app/control_protocol.h"
+#include "app/control_server.h"
+#include "app/folder_lock.h"
+#include "app/options.h"
+#include "app/program.h"
+#include "app/window/main_window.h"
+#include "base/clock.h"
+#include "base/exit_codes.h"
+#include "base/termination.h"
+
+using namespace Qt::StringLiterals;
+
+namespace corvane {
+namespace {
+
+/// Before there is a window, and after it.
+void Complain(const QString& text) {
+    std::fprintf(stderr, "%s\n", text.toUtf8().constData());
+    auto* box = new QMessageBox(QMessageBox::Warning, u"Corvane"_s, text);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->open();
+}
+
+class Desktop {
+public:
+    explicit Desktop(const Options& options)
+        : program_(options, clock_), control_(program_), window_(program_) {
+        QObject::connect(&termination_, &Termination::Requested, [this] {
+            window_.Person().EndQuestions();  // nobody is asked then
+            Close();
+        });
+        QObject::connect(&window_, &MainWindow::CloseWanted, [this] { Close(); });
+        window_.show();
+    }
+
+    QCoro::Task<> Start() {
+        const Outcome started = co_await program_.Start(window_.Person());
+        if (closing_) co_return;
+        if (!started) {
+            window_.hide();
+            exitCode_ = kExitNoDatabase;
+            Complain(started.Error());
+            QObject::connect(qApp, &QGuiApplication::lastWindowClosed,
+                             [this] { QCoreApplication::exit(exitCode_); });
+            co_return;
+        }
+        const Outcome listening = control_.Listen(ControlSocketPath(program_.DataFolder()));
+        if (!listening) program_.statusBoard.AddLine(u"     "_s + listening.Error());
+        window_.ShowProgram();
+    }
+
+private:
+    QCoro::Task<> Close() {
+        if (std::exchange(closing_, true)) co_return;
+        control_.Close();
+        co_await program_.Close(window_.Person());
+        window_.PrepareToEnd();
+        QCoreApplication::exit(exitCode_);
+    }
+
+    SystemClock clock_;
+    Program program_;
+    ControlServer control_;
+    MainWindow window_;
+    Termination termination_;
+    bool closing_ = false;
+    int exitCode_ = kExitOk;
+};
+
+int Run() {
+    const auto parsed = ParseOptions(QCoreApplication::arguments());
+    if (const auto* exit = std::get_if<OptionsExit>(&parsed)) {
+        std::puts(exit->text.toUtf8().constData());
+        return exit->code;
+    }
+    const Options& options = std::get<Options>(parsed);
+    FolderLock lock(options.dataFolder);
+    const FolderTaken taken = TakeFolder(options.dataFolder, lock);
+    if (taken.exitCode != kExitOk) {
+        Complain(taken.problem);
+        QApplication::exec();
+        return taken.exitCode;
+    }
+    QApplication::setQuitOnLastWindowClosed(false);
+    Desktop desktop(options);
+    QTimer::singleShot(0, [&desktop] { desktop.Start(); });
+    return QApplication::exec();
+}
+
+}  // namespace
+}  // namespace corvane
+
+int main(int argc, char** argv) {
+    const QApplication application(argc, argv);
+    corvane::NameApplication();
+    return corvane::Run();
+}

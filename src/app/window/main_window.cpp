@@ -1,0 +1,151 @@
+#include "app/window/main_window.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTimer>
+
+#include <algorithm>
+
+#include "app/program.h"
+#include "app/window/database_page.h"
+#include "app/window/page.h"
+#include "base/clock.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kTabKey = u"COMtab"_s;
+const QString kPlaceKey = u"WindowPlace"_s;
+constexpr QSize kFirstSize(1180, 760);
+
+}  // namespace
+
+MainWindow::MainWindow(Program& program)
+    : program_(program), op_(*this), actions_(op_, program.runningCommand), tabs_(new QTabWidget(this)) {
+    setWindowTitle(u"Corvane"_s);
+    tabs_->setDocumentMode(true);
+    tabs_->setUsesScrollButtons(true);
+    setCentralWidget(tabs_);
+    BuildStatusBar();
+    connect(&op_, &WindowOperator::ProgressTold, this, &MainWindow::ShowProgress);
+    connect(&actions_, &Actions::BusyChanged, this, [this](bool busy) {
+        if (!busy) ShowProgress({});
+    });
+    RestorePlace();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::ShowProgram() {
+    AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
+    BuildMenus();
+    const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
+    tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));
+    connect(tabs_, &QTabWidget::currentChanged, this, [this](int index) {
+        program_.settings.SaveSetting(kTabKey, QString::number(index));
+        RefreshPage();
+    });
+    connect(&program_.clock, &Clock::SecondPassed, this, [this] {
+        if (!isVisible()) return;
+        RefreshPage();
+        RefreshStatus();
+    });
+    RefreshPage();
+    RefreshStatus();
+}
+
+void MainWindow::AddPage(Page* page, const QString& name, const QString& title) {
+    page->setObjectName(name);
+    tabs_->addTab(page, title);
+}
+
+void MainWindow::RefreshPage() {
+    if (auto* page = qobject_cast<Page*>(tabs_->currentWidget())) page->Refresh();
+}
+
+void MainWindow::BuildMenus() {
+    QMenu* file = menuBar()->addMenu(u"&File"_s);
+    QAction* quit = file->addAction(u"&Quit"_s, this, &QWidget::close);
+    quit->setShortcut(QKeySequence::Quit);
+    QMenu* view = menuBar()->addMenu(u"&View"_s);
+    QAction* fullScreen = view->addAction(u"&Full screen"_s);
+    fullScreen->setCheckable(true);
+    fullScreen->setShortcut(Qt::Key_F11);
+    connect(fullScreen, &QAction::toggled, this, [this](bool full) {
+        setWindowState(windowState().setFlag(Qt::WindowFullScreen, full));
+        tabs_->tabBar()->setHidden(full);
+        menuBar()->setHidden(full);
+        statusBar()->setHidden(full);
+    });
+    addAction(fullScreen);  // its key works while the menu is hidden
+    QMenu* help = menuBar()->addMenu(u"&Help"_s);
+    help->addAction(u"&About Corvane"_s, this, [this] {
+        op_.Show(u"Corvane %1\n\nData folder: %2"_s.arg(QCoreApplication::applicationVersion(),
+                                                        program_.DataFolder()));
+    });
+}
+
+void MainWindow::BuildStatusBar() {
+    packets_ = new QLabel;
+    writeState_ = new QLabel;
+    work_ = new QLabel;
+    workBar_ = new QProgressBar;
+    workBar_->setMaximumWidth(160);
+    workBar_->setAccessibleName(u"Progress"_s);
+    workCancel_ = new QPushButton(u"Cancel"_s);
+    connect(workCancel_, &QPushButton::clicked, this, [this] { op_.SetCancelled(true); });
+    statusBar()->addWidget(packets_);
+    statusBar()->addWidget(writeState_);
+    for (QWidget* widget : {static_cast<QWidget*>(work_), static_cast<QWidget*>(workBar_),
+                            static_cast<QWidget*>(workCancel_)}) {
+        statusBar()->addPermanentWidget(widget);
+        widget->hide();
+    }
+}
+
+void MainWindow::RefreshStatus() {
+    packets_->setText(
+        u"%1 good packets, %2 bad"_s.arg(program_.framer.GoodPackets()).arg(program_.framer.BadPackets()));
+    writeState_->setText(program_.dbWriter.WriteStateText());
+}
+
+/// Without an operation, nothing runs any more.
+void MainWindow::ShowProgress(const Progress& progress) {
+    const bool running = !progress.operation.isEmpty();
+    work_->setText(u"%1  %2 s"_s.arg(progress.operation).arg(progress.seconds));
+    workBar_->setRange(0, progress.percent.has_value() ? 100 : 0);
+    workBar_->setValue(progress.percent.value_or(0));
+    work_->setVisible(running);
+    workBar_->setVisible(running);
+    workCancel_->setVisible(running);
+}
+
+void MainWindow::RestorePlace() {
+    const QByteArray place = QByteArray::fromBase64(program_.settings.GetSetting(kPlaceKey).toLatin1());
+    if (!restoreGeometry(place)) resize(kFirstSize);
+}
+
+void MainWindow::PrepareToEnd() {
+    setCursor(Qt::WaitCursor);
+    op_.EndQuestions();
+    program_.settings.SaveSetting(kPlaceKey, QString::fromLatin1(saveGeometry().toBase64()));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();  // the program closes the window once it has ended
+    Q_EMIT CloseWanted();
+}
+
+}  // namespace corvane
