@@ -11,19 +11,19 @@
 #include <memory>
 
 #include "base/outcome.h"
+#include "link/framer.h"
 
 namespace corvane {
 
 class Clock;
 class ErrorLog;
-class Framer;
 class SerialPorts;
 class SettingsStore;
 class StatusBoard;
 
 /// Feeds what the monitor sends to the framer, on the link's own stream. The line is 8 bits, no parity, one
 /// stop bit, at the rate chosen. A port that vanishes is tried again until it is back or the user closes it.
-class SerialLink : public QObject {
+class SerialLink : public QObject, public ByteSource {
     Q_OBJECT
 
 public:
@@ -59,6 +59,8 @@ public:
     /// Check and save a choice of the user, which is in force from the next opening on.
     Outcome SetPort(const QString& text);
     Outcome SetBaudRate(const QString& text);
+
+    void SetReading(bool on) override;
 
     /// Sends to the monitor. False where the port is not open.
     bool SendText(QByteArrayView text);
@@ -101,6 +103,7 @@ private:
     int countdown_ = 0;                  ///< seconds to the next attempt; 0 = none is due
     bool lossTold_ = false;              ///< that the port vanished; until it has stood open again
     bool activity_ = false;
+    bool reading_ = true;
 };
 
 }  // namespace corvane

@@ -8,19 +8,19 @@
 #include <cstdint>
 
 #include "base/outcome.h"
+#include "link/framer.h"
 #include "link/tcp_socket.h"
 
 namespace corvane {
 
 class Clock;
 class ErrorLog;
-class Framer;
 class SettingsStore;
 class StatusBoard;
 
 /// Feeds what the gateway sends to the framer, on the link's own stream. After the peer's close or an error
 /// it counts down and starts again, unless the user has disconnected it (setting `LatchDisconnectA` or `B`).
-class TcpLink : public QObject {
+class TcpLink : public QObject, public ByteSource {
     Q_OBJECT
 
 public:
@@ -52,6 +52,8 @@ public:
 
     /// Checks and saves the text of the port entry; it is used from the next Listen on.
     Outcome SetPort(const QString& text);
+
+    void SetReading(bool on) override { socket_.SetReading(on); }
 
     /// Sends to the gateway. False where none is connected.
     bool SendText(QByteArrayView text) { return socket_.SendText(text); }
