@@ -5,19 +5,30 @@
 namespace corvane {
 namespace {
 
-std::array<std::span<const Command>, 5> AllCommands() {
-    return {GeneralCommands(), LinkCommands(), DeviceCommands(), DatabaseCommands(), LogCommands()};
+std::array<std::span<const Command>, 6> AllCommands() {
+    return {GeneralCommands(),  LinkCommands(), DeviceCommands(),
+            DatabaseCommands(), LogCommands(),  ForwardCommands()};
 }
 
-}  // namespace
-
-const Command* FindCommand(const QString& name) {
+const Command* Named(const QString& name) {
     for (const auto group : AllCommands()) {
         for (const Command& command : group) {
             if (name == QLatin1StringView(command.name)) return &command;
         }
     }
     return nullptr;
+}
+
+}  // namespace
+
+const Command* FindCommand(const QString& name, QStringList& arguments) {
+    if (!arguments.isEmpty()) {
+        if (const Command* command = Named(name + u' ' + arguments.first())) {
+            arguments.removeFirst();
+            return command;
+        }
+    }
+    return Named(name);
 }
 
 QStringList CommandHelp() {

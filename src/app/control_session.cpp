@@ -67,23 +67,24 @@ QCoro::Task<> ControlSession::Run(ControlRequest request) {
 }
 
 QCoro::Task<Reply> ControlSession::Execute(const ControlRequest& request) {
-    const Command* command = FindCommand(request.command);
+    QStringList arguments = request.arguments;
+    const Command* command = FindCommand(request.command, arguments);
     if (command == nullptr) {
-        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(request.command));
+        const QString words = (request.command + u' ' + request.arguments.value(0)).trimmed();
+        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(words));
     }
-    if (request.arguments.size() < command->leastArguments ||
-        request.arguments.size() > command->mostArguments) {
-        co_return Reply::Failure(
-            u"Usage: %1 %2"_s.arg(request.command, QLatin1StringView(command->arguments)));
+    const auto name = QString::fromLatin1(command->name);
+    if (arguments.size() < command->leastArguments || arguments.size() > command->mostArguments) {
+        co_return Reply::Failure(u"Usage: %1 %2"_s.arg(name, QLatin1StringView(command->arguments)));
     }
-    if (command->readOnly) co_return co_await command->run(program_, request.arguments, *this);
+    if (command->readOnly) co_return co_await command->run(program_, arguments, *this);
 
     if (!running_.name.isEmpty()) {
         co_return Reply::Failure(
             u"The command %1 is still running; try again when it has ended."_s.arg(running_.name));
     }
-    running_.name = request.command;
-    Reply reply = co_await command->run(program_, request.arguments, *this);
+    running_.name = name;
+    Reply reply = co_await command->run(program_, arguments, *this);
     running_.name.clear();
     co_return reply;
 }

@@ -34,9 +34,20 @@ Program::Program(const Options& options, Clock& theClock)
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
       serialA(SerialLink::kA, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
-      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock) {
+      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock),
+      forwarding(framer, settings, statusBoard, errorLog, clock),
+      getUpload(settings, clock),
+      feedUpload(measurement, database, settings, options.dataFolder, clock),
+      connectionCheck(settings, clock) {
     settings.SetAsideDamagedFile();
+    framer.AddDestination(forwarding);
     measurement.AddSink(records);
+    measurement.AddSink(forwarding);
+    measurement.AddSink(getUpload);
+    for (TcpLink* link : {&tcpA, &tcpB})
+        framer.AddSource(*link);
+    for (SerialLink* link : SerialLinks())
+        framer.AddSource(*link);
 }
 
 void Program::SetRawDisplay(bool on) {
@@ -57,6 +68,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     if (!found) co_return found;
     records.LookForMinuteTables(database);
     if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
+    forwarding.StartUp();
     tcpA.StartUp();
     tcpB.StartUp();
     for (SerialLink* link : SerialLinks())
@@ -65,6 +77,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
 }
 
 QCoro::Task<> Program::Close(Operator& op) {
+    clock.EndWaits();  // first: a packet that waits to be forwarded goes on, and into the records
     dbWriter.ForceNextBurst();
     dbWriter.WriteSQL("");
     if (dbWriter.Pointer() > 1) {
@@ -77,7 +90,6 @@ QCoro::Task<> Program::Close(Operator& op) {
             0, dbWriter.LastDbMessage(),
             u"%1 records were still queued on closing and are lost"_s.arg(dbWriter.Pointer() - 1));
     }
-    clock.EndWaits();
 }
 
 }  // namespace corvane

@@ -9,6 +9,10 @@
 #include "app/options.h"
 #include "base/outcome.h"
 #include "base/status_board.h"
+#include "forward/connection_check.h"
+#include "forward/feed_upload.h"
+#include "forward/get_upload.h"
+#include "forward/tcp_forwarding.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
 #include "link/serial_link.h"
@@ -35,7 +39,7 @@ public:
     /// Puts the database in force, then starts the links. A failure is final.
     QCoro::Task<Outcome> Start(Operator& op);
 
-    /// Writes what is queued, offers to try once more where that did not work, and ends all waits.
+    /// Ends all waits, writes what is queued, and offers to try once more where that did not work.
     QCoro::Task<> Close(Operator& op);
 
     /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
@@ -76,6 +80,10 @@ public:
     SerialLink serialA;
     SerialLink serialB;
     SerialLink serialC;
+    TcpForwarding forwarding;
+    GetUpload getUpload;
+    FeedUpload feedUpload;
+    ConnectionCheck connectionCheck;
 };
 
 }  // namespace corvane

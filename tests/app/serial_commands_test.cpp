@@ -27,12 +27,11 @@ protected:
     }
 
     /// The answer to a command, for which a second is allowed to pass.
-    Reply Run(const QString& name, const QStringList& arguments = {}) {
+    Reply Run(const QString& name, QStringList arguments = {}) {
         std::optional<Reply> answer;
-        auto running =
-            FindCommand(name)->run(*program_, arguments, operator_).then([&answer](const Reply& reply) {
-                answer = reply;
-            });
+        auto running = FindCommand(name, arguments)
+                           ->run(*program_, arguments, operator_)
+                           .then([&answer](const Reply& reply) { answer = reply; });
         if (!answer.has_value()) clock.AdvanceSeconds(1);
         return answer.value_or(Reply::Failure(u"no answer"_s));
     }
