@@ -22,5 +22,8 @@ expect "A B C" open ""
 expect "A B C" close ""
 expect "on off tcp-a tcp-b serial-a serial-b serial-c" raw ""
 expect "show" log sh
+expect "forward" forw
+expect "status set listen stop connect check" forward ""
+expect "on off url path layout" get ""
 expect "--json" --js
 expect "" status ""
