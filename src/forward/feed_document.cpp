@@ -1,5 +1,7 @@
 #include "forward/feed_document.h"
 
+#include <QStringList>
+
 #include "base/number_format.h"
 
 namespace corvane {
