@@ -4,6 +4,8 @@
 
 #include <malloc.h>
 
+#include <tuple>
+
 #include "base/status_board.h"
 #include "measure/measurement_fixture.h"
 #include "support/loopback.h"
@@ -46,12 +48,12 @@ protected:
 
 TEST_F(TcpForwardingTest, EachRoleGetsWhatItsModeSaysAndABrokenOffPeerGivesWayToTheNext) {
     QTcpServer remote;
-    ASSERT_TRUE(remote.listen(QHostAddress::LocalHost));
-    Set(u"ClientTCPip"_s, u"127.0.0.1"_s);
+    ASSERT_TRUE(remote.listen(QHostAddress(u"127.0.0.10"_s)));  // not 127.0.0.010, an octal 8
+    Set(u"ClientTCPip"_s, u"127.0.0.10"_s);
     Set(u"ClientPort"_s, QString::number(remote.serverPort()));
     for (const QString& key : {u"ServerEnable"_s, u"HAServerEnable"_s, u"ClientEnable"_s, u"HAbinaryData"_s})
         Set(key, u"True"_s);
-    EXPECT_EQ(settings_.GetSetting(u"RemoteHost"_s), u"127.000.000.001"_s);
+    EXPECT_EQ(settings_.GetSetting(u"RemoteHost"_s), u"127.000.000.010"_s);
     for (int round = 0; round < 2; ++round) {
         FarEnd b(portB_);
         FarEnd listening(portListening_);
@@ -152,6 +154,28 @@ TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSa
         holder.close();
         clock_.AdvanceSeconds(10);
         EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
+        Set(u"HAServerEnable"_s, u"False"_s);
+    }
+}
+
+TEST_F(TcpForwardingTest, APeerThatComesDuringTheWaitGetsThePacketOnlyWhereTheWaitEndsByTheState) {
+    Set(u"HAbinaryData"_s, u"True"_s);
+    for (const auto& [second, held, sent] : {std::tuple(30, 8, false), std::tuple(55, 20, true)}) {
+        QTcpServer holder;
+        ASSERT_TRUE(holder.listen(QHostAddress::Any, portB_));
+        clock_.AdvanceSeconds((60 + second - clock_.Now().second) % 60);
+        Set(u"HAServerEnable"_s, u"True"_s);
+        holder.close();
+        const QByteArray first = Feed(1000);
+        FarEnd peer(portB_);
+        ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Connected));
+        clock_.AdvanceSeconds(held);
+        const QByteArray next = Feed(1001);
+        const QByteArray expected = sent ? first + next : next;
+        ASSERT_TRUE(SpinUntil([&] { return peer.Received().size() >= expected.size(); }));
+        EXPECT_EQ(peer.Received(), expected);
+        EXPECT_EQ(LogText().find("TCP state = 7") != std::string::npos, !sent);
+        QFile::remove(errorLog_.Path());
         Set(u"HAServerEnable"_s, u"False"_s);
     }
 }
