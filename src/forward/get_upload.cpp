@@ -51,6 +51,9 @@ std::string GetRequest(const std::string& path, const std::string& query, const 
 GetUpload::GetUpload(SettingsStore& settings, Clock& clock)
     : settings_(settings), clock_(clock), socket_(clock) {
     socket_.DropInput();
+    connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
+        log_.AddLine(u"The web server at %1 does not read what is sent to it."_s.arg(peer));
+    });
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
         if (key.startsWith("Get"_L1, Qt::CaseInsensitive)) LoadChoices();
     });
@@ -68,7 +71,7 @@ void GetUpload::LoadChoices() {
 }
 
 void GetUpload::OnReadings(const DeviceReadings& readings) {
-    if (!enabled_ || host_.isEmpty() || connecting_) return;
+    if (!enabled_ || host_.isEmpty()) return;
     PostToGET(FieldsText(secondLayout_ ? kGetLayout2 : kGetLayout1, readings, clock_.Now()));
 }
 
@@ -87,8 +90,8 @@ QCoro::Task<> GetUpload::PostToGET(std::string query) {
         connecting_ = false;
         if (!waited) co_return;
     }
-    if (socket_.SendText(request + "\r\n")) {
-        log_.AddLine(QString::fromStdString(request));
+    if (State() == SocketState::Connected) {
+        if (socket_.SendText(request + "\r\n")) log_.AddLine(QString::fromStdString(request));
         co_return;
     }
     QString line = u"No connection to %1 within %2 seconds"_s.arg(host_).arg(kConnectSeconds);
