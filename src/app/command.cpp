@@ -14,23 +14,29 @@ auto AllCommands() {
                       VirtualCommands(),
                       DatabaseCommands(),
                       MaintenanceCommands(),
+                      ForwardCommands(),
                       LogCommands()};
+}
+
+const Command* Named(const QString& name) {
+    for (const auto group : AllCommands()) {
+        for (const Command& command : group) {
+            if (name == QLatin1StringView(command.name)) return &command;
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace
 
 const Command* FindCommand(const QString& name, QStringList& arguments) {
-    const QString twoWords = name + u' ' + arguments.value(0);
-    for (const auto group : AllCommands()) {
-        for (const Command& command : group) {
-            const QLatin1StringView known(command.name);
-            if (name == known) return &command;
-            if (twoWords != known) continue;
+    if (!arguments.isEmpty()) {
+        if (const Command* command = Named(name + u' ' + arguments.first())) {
             arguments.removeFirst();
-            return &command;
+            return command;
         }
     }
-    return nullptr;
+    return Named(name);
 }
 
 QStringList CommandHelp() {

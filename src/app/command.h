@@ -36,7 +36,7 @@ struct Reply {
 };
 
 struct Command {
-    const char* name;       ///< one word, or two with a blank between
+    const char* name;       ///< one word or, where the first argument chooses what is done, two
     const char* arguments;  ///< as help shows them
     const char* summary;
     int leastArguments;
@@ -55,9 +55,10 @@ struct Command {
 [[nodiscard]] std::span<const Command> DatabaseCommands();
 [[nodiscard]] std::span<const Command> MaintenanceCommands();
 [[nodiscard]] std::span<const Command> LogCommands();
+[[nodiscard]] std::span<const Command> ForwardCommands();
 
-/// The command that a request is for; null where there is none. Where its name is one of two words, the
-/// second one is taken off the arguments.
+/// The command that `name` and the first of the arguments name together, which is taken away from them then,
+/// or else the one that `name` names alone; null where there is none.
 [[nodiscard]] const Command* FindCommand(const QString& name, QStringList& arguments);
 
 /// One line per command, in the order of the groups above.

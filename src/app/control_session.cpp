@@ -70,10 +70,10 @@ QCoro::Task<Reply> ControlSession::Execute(const ControlRequest& request) {
     QStringList arguments = request.arguments;
     const Command* command = FindCommand(request.command, arguments);
     if (command == nullptr) {
-        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(
-            (request.command + u' ' + arguments.value(0)).trimmed()));
+        const QString words = (request.command + u' ' + request.arguments.value(0)).trimmed();
+        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(words));
     }
-    const QLatin1StringView name(command->name);
+    const auto name = QString::fromLatin1(command->name);
     if (arguments.size() < command->leastArguments || arguments.size() > command->mostArguments) {
         co_return Reply::Failure(u"Usage: %1 %2"_s.arg(name, QLatin1StringView(command->arguments)));
     }

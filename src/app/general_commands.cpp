@@ -130,6 +130,7 @@ QCoro::Task<Reply> Get(Program& program, QStringList arguments, Operator&) {
     const SettingName name = SettingName::Parse(arguments.first());
     const QString value = program.settings.GetSetting(name.key, {}, name.section);
     if (value.isNull()) co_return Reply::Failure(u"The setting %1 is not set."_s.arg(arguments.first()));
+    if (IsSecret(name.key)) co_return Reply{.lines = {kNotShown}, .data = {{u"value"_s, kNotShown}}};
     co_return Reply{.lines = {value}, .data = {{u"value"_s, value}}};
 }
 

@@ -46,10 +46,21 @@ Program::Program(const Options& options, Clock& theClock)
       commands({&tcpA, &serialA, &tcpB, &serialB, &serialC}, framer, deviceSlots, settings, statusBoard,
                errorLog, clock),
       monitorHistory(options.dataFolder),
-      deviceSettings(commands, deviceSlots, monitorHistory, errorLog, clock) {
+      deviceSettings(commands, deviceSlots, monitorHistory, errorLog, clock),
+      forwarding(framer, settings, statusBoard, errorLog, clock),
+      getUpload(settings, clock),
+      feedUpload(measurement, database, settings, options.dataFolder, clock),
+      connectionCheck(settings, clock) {
     settings.SetAsideDamagedFile();
+    framer.AddDestination(forwarding);
     measurement.AddSink(pulses);
     measurement.AddSink(records);
+    measurement.AddSink(forwarding);
+    measurement.AddSink(getUpload);
+    for (TcpLink* link : {&tcpA, &tcpB})
+        framer.AddSource(*link);
+    for (SerialLink* link : SerialLinks())
+        framer.AddSource(*link);
 }
 
 void Program::SetRawDisplay(bool on) {
@@ -75,6 +86,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     });
     nightlyRuns.StartUp();
     if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
+    forwarding.StartUp();
     tcpA.StartUp();
     tcpB.StartUp();
     for (SerialLink* link : SerialLinks())
@@ -84,6 +96,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
 
 QCoro::Task<> Program::Close(Operator& op) {
     co_await databaseWork.Stop();
+    clock.EndWaits();  // now, so that a packet that waits to be forwarded goes on, and into the records
     dbWriter.Flush();
     if (dbWriter.Pointer() > 1) {
         const bool store = co_await op.AskYesNo(
@@ -95,7 +108,6 @@ QCoro::Task<> Program::Close(Operator& op) {
             0, dbWriter.LastDbMessage(),
             u"%1 records were still queued on closing and are lost"_s.arg(dbWriter.Pointer() - 1));
     }
-    clock.EndWaits();
 }
 
 }  // namespace corvane

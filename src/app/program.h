@@ -13,6 +13,10 @@
 #include "control/command_layer.h"
 #include "control/device_settings.h"
 #include "control/monitor_history.h"
+#include "forward/connection_check.h"
+#include "forward/feed_upload.h"
+#include "forward/get_upload.h"
+#include "forward/tcp_forwarding.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
 #include "link/serial_link.h"
@@ -47,7 +51,7 @@ public:
     /// Puts the database in force, then starts the links. A failure is final.
     QCoro::Task<Outcome> Start(Operator& op);
 
-    /// Writes what is queued, offers to try once more where that did not work, and ends all waits.
+    /// Ends all waits, writes what is queued, and offers to try once more where that did not work.
     QCoro::Task<> Close(Operator& op);
 
     /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
@@ -100,6 +104,10 @@ public:
     CommandLayer commands;
     MonitorHistory monitorHistory;
     DeviceSettings deviceSettings;
+    TcpForwarding forwarding;
+    GetUpload getUpload;
+    FeedUpload feedUpload;
+    ConnectionCheck connectionCheck;
 };
 
 }  // namespace corvane

@@ -64,6 +64,7 @@ struct Rule {
 
 constexpr const char* kNow = "";
 constexpr const char* kNextListen = ", from the next listen on";
+constexpr const char* kNextConnect = ", from the next connect on";
 constexpr const char* kNextOpen = ", from the next opening on";
 constexpr const char* kNextTarget = ", from the next \"target\" on";
 constexpr const char* kNextStart = ", from the next start on";
@@ -97,6 +98,31 @@ Outcome SaveDeviceLink(Program& program, const SettingName& name, const QString&
     return SaveWholeNumber(program, name, value, 0, kStreams - 1);
 }
 
+template <Outcome (ForwardingServer::*set)(const QString&), ForwardingServer TcpForwarding::*server>
+Outcome OfServer(Program& program, const SettingName&, const QString& value) {
+    return (program.forwarding.*server.*set)(value);
+}
+
+template <Outcome (ForwardingClient::*set)(const QString&)>
+Outcome OfClient(Program& program, const SettingName&, const QString& value) {
+    return (program.forwarding.client.*set)(value);
+}
+
+template <Outcome (GetUpload::*set)(const QString&)>
+Outcome OfGet(Program& program, const SettingName&, const QString& value) {
+    return (program.getUpload.*set)(value);
+}
+
+template <Outcome (FeedUpload::*set)(const QString&)>
+Outcome OfFeed(Program& program, const SettingName&, const QString& value) {
+    return (program.feedUpload.*set)(value);
+}
+
+Outcome SaveFeedEnabled(Program& program, const SettingName& name, const QString& value) {
+    const bool on = value.trimmed().toLower() == "true"_L1;
+    return on ? program.feedUpload.SetEnabled(true) : SaveBool(program, name, value);
+}
+
 constexpr auto kRules = std::to_array<Rule>({
     {"DBfile", kNextStart, SaveText},
     {"DBenabled", kNow, SaveEnabled},
@@ -125,6 +151,26 @@ constexpr auto kRules = std::to_array<Rule>({
     {"NegGen", kNow, SaveBool},
     {"CurrentAvg", kNow, SaveBool},
     {"Other", kNow, SaveBool},
+    {"ServerEnable", kNow, SaveBool},
+    {"BinaryData", kNow, SaveBool},
+    {"TcpPortHA", kNextListen, OfServer<&ForwardingServer::SetPort, &TcpForwarding::listeningServer>},
+    {"HAServerEnable", kNow, SaveBool},
+    {"HAbinaryData", kNow, SaveBool},
+    {"HAserverPort", kNextListen, OfServer<&ForwardingServer::SetPort, &TcpForwarding::serverB>},
+    {"ClientEnable", kNow, SaveBool},
+    {"ClientTCPip", kNextConnect, OfClient<&ForwardingClient::SetAddress>},
+    {"ClientPort", kNextConnect, OfClient<&ForwardingClient::SetPort>},
+    {"GetEnable", kNow, SaveBool},
+    {"GetURL", kNow, OfGet<&GetUpload::SetHost>},
+    {"GetURLext", kNow, OfGet<&GetUpload::SetPath>},
+    {"GetLayout", kNow, OfGet<&GetUpload::SetLayout>},
+    {"InternetCheckUrl", kNow, SaveText},
+    {"PacEnable", kNow, SaveFeedEnabled},
+    {"PachubeKey", kNow, OfFeed<&FeedUpload::SetKey>},
+    {"PachubeFeed", kNow, OfFeed<&FeedUpload::SetFeed>},
+    {"PacTitle", kNow, OfFeed<&FeedUpload::SetTitle>},
+    {"PacHost", kNow, OfFeed<&FeedUpload::SetHost>},
+    {"PacInterval", kNow, OfFeed<&FeedUpload::SetInterval>},
 });
 
 /// The key that `text` names by this rule, as the rule spells it; empty where it names none.
@@ -141,6 +187,11 @@ QString NamedKey(const Rule& rule, const QString& text) {
 
 }  // namespace
 
+bool IsSecret(const QString& key) {
+    // Slashes around it name the same key.
+    return key.contains(FeedUpload::kKeyKey, Qt::CaseInsensitive);
+}
+
 SettingName SettingName::Parse(const QString& text) {
     const auto slash = text.indexOf(u'/');
     if (slash < 0) return {SettingsStore::kStartup, text};
@@ -152,8 +203,9 @@ Reply ApplySetting(Program& program, const SettingName& name, const QString& val
     for (const Rule& rule : kRules) {
         const QString key = NamedKey(rule, name.key);
         if (!general || key.isEmpty()) continue;
-        return Reply::Of(rule.apply(program, {name.section, key}, value),
-                         u"%1 = %2%3"_s.arg(key, value, QLatin1StringView(rule.effect)));
+        return Reply::Of(
+            rule.apply(program, {name.section, key}, value),
+            u"%1 = %2%3"_s.arg(key, IsSecret(key) ? kNotShown : value, QLatin1StringView(rule.effect)));
     }
     return Reply::Failure(u"There is no setting %1 that can be set by hand."_s.arg(name.key));
 }

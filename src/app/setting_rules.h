@@ -15,6 +15,10 @@ struct SettingName {
     static SettingName Parse(const QString& text);
 };
 
+/// Whether the value of this key is never told, not even to whoever has just typed it.
+[[nodiscard]] bool IsSecret(const QString& key);
+inline const QString kNotShown = QStringLiteral("(not shown)");
+
 /// Checks a value by the key's rule and saves it; the answer says from when on it is in force. A key that the
 /// program does not know is refused, so that a slip of the pen is no silent loss.
 Reply ApplySetting(Program& program, const SettingName& name, const QString& value);

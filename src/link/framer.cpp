@@ -1,5 +1,7 @@
 #include "link/framer.h"
 
+#include <utility>
+
 namespace corvane {
 namespace {
 
@@ -10,6 +12,10 @@ constexpr std::uint8_t kSecondHeaderByte = 0xFF;
 
 void Framer::ProcessTurningPoint(int stream, std::uint8_t byte) {
     Stream& s = At(stream);
+    if (held_) {
+        s.kept += static_cast<char>(byte);
+        return;
+    }
     if (s.rawDisplay) KeepRaw(s, byte);
     if (s.kind == nullptr) {
         Hunt(s, byte);
@@ -19,8 +25,9 @@ void Framer::ProcessTurningPoint(int stream, std::uint8_t byte) {
     if (s.count == s.kind->length) Finish(stream, s);
 }
 
-void Framer::SetPlainEnd(Stream& s) {
-    s.plainEnd = s.kind != nullptr && !s.rawDisplay ? static_cast<std::uint32_t>(s.kind->length - 1) : 0;
+void Framer::SetPlainEnd(Stream& s) const {
+    const bool plain = s.kind != nullptr && !s.rawDisplay && !held_;
+    s.plainEnd = plain ? static_cast<std::uint32_t>(s.kind->length - 1) : 0;
 }
 
 void Framer::KeepRaw(Stream& s, std::uint8_t byte) {
@@ -29,7 +36,7 @@ void Framer::KeepRaw(Stream& s, std::uint8_t byte) {
     s.rawText += static_cast<char>(byte);
 }
 
-void Framer::Hunt(Stream& s, std::uint8_t byte) {
+void Framer::Hunt(Stream& s, std::uint8_t byte) const {
     if (s.packetHold) return;
     s.oldest = s.previous;
     s.previous = s.newest;
@@ -42,7 +49,7 @@ void Framer::Hunt(Stream& s, std::uint8_t byte) {
     }
 }
 
-void Framer::Open(Stream& s, const PacketKind& kind) {
+void Framer::Open(Stream& s, const PacketKind& kind) const {
     s.kind = &kind;
     s.lastKind = &kind;
     s.packet[0] = s.oldest;
@@ -54,23 +61,70 @@ void Framer::Open(Stream& s, const PacketKind& kind) {
 
 void Framer::Finish(int stream, Stream& s) {
     const std::span packet(reinterpret_cast<const std::uint8_t*>(s.packet.data()), s.count);
-    if (IsAccepted(PacketChecksum(packet), packet.back())) {
-        ++goodPackets_;
-        for (PacketDestination* destination : destinations_)
-            destination->Forward(packet);
-        receiver_.DisplayData(stream, packet);
-    } else {
+    if (!IsAccepted(PacketChecksum(packet), packet.back())) {
         ++badPackets_;
+        Close(s);
+        return;
     }
+    ++goodPackets_;
+    handOff_ = {.stream = stream, .open = true};
+    HandOn();
+}
+
+void Framer::Close(Stream& s) const {
     // The header window stays as it was when this packet was opened: its bytes are not seen again.
     s.kind = nullptr;
     SetPlainEnd(s);
 }
 
 void Framer::DropOpenPacket(int stream) {
+    if (handOff_.open && handOff_.stream == stream) return;  // it is whole, and only waits to be handed on
     Stream& s = At(stream);
     s.kind = nullptr;
     SetPlainEnd(s);
+}
+
+void Framer::HandOn() {
+    Stream& s = At(handOff_.stream);
+    const std::span packet(reinterpret_cast<const std::uint8_t*>(s.packet.data()), s.count);
+    handOff_.running = true;
+    while (!held_ && handOff_.next < destinations_.size())
+        destinations_[handOff_.next++]->Forward(packet);
+    if (!held_) {
+        receiver_.DisplayData(handOff_.stream, packet);
+        handOff_.open = false;
+        Close(s);
+    }
+    handOff_.running = false;
+}
+
+void Framer::Hold() {
+    SetHeld(true);
+}
+
+void Framer::Release() {
+    SetHeld(false);
+    if (handOff_.running) return;  // the hold ended before it was waited for: the packet goes on by itself
+    if (handOff_.open) HandOn();
+    ProcessKept();
+}
+
+void Framer::SetHeld(bool held) {
+    held_ = held;
+    for (Stream& s : streams_)
+        SetPlainEnd(s);
+    for (ByteSource* source : sources_)
+        source->SetReading(!held);
+}
+
+void Framer::ProcessKept() {
+    for (int stream = 0; stream < kStreams; ++stream) {
+        Stream& s = At(stream);
+        const std::string bytes = std::exchange(s.kept, {});
+        // A packet among them may hold the framer anew, which then keeps the rest once more.
+        for (const char c : bytes)
+            ProcessByte(stream, static_cast<std::uint8_t>(c));
+    }
 }
 
 void Framer::SetRawDisplay(int stream, bool on) {

@@ -19,11 +19,24 @@ inline constexpr int kStreamTcpB = 2;
 inline constexpr int kStreamSerialB = 3;
 inline constexpr int kStreamSerialC = 4;
 
-/// A place that accepted packets are forwarded to, byte for byte as they came.
+/// A place that accepted packets are forwarded to, byte for byte as they came. One that has to wait for its
+/// reader holds the framer for as long.
 class PacketDestination {
 public:
     virtual ~PacketDestination() = default;
+
+    /// `packet` is valid until this returns, or until the hold that this began is released.
     virtual void Forward(std::span<const std::uint8_t> packet) = 0;
+};
+
+/// Where bytes come from.
+class ByteSource {
+public:
+    virtual ~ByteSource() = default;
+
+    /// Off: what comes stays unread until this is on again. It may be switched off from within the source's
+    /// own `ProcessByte`.
+    virtual void SetReading(bool on) = 0;
 };
 
 /// Where accepted packets end: the measurement. `packet` is valid during the call only, in which no further
@@ -56,6 +69,18 @@ public:
 
     /// Adds a destination; they are served in the order of their adding, before the receiver. Not owned.
     void AddDestination(PacketDestination& destination) { destinations_.push_back(&destination); }
+
+    /// Adds a link that is not read from while the framer is held. Not owned.
+    void AddSource(ByteSource& source) { sources_.push_back(&source); }
+
+    /// Stops all streams: to be called by a destination, or by whoever the receiver hands the packet on to,
+    /// that has to wait before the packet may go on. What a source had read already is kept, up to a read
+    /// buffer each, and framed when the hold ends.
+    void Hold();
+
+    /// Ends the hold: the packet goes on to the destinations behind and the receiver, then the bytes kept are
+    /// framed, then the sources read on.
+    void Release();
 
     /// While set, no packet is opened on the stream, because its monitor is answering a command. A packet
     /// that is open already goes on being collected.
@@ -93,6 +118,15 @@ private:
         /// store.
         std::array<char8_t, kLongestPacket> packet{};
         std::string rawText;
+        std::string kept;  ///< bytes that came while the framer was held
+    };
+
+    /// The packet that is being handed on.
+    struct HandOff {
+        int stream = 0;
+        std::size_t next = 0;  ///< index of the destination that is to be served next
+        bool open = false;     ///< not yet with the receiver
+        bool running = false;  ///< a destination or the receiver has it right now
     };
 
     [[nodiscard]] Stream& At(int stream) { return streams_[static_cast<std::size_t>(stream)]; }
@@ -100,13 +134,20 @@ private:
 
     void ProcessTurningPoint(int stream, std::uint8_t byte);
     static void KeepRaw(Stream& s, std::uint8_t byte);
-    static void SetPlainEnd(Stream& s);
-    static void Hunt(Stream& s, std::uint8_t byte);
-    static void Open(Stream& s, const PacketKind& kind);
+    void SetPlainEnd(Stream& s) const;
+    void Hunt(Stream& s, std::uint8_t byte) const;
+    void Open(Stream& s, const PacketKind& kind) const;
     void Finish(int stream, Stream& s);
+    void Close(Stream& s) const;
+    void HandOn();
+    void SetHeld(bool held);
+    void ProcessKept();
 
     PacketReceiver& receiver_;
     std::vector<PacketDestination*> destinations_;
+    std::vector<ByteSource*> sources_;
+    HandOff handOff_;
+    bool held_ = false;
     std::array<Stream, kStreams> streams_;
     std::uint32_t badPackets_ = 0;
     std::uint64_t goodPackets_ = 0;

@@ -5,11 +5,11 @@
 #include <QObject>
 #include <QString>
 
+#include "link/framer.h"
+
 namespace corvane {
 
-class Framer;
-
-class MonitorLink : public QObject {
+class MonitorLink : public QObject, public ByteSource {
     Q_OBJECT
 
 public:

@@ -9,7 +9,6 @@
 #include "base/clock.h"
 #include "base/number_entry.h"
 #include "base/status_board.h"
-#include "link/framer.h"
 #include "link/serial_ports.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
@@ -163,7 +162,7 @@ void SerialLink::Drop() {
 void SerialLink::ReadAll() {
     std::array<char, kInputBuffer> buffer;  // NOLINT(*-member-init): filled by read
     // A receiver of the packets may close this link, which lets go of the port.
-    while (port_ != nullptr) {
+    while (port_ != nullptr && reading_) {
         const qint64 count = port_->read(buffer.data(), buffer.size());
         if (count <= 0) return;
         const QByteArrayView data(buffer.data(), count);
@@ -174,6 +173,12 @@ void SerialLink::ReadAll() {
             Frame(data);
         }
     }
+}
+
+void SerialLink::SetReading(bool on) {
+    if (on == std::exchange(reading_, on) || !on) return;
+    // What has come raises no signal of its own any more.
+    QMetaObject::invokeMethod(this, &SerialLink::ReadAll, Qt::QueuedConnection);
 }
 
 bool SerialLink::SendText(QByteArrayView text) {

@@ -62,6 +62,7 @@ public:
     [[nodiscard]] QString Name() const override {
         return QStringLiteral("Serial Connection ") + identity_.letter;
     }
+    void SetReading(bool on) override;
     bool SendText(QByteArrayView text) override;
     [[nodiscard]] bool IsSerial() const override { return true; }
 
@@ -101,6 +102,7 @@ private:
     int countdown_ = 0;                  ///< seconds to the next attempt; 0 = none is due
     bool lossTold_ = false;              ///< that the port vanished; until it has stood open again
     bool activity_ = false;
+    bool reading_ = true;
 };
 
 }  // namespace corvane

@@ -6,7 +6,6 @@
 #include "base/clock.h"
 #include "base/number_entry.h"
 #include "base/status_board.h"
-#include "link/framer.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 

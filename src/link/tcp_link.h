@@ -53,6 +53,7 @@ public:
     Outcome SetPort(const QString& text);
 
     [[nodiscard]] QString Name() const override { return QStringLiteral("TCP Server ") + identity_.letter; }
+    void SetReading(bool on) override { socket_.SetReading(on); }
     bool SendText(QByteArrayView text) override { return socket_.SendText(text); }
     [[nodiscard]] bool IsSerial() const override { return false; }
     [[nodiscard]] bool ConnectsOut() const override;

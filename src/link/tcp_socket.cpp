@@ -19,8 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 kReadBuffer = 65'536;
-
 /// Lets the system notice within about a minute that a peer is gone without a goodbye, where it can.
 void KeepAlive(QTcpSocket& socket) {
     socket.setSocketOption(QAbstractSocket::KeepAliveOption, 1);
@@ -48,7 +46,7 @@ QString SocketStateText(SocketState state) {
 
 TcpSocket::TcpSocket(Clock& clock) : clock_(clock) {
     connect(&server_, &QTcpServer::newConnection, this, &TcpSocket::TakeIncoming);
-    connect(&clock, &Clock::SecondPassed, this, &TcpSocket::CheckConnectTimeout);
+    connect(&clock, &Clock::SecondPassed, this, &TcpSocket::OnSecond);
 }
 
 TcpSocket::~TcpSocket() {
@@ -100,7 +98,7 @@ void TcpSocket::TakeIncoming() {
         incoming->setParent(nullptr);
         if (peer_ != nullptr) {
             const bool silent =
-                replaceAfter_.has_value() && clock_.Monotonic() - lastArrival_ >= *replaceAfter_;
+                reading_ && replaceAfter_.has_value() && clock_.Monotonic() - lastArrival_ >= *replaceAfter_;
             if (!silent) {
                 incoming->abort();
                 continue;
@@ -119,27 +117,48 @@ void TcpSocket::TakeIncoming() {
 void TcpSocket::Use(std::unique_ptr<QTcpSocket> socket) {
     peer_ = std::move(socket);
     peer_->setReadBufferSize(kReadBuffer);
-    connect(peer_.get(), &QTcpSocket::readyRead, this, &TcpSocket::ReadAll);
+    connect(peer_.get(), &QTcpSocket::readyRead, this, &TcpSocket::ReadWhileOn);
     connect(peer_.get(), &QTcpSocket::disconnected, this, &TcpSocket::OnDisconnected);
     connect(peer_.get(), &QTcpSocket::errorOccurred, this, &TcpSocket::OnError);
 }
 
-void TcpSocket::ReadAll() {
+void TcpSocket::SetReading(bool on) {
+    if (on == std::exchange(reading_, on) || !on) return;
+    lastArrival_ = clock_.Monotonic();  // what the peer sent meanwhile is not its silence
+    // What has come raises no signal of its own any more.
+    QMetaObject::invokeMethod(this, &TcpSocket::ReadWhileOn, Qt::QueuedConnection);
+}
+
+void TcpSocket::ReadWhileOn() {
+    if (!dropsInput_) {
+        while (reading_ && ReadSome(kReadBuffer)) {
+        }
+        return;
+    }
+    while (droppable_ > 0 && ReadSome(droppable_)) {
+    }
+}
+
+bool TcpSocket::ReadSome(qint64 most) {
+    // A receiver of the data may have closed this socket, which lets go of the peer.
+    if (peer_ == nullptr) return false;
     std::array<char, kReadBuffer> buffer;  // NOLINT(*-member-init): filled by read
-    // A receiver of the data may close this socket, which lets go of the peer.
-    while (peer_ != nullptr) {
-        const qint64 count = peer_->read(buffer.data(), buffer.size());
-        if (count <= 0) return;
-        lastArrival_ = clock_.Monotonic();
+    const qint64 count = peer_->read(buffer.data(), most);
+    if (count <= 0) return false;
+    lastArrival_ = clock_.Monotonic();
+    if (dropsInput_) {
+        droppable_ -= count;
+    } else {
         Q_EMIT DataArrival(QByteArrayView(buffer.data(), count));
     }
+    return true;
 }
 
 bool TcpSocket::SendText(QByteArrayView text) {
     if (state_ != SocketState::Connected) return false;
     if (peer_->bytesToWrite() + text.size() > kMostUnsent) {
         const QString peer = peer_->peerAddress().toString();
-        Close();
+        EndPeer();
         Q_EMIT PeerTooSlow(peer);
         return false;
     }
@@ -161,26 +180,41 @@ void TcpSocket::Drop() {
     peer_.release()->deleteLater();
 }
 
+void TcpSocket::EndPeer() {
+    if (!keepsListening_ || !server_.isListening()) {
+        Close();
+        return;
+    }
+    Drop();
+    SetState(SocketState::Listening);
+}
+
 void TcpSocket::OnDisconnected() {
-    ReadAll();
+    while (!dropsInput_ && ReadSome(kReadBuffer)) {
+    }
     if (peer_ == nullptr) return;
     SetState(SocketState::PeerClosing);
     Q_EMIT PeerClosed();
-    Close();
+    EndPeer();
 }
 
 void TcpSocket::OnError(QAbstractSocket::SocketError error) {
     // A connection that was up ends with `disconnected`, which follows.
     if (state_ == SocketState::Connected || error == QAbstractSocket::RemoteHostClosedError) return;
     errorText_ = peer_->errorString();
+    addressInUse_ = error == QAbstractSocket::AddressInUseError;
     server_.close();
     Drop();
     SetState(SocketState::Error);
 }
 
-void TcpSocket::CheckConnectTimeout() {
+void TcpSocket::OnSecond() {
     const bool attempting = state_ == SocketState::ResolvingHost || state_ == SocketState::Connecting;
     if (attempting && clock_.Monotonic() - connectStarted_ >= kConnectTimeout) Close();
+    if (dropsInput_) {
+        droppable_ = kReadBuffer;
+        ReadWhileOn();
+    }
 }
 
 std::uint16_t TcpSocket::LocalPort() const {

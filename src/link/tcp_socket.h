@@ -40,6 +40,7 @@ class TcpSocket : public QObject {
 public:
     static constexpr std::int64_t kMostUnsent = 1 << 20;  ///< bytes; a peer that lets more pile up is closed
     static constexpr std::int64_t kConnectTimeout = 20'000;  ///< ms
+    static constexpr qint64 kReadBuffer = 65'536;            ///< bytes
 
     explicit TcpSocket(Clock& clock);
     ~TcpSocket() override;
@@ -47,6 +48,17 @@ public:
     /// A peer that has sent nothing for this many milliseconds gives way to a new one: a gateway that lost
     /// its power never said goodbye. Without it the first peer stays.
     void ReplaceSilentPeerAfter(std::int64_t milliseconds) { replaceAfter_ = milliseconds; }
+
+    /// A server whose peer went listens on for the next one, instead of closing.
+    void KeepListening() { keepsListening_ = true; }
+
+    /// For peers that nobody listens to: what they send is dropped, and at most 64 KiB of it is read in a
+    /// second. The rest is the peer's to keep.
+    void DropInput() { dropsInput_ = true; }
+
+    /// Off: what the peer sends stays with the operating system until this is on again. Only what is left of
+    /// a peer that went is handed over all the same, for it would be lost.
+    void SetReading(bool on);
 
     /// Closes what was open and listens on all addresses; port 0 lets the system choose. On failure the state
     /// is `Error`, `AddressInUse` tells whether the port is held by others, and `ErrorText` says what
@@ -79,17 +91,23 @@ private:
     void SetState(SocketState state);
     void TakeIncoming();
     void Use(std::unique_ptr<QTcpSocket> socket);
-    void ReadAll();
+    void ReadWhileOn();
+    bool ReadSome(qint64 most);  ///< false where there was nothing
     void OnDisconnected();
+    void EndPeer();
     void OnError(QAbstractSocket::SocketError error);
     void Drop();
-    void CheckConnectTimeout();
+    void OnSecond();
 
     Clock& clock_;
     QTcpServer server_;
     std::unique_ptr<QTcpSocket> peer_;
     SocketState state_ = SocketState::Closed;
     bool addressInUse_ = false;
+    bool keepsListening_ = false;
+    bool dropsInput_ = false;
+    bool reading_ = true;
+    qint64 droppable_ = kReadBuffer;  ///< bytes that may still be dropped within this second
     QString errorText_;
     std::optional<std::int64_t> replaceAfter_;
     std::int64_t lastArrival_ = 0;  ///< monotonic ms

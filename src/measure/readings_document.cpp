@@ -3,38 +3,20 @@
 #include <QJsonArray>
 #include <QString>
 
-#include <array>
 #include <cmath>
-#include <map>
-#include <string>
 
 #include "base/clock.h"
 #include "link/framer.h"
+#include "measure/channel_labels.h"
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/virtual_channels.h"
-#include "store/capture_database.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-using Labels = std::array<QString, kChannels>;
-
-std::map<int, Labels> ReadLabels(const CaptureDatabase& database) {
-    std::map<int, Labels> labels;
-    const QueryResult result = database.Run(
-        "SELECT id, ch1alias, ch2alias, aux1alias, aux2alias, aux3alias, aux4alias, aux5alias FROM "
-        "applicationinfo");
-    for (const auto& row : result.rows) {
-        Labels& texts = labels[std::stoi(row.front().value_or("0"))];
-        for (std::size_t i = 0; i < kChannels; ++i)
-            texts[i] = QString::fromStdString(row[i + 1].value_or(""));
-    }
-    return labels;
-}
 
 QJsonValue Watts(const EnergyCounter& counter) {
     return counter.lastWatts.has_value() ? QJsonValue(*counter.lastWatts) : QJsonValue();
@@ -97,7 +79,7 @@ QJsonValue VirtualValue(const VirtualChannels& virtualChannels) {
                        {u"missing"_s, missing}};
 }
 
-QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Labels& labels,
+QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const ChannelLabels& labels,
                          const std::optional<PulseReadings>& pulse) {
     QJsonArray channels;
     for (std::size_t i = 0; i < kChannels; ++i) {
@@ -121,7 +103,7 @@ QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Labe
 QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measurement,
                              const PulseCounters& pulses, const VirtualChannels& virtualChannels,
                              const CaptureDatabase& database, const Clock& clock) {
-    auto labels = ReadLabels(database);
+    auto labels = ReadChannelLabels(database);
     QJsonArray devices;
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = measurement.Readings(slot);

@@ -38,7 +38,8 @@ QCoro::Task<> SendPackets(SimulatedMonitor& monitor, Line& line, Clock& clock, P
         }
     }
     while (line.Unsent() > 0) {
-        if (!co_await clock.DLY(1)) co_return;
+        const bool goesOn = co_await clock.DLY(1);
+        if (!goesOn) co_return;
     }
 }
 

@@ -89,8 +89,10 @@ void SettingsStore::SaveSetting(const QString& key, const QString& value, const 
     writing.setValue(name, value);
     writing.sync();
     if (writing.status() == QSettings::AccessError) {
-        Q_EMIT Problem(u"The settings could not be saved in %1; %2 = \"%3\" holds for this run only."_s.arg(
-            settings_.fileName(), key, value));
+        // The value is left out: it may be a secret, and this text goes to the log.
+        Q_EMIT Problem(
+            u"The settings could not be saved in %1; what was chosen for %2 holds for this run only."_s.arg(
+                settings_.fileName(), key));
     }
     Q_EMIT Changed(section, key);
 }

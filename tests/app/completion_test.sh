@@ -30,5 +30,7 @@ expect "hourly minute" db repair ""
 expect "condense delete" db auto ""
 expect "start stop" realtime st
 expect "read set history diff restore" monitor ""
+expect "forward" forw
+expect "status set listen stop connect check" forward ""
 expect "--json" --js
 expect "" status ""

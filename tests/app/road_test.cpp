@@ -1,4 +1,5 @@
 // The whole road of a packet inside one program: from a gateway's socket to the rows of the database.
+#include <QTcpServer>
 #include <QTcpSocket>
 
 #include "app/program_fixture.h"
@@ -135,6 +136,48 @@ TEST_F(Road, ADatabaseLockedForMinutesDelaysRecordsAndLosesNone) {
     const auto rows =
         Rows(program, "SELECT count(*), count(DISTINCT date), min(ch1watt) FROM monitordata_minute");
     EXPECT_EQ(rows[0], (Row{"6", "6", "1000"}));
+}
+
+TEST_F(Road, AForwardingPortHeldByOthersDelaysPacketsAndLosesNone) {
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any));
+    Preset(u"HAServerEnable"_s, u"True"_s);
+    Preset(u"HAbinaryData"_s, u"True"_s);
+    Preset(u"HAserverPort"_s, QString::number(holder.serverPort()));
+    Program& program = Start();
+    ConnectGateway(program.tcpA.LocalPort());
+    QByteArray packets;
+    for (const std::uint32_t seconds : {10U, 70U, 130U}) {
+        const Bytes packet = PacketOf({.ch1Absolute = seconds * 1000ULL, .seconds = seconds});
+        packets.append(reinterpret_cast<const char*>(packet.data()), static_cast<qsizetype>(packet.size()));
+    }
+    gateway_.write(packets);
+    gateway_.flush();
+    ASSERT_TRUE(SpinUntil([&] { return program.framer.GoodPackets() == 1; }));
+    EXPECT_FALSE(program.measurement.Readings(1).Seen());
+    gateway_.disconnectFromHost();
+    ASSERT_TRUE(SpinUntil([&] { return program.tcpA.State() == SocketState::Closed; }));
+    clock.AdvanceSeconds(7);
+    EXPECT_EQ(program.framer.GoodPackets(), 1U);
+    clock.AdvanceSeconds(1);
+    EXPECT_EQ(program.framer.GoodPackets(), 3U);
+    EXPECT_EQ(program.measurement.Readings(1).channels[0].absolute.watts, std::optional(1000));
+    EXPECT_TRUE(program.errorLog.Load().lines[0].contains(u"HAWinsock3 could not reconnect"_s));
+}
+
+TEST_F(Road, APacketHeldOnClosingIsRecordedAllTheSame) {
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any));
+    Preset(u"HAServerEnable"_s, u"True"_s);
+    Preset(u"HAbinaryData"_s, u"True"_s);
+    Preset(u"HAserverPort"_s, QString::number(holder.serverPort()));
+    Program& program = Start();
+    ConnectGateway(program.tcpA.LocalPort());
+    Send(program, {.seconds = 10});
+    Close(program);
+    EXPECT_EQ(Rows(program, "SELECT DISTINCT deviceaddress FROM monitordata_hourly"),
+              (std::vector<Row>{{"301234"}}));
+    EXPECT_TRUE(program.errorLog.Load().lines.isEmpty());
 }
 
 TEST_F(Road, TheFirstStartAfterTheFileIsGoneScattersNoData) {

@@ -52,6 +52,16 @@ TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
         {"DeviceQTY", "1.5", "whole number from 1 to 6"},
         {"BindDeviceF", "4", ""},
         {"BindDeviceA", "5", "whole number from 0 to 4"},
+        {"serverenable", "True", ""},
+        {"TcpPortHA", "65000", ""},
+        {"TcpPortHA", "65001", "Invalid Port value. Try again"},
+        {"HAserverPort", "65001", ""},
+        {"ClientTCPip", "1.2.3.256", "Invalid IP Address"},
+        {"ClientPort", "65535", "Invalid Port Number"},
+        {"GetLayout", "3", "1 or 2"},
+        {"PacEnable", "True", "Cannot enable. The KEY, FEED or TITLE is not valid."},
+        {"PachubeFeed", "5x", "must be a numeric value"},
+        {"PachubeKey", "secret", ""},
         {"DBenabeld", "True", "There is no setting"},
         {"0/VoltX2", "True", "There is no setting"},
     };
@@ -63,6 +73,7 @@ TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
         if (*c.error == '\0') {
             EXPECT_TRUE(reply.outcome) << c.name << ": " << reply.outcome.Error().toStdString();
             EXPECT_EQ(after.toLower(), QString::fromLatin1(c.value).toLower());
+            EXPECT_FALSE(reply.lines.join(u' ').contains(u"secret"_s));
         } else {
             EXPECT_TRUE(reply.outcome.Error().contains(QLatin1StringView(c.error))) << c.name;
             EXPECT_EQ(after, before) << c.name;

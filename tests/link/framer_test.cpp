@@ -244,5 +244,48 @@ TEST_F(FramerTest, RawTextKeepsTheLatestBytesOfItsStreamAndIsBounded) {
     EXPECT_EQ(framer_.RawText(1), "");
 }
 
+/// Holds the framer at every packet, until told to go on.
+struct Waiting final : PacketDestination {
+    explicit Waiting(Framer& framer) : framer_(framer) {}
+    void Forward(std::span<const std::uint8_t>) override { framer_.Hold(); }
+    Framer& framer_;
+};
+
+struct Source final : ByteSource {
+    void SetReading(bool on) override { reading = on; }
+    bool reading = true;
+};
+
+TEST_F(FramerTest, AHeldPacketGoesOnWhereItWasAndNothingThatCameMeanwhileIsLost) {
+    Waiting first(framer_);
+    Waiting second(framer_);
+    Destination last(recorder_, 0);
+    Source source;
+    framer_.AddDestination(first);
+    framer_.AddDestination(second);
+    framer_.AddDestination(last);
+    framer_.AddSource(source);
+    framer_.SetRawDisplay(1, true);
+    const Bytes a = Packet(Model::FiveChannel, 1);
+    const Bytes b = Packet(Model::TwoChannel, 2);
+    const Bytes c = Packet(Model::FiveChannel, 3);
+    Feed(Bytes(b.begin(), b.begin() + 20), 1);
+    Feed(a + c);
+    Feed(Bytes(b.begin() + 20, b.begin() + 30), 1);
+    framer_.SetRawDisplay(1, false);  // no shortcut past what is kept
+    Feed(Bytes(b.begin() + 30, b.end()), 1);
+    std::vector<Framed> expected;
+    for (const Framed& packet : {Framed{0, a}, Framed{0, c}, Framed{1, b}}) {
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(recorder_.framed, expected);
+            EXPECT_FALSE(source.reading);
+            framer_.Release();
+        }
+        expected.insert(expected.end(), {{-10, packet.second}, packet});
+    }
+    EXPECT_EQ(recorder_.framed, expected);
+    EXPECT_TRUE(source.reading);
+}
+
 }  // namespace
 }  // namespace corvane

@@ -180,6 +180,23 @@ TEST_F(SerialLinkTest, AHoldLetsAnOpenPacketGoOnAndOpensNone) {
     EXPECT_TRUE(Comes({{1, 7}, {1, 9}}));
 }
 
+TEST_F(SerialLinkTest, WhatComesWhileReadingIsOffIsTakenLater) {
+    Pty line;
+    SerialLink& link = MakeA(line.Path());
+    ASSERT_EQ(Open(link), "");
+    link.SetReading(false);
+    Packets all;
+    for (std::uint16_t number = 1; number <= 40; ++number) {  // more than the port's own buffer takes
+        line.Send(PacketBytes(number));
+        all.emplace_back(kStreamSerialA, number);
+    }
+    const QDeadlineTimer enough(50);
+    ASSERT_TRUE(SpinUntil([&] { return enough.hasExpired(); }));
+    EXPECT_TRUE(receiver_.packets.empty());
+    link.SetReading(true);
+    EXPECT_TRUE(Comes(all));
+}
+
 TEST_F(SerialLinkTest, SendsWhileOpenOnly) {
     Pty line;
     SerialLink& link = MakeA(line.Path());

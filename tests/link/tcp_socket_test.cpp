@@ -119,6 +119,27 @@ TEST_F(TcpSocketTest, AConnectThatGetsNoAnswerIsClosedAfterTwentySeconds) {
 }
 #endif
 
+TEST_F(TcpSocketTest, WhatComesWhileReadingIsOffStaysOutsideAndIsHandedOverLater) {
+    ASSERT_TRUE(socket_.Listen(0));
+    FarEnd peer(socket_.LocalPort());
+    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    socket_.SetReading(false);
+    const QByteArray sent = Pattern(16 << 20);
+    peer.Send(sent);
+    Settle();
+    EXPECT_TRUE(data_.isEmpty());
+    EXPECT_GT(peer.Socket().bytesToWrite(), 0);  // it did not go into this program's memory
+    socket_.SetReading(true);
+    ASSERT_TRUE(SpinUntil([&] { return data_.size() == sent.size(); }));
+    EXPECT_EQ(data_, sent);
+
+    socket_.SetReading(false);
+    peer.Send("last words");
+    peer.Close();
+    ASSERT_TRUE(BecomesOf(SocketState::Closed));
+    EXPECT_TRUE(data_.endsWith("last words"));
+}
+
 TEST_F(TcpSocketTest, AReceiverMayCloseWhileDataArrive) {
     int arrivals = 0;
     QObject::connect(&socket_, &TcpSocket::DataArrival, [this, &arrivals](QByteArrayView) {

@@ -122,8 +122,9 @@ TEST_F(SettingsStoreTest, WhatCannotBeSavedIsToldHoldsAndIsSavedWithTheNextChang
     SettingsStore store(folder.Path(u"place/corvane.ini"_s));
     Watch(store).SaveSetting(u"GetURL"_s, u"example.org"_s);
     ASSERT_EQ(problems.size(), 1U);
-    for (const char* part : {"place/corvane.ini", "GetURL", "example.org"})
+    for (const char* part : {"place/corvane.ini", "GetURL"})
         EXPECT_THAT(problems.front(), HasSubstr(part));
+    EXPECT_THAT(problems.front(), testing::Not(HasSubstr("example.org"))) << "it may be a secret";
     EXPECT_EQ(store.GetSetting(u"geturl"_s, u"absent"_s).toStdString(), "example.org");
     EXPECT_EQ(folder.Read(u"place"_s), "mine");
 

@@ -36,6 +36,8 @@ public:
         return true;
     }
 
+    void SetReading(bool) override {}  // no framer here holds its sources
+
     // The end of the monitor.
     [[nodiscard]] LineState State() override { return LineState::Ready; }
     [[nodiscard]] std::int64_t Unsent() override { return 0; }

@@ -1,0 +1,282 @@
+#include "forward/tcp_forwarding.h"
+
+#include <QDir>
+
+#include <malloc.h>
+
+#include <tuple>
+
+#include "base/status_board.h"
+#include "measure/measurement_fixture.h"
+#include "support/loopback.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class TcpForwardingTest : public MeasurementFixture {
+protected:
+    TcpForwardingTest() {
+        Set(u"HAserverPort"_s, QString::number(portB_));
+        Set(u"TcpPortHA"_s, QString::number(portListening_));
+        framer_.AddDestination(forwarding_);
+        measurement_->AddSink(forwarding_);
+    }
+
+    /// The packet as a link feeds it, and as a peer is to see it.
+    QByteArray Feed(std::uint32_t seconds) {
+        const Bytes packet =
+            PacketOf({.ch1Absolute = seconds * 150ULL, .serialNumber = 1234, .seconds = seconds});
+        for (const std::uint8_t byte : packet)
+            framer_.ProcessByte(kStreamTcpA, byte);
+        return {reinterpret_cast<const char*>(packet.data()), qsizetype(packet.size())};
+    }
+
+    [[nodiscard]] static bool Becomes(const ForwardingServer& server, SocketState state) {
+        return SpinUntil([&] { return server.State() == state; });
+    }
+
+    [[nodiscard]] std::string LogText() { return errorLog_.Load().lines.join(u'\n').toStdString(); }
+
+    const std::uint16_t portB_ = FreePort();
+    const std::uint16_t portListening_ = FreePort();
+    StatusBoard board_;
+    Framer framer_{*measurement_};
+    TcpForwarding forwarding_{framer_, settings_, board_, errorLog_, clock_};
+};
+
+TEST_F(TcpForwardingTest, EachRoleGetsWhatItsModeSaysAndABrokenOffPeerGivesWayToTheNext) {
+    QTcpServer remote;
+    ASSERT_TRUE(remote.listen(QHostAddress(u"127.0.0.10"_s)));  // not 127.0.0.010, an octal 8
+    Set(u"ClientTCPip"_s, u"127.0.0.10"_s);
+    Set(u"ClientPort"_s, QString::number(remote.serverPort()));
+    for (const QString& key : {u"ServerEnable"_s, u"HAServerEnable"_s, u"ClientEnable"_s, u"HAbinaryData"_s})
+        Set(key, u"True"_s);
+    EXPECT_EQ(settings_.GetSetting(u"RemoteHost"_s), u"127.000.000.010"_s);
+    for (int round = 0; round < 2; ++round) {
+        FarEnd b(portB_);
+        FarEnd listening(portListening_);
+        ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Connected));
+        ASSERT_TRUE(Becomes(forwarding_.listeningServer, SocketState::Connected));
+        ASSERT_TRUE(SpinUntil([&] { return forwarding_.client.State() == SocketState::Connected; }));
+        FarEnd second(portB_);
+        ASSERT_TRUE(SpinUntil([&] { return second.IsGone(); }));  // one peer at a time
+
+        QByteArray sent = Feed(1000);
+        clock_.AdvanceSeconds(10);
+        sent += Feed(1010);
+        ASSERT_TRUE(SpinUntil([&] { return b.Received() == sent; }));
+        ASSERT_TRUE(SpinUntil([&] { return listening.Received().count('\n') == 2; }));
+        EXPECT_TRUE(listening.Received().split('\n')[1].startsWith("CH1P=150&CH2P=0&Paux1=0"));
+        EXPECT_TRUE(listening.Received().endsWith(
+            QByteArray::fromStdString("&Time=" + ClockText(clock_.Now()) + "\r\n")));
+        if (round == 0) {
+            ASSERT_TRUE(SpinUntil([&] { return remote.hasPendingConnections(); }));
+            QTcpSocket* peer = remote.nextPendingConnection();
+            EXPECT_TRUE(SpinUntil([&] { return peer->bytesAvailable() == sent.size(); }));
+            EXPECT_EQ(peer->readAll(), sent);
+            peer->abort();  // the client comes again after five seconds
+            ASSERT_TRUE(SpinUntil([&] { return forwarding_.client.State() == SocketState::Closed; }));
+            EXPECT_EQ(forwarding_.client.Notice(), u"Reconnecting in 5 sec."_s);
+            clock_.AdvanceSeconds(5);
+        }
+        b.Close();
+        listening.Close();
+        ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Listening));
+        ASSERT_TRUE(Becomes(forwarding_.listeningServer, SocketState::Listening));
+        EXPECT_EQ(std::ranges::count(board_.Lines(), u"      TCP Server B Closed"_s), round + 1);
+    }
+}
+
+TEST_F(TcpForwardingTest, NetMeteringMakesTheLineLonger) {
+    Set(u"ServerEnable"_s, u"True"_s);
+    Set(u"NETmeter"_s, u"True"_s);
+    FarEnd peer(portListening_);
+    ASSERT_TRUE(Becomes(forwarding_.listeningServer, SocketState::Connected));
+    Feed(1000);
+    ASSERT_TRUE(SpinUntil([&] { return peer.Received().contains("&DevSN=301234&Time="); }));
+}
+
+TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSays) {
+    const char* const packetLost =
+        "HAWinsock3 could not reconnect after 8 seconds .... \"ForwardData\" not sent. TCP state = ";
+    const char* const textLost =
+        "TCPserver(2) could not reconnect after 4 seconds .... \"ForwardStr\" not sent. TCP state = ";
+    const struct {
+        bool binary;
+        int second;     ///< of the minute, at which the packet comes
+        bool portFree;  ///< again, by then
+        int held;       ///< ms
+        std::string logged;
+    } cases[] = {
+        {true, 30, true, 8000, std::string(packetLost) + "2\t"},
+        {true, 30, false, 8000, std::string(packetLost) + "9\t"},
+        {true, 51, true, 8000, std::string(packetLost) + "2\t"},
+        {true, 52, true, 20'000, ""},  // the second is never 120: only the state ends it
+        {true, 59, false, 20'000, ""},
+        {false, 30, true, 0, ""},
+        {false, 30, false, 4000, std::string(textLost) + "9\t"},
+        {false, 57, false, 4000, std::string(textLost) + "9\t"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.binary << " " << c.second << " " << c.portFree);
+        QFile::remove(errorLog_.Path());
+        Set(u"HAbinaryData"_s, c.binary ? u"True"_s : u"False"_s);
+        QTcpServer holder;
+        ASSERT_TRUE(holder.listen(QHostAddress::Any, portB_));
+        clock_.AdvanceSeconds((60 + c.second - clock_.Now().second) % 60);
+        Set(u"HAServerEnable"_s, u"True"_s);
+        ASSERT_EQ(forwarding_.serverB.State(), SocketState::Error);
+        if (c.portFree) holder.close();
+
+        const std::uint64_t before = framer_.GoodPackets();
+        const auto seconds = static_cast<std::uint32_t>(1000 + clock_.Monotonic() / 1000);
+        Feed(seconds);
+        Feed(seconds + 1);
+        int held = 0;
+        for (; framer_.GoodPackets() < before + 2 && held < 60'000; held += 50) {
+            EXPECT_NE(A().seconds, std::optional(static_cast<std::int32_t>(seconds + 1)));
+            clock_.Advance(50);
+        }
+        EXPECT_EQ(held, c.held);
+        EXPECT_EQ(A().seconds, std::optional(static_cast<std::int32_t>(seconds + 1)));
+        const std::string log = LogText();
+        EXPECT_EQ(log.find(c.logged) != std::string::npos && log.empty() == c.logged.empty(), true) << log;
+
+        // Whatever became of it, the port is tried again and holds up no further packet.
+        for (std::uint64_t further = 3; further < 5; ++further) {
+            Feed(seconds + 2);
+            EXPECT_EQ(framer_.GoodPackets(), before + further);
+            EXPECT_FALSE(clock_.SomeoneWaits());
+            clock_.AdvanceSeconds(5);
+        }
+        holder.close();
+        clock_.AdvanceSeconds(10);
+        EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
+        Set(u"HAServerEnable"_s, u"False"_s);
+    }
+}
+
+TEST_F(TcpForwardingTest, APeerThatComesDuringTheWaitGetsThePacketOnlyWhereTheWaitEndsByTheState) {
+    Set(u"HAbinaryData"_s, u"True"_s);
+    for (const auto& [second, held, sent] : {std::tuple(30, 8, false), std::tuple(55, 20, true)}) {
+        QTcpServer holder;
+        ASSERT_TRUE(holder.listen(QHostAddress::Any, portB_));
+        clock_.AdvanceSeconds((60 + second - clock_.Now().second) % 60);
+        Set(u"HAServerEnable"_s, u"True"_s);
+        holder.close();
+        const QByteArray first = Feed(1000);
+        FarEnd peer(portB_);
+        ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Connected));
+        clock_.AdvanceSeconds(held);
+        const QByteArray next = Feed(1001);
+        const QByteArray expected = sent ? first + next : next;
+        ASSERT_TRUE(SpinUntil([&] { return peer.Received().size() >= expected.size(); }));
+        EXPECT_EQ(peer.Received(), expected);
+        EXPECT_EQ(LogText().find("TCP state = 7") != std::string::npos, !sent);
+        QFile::remove(errorLog_.Path());
+        Set(u"HAServerEnable"_s, u"False"_s);
+    }
+}
+
+TEST_F(TcpForwardingTest, APeerThatDoesNotReadIsCutOffAndOneThatWritesIsNotHeardOut) {
+    Set(u"HAServerEnable"_s, u"True"_s);
+    Set(u"HAbinaryData"_s, u"True"_s);
+    FarEnd writer(portB_);
+    ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Connected));
+    // Without a tick of the clock one read buffer is taken, besides what the system keeps for both ends.
+    const QByteArray flood(32 << 20, 'x');
+    writer.Send(flood);
+    const QDeadlineTimer enough(200);
+    ASSERT_TRUE(SpinUntil([&] { return enough.hasExpired(); }));
+    EXPECT_GT(writer.Socket().bytesToWrite(), 1 << 20);
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Connected);
+    writer.Socket().abort();
+    ASSERT_TRUE(SpinUntil([&] {
+        clock_.AdvanceSeconds(1);
+        return forwarding_.serverB.State() == SocketState::Listening;
+    }));
+
+    FarEnd silent(portB_);
+    silent.Socket().setReadBufferSize(1);
+    ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Connected));
+    qint64 fed = 0;
+    for (std::uint32_t i = 0; forwarding_.serverB.State() == SocketState::Connected && fed < 64 << 20; ++i) {
+        fed += Feed(i).size();
+        if (i % 1000 == 0) QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
+    EXPECT_NE(LogText().find("does not read what is sent to it"), std::string::npos);
+}
+
+TEST_F(TcpForwardingTest, ThousandsOfConnectsLeaveNothingBehind) {
+    Set(u"HAServerEnable"_s, u"True"_s);
+    const auto open = [] {
+        return QDir(u"/proc/self/fd"_s)
+            .entryList(QDir::NoDotAndDotDot | QDir::System | QDir::AllEntries)
+            .size();
+    };
+    const auto descriptors = open();
+    std::size_t memory = 0;
+    for (int i = 0; i < 2000; ++i) {
+        FarEnd peer(portB_);
+        if (i % 2 == 0) peer.Socket().abort();
+        QCoreApplication::processEvents();
+        if (i == 1000) memory = mallinfo2().uordblks;
+    }
+    ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Listening));
+    EXPECT_EQ(open(), descriptors);
+    EXPECT_LT(mallinfo2().uordblks, memory + (std::size_t{64} << 10));
+}
+
+TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
+    using Setter = Outcome (*)(TcpForwarding&, const QString&);
+    const Setter listening = [](TcpForwarding& f, const QString& t) { return f.listeningServer.SetPort(t); };
+    const Setter b = [](TcpForwarding& f, const QString& t) { return f.serverB.SetPort(t); };
+    const Setter port = [](TcpForwarding& f, const QString& t) { return f.client.SetPort(t); };
+    const Setter address = [](TcpForwarding& f, const QString& t) { return f.client.SetAddress(t); };
+    const struct {
+        Setter set;
+        const char* text;
+        const char* error;
+    } cases[] = {
+        {listening, "10", ""},
+        {listening, "65000", ""},
+        {listening, "9", "Invalid Port value. Try again"},
+        {listening, "65001", "Invalid Port value. Try again"},
+        {listening, "x", "Invalid Port value. Must be numeric"},
+        {b, "10", ""},
+        {b, "65534", ""},
+        {b, "9", "Invalid range for TCP/IP Port"},
+        {b, "65535", "Invalid range for TCP/IP Port"},
+        {b, "", "Must be a numeric value"},
+        {port, "65534", ""},
+        {port, "65535", "Invalid Port Number"},
+        {port, "000080", "Invalid Port Number"},
+        {port, "80x", "Invalid Port Number"},
+        {address, "255.0.10.255", ""},
+        {address, "1.2.3.256", "Invalid IP Address"},
+        {address, "1.2.3", "Invalid IP Address"},
+        {address, "1.2.3.x", "Invalid IP Address"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.set(forwarding_, QString::fromLatin1(c.text)).Error().toStdString(), c.error) << c.text;
+    EXPECT_EQ(settings_.GetSetting(u"TcpPortHA"_s), u"65000"_s);
+
+    Set(u"HAserverPort"_s, QString::number(portB_));
+    Set(u"HAServerEnable"_s, u"True"_s);
+    forwarding_.serverB.Stop();
+    EXPECT_TRUE(settings_.GetBool(u"LatchDisconnectD"_s, false));
+    EXPECT_EQ(forwarding_.serverB.Notice(), u"Disconnected"_s);
+    forwarding_.StartUp();
+    clock_.AdvanceSeconds(20);
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Closed);
+    forwarding_.serverB.Listen();
+    EXPECT_FALSE(settings_.GetBool(u"LatchDisconnectD"_s, true));
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
+    EXPECT_EQ(forwarding_.listeningServer.State(), SocketState::Closed);  // is not enabled
+}
+
+}  // namespace
+}  // namespace corvane
