@@ -96,8 +96,8 @@ Section FeedStatus(const Program& program) {
     for (int id = 0; id <= LastAssigned(channels); ++id) {
         const auto& channel = channels[static_cast<std::size_t>(id)];
         if (!channel.has_value()) continue;
-        assigned.append(u"    %1 is %2"_s.arg(id).arg(FeedChannelText(*channel)));
-        datastreams.append(QJsonObject{{u"id"_s, id}, {u"channel"_s, FeedChannelText(*channel)}});
+        assigned.append(u"    %1 is %2"_s.arg(id).arg(channel->Text()));
+        datastreams.append(QJsonObject{{u"id"_s, id}, {u"channel"_s, channel->Text()}});
     }
     Section section{.lines = {u"Feed: %1, feed %2, title \"%3\", the key is %4"_s.arg(
                         OnOff(upload.Enabled()), feed, title, upload.HasKey() ? u"set"_s : u"not set"_s)},
@@ -246,7 +246,7 @@ QCoro::Task<Reply> FeedSet(Program& program, QStringList arguments, Operator& op
 /// The assignment of a datastream as it is now.
 QString AssignmentLine(const Program& program, const QString& id) {
     const auto channel = program.feedUpload.Channels()[id.toUInt()];
-    return u"Datastream %1: %2"_s.arg(id, channel.has_value() ? FeedChannelText(*channel) : u"none"_s);
+    return u"Datastream %1: %2"_s.arg(id, channel.has_value() ? channel->Text() : u"none"_s);
 }
 
 QCoro::Task<Reply> FeedAssign(Program& program, QStringList arguments, Operator& op) {

@@ -7,23 +7,14 @@
 #include <cstddef>
 #include <optional>
 
+#include "measure/channel_groups.h"
+
 namespace corvane {
 
 inline constexpr std::size_t kDatastreams = 51;
 
-struct FeedChannel {
-    int slot = 1;             ///< 1..6
-    std::size_t channel = 0;  ///< index into `kChannelNames`
-
-    bool operator==(const FeedChannel&) const = default;
-};
-
 /// By datastream id; nothing where none is assigned.
-using FeedChannels = std::array<std::optional<FeedChannel>, kDatastreams>;
-
-/// "A:CH1".."F:AUX5", in either case; nothing for any other text.
-[[nodiscard]] std::optional<FeedChannel> ParseFeedChannel(const QString& text);
-[[nodiscard]] QString FeedChannelText(const FeedChannel& channel);
+using FeedChannels = std::array<std::optional<ChannelChoice>, kDatastreams>;
 
 /// The list as the settings keep it: "A:CH1;;B:AUX3", datastream 1 being unassigned. What cannot be read
 /// counts as unassigned.

@@ -166,9 +166,9 @@ QCoro::Task<Outcome> FeedUpload::Assign(QString id, std::optional<QString> chann
     if (!isNumber || index >= kDatastreams) {
         co_return Outcome::Failure(u"The datastreams are numbered from 0 to %1."_s.arg(kDatastreams - 1));
     }
-    std::optional<FeedChannel> chosen;
+    std::optional<ChannelChoice> chosen;
     if (channel.has_value()) {
-        chosen = ParseFeedChannel(*channel);
+        chosen = ChannelChoice::Parse(*channel);
         if (!chosen.has_value()) {
             co_return Outcome::Failure(u"A channel is named by its device and itself: A:CH1, B:AUX3."_s);
         }

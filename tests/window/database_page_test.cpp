@@ -13,7 +13,7 @@ using testing::HasSubstr;
 const QString kPage = u"database"_s;
 
 TEST_F(WindowTest, TheDatabaseIsBackedUpAndItsFrequencyCheckedByHand) {
-    Open();
+    Open(kPage);
     Click(kPage, u"Back up"_s);
     EXPECT_THAT(BoxText(), HasSubstr("The database has been backed up:"));
     Answer(QMessageBox::Ok);
@@ -37,7 +37,7 @@ TEST_F(WindowTest, TheDatabaseIsBackedUpAndItsFrequencyCheckedByHand) {
 }
 
 TEST_F(WindowTest, NothingIsDeletedUnlessThePersonSaysYes) {
-    Open();
+    Open(kPage);
     Enter(kPage, u"Days"_s, u"1501"_s);
     Click(kPage, u"Delete older..."_s);
     EXPECT_EQ(BoxText(), "Number of days is too high. Try different value.");

@@ -20,12 +20,13 @@ namespace corvane {
 
 class WindowTest : public ProgramTest {
 protected:
-    /// Opens the window over a program that has started.
-    MainWindow& Open() {
+    /// Opens the window over a program that has started, with that page at the front.
+    MainWindow& Open(const QString& page) {
         program_ = &Start();
         window_ = std::make_unique<MainWindow>(*program_);
         window_->ShowProgram();
         window_->show();
+        window_->ShowPage(page);
         return *window_;
     }
 

@@ -23,6 +23,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int kNumberWidth = 120;
+
 QDateEdit* DateEntry(const QString& name, QDate date) {
     auto* entry = new QDateEdit(date);
     entry->setDisplayFormat(u"yyyy-MM-dd"_s);
@@ -63,6 +65,9 @@ void DatabasePage::AddFile(QVBoxLayout* page) {
     DatabaseFiles& files = program_.databaseFiles;
     backup_ = new QComboBox;
     backup_->setAccessibleName(u"Backup to restore"_s);
+    backup_->setPlaceholderText(u"no backups"_s);
+    backup_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    backup_->setMinimumContentsLength(12);
     form->addRow(Row({
         ActionButton(u"New..."_s, actions_, [&files](Operator& op) { return files.NewDatabase(op); }),
         ActionButton(u"Open..."_s, actions_, [&files](Operator& op) { return files.OpenDatabase(op); }),
@@ -86,6 +91,7 @@ void DatabasePage::AddWriting(QVBoxLayout* page) {
     form->addRow(enabled_);
     frequency_ = AddEntry(form, u"Seconds between writes"_s,
                           program_.settings.GetSetting(u"DBwriteFrequency"_s, u"10"_s));
+    frequency_->setMaximumWidth(kNumberWidth);
     connect(frequency_, &QLineEdit::editingFinished, this, [this] {
         if (!frequency_->isModified()) return;
         frequency_->setModified(false);
@@ -126,6 +132,7 @@ void DatabasePage::AddMaintenance(QVBoxLayout* page) {
     Maintenance& maintenance = program_.maintenance;
     AddPeriod(form);
     auto* days = new QLineEdit(u"400"_s);
+    days->setMaximumWidth(kNumberWidth);
     days->setAccessibleName(u"Days"_s);
     form->addRow(u"Minute data older than days"_s,
                  Row({days, ActionButton(u"Delete older..."_s, actions_, [days, &maintenance](Operator& op) {
@@ -194,7 +201,9 @@ void DatabasePage::AddNightly(QVBoxLayout* page) {
         connect(days, &QLineEdit::editingFinished, this, [days, apply] {
             if (days->isModified()) apply();
         });
-        form->addRow(on, Row({days, TextLabel(task->label)}));
+        days->setMaximumWidth(kNumberWidth);
+        form->addRow(Row({on, days}));
+        form->addRow(TextLabel(task->label));
     }
 }
 

@@ -17,7 +17,10 @@
 
 #include "app/program.h"
 #include "app/window/database_page.h"
+#include "app/window/forwarding_page.h"
+#include "app/window/monitor_page.h"
 #include "app/window/page.h"
+#include "app/window/style.h"
 #include "base/clock.h"
 
 namespace corvane {
@@ -35,6 +38,7 @@ constexpr QSize kFirstSize(1180, 760);
 MainWindow::MainWindow(Program& program)
     : program_(program), op_(*this), actions_(op_, program.runningCommand), tabs_(new QTabWidget(this)) {
     setWindowTitle(u"Corvane"_s);
+    setStyleSheet(QString::fromLatin1(kWindowStyle));
     tabs_->setDocumentMode(true);
     tabs_->setUsesScrollButtons(true);
     setCentralWidget(tabs_);
@@ -49,7 +53,9 @@ MainWindow::MainWindow(Program& program)
 MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
+    AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
+    AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);
     BuildMenus();
     const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
     tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));
@@ -69,6 +75,11 @@ void MainWindow::ShowProgram() {
 void MainWindow::AddPage(Page* page, const QString& name, const QString& title) {
     page->setObjectName(name);
     tabs_->addTab(page, title);
+}
+
+void MainWindow::ShowPage(const QString& name) {
+    if (auto* page = findChild<Page*>(name)) tabs_->setCurrentWidget(page);
+    RefreshPage();
 }
 
 void MainWindow::RefreshPage() {

@@ -32,6 +32,9 @@ public:
     /// From now on the pages show the program, which has started.
     void ShowProgram();
 
+    /// Brings the page of that object name to the front.
+    void ShowPage(const QString& name);
+
     /// Ends the questions that are open, and keeps the window's place. The window must not be used
     /// afterwards.
     void PrepareToEnd();

@@ -33,6 +33,7 @@ QFormLayout* AddSection(QVBoxLayout* page, const QString& title) {
 QLineEdit* AddEntry(QFormLayout* form, const QString& label, const QString& text) {
     auto* entry = new QLineEdit(text);
     entry->setAccessibleName(label);
+    entry->setMaximumWidth(420);
     form->addRow(label, entry);
     return entry;
 }
@@ -42,6 +43,7 @@ QLabel* TextLabel(const QString& text) {
     label->setTextFormat(Qt::PlainText);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     label->setWordWrap(true);
+    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     return label;
 }
 
@@ -49,8 +51,11 @@ QWidget* Row(std::initializer_list<QWidget*> widgets) {
     auto* row = new QWidget;
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    for (QWidget* widget : widgets)
-        layout->addWidget(widget);
+    for (QWidget* widget : widgets) {
+        const auto* label = qobject_cast<QLabel*>(widget);
+        const bool takesTheRest = label != nullptr && label->wordWrap();
+        layout->addWidget(widget, takesTheRest ? 1 : 0);
+    }
     layout->addStretch();
     return row;
 }
@@ -64,7 +69,9 @@ QVBoxLayout* ScrolledLayout(QWidget* page) {
     auto* content = new QWidget;
     area->setWidget(content);
     outer->addWidget(area);
-    return new QVBoxLayout(content);
+    auto* layout = new QVBoxLayout(content);
+    layout->setSpacing(14);
+    return layout;
 }
 
 }  // namespace corvane
