@@ -6,16 +6,9 @@ namespace corvane {
 namespace {
 
 auto AllCommands() {
-    return std::array{GeneralCommands(),
-                      LinkCommands(),
-                      DeviceCommands(),
-                      MonitorCommands(),
-                      MonitorSettingsCommands(),
-                      VirtualCommands(),
-                      DatabaseCommands(),
-                      MaintenanceCommands(),
-                      ForwardCommands(),
-                      LogCommands()};
+    return std::array{GeneralCommands(),         LinkCommands(),    DeviceCommands(),   MonitorCommands(),
+                      MonitorSettingsCommands(), VirtualCommands(), DatabaseCommands(), MaintenanceCommands(),
+                      ForwardCommands(),         LogCommands()};
 }
 
 const Command* Named(const QString& name) {

@@ -26,7 +26,12 @@ QCoro::Task<Reply> Slots(Program& program, QStringList, Operator&) {
                                        {u"online"_s, online},
                                        {u"counterReset"_s, counterReset}});
     }
-    reply.data = {{u"slots"_s, slotObjects}};
+    QStringList unbound;
+    for (const std::string& serial : program.measurement.UnboundSerials())
+        unbound.append(QString::fromStdString(serial));
+    if (!unbound.isEmpty())
+        reply.lines.append(u"Heard, but bound to no device: %1"_s.arg(unbound.join(u", "_s)));
+    reply.data = {{u"slots"_s, slotObjects}, {u"unbound"_s, QJsonArray::fromStringList(unbound)}};
     co_return reply;
 }
 

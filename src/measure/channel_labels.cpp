@@ -19,4 +19,20 @@ std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) 
     return labels;
 }
 
+Outcome SaveChannelLabels(const CaptureDatabase& database, int slot, const ChannelLabels& labels) {
+    static constexpr std::array<const char*, kChannels> kColumns = {
+        "ch1alias", "ch2alias", "aux1alias", "aux2alias", "aux3alias", "aux4alias", "aux5alias"};
+    std::string statement = "UPDATE applicationinfo SET ";
+    for (std::size_t i = 0; i < kChannels; ++i) {
+        statement += i == 0 ? "" : ",";
+        statement += kColumns[i];
+        statement += "=" + SqlQuoted(labels[i].toStdString());
+    }
+    statement += " WHERE id = '" + std::to_string(slot) + "'";
+    const QueryResult saved = database.Run(statement);
+    if (saved.Ok()) return Outcome::Success();
+    return Outcome::Failure(QStringLiteral("The names could not be saved: ") +
+                            QString::fromStdString(saved.errorText));
+}
+
 }  // namespace corvane

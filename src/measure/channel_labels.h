@@ -6,6 +6,7 @@
 #include <array>
 #include <map>
 
+#include "base/outcome.h"
 #include "measure/readings.h"
 
 namespace corvane {
@@ -17,5 +18,8 @@ using ChannelLabels = std::array<QString, kChannels>;
 /// By slot 1..6, from the database; without an entry for a slot that has none, or while the database is
 /// locked.
 [[nodiscard]] std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database);
+
+/// Keeps the names of a slot's channels in its row of the database, which is there once the slot was bound.
+Outcome SaveChannelLabels(const CaptureDatabase& database, int slot, const ChannelLabels& labels);
 
 }  // namespace corvane

@@ -80,11 +80,24 @@ void Measurement::LoadCarries() {
     }
 }
 
+void Measurement::NoteUnbound(const std::string& serial) {
+    constexpr std::size_t kMost = 16;
+    if (unbound_.size() < kMost && std::ranges::find(unbound_, serial) == unbound_.end())
+        unbound_.push_back(serial);
+}
+
+std::vector<std::string> Measurement::UnboundSerials() const {
+    std::vector<std::string> serials;
+    std::ranges::copy_if(unbound_, std::back_inserter(serials),
+                         [this](const std::string& serial) { return slots_.Choose(serial) == kNoSlot; });
+    return serials;
+}
+
 void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     const RealtimePacket packet = DecodePacket(stream, bytes);
     const std::string serial = slots_.RoutingText(packet);
     const int slot = slots_.Choose(serial);
-    if (slot == kNoSlot) return;
+    if (slot == kNoSlot) return NoteUnbound(serial);
     DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
     if (readings.serial != serial) {
         // Another monitor than before: its counters have nothing to do with what was seen.

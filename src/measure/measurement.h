@@ -43,12 +43,16 @@ public:
     /// Sets the nine carries of slot 1..6 to 0 and saves them.
     void ZeroCarries(int slot);
 
+    /// Serial texts of monitors that were heard and are bound to no slot; the first sixteen.
+    [[nodiscard]] std::vector<std::string> UnboundSerials() const;
+
     /// Whether a packet of the slot came within the last two minutes.
     [[nodiscard]] bool Online(int slot) const;
 
 private:
     struct CounterSource;
 
+    void NoteUnbound(const std::string& serial);
     void OnSettingChanged(const QString& key);
     void LoadCarries();
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
@@ -62,7 +66,8 @@ private:
     const Clock& clock_;
     std::array<DeviceReadings, kSlots> readings_;
     std::vector<ReadingsSink*> sinks_;
-    int voltFactor_ = 1;  ///< 2 where the meter's volts stand for line to line
+    std::vector<std::string> unbound_;  ///< when they were heard
+    int voltFactor_ = 1;                ///< 2 where the meter's volts stand for line to line
 };
 
 }  // namespace corvane

@@ -20,6 +20,8 @@ namespace corvane {
 
 class WindowTest : public ProgramTest {
 protected:
+    WindowTest() { Preset(QStringLiteral("FirstDeployment"), QStringLiteral("False")); }
+
     /// Opens the window over a program that has started, with that page at the front.
     MainWindow& Open(const QString& page) {
         program_ = &Start();

@@ -4,6 +4,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <optional>
 #include <utility>
 #include <variant>
 
@@ -12,6 +13,7 @@
 #include "app/folder_lock.h"
 #include "app/options.h"
 #include "app/program.h"
+#include "app/window/demo.h"
 #include "app/window/main_window.h"
 #include "base/clock.h"
 #include "base/exit_codes.h"
@@ -59,6 +61,11 @@ public:
         window_.ShowProgram();
     }
 
+    void ShowDemo() {
+        demo_.emplace(program_);
+        window_.SayItIsADemo();
+    }
+
 private:
     QCoro::Task<> Close() {
         if (std::exchange(closing_, true)) co_return;
@@ -73,28 +80,45 @@ private:
     ControlServer control_;
     MainWindow window_;
     Termination termination_;
+    std::optional<DemoMonitors> demo_;
     bool closing_ = false;
     int exitCode_ = kExitOk;
 };
 
+int RunDesktop(const Options& options, bool demo) {
+    QApplication::setQuitOnLastWindowClosed(false);
+    Desktop desktop(options);
+    if (demo) desktop.ShowDemo();
+    QTimer::singleShot(0, [&desktop] { desktop.Start(); });
+    return QApplication::exec();
+}
+
+/// Shows the text until it is closed.
+int Refuse(const QString& text, int exitCode) {
+    Complain(text);
+    QApplication::exec();
+    return exitCode;
+}
+
 int Run() {
-    const auto parsed = ParseOptions(QCoreApplication::arguments());
+    QStringList arguments = QCoreApplication::arguments();
+    const bool demo = arguments.removeAll(u"--demo"_s) > 0;
+    const auto parsed = ParseOptions(arguments);
     if (const auto* exit = std::get_if<OptionsExit>(&parsed)) {
         std::puts(exit->text.toUtf8().constData());
+        if (exit->code == kExitOk)
+            std::puts("  --demo          Show simulated monitors, in a folder that goes again.");
         return exit->code;
+    }
+    if (demo) {
+        DemoFolder folder;
+        const Outcome prepared = folder.Prepare();
+        return prepared ? RunDesktop(folder.Where(), true) : Refuse(prepared.Error(), kExitNoFolder);
     }
     const Options& options = std::get<Options>(parsed);
     FolderLock lock(options.dataFolder);
     const FolderTaken taken = TakeFolder(options.dataFolder, lock);
-    if (taken.exitCode != kExitOk) {
-        Complain(taken.problem);
-        QApplication::exec();
-        return taken.exitCode;
-    }
-    QApplication::setQuitOnLastWindowClosed(false);
-    Desktop desktop(options);
-    QTimer::singleShot(0, [&desktop] { desktop.Start(); });
-    return QApplication::exec();
+    return taken.exitCode == kExitOk ? RunDesktop(options, false) : Refuse(taken.problem, taken.exitCode);
 }
 
 }  // namespace

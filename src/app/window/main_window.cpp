@@ -16,7 +16,9 @@
 #include <algorithm>
 
 #include "app/program.h"
+#include "app/window/burden_dialog.h"
 #include "app/window/database_page.h"
+#include "app/window/first_steps.h"
 #include "app/window/forwarding_page.h"
 #include "app/window/monitor_page.h"
 #include "app/window/page.h"
@@ -70,6 +72,18 @@ void MainWindow::ShowProgram() {
     });
     RefreshPage();
     RefreshStatus();
+    if (FirstSteps::AreDue(program_)) ShowFirstSteps();
+}
+
+void MainWindow::ShowFirstSteps() {
+    auto* steps = new FirstSteps(program_, actions_, this);
+    steps->setAttribute(Qt::WA_DeleteOnClose);
+    steps->open();
+}
+
+void MainWindow::SayItIsADemo() {
+    setWindowTitle(u"Corvane - demo"_s);
+    statusBar()->addWidget(new QLabel(u"Demo: simulated monitors. Nothing of this is kept."_s));
 }
 
 void MainWindow::AddPage(Page* page, const QString& name, const QString& title) {
@@ -101,7 +115,14 @@ void MainWindow::BuildMenus() {
         statusBar()->setHidden(full);
     });
     addAction(fullScreen);  // its key works while the menu is hidden
+    QMenu* tools = menuBar()->addMenu(u"&Tools"_s);
+    tools->addAction(u"CT &burden calculator..."_s, this, [this] {
+        auto* dialog = new BurdenDialog(this);
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->open();
+    });
     QMenu* help = menuBar()->addMenu(u"&Help"_s);
+    help->addAction(u"&First steps..."_s, this, &MainWindow::ShowFirstSteps);
     help->addAction(u"&About Corvane"_s, this, [this] {
         op_.Show(u"Corvane %1\n\nData folder: %2"_s.arg(QCoreApplication::applicationVersion(),
                                                         program_.DataFolder()));

@@ -32,6 +32,9 @@ public:
     /// From now on the pages show the program, which has started.
     void ShowProgram();
 
+    /// Says on the window that what is shown is simulated.
+    void SayItIsADemo();
+
     /// Brings the page of that object name to the front.
     void ShowPage(const QString& name);
 
@@ -49,6 +52,7 @@ protected:
 private:
     void AddPage(Page* page, const QString& name, const QString& title);
     void BuildMenus();
+    void ShowFirstSteps();
     void BuildStatusBar();
     void RestorePlace();
     void RefreshPage();
