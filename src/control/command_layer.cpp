@@ -6,7 +6,7 @@
 
 #include "base/clock.h"
 #include "base/operator.h"
-#include "base/second_wait.h"
+#include "base/wait_until.h"
 #include "base/status_board.h"
 #include "link/device_slots.h"
 #include "link/monitor_link.h"

@@ -81,14 +81,12 @@ QCoro::Task<> GetUpload::PostToGET(std::string query) {
     if (State() != SocketState::Connected) {
         connecting_ = true;
         const auto [host, port] = SplitHost(host_);
-        const int deadline = (clock_.Now().second + kConnectSeconds) % 60;
+        const int deadline = SecondFromNow(clock_, kConnectSeconds);
         socket_.Connect(host, port);
-        const std::function<bool()> over = [this, deadline] {
-            return State() == SocketState::Connected || clock_.Now().second == deadline;
-        };
-        const bool waited = co_await WaitUntil(clock_, over);
+        const std::function<bool()> connected = [this] { return State() == SocketState::Connected; };
+        const WaitEnd end = co_await WaitUntilSecond(clock_, deadline, connected);
         connecting_ = false;
-        if (!waited) co_return;
+        if (end == WaitEnd::Closing) co_return;
     }
     if (State() == SocketState::Connected) {
         if (socket_.SendText(request + "\r\n")) log_.AddLine(QString::fromStdString(request));

@@ -1,5 +1,6 @@
 // corvane: the program with its window.
 #include <QApplication>
+#include <QIcon>
 #include <QMessageBox>
 #include <QTimer>
 
@@ -127,5 +128,7 @@ int Run() {
 int main(int argc, char** argv) {
     const QApplication application(argc, argv);
     corvane::NameApplication();
+    QApplication::setWindowIcon(QIcon(u":/corvane.svg"_s));
+    QGuiApplication::setDesktopFileName(u"corvane"_s);
     return corvane::Run();
 }
