@@ -6,8 +6,8 @@
 
 #include "base/clock.h"
 #include "base/operator.h"
-#include "base/wait_until.h"
 #include "base/status_board.h"
+#include "base/wait_until.h"
 #include "link/device_slots.h"
 #include "link/monitor_link.h"
 #include "store/error_log.h"

@@ -16,6 +16,7 @@ constexpr double kE24[] = {1.0, 1.1, 1.2, 1.3, 1.5, 1.6, 1.8, 2.0, 2.2, 2.4, 2.7
 /// The powers of the 96th root of 10, to three digits.
 std::vector<double> E96() {
     std::vector<double> values;
+    values.reserve(96);
     for (int i = 0; i < 96; ++i)
         values.push_back(std::round(std::pow(10, i / 96.0) * 100) / 100);
     return values;

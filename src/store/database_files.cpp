@@ -138,7 +138,7 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile(Operator& op) {
     while (true) {
         const auto chosen = co_await Browse(op);
         if (!chosen.has_value()) co_return Outcome::Failure(kNotReplaced);
-        const QString path = *chosen;
+        const QString& path = *chosen;
         if (QFileInfo(path) == QFileInfo(CurrentPath())) {
             op.Show(u"You have selected the existing file...... Database file is unchanged."_s);
             co_return Outcome::Success();

@@ -44,7 +44,7 @@ SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect
         const double rows = RowsOf(session, table);
         const int before = sqlite3_total_changes(database.Handle());
         if (effect == Effect::Whole) {
-            if (const QueryResult begun = database.GetTable("BEGIN IMMEDIATE"); !begun.Ok()) return begun;
+            if (QueryResult begun = database.GetTable("BEGIN IMMEDIATE"); !begun.Ok()) return begun;
         }
         for (const Statement& statement : statements) {
             // Closing the connection takes back what an unfinished transaction did.
@@ -52,7 +52,7 @@ SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect
                 return Failed(std::move(error));
         }
         if (effect == Effect::Whole) {
-            if (const QueryResult kept = database.GetTable("COMMIT"); !kept.Ok()) return kept;
+            if (QueryResult kept = database.GetTable("COMMIT"); !kept.Ok()) return kept;
         }
         const int changed = sqlite3_total_changes(database.Handle()) - before;
         return QueryResult{.rows = {{std::to_string(changed)}}, .errorText = {}};
