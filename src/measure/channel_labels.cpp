@@ -26,7 +26,8 @@ Outcome SaveChannelLabels(const CaptureDatabase& database, int slot, const Chann
     for (std::size_t i = 0; i < kChannels; ++i) {
         statement += i == 0 ? "" : ",";
         statement += kColumns[i];
-        statement += "=" + SqlQuoted(labels[i].toStdString());
+        statement += '=';
+        statement += SqlQuoted(labels[i].toStdString());
     }
     statement += " WHERE id = '" + std::to_string(slot) + "'";
     const QueryResult saved = database.Run(statement);
