@@ -17,6 +17,7 @@
 
 #include "app/program.h"
 #include "app/window/database_page.h"
+#include "app/window/live_page.h"
 #include "app/window/page.h"
 #include "base/clock.h"
 
@@ -49,6 +50,7 @@ MainWindow::MainWindow(Program& program)
 MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
+    AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
     BuildMenus();
     const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
