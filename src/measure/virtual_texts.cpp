@@ -15,6 +15,8 @@ QString Number(double value, const char* pattern) {
     return QString::fromStdString(FormatNumber(value, pattern));
 }
 
+}  // namespace
+
 QString WattsText(double watts) {
     return Number(watts, "#######0") + u" W"_s;
 }
@@ -23,16 +25,24 @@ QString AmpsText(double amps) {
     return (amps == 0 ? u"0"_s : Number(amps, "###.0")) + u" A"_s;
 }
 
-QString KwhText(const Flow& flow) {
-    return Number(flow.Kwh(), "#####0.000") + u" kWh"_s;
+QString KwhText(double kwh) {
+    return Number(kwh, "#####0.000") + u" kWh"_s;
 }
 
-}  // namespace
+QString ChannelKwhText(double kwh) {
+    return Number(kwh, "#####0.000") + u" KWh"_s;
+}
+
+QString FlowRateText(const PulseReadings& pulse) {
+    return Number(pulse.rate, "####0.00") + u' ' + QLatin1StringView(pulse.unit->shortRate);
+}
+
+QString FlowTotalText(const PulseReadings& pulse) {
+    return Number(pulse.total, "####0.00") + u' ' + QLatin1StringView(pulse.unit->total);
+}
 
 QString FlowText(const PulseReadings& pulse) {
-    return u"Flow %1 %2, %3 %4"_s.arg(Number(pulse.rate, "####0.00"),
-                                      QLatin1StringView(pulse.unit->shortRate),
-                                      Number(pulse.total, "####0.00"), QLatin1StringView(pulse.unit->total));
+    return u"Flow %1, %2"_s.arg(FlowRateText(pulse), FlowTotalText(pulse));
 }
 
 QString MainPowerText(const VirtualReadings& values) {
@@ -54,20 +64,21 @@ QStringList VirtualLines(const VirtualChannels& virtualChannels) {
     QStringList lines;
     if (!groups.Empty(ChannelGroup::MainPanel)) {
         lines.append(u"Main Panel  %1  %2  %3"_s.arg(MainPowerText(values), AmpsText(values.ShownMainAmps()),
-                                                     KwhText(values.main)));
-        lines.append(u"Other  %1  %2"_s.arg(WattsText(values.other.watts), KwhText(values.other)));
+                                                     KwhText(values.main.Kwh())));
+        lines.append(u"Other  %1  %2"_s.arg(WattsText(values.other.watts), KwhText(values.other.Kwh())));
     }
     if (values.netMetering) {
         lines += {GridText(values.net.watts) + u"  "_s + WattsText(values.net.watts),
                   GeneratorText(values.generated.watts) + u"  "_s + WattsText(values.generated.watts),
-                  u"Net Energy From Grid  "_s + KwhText(values.net),
-                  u"Generated Energy  "_s + KwhText(values.generated),
-                  u"Energy Consumed By Home Loads  "_s + KwhText(values.used)};
+                  u"Net Energy From Grid  "_s + KwhText(values.net.Kwh()),
+                  u"Generated Energy  "_s + KwhText(values.generated.Kwh()),
+                  u"Energy Consumed By Home Loads  "_s + KwhText(values.used.Kwh())};
     }
     for (std::size_t i = 0; i < kVirtualChannels.size(); ++i) {
         if (groups.Empty(kVirtualChannels[i])) continue;
         const Flow& flow = values.virtuals[i];
-        lines.append(u"Virtual Channel %1  %2  %3"_s.arg(i + 1).arg(WattsText(flow.watts), KwhText(flow)));
+        lines.append(
+            u"Virtual Channel %1  %2  %3"_s.arg(i + 1).arg(WattsText(flow.watts), KwhText(flow.Kwh())));
     }
     for (const int slot : values.missing)
         lines.append(u"Device %1 is off line and missing from these sums."_s.arg(SlotLetter(slot)));

@@ -1,4 +1,4 @@
-// The lines in which people read pulses, sums and the exchange with the grid.
+// The texts in which people read power, energy, pulses, sums and the exchange with the grid.
 #pragma once
 
 #include <QString>
@@ -9,6 +9,22 @@ namespace corvane {
 struct PulseReadings;
 class VirtualChannels;
 struct VirtualReadings;
+
+/// Whole watts: "-120 W".
+[[nodiscard]] QString WattsText(double watts);
+
+/// One decimal; "0 A" where no current flows.
+[[nodiscard]] QString AmpsText(double amps);
+
+/// Of a sum: "12.500 kWh".
+[[nodiscard]] QString KwhText(double kwh);
+
+/// Of a channel, in whose line the unit is written "KWh".
+[[nodiscard]] QString ChannelKwhText(double kwh);
+
+/// The rate with its unit, then the total with its own.
+[[nodiscard]] QString FlowRateText(const PulseReadings& pulse);
+[[nodiscard]] QString FlowTotalText(const PulseReadings& pulse);
 
 /// "Flow", the rate and the total with their units.
 [[nodiscard]] QString FlowText(const PulseReadings& pulse);

@@ -20,6 +20,7 @@
 #include "app/window/database_page.h"
 #include "app/window/first_steps.h"
 #include "app/window/forwarding_page.h"
+#include "app/window/live_page.h"
 #include "app/window/monitor_page.h"
 #include "app/window/page.h"
 #include "app/window/style.h"
@@ -55,6 +56,7 @@ MainWindow::MainWindow(Program& program)
 MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
+    AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
     AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);

@@ -1,0 +1,108 @@
+#include "app/window/live_page.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <ranges>
+
+#include "app/program.h"
+#include "app/window/device_card.h"
+#include "app/window/widgets.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+LivePage::LivePage(Program& program) : program_(program), recent_(program.clock) {
+    QVBoxLayout* page = ScrolledLayout(this);
+    BuildEmptyState();
+    page->addWidget(empty_);
+    cardArea_ = new QWidget;
+    grid_ = new QGridLayout(cardArea_);
+    grid_->setContentsMargins(0, 0, 0, 0);
+    page->addWidget(cardArea_);
+    program.measurement.AddSink(recent_);
+}
+
+void LivePage::BuildEmptyState() {
+    empty_ = new QWidget;
+    auto* title = new QLabel(u"No monitor is connected yet"_s);
+    QFont large = font();
+    large.setPointSizeF(large.pointSizeF() * 2);
+    title->setFont(large);
+    steps_ = TextLabel();
+    strangers_ = TextLabel();
+    auto* column = new QVBoxLayout(empty_);
+    column->setSpacing(fontMetrics().height());
+    column->addStretch(1);
+    for (QLabel* label : {title, steps_, strangers_}) {
+        label->setFixedWidth(fontMetrics().averageCharWidth() * 72);
+        column->addWidget(label, 0, Qt::AlignHCenter);
+    }
+    column->addStretch(2);
+}
+
+void LivePage::ShowEmptyState() {
+    const auto port = [this](const TcpLink& link) {
+        return link.LocalPort() == 0 ? u"closed"_s : QString::number(link.LocalPort());
+    };
+    steps_->setText(
+        u"1.  Connect the monitor. By a serial cable or a USB adapter: plug it in, then open its port on the "
+        "Connections tab. By a network gateway: let the gateway send to this computer (TCP Server A: port "
+        "%1, "
+        "B: port %2).\n\n"
+        "2.  Bind it to a device on the Devices tab, by its serial number.\n\n"
+        "3.  Come back: its values are here as soon as its next packet comes."_s.arg(port(program_.tcpA),
+                                                                                     port(program_.tcpB)));
+    const auto packets = program_.framer.GoodPackets();
+    strangers_->setVisible(packets > 0);
+    strangers_->setText(
+        u"%1 packets have come, from monitors that no device is bound to: step 2 is next."_s.arg(packets));
+}
+
+void LivePage::Refresh() {
+    const int inUse = program_.deviceSlots.InUse();
+    const bool any = std::ranges::any_of(std::views::iota(1, inUse + 1), [this](int slot) {
+        return !program_.deviceSlots.Bound(slot).isEmpty();
+    });
+    empty_->setVisible(!any);
+    cardArea_->setVisible(any);
+    if (!any) return ShowEmptyState();
+    SetCards(inUse);
+    // Nothing while the database is locked: then those of before go on being shown.
+    if (auto labels = ReadChannelLabels(program_.database); !labels.empty()) labels_ = std::move(labels);
+    for (std::size_t i = 0; i < cards_.size(); ++i)
+        cards_[i]->Refresh(labels_[static_cast<int>(i) + 1]);
+}
+
+void LivePage::SetCards(int count) {
+    if (static_cast<int>(cards_.size()) == count) return;
+    for (; static_cast<int>(cards_.size()) > count; cards_.pop_back())
+        delete cards_.back();
+    while (static_cast<int>(cards_.size()) < count)
+        cards_.push_back(new DeviceCard(program_, recent_, static_cast<int>(cards_.size()) + 1));
+    columns_ = 0;
+    Arrange();
+}
+
+/// As many cards in a row as are readable beside each other.
+void LivePage::Arrange() {
+    if (cards_.empty()) return;
+    const int count = static_cast<int>(cards_.size());
+    const int columns = std::clamp(width() / (fontMetrics().averageCharWidth() * 76), 1, count);
+    if (columns == columns_) return;
+    columns_ = columns;
+    for (int i = 0; i < count; ++i)
+        grid_->addWidget(cards_[static_cast<std::size_t>(i)], i / columns, i % columns);
+    for (int column = 0; column < kSlots; ++column)
+        grid_->setColumnStretch(column, column < columns ? 1 : 0);
+}
+
+void LivePage::resizeEvent(QResizeEvent* event) {
+    Page::resizeEvent(event);
+    Arrange();
+}
+
+}  // namespace corvane
