@@ -1,5 +1,8 @@
 #include "store/sql_worker.h"
 
+#include <QCoreApplication>
+#include <QEvent>
+
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -61,8 +64,15 @@ QCoro::Task<QueryResult> SqlWorker::Run(std::string path, SqlJob job) {
     co_return co_await Result(*this);
 }
 
-void SqlWorker::Finish(QueryResult result) {
+void SqlWorker::End() {
+    if (!busy_) return;
+    Interrupt();
     thread_.join();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);  // the result is among them
+}
+
+void SqlWorker::Finish(QueryResult result) {
+    if (thread_.joinable()) thread_.join();
     result_ = std::move(result);
     busy_ = false;
     std::exchange(waiter_, nullptr).resume();

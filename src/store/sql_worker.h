@@ -66,6 +66,10 @@ public:
     /// Lets the job that runs end soon.
     void Interrupt() { thread_.request_stop(); }
 
+    /// Interrupts the job that runs, waits for its thread, and resumes who awaits it before coming back: what
+    /// an owner that is being deleted calls, as its event loop will not.
+    void End();
+
 Q_SIGNALS:
     /// What the job tells of itself; no percentage where it is not known.
     void Told(const QString& text, std::optional<int> percent);

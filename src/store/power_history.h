@@ -1,0 +1,47 @@
+// Power over time, as the minute records of one device have it, and the line that is drawn of it.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "store/wall_time.h"
+
+namespace corvane {
+
+/// CH1, CH2, AUX1 to AUX5.
+inline constexpr std::size_t kHistoryChannels = 7;
+
+/// While a device is on line, its minute records are never further apart: the first packet of a minute may
+/// come at its very end, and one later than 120 s after the last means that the device was off line.
+inline constexpr WallTime kPowerGap = 180;
+
+/// The minute records of a device in the order of their times.
+struct PowerHistory {
+    std::vector<WallTime> times;
+    std::array<std::vector<float>, kHistoryChannels> watts;  ///< NaN for NULL
+
+    /// Adds a record. One with the time of the last is left out: it is there twice.
+    void Add(WallTime time, const std::array<float, kHistoryChannels>& values);
+
+    /// Puts records that came while a clock was set back in their places. To be called after the last `Add`.
+    void Sort();
+
+    /// The record nearest to `time`; -1 where none is within `kPowerGap`.
+    [[nodiscard]] std::ptrdiff_t Nearest(WallTime time) const;
+};
+
+/// A point of a line; where `watts` is NaN the line is broken.
+struct TracePoint {
+    double time;
+    double watts;
+};
+
+/// The line of one channel from `from` to `to`, both included, and one record further at either side. Of each
+/// of `columns` equal parts it has the lowest and the highest value, in the order of their times, and so at
+/// most three points with its break. It is broken wherever records are more than `kPowerGap` apart. A record
+/// without neighbours comes twice, so that a line of no length shows it.
+[[nodiscard]] std::vector<TracePoint> TraceOf(const PowerHistory& history, std::size_t channel, WallTime from,
+                                              WallTime to, int columns);
+
+}  // namespace corvane
