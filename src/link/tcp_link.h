@@ -59,6 +59,7 @@ public:
     [[nodiscard]] bool ConnectsOut() const override;
 
     [[nodiscard]] QChar Letter() const { return identity_.letter; }
+    [[nodiscard]] int DefaultPort() const { return identity_.defaultPort; }
     [[nodiscard]] SocketState State() const { return socket_.State(); }
     [[nodiscard]] std::uint16_t LocalPort() const { return socket_.LocalPort(); }
 

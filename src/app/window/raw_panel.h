@@ -1,0 +1,52 @@
+// The bytes as they come in, the fields of packets told apart by colour.
+#pragma once
+
+#include <QGroupBox>
+
+#include <string>
+
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QTableWidget;
+class QTextCursor;
+class QTextEdit;
+
+namespace corvane {
+
+class Program;
+struct RawRun;
+
+class RawPanel final : public QGroupBox {
+    Q_OBJECT
+
+public:
+    static constexpr std::size_t kShown = 4096;  ///< bytes of a stream; older ones are left out
+
+    explicit RawPanel(Program& program);
+
+    /// To be called once a second while it is looked at.
+    void Refresh();
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    QWidget* Choices();
+    void TakeLatest();
+    void ShowBytes();
+    void WriteRun(QTextCursor& cursor, const RawRun& run) const;
+    void ShowFields(const RawRun* packet);
+    [[nodiscard]] QColor ColourOf(std::size_t field) const;
+
+    Program& program_;
+    QCheckBox* on_;
+    QCheckBox* hold_;
+    QComboBox* stream_;
+    QLabel* counters_;
+    QTextEdit* bytes_;
+    QTableWidget* fields_;
+    std::string shown_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,49 @@
+// Serial Connection A, B or C, on the tab of the connections.
+#pragma once
+
+#include <QCoroTask>
+#include <QGroupBox>
+
+#include <vector>
+
+#include "base/outcome.h"
+
+class QComboBox;
+class QPushButton;
+
+namespace corvane {
+
+class Actions;
+class Program;
+class SerialLink;
+class StateLine;
+struct FoundPort;
+
+class SerialLinkBox final : public QGroupBox {
+    Q_OBJECT
+
+public:
+    SerialLinkBox(SerialLink& link, Program& program, Actions& actions);
+
+    /// Offers these ports beside the one that is chosen.
+    void Offer(const std::vector<FoundPort>& ports);
+
+    /// To be called once a second while it is looked at: the light shows what came since the last call.
+    void Refresh();
+
+private:
+    QWidget* Buttons();
+    void ShowChosen();
+    QCoro::Task<Outcome> Open();
+    [[nodiscard]] QString Setting(const QString& name) const;
+
+    SerialLink& link_;
+    Program& program_;
+    Actions& actions_;
+    StateLine* state_;
+    QComboBox* port_;
+    QComboBox* baudRate_;
+    QPushButton* close_ = nullptr;
+};
+
+}  // namespace corvane

@@ -1,0 +1,34 @@
+// How a link stands: a small light, the state in words, and what else there is to say below.
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+
+namespace corvane {
+
+class StateLine final : public QWidget {
+    Q_OBJECT
+
+public:
+    enum class Light { Off, Waiting, On, Active, Fault };
+
+    /// `name` is that of the link, for those who cannot see where it stands.
+    explicit StateLine(const QString& name);
+
+    /// The colour says nothing that `state` does not say, too.
+    void Show(Light light, const QString& state, const QString& notice);
+
+private:
+    class Lamp;
+
+    QString name_;
+    Lamp* lamp_;
+    QLabel* state_;
+    QLabel* notice_;
+};
+
+/// A label for what is said in passing: paler than the rest.
+QLabel* PaleLabel(const QString& text = {});
+
+}  // namespace corvane
