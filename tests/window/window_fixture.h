@@ -22,13 +22,13 @@ class WindowTest : public ProgramTest {
 protected:
     WindowTest() { Preset(QStringLiteral("FirstDeployment"), QStringLiteral("False")); }
 
-    /// Opens the window over a program that has started, with that page at the front.
-    MainWindow& Open(const QString& page) {
+    /// Opens the window over a program that has started; with `page` at the front.
+    MainWindow& Open(const QString& page = {}) {
         program_ = &Start();
         window_ = std::make_unique<MainWindow>(*program_);
         window_->ShowProgram();
         window_->show();
-        window_->ShowPage(page);
+        if (!page.isEmpty()) window_->ShowPage(page);
         return *window_;
     }
 
