@@ -16,6 +16,7 @@
 #include <algorithm>
 
 #include "app/program.h"
+#include "app/window/dashboard_page.h"
 #include "app/window/database_page.h"
 #include "app/window/live_page.h"
 #include "app/window/page.h"
@@ -51,6 +52,7 @@ MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
     AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
+    AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
     BuildMenus();
     const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
