@@ -50,7 +50,7 @@ void Readings::AddSum(const QString& title, const Flow& flow, std::initializer_l
                       .amount = flow.watts,
                       .current = Online(groups),
                       .color = color,
-                      .otherWay = kExportColor});
+                      .otherWay = color});
 }
 
 void Readings::AddSums() {
@@ -62,6 +62,7 @@ void Readings::AddSums() {
         panel.note = AmpsText(values_.ShownMainAmps());
         panel.amount = values_.ShownMainPower();
         panel.bothWays = values_.bipolarMain;
+        panel.otherWay = kExportColor;
     }
     for (std::size_t i = 0; i < kVirtualChannels.size(); ++i) {
         if (!Uses(kVirtualChannels[i])) continue;
@@ -77,6 +78,7 @@ void Readings::AddSums() {
 void Readings::AddNetMetering() {
     AddSum(u"Net"_s, values_.net, {ChannelGroup::MainPanel}, kImportColor);
     gauges.back().bothWays = true;
+    gauges.back().otherWay = kExportColor;
     gauges.back().note = GridText(values_.net.watts);
     gauges.back().total.prepend(u"Net Energy From Grid  "_s);
     AddSum(u"Generation"_s, values_.generated, {ChannelGroup::Generator}, kExportColor);
