@@ -57,6 +57,10 @@ QString GeneratorText(double powerGen) {
     return powerGen < 0 ? u"Power Consumed By Inverter"_s : u"Power Being Generated"_s;
 }
 
+QString MissingText(int slot) {
+    return u"Device %1 is off line and missing from these sums."_s.arg(SlotLetter(slot));
+}
+
 QStringList VirtualLines(const VirtualChannels& virtualChannels) {
     const ChannelGroups& groups = virtualChannels.Groups();
     if (groups.Empty()) return {};
@@ -81,7 +85,7 @@ QStringList VirtualLines(const VirtualChannels& virtualChannels) {
             u"Virtual Channel %1  %2  %3"_s.arg(i + 1).arg(WattsText(flow.watts), KwhText(flow.Kwh())));
     }
     for (const int slot : values.missing)
-        lines.append(u"Device %1 is off line and missing from these sums."_s.arg(SlotLetter(slot)));
+        lines.append(MissingText(slot));
     return lines;
 }
 

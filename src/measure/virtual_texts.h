@@ -38,6 +38,9 @@ struct VirtualReadings;
 /// "Power Being Generated" or "Power Consumed By Inverter".
 [[nodiscard]] QString GeneratorText(double powerGen);
 
+/// Of a chosen slot that is off line.
+[[nodiscard]] QString MissingText(int slot);
+
 /// One line for each value of the groups that are in use; none where no group is.
 [[nodiscard]] QStringList VirtualLines(const VirtualChannels& virtualChannels);
 

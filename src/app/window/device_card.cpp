@@ -7,6 +7,7 @@
 #include <QTableView>
 
 #include "app/program.h"
+#include "app/window/card.h"
 #include "app/window/channel_model.h"
 #include "app/window/live_colors.h"
 #include "app/window/power_trace.h"
@@ -188,13 +189,7 @@ void DeviceCard::resizeEvent(QResizeEvent*) {
 
 void DeviceCard::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const double radius = fontMetrics().height() / 2.0;
-    QColor edge = palette().color(QPalette::Text);
-    edge.setAlphaF(0.15F);
-    painter.setPen(edge);
-    painter.setBrush(palette().base());
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+    DrawCard(painter, *this);
 }
 
 }  // namespace corvane

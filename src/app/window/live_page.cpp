@@ -87,11 +87,13 @@ void LivePage::SetCards(int count) {
     Arrange();
 }
 
-/// As many cards in a row as are readable beside each other.
+/// In as few rows as are readable.
 void LivePage::Arrange() {
     if (cards_.empty()) return;
     const int count = static_cast<int>(cards_.size());
-    const int columns = std::clamp(width() / (fontMetrics().averageCharWidth() * 76), 1, count);
+    const int most = std::clamp(width() / (fontMetrics().averageCharWidth() * 76), 1, count);
+    const int rows = (count + most - 1) / most;
+    const int columns = (count + rows - 1) / rows;  // rows of the same length, where that goes
     if (columns == columns_) return;
     columns_ = columns;
     for (int i = 0; i < count; ++i)

@@ -18,6 +18,7 @@
 #include "app/program.h"
 #include "app/window/burden_dialog.h"
 #include "app/window/connections_page.h"
+#include "app/window/dashboard_page.h"
 #include "app/window/database_page.h"
 #include "app/window/first_steps.h"
 #include "app/window/forwarding_page.h"
@@ -58,6 +59,7 @@ MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
     AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
+    AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
     AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);

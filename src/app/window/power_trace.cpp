@@ -114,8 +114,14 @@ void PowerTrace::DrawLine(QPainter& painter, const QRectF& field, double top, st
         previous = sample.at;
         if (!watts.has_value()) continue;
         const double age = static_cast<double>(now_ - sample.at) / RecentPower::kSpan;
-        points.append(
-            QPointF(field.right() - field.width() * age, field.bottom() - field.height() * *watts / top));
+        const QPointF point(field.right() - field.width() * age,
+                            field.bottom() - field.height() * *watts / top);
+        // A level run needs its two ends only; much of what a house draws is level.
+        const qsizetype count = points.size();
+        const bool level =
+            count > 1 && points[count - 1].y() == point.y() && points[count - 2].y() == point.y();
+        if (level) points.removeLast();
+        points.append(point);
     }
     drawPoints();
 }
