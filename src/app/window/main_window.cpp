@@ -21,6 +21,7 @@
 #include "app/window/database_page.h"
 #include "app/window/first_steps.h"
 #include "app/window/forwarding_page.h"
+#include "app/window/log_page.h"
 #include "app/window/monitor_page.h"
 #include "app/window/page.h"
 #include "app/window/style.h"
@@ -60,6 +61,7 @@ void MainWindow::ShowProgram() {
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
     AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);
+    AddPage(new LogPage(program_, actions_), u"log"_s, u"Log"_s);
     BuildMenus();
     const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
     tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));
