@@ -19,6 +19,7 @@
 #include "app/window/burden_dialog.h"
 #include "app/window/connections_page.h"
 #include "app/window/database_page.h"
+#include "app/window/devices_page.h"
 #include "app/window/first_steps.h"
 #include "app/window/forwarding_page.h"
 #include "app/window/log_page.h"
@@ -58,6 +59,7 @@ MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
     AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
+    AddPage(new DevicesPage(program_, actions_), u"devices"_s, u"Devices"_s);
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
     AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);
