@@ -81,6 +81,12 @@ int SettingsStore::GetNumber(const QString& key, int fallback, int least, int mo
     return fallback;
 }
 
+QStringList SettingsStore::Names() const {
+    QStringList names = storedNames_.values();
+    names.sort(Qt::CaseInsensitive);
+    return names;
+}
+
 void SettingsStore::SaveSetting(const QString& key, const QString& value, const QString& section) {
     const QString name = StoredName(section, key);
     storedNames_.insert(name.toLower(), name);

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QSettings>
 #include <QString>
+#include <QStringList>
 
 #include <concepts>
 
@@ -38,6 +39,9 @@ public:
     /// file, and `fallback` is used.
     [[nodiscard]] int GetNumber(const QString& key, int fallback, int least, int most,
                                 const QString& section = kStartup);
+
+    /// All that is set, as "section/key", in the order of the alphabet.
+    [[nodiscard]] QStringList Names() const;
 
     /// Saves at once. A file that cannot be written is told through `Problem`; the value is in force all the
     /// same, and is written with the next change that succeeds.

@@ -20,9 +20,11 @@
 #include "app/window/connections_page.h"
 #include "app/window/dashboard_page.h"
 #include "app/window/database_page.h"
+#include "app/window/devices_page.h"
 #include "app/window/first_steps.h"
 #include "app/window/forwarding_page.h"
 #include "app/window/live_page.h"
+#include "app/window/log_page.h"
 #include "app/window/monitor_page.h"
 #include "app/window/page.h"
 #include "app/window/style.h"
@@ -61,9 +63,11 @@ void MainWindow::ShowProgram() {
     AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
     AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
     AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
+    AddPage(new DevicesPage(program_, actions_), u"devices"_s, u"Devices"_s);
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
     AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
     AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);
+    AddPage(new LogPage(program_, actions_), u"log"_s, u"Log"_s);
     BuildMenus();
     const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
     tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));

@@ -1,0 +1,38 @@
+// How the house is wired, and the virtual device that its sums are recorded as.
+#pragma once
+
+#include <QGroupBox>
+
+#include <vector>
+
+class QCheckBox;
+class QLabel;
+class QRadioButton;
+
+namespace corvane {
+
+class Actions;
+class Program;
+enum class InstallationType;
+
+class InstallationBox final : public QGroupBox {
+    Q_OBJECT
+
+public:
+    InstallationBox(Program& program, Actions& actions);
+
+    void Refresh();
+
+private:
+    QRadioButton* TypeChoice(InstallationType type);
+    QCheckBox* Switch(const QString& key, const QString& text);
+
+    Program& program_;
+    Actions& actions_;
+    QRadioButton* consumption_;
+    QRadioButton* netMetering_;
+    std::vector<QCheckBox*> switches_;
+    QLabel* device_;
+};
+
+}  // namespace corvane
