@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/operator.h"
+#include "measure/readings_document.h"
 
 namespace corvane {
 
@@ -42,10 +43,20 @@ Program::Program(const Options& options, Clock& theClock)
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
       serialA(SerialLink::kA, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
-      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock) {
+      serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock),
+      liveEvents([this](std::optional<int> slot) { return Readings(slot); }, clock),
+      history(database, clock),
+      webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
+                settings, statusBoard, clock) {
     settings.SetAsideDamagedFile();
     measurement.AddSink(pulses);
     measurement.AddSink(records);
+    measurement.AddSink(liveEvents);
+    QObject::connect(&webServer, &WebServer::LocationChanged, &pulses, &PulseCounters::SetDashboard);
+}
+
+QJsonObject Program::Readings(std::optional<int> slot) const {
+    return ReadingsDocument(framer, measurement, pulses, virtualChannels, database, clock, slot);
 }
 
 void Program::SetRawDisplay(bool on) {
@@ -75,10 +86,13 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     tcpB.StartUp();
     for (SerialLink* link : SerialLinks())
         link->StartUp();  // nobody waits for the lines to settle
+    pulses.SetDashboard(webServer.Location());
+    webServer.StartUp();
     co_return Outcome::Success();
 }
 
 QCoro::Task<> Program::Close(Operator& op) {
+    co_await webServer.Close();
     co_await databaseWork.Stop();
     dbWriter.Flush();
     if (dbWriter.Pointer() > 1) {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <QCoroTask>
+#include <QJsonObject>
 #include <QString>
 
 #include <array>
+#include <optional>
 
 #include "app/options.h"
 #include "base/outcome.h"
@@ -29,6 +31,9 @@
 #include "store/maintenance.h"
 #include "store/nightly_runs.h"
 #include "store/settings_store.h"
+#include "web/history.h"
+#include "web/live_events.h"
+#include "web/web_server.h"
 
 namespace corvane {
 
@@ -45,6 +50,9 @@ public:
 
     /// Writes what is queued, offers to try once more where that did not work, and ends all waits.
     QCoro::Task<> Close(Operator& op);
+
+    /// The readings document, of all devices or of the one in a slot.
+    [[nodiscard]] QJsonObject Readings(std::optional<int> slot = std::nullopt) const;
 
     /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
     void SetRawDisplay(bool on);
@@ -92,6 +100,9 @@ public:
     SerialLink serialA;
     SerialLink serialB;
     SerialLink serialC;
+    LiveEvents liveEvents;
+    History history;
+    WebServer webServer;
 };
 
 }  // namespace corvane

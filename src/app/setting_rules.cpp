@@ -3,6 +3,7 @@
 #include <array>
 
 #include "app/program.h"
+#include "web/web_setup.h"
 
 namespace corvane {
 
@@ -54,6 +55,11 @@ Outcome SaveComDevice(Program& program, const SettingName& name, const QString& 
     return SaveText(program, name, value);
 }
 
+Outcome SaveWeb(Program& program, const SettingName& name, const QString& value) {
+    const Outcome checked = CheckWebSetting(name.key, value);
+    return checked ? SaveText(program, name, value) : checked;
+}
+
 struct Rule {
     const char* key;     ///< "#" at the end stands for the number of a COM port
     const char* effect;  ///< from when on the value is in force
@@ -98,6 +104,10 @@ constexpr auto kRules = std::to_array<Rule>({
     {"NegGen", kNow, SaveBool},
     {"CurrentAvg", kNow, SaveBool},
     {"Other", kNow, SaveBool},
+    {"WebEnable", kNow, SaveBool},
+    {"WebPort", kNow, SaveWeb},
+    {"WebListen", kNow, SaveWeb},
+    {"WebToken", kNow, SaveWeb},
 });
 
 /// The key that `text` names by this rule, as the rule spells it; empty where it names none.
