@@ -199,6 +199,7 @@ void Run(int rows) {
         for (int slot = 0; slot < kMonitors; ++slot)
             settings.SaveSetting(u"DevSerial"_s, u"30000%1"_s.arg(slot + 1), QString::number(slot));
         settings.SaveSetting(u"LatchDisconnectB"_s, true);
+        settings.SaveSetting(u"WebEnable"_s, false);
     }
     SystemClock clock;
     Program program({.dataFolder = folder.path(), .settingsFile = settingsFile}, clock);

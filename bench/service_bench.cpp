@@ -96,6 +96,7 @@ struct Service {
         SettingsStore settings(folder.filePath(u"corvane.ini"_s));
         settings.SaveSetting(u"TcpPortA"_s, QString::number(ports[0]));
         settings.SaveSetting(u"TcpPortB"_s, QString::number(ports[1]));
+        settings.SaveSetting(u"WebPort"_s, QString::number(FreePort()));
         settings.SaveSetting(u"AutoOpen"_s, true);
         for (int i = 0; i < 3; ++i) {
             QString path;

@@ -8,7 +8,6 @@
 #include "app/console.h"
 #include "app/program.h"
 #include "app/setting_rules.h"
-#include "measure/readings_document.h"
 #include "measure/virtual_texts.h"
 
 namespace corvane {
@@ -111,8 +110,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
 
 QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
     Reply reply;
-    reply.data = ReadingsDocument(program.framer, program.measurement, program.pulses,
-                                  program.virtualChannels, program.database, program.clock);
+    reply.data = program.Readings();
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = program.measurement.Readings(slot);
         if (!readings.Seen()) continue;

@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/operator.h"
+#include "measure/readings_document.h"
 
 namespace corvane {
 
@@ -50,7 +51,11 @@ Program::Program(const Options& options, Clock& theClock)
       forwarding(framer, settings, statusBoard, errorLog, clock),
       getUpload(settings, clock),
       feedUpload(measurement, database, settings, options.dataFolder, clock),
-      connectionCheck(settings, clock) {
+      connectionCheck(settings, clock),
+      liveEvents([this](std::optional<int> slot) { return Readings(slot); }, clock),
+      history(database, clock),
+      webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
+                settings, statusBoard, clock) {
     settings.SetAsideDamagedFile();
     framer.AddDestination(forwarding);
     measurement.AddSink(pulses);
@@ -61,6 +66,12 @@ Program::Program(const Options& options, Clock& theClock)
         framer.AddSource(*link);
     for (SerialLink* link : SerialLinks())
         framer.AddSource(*link);
+    measurement.AddSink(liveEvents);
+    QObject::connect(&webServer, &WebServer::LocationChanged, &pulses, &PulseCounters::SetDashboard);
+}
+
+QJsonObject Program::Readings(std::optional<int> slot) const {
+    return ReadingsDocument(framer, measurement, pulses, virtualChannels, database, clock, slot);
 }
 
 void Program::SetRawDisplay(bool on) {
@@ -91,10 +102,13 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     tcpB.StartUp();
     for (SerialLink* link : SerialLinks())
         link->StartUp();  // nobody waits for the lines to settle
+    pulses.SetDashboard(webServer.Location());
+    webServer.StartUp();
     co_return Outcome::Success();
 }
 
 QCoro::Task<> Program::Close(Operator& op) {
+    co_await webServer.Close();
     co_await databaseWork.Stop();
     clock.EndWaits();  // now, so that a packet that waits to be forwarded goes on, and into the records
     dbWriter.Flush();

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <QCoroTask>
+#include <QJsonObject>
 #include <QString>
 
 #include <array>
+#include <optional>
 
 #include "app/options.h"
 #include "app/running_command.h"
@@ -37,6 +39,9 @@
 #include "store/maintenance.h"
 #include "store/nightly_runs.h"
 #include "store/settings_store.h"
+#include "web/history.h"
+#include "web/live_events.h"
+#include "web/web_server.h"
 
 namespace corvane {
 
@@ -53,6 +58,9 @@ public:
 
     /// Ends all waits, writes what is queued, and offers to try once more where that did not work.
     QCoro::Task<> Close(Operator& op);
+
+    /// The readings document, of all devices or of the one in a slot.
+    [[nodiscard]] QJsonObject Readings(std::optional<int> slot = std::nullopt) const;
 
     /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
     void SetRawDisplay(bool on);
@@ -108,6 +116,9 @@ public:
     GetUpload getUpload;
     FeedUpload feedUpload;
     ConnectionCheck connectionCheck;
+    LiveEvents liveEvents;
+    History history;
+    WebServer webServer;
 };
 
 }  // namespace corvane

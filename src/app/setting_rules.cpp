@@ -5,6 +5,7 @@
 
 #include "app/program.h"
 #include "base/number_entry.h"
+#include "web/web_setup.h"
 
 namespace corvane {
 
@@ -54,6 +55,11 @@ Outcome SaveComDevice(Program& program, const SettingName& name, const QString& 
             u"%1 is a full path, such as /dev/ttyUSB0, or empty for the usual one."_s.arg(name.key));
     }
     return SaveText(program, name, value);
+}
+
+Outcome SaveWeb(Program& program, const SettingName& name, const QString& value) {
+    const Outcome checked = CheckWebSetting(name.key, value);
+    return checked ? SaveText(program, name, value) : checked;
 }
 
 struct Rule {
@@ -171,6 +177,10 @@ constexpr auto kRules = std::to_array<Rule>({
     {"PacTitle", kNow, OfFeed<&FeedUpload::SetTitle>},
     {"PacHost", kNow, OfFeed<&FeedUpload::SetHost>},
     {"PacInterval", kNow, OfFeed<&FeedUpload::SetInterval>},
+    {"WebEnable", kNow, SaveBool},
+    {"WebPort", kNow, SaveWeb},
+    {"WebListen", kNow, SaveWeb},
+    {"WebToken", kNow, SaveWeb},
 });
 
 /// The key that `text` names by this rule, as the rule spells it; empty where it names none.

@@ -107,6 +107,8 @@ Reply PulseReply(const Program& program, int slot) {
                                                            setup.enabled ? u"counted"_s : u"not counted"_s),
                    u"One Pulse Equals: %1 %2, rate in %3"_s.arg(factor, QLatin1StringView(unit.total),
                                                                 QLatin1StringView(unit.rate))};
+    if (const QString page = program.pulses.FlowPage(slot); !page.isEmpty())
+        reply.lines.append(u"Flow page: "_s + page);
     if (const auto now = program.pulses.Readings(slot)) reply.lines.append(FlowText(*now));
     reply.data = {{u"slot"_s, SlotLetter(slot)},
                   {u"enabled"_s, setup.enabled},
@@ -115,7 +117,7 @@ Reply PulseReply(const Program& program, int slot) {
                   {u"rate"_s, QLatin1StringView(unit.rate)},
                   {u"rateUnit"_s, QLatin1StringView(unit.shortRate)},
                   {u"totalUnit"_s, QLatin1StringView(unit.total)},
-                  {u"page"_s, QLatin1StringView(unit.page)}};
+                  {u"page"_s, program.pulses.FlowPage(slot)}};
     return reply;
 }
 

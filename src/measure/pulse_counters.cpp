@@ -17,16 +17,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// By flow type, per minute and per hour.
-constexpr FlowUnit kUnits[][2] = {
-    {{"CuFt/Min", "CFM", "/flow_cfm.html", "CuFt"}, {"CuFt/Hr", "CFH", "/flow_cfh.html", "CuFt"}},
-    {{"CuMetre/Min", "m(3)/min", "/flow_cmm.html", "m(3)"},
-     {"CuMetre/Hr", "m(3)/hr", "/flow_cmh.html", "m(3)"}},
-    {{"GPM", "GPM", "/flow_gpm.html", "Gals"}, {"GPH", "GPH", "/flow_gph.html", "Gals"}},
-    {{"LPM", "LPM", "/flow_lpm.html", "Litres"}, {"LPH", "LPH", "/flow_lph.html", "Litres"}},
+/// Two of each flow type: per minute and per hour.
+constexpr FlowUnit kUnits[] = {
+    {"CuFt/Min", "CFM", "/flow_cfm.html", "CuFt"},
+    {"CuFt/Hr", "CFH", "/flow_cfh.html", "CuFt"},
+    {"CuMetre/Min", "m(3)/min", "/flow_cmm.html", "m(3)"},
+    {"CuMetre/Hr", "m(3)/hr", "/flow_cmh.html", "m(3)"},
+    {"GPM", "GPM", "/flow_gpm.html", "Gals"},
+    {"GPH", "GPH", "/flow_gph.html", "Gals"},
+    {"LPM", "LPM", "/flow_lpm.html", "Litres"},
+    {"LPH", "LPH", "/flow_lph.html", "Litres"},
 };
-constexpr int kFlowTypes = std::size(kUnits);
+constexpr int kFlowTypes = std::size(kUnits) / 2;
 constexpr FlowUnit kUndefined = {"Undefined", "Undefined", "", "Undefined"};
+
+const QString kFlowPageKey = u"FlowPage"_s;
 
 constexpr std::size_t kFirstSource = kMainChannels;
 constexpr std::size_t kSources = 4;  // AUX5 has no pulse input
@@ -58,8 +63,12 @@ QString SectionOf(int slot) {
 
 }  // namespace
 
+std::span<const FlowUnit> FlowUnits() {
+    return kUnits;
+}
+
 const FlowUnit& PulseSetup::Unit() const {
-    return flowType < 0 ? kUndefined : kUnits[flowType][perHour ? 1 : 0];
+    return flowType < 0 ? kUndefined : kUnits[2 * flowType + (perHour ? 1 : 0)];
 }
 
 PulseCounters::PulseCounters(SettingsStore& settings) : settings_(settings) {
@@ -138,7 +147,7 @@ Outcome PulseCounters::SetUp(int slot, const QString& source, const QString& flo
     const auto factor = FactorOf(countK);
     if (!factor.has_value()) return Outcome::Failure(u"One Pulse Equals: a number above 0 is needed."_s);
 
-    const FlowUnit& unit = kUnits[*type][perHour ? 1 : 0];
+    const FlowUnit& unit = kUnits[2 * *type + (perHour ? 1 : 0)];
     const std::pair<QString, QString> values[] = {
         {u"PulseSource"_s, QLatin1StringView(kChannelNames[*channel])},
         {u"FlowType"_s, QString::number(*type)},
@@ -151,7 +160,24 @@ Outcome PulseCounters::SetUp(int slot, const QString& source, const QString& flo
     };
     for (const auto& [key, value] : values)
         settings_.SaveSetting(key, value, SectionOf(slot));
+    SaveFlowPage(slot);
     return Outcome::Success();
+}
+
+void PulseCounters::SetDashboard(const QString& location) {
+    dashboard_ = location;
+    for (int slot = 1; slot <= kSlots; ++slot)
+        SaveFlowPage(slot);
+}
+
+void PulseCounters::SaveFlowPage(int slot) {
+    const QString page = dashboard_ + QLatin1StringView(Setup(slot).Unit().page);
+    if (Setup(slot).flowType < 0 || FlowPage(slot) == page) return;
+    settings_.SaveSetting(kFlowPageKey, page, SectionOf(slot));
+}
+
+QString PulseCounters::FlowPage(int slot) const {
+    return settings_.GetSetting(kFlowPageKey, {}, SectionOf(slot));
 }
 
 QCoro::Task<Outcome> PulseCounters::SetEnabled(int slot, bool enabled, Operator& op) {

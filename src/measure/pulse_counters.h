@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "base/outcome.h"
 #include "link/device_slots.h"
@@ -25,6 +26,9 @@ struct FlowUnit {
     const char* page;       ///< of the dashboard
     const char* total;      ///< what has flowed
 };
+
+/// All units that can be chosen.
+[[nodiscard]] std::span<const FlowUnit> FlowUnits();
 
 /// How the pulses of a slot are read: kept in the settings section of the slot's number.
 struct PulseSetup {
@@ -62,6 +66,13 @@ public:
     Outcome SetUp(int slot, const QString& source, const QString& flowType, const QString& period,
                   const QString& countK);
 
+    /// Where the dashboard pages are found, without a "/" at its end. With it, `FlowPage` of every slot that
+    /// has a unit is kept right.
+    void SetDashboard(const QString& location);
+
+    /// `FlowPage`: where the slot's flow is shown; empty while it has no unit.
+    [[nodiscard]] QString FlowPage(int slot) const;
+
     /// Asks, and saves the switch. A refusal changes nothing.
     QCoro::Task<Outcome> SetEnabled(int slot, bool enabled, Operator& op);
 
@@ -78,10 +89,12 @@ private:
     };
 
     void Load(int slot);
+    void SaveFlowPage(int slot);
     [[nodiscard]] Slot& Of(int slot) { return slots_[static_cast<std::size_t>(slot - 1)]; }
     [[nodiscard]] const Slot& Of(int slot) const { return slots_[static_cast<std::size_t>(slot - 1)]; }
 
     SettingsStore& settings_;
+    QString dashboard_;
     std::array<Slot, kSlots> slots_;
 };
 

@@ -49,7 +49,8 @@ QJsonValue PulseValue(const std::optional<PulseReadings>& pulse) {
     return QJsonObject{{u"rate"_s, pulse->rate},
                        {u"rateUnit"_s, QLatin1StringView(pulse->unit->shortRate)},
                        {u"total"_s, pulse->total},
-                       {u"totalUnit"_s, QLatin1StringView(pulse->unit->total)}};
+                       {u"totalUnit"_s, QLatin1StringView(pulse->unit->total)},
+                       {u"page"_s, QLatin1StringView(pulse->unit->page)}};
 }
 
 QJsonValue VirtualValue(const VirtualChannels& virtualChannels) {
@@ -61,8 +62,11 @@ QJsonValue VirtualValue(const VirtualChannels& virtualChannels) {
     QJsonArray channels;
     for (const Flow& flow : values.virtuals)
         channels.append(QJsonObject{{u"power"_s, flow.watts}, {u"kwh"_s, flow.Kwh()}});
-    return QJsonObject{{u"mainPower"_s, values.ShownMainPower()},
+    return QJsonObject{{u"netMetering"_s, values.netMetering},
+                       {u"bipolarMain"_s, values.bipolarMain},
+                       {u"mainPower"_s, values.ShownMainPower()},
                        {u"mainAmps"_s, values.ShownMainAmps()},
+                       {u"mainKwh"_s, values.main.Kwh()},
                        {u"netPower"_s, values.net.watts},
                        {u"netKwh"_s, values.net.Kwh()},
                        {u"powerGen"_s, values.generated.watts},
@@ -102,12 +106,13 @@ QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Chan
 
 QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measurement,
                              const PulseCounters& pulses, const VirtualChannels& virtualChannels,
-                             const CaptureDatabase& database, const Clock& clock) {
+                             const CaptureDatabase& database, const Clock& clock,
+                             std::optional<int> onlySlot) {
     auto labels = ReadChannelLabels(database);
     QJsonArray devices;
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = measurement.Readings(slot);
-        if (!readings.Seen()) continue;
+        if (!readings.Seen() || onlySlot.value_or(slot) != slot) continue;
         devices.append(DeviceObject(readings, measurement.Online(slot), labels[slot], pulses.Readings(slot)));
     }
     return {{u"time"_s, QString::fromStdString(DateTimeText(clock.Now()))},

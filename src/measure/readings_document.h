@@ -3,6 +3,8 @@
 
 #include <QJsonObject>
 
+#include <optional>
+
 namespace corvane {
 
 class CaptureDatabase;
@@ -13,11 +15,12 @@ class PulseCounters;
 class VirtualChannels;
 
 /// Counters of packets, per slot that got a packet its values and its channels' labels from the database
-/// (left empty while it is locked), and the sums of the virtual channels. `docs/control.md` describes the
-/// fields.
+/// (left empty while it is locked), and the sums of the virtual channels. Of the slots only `onlySlot` where
+/// one is given. `docs/control.md` describes the fields.
 [[nodiscard]] QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measurement,
                                            const PulseCounters& pulses,
                                            const VirtualChannels& virtualChannels,
-                                           const CaptureDatabase& database, const Clock& clock);
+                                           const CaptureDatabase& database, const Clock& clock,
+                                           std::optional<int> onlySlot = std::nullopt);
 
 }  // namespace corvane

@@ -21,6 +21,7 @@ protected:
     ProgramTest() {
         Preset(QStringLiteral("TcpPortA"), QString::number(FreePort()));
         Preset(QStringLiteral("TcpPortB"), QString::number(FreePort()));
+        Preset(QStringLiteral("WebPort"), QString::number(FreePort()));
     }
 
     void Preset(const QString& key, const QString& value, const QString& section = SettingsStore::kStartup) {

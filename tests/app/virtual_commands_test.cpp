@@ -155,7 +155,11 @@ TEST_F(VirtualCommands, ReadingsTellTheSumsAndTheFlow) {
         ASSERT_TRUE(Run(QString::fromLatin1(command)).outcome) << command;
     EXPECT_EQ(Run(u"pulse set A AUX1 2 hour 0.5"_s).lines,
               (QStringList{u"Device A: pulses on AUX1 are not counted"_s,
-                           u"One Pulse Equals: 0.5 Gals, rate in GPH"_s}));
+                           u"One Pulse Equals: 0.5 Gals, rate in GPH"_s,
+                           u"Flow page: "_s + program_->webServer.Location() + u"/flow_gph.html"_s}));
+    program_->settings.SaveSetting(u"WebPort"_s, u"8999"_s);
+    EXPECT_EQ(program_->settings.GetSetting(u"FlowPage"_s, {}, u"1"_s),
+              u"http://127.0.0.1:8999/flow_gph.html"_s);
     operator_.WillAnswer("enable pulse counting", Answer::Yes);
     EXPECT_EQ(Run(u"pulse enable A"_s).lines.first(), u"Device A: pulses on AUX1 are counted"_s);
     program_->settings.SaveSetting(u"NETmeter"_s, true);
@@ -179,13 +183,13 @@ TEST_F(VirtualCommands, ReadingsTellTheSumsAndTheFlow) {
     const Reply reply = Run(u"readings"_s);
     const QJsonObject pulse = reply.data[u"devices"_s].toArray()[0].toObject()[u"pulse"_s].toObject();
     EXPECT_EQ(QJsonDocument(pulse).toJson(QJsonDocument::Compact).toStdString(),
-              R"({"rate":360,"rateUnit":"GPH","total":100,"totalUnit":"Gals"})");
+              R"({"page":"/flow_gph.html","rate":360,"rateUnit":"GPH","total":100,"totalUnit":"Gals"})");
     const QJsonObject sums = reply.data[u"virtual"_s].toObject();
     EXPECT_EQ(
         QJsonDocument(sums).toJson(QJsonDocument::Compact).toStdString(),
-        R"({"channels":[{"kwh":0,"power":0},{"kwh":0,"power":0},{"kwh":0.001,"power":360}],)"
-        R"("kwhBought":0.0025,"kwhGen":0.005,"kwhSold":0.0075,"kwhUsed":0,"mainAmps":4.2,"mainPower":3600,)"
-        R"("missing":["B"],"netKwh":-0.005,"netPower":-1800,"other":2880,"otherKwh":0.008,"powerBought":0,)"
+        R"({"bipolarMain":false,"channels":[{"kwh":0,"power":0},{"kwh":0,"power":0},{"kwh":0.001,"power":360}],)"
+        R"("kwhBought":0.0025,"kwhGen":0.005,"kwhSold":0.0075,"kwhUsed":0,"mainAmps":4.2,"mainKwh":0.01,"mainPower":3600,)"
+        R"("missing":["B"],"netKwh":-0.005,"netMetering":true,"netPower":-1800,"other":2880,"otherKwh":0.008,"powerBought":0,)"
         R"("powerGen":1800,"powerSold":1800,"powerUsed":0})");
     EXPECT_TRUE(reply.lines.contains(u"Device A  Flow 360.00 GPH, 100.00 Gals"_s));
     EXPECT_TRUE(reply.lines.contains(u"Sending Power to the Grid  -1800 W"_s));

@@ -65,6 +65,7 @@ public:
     ServiceFolder() {
         Preset(QStringLiteral("TcpPortA"), QString::number(portA));
         Preset(QStringLiteral("TcpPortB"), QString::number(portB));
+        Preset(QStringLiteral("WebPort"), QString::number(webPort));
     }
 
     void Preset(const QString& key, const QString& value,
@@ -85,6 +86,7 @@ public:
     TempFolder folder;
     const std::uint16_t portA = FreePort();
     const std::uint16_t portB = FreePort();
+    const std::uint16_t webPort = FreePort();
 };
 
 }  // namespace corvane

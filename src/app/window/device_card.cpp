@@ -109,7 +109,8 @@ void DeviceCard::BuildTable() {
     table_->setShowGrid(false);
     table_->setTabKeyNavigation(false);
     table_->setWordWrap(false);
-    table_->setIconSize(QSize(1, 1) * (fontMetrics().height() * 2 / 3));
+    const int icon = fontMetrics().height() * 2 / 3;
+    table_->setIconSize(QSize(icon, icon));
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
     table_->setSelectionMode(QAbstractItemView::SingleSelection);
     table_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -1,0 +1,64 @@
+// What the database tells of the past: power over time, and energy per hour, day or month.
+#pragma once
+
+#include <QCoroTask>
+#include <QHash>
+#include <QString>
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+#include "store/sql_worker.h"
+#include "web/web_reply.h"
+
+namespace corvane {
+
+class CaptureDatabase;
+class Clock;
+class DeviceSlots;
+
+/// What is asked for. Times are those of the clock on the wall, as seconds since 1970-01-01 00:00 of that
+/// clock: the database's stamps have no zone.
+struct HistoryQuery {
+    static constexpr std::int64_t kMostPoints = 1500;
+
+    /// The arguments of a request: `device` A to F or an address of the database, `channel`, `from` and `to`
+    /// as yyyy-mm-dd with or without Thh:mm, `step` as minutes or as hour, day, month. Or a text on what is
+    /// wrong.
+    static std::variant<HistoryQuery, QString> Parse(const QHash<QString, QString>& arguments,
+                                                     const DeviceSlots& slots);
+
+    std::string address;  ///< digits
+    std::string channel;  ///< "CH1" .. "AUX5"
+    std::string step;     ///< as it was given
+    std::int64_t from = 0;
+    std::int64_t to = 0;  ///< not included
+    int minutes = 0;      ///< of a step of power; 0 where energy is asked for
+
+    /// Where each step starts, and where the last one ends.
+    [[nodiscard]] std::vector<std::int64_t> Bounds() const;
+};
+
+/// Reads beside the one thread, one query after the other.
+class History {
+public:
+    static constexpr int kMostWaiting = 8;
+
+    History(const CaptureDatabase& database, Clock& clock) : database_(database), clock_(clock) {}
+
+    /// The points as JSON; a failure with its status where there are none to be had.
+    QCoro::Task<WebReply> Read(HistoryQuery query);
+
+    /// Ends what runs and refuses what comes. To be awaited before the program closes.
+    QCoro::Task<> Stop();
+
+private:
+    const CaptureDatabase& database_;
+    Clock& clock_;
+    SqlWorker worker_;
+    int waiting_ = 0;
+    bool stopping_ = false;
+};
+
+}  // namespace corvane

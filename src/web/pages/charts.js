@@ -1,0 +1,194 @@
+// Charts of the past: power over a day, and energy per hour, day or month.
+import {number} from "/gauges.js";
+import {channelTitle, make, setText, start} from "/live.js";
+
+const CHANNELS = ["CH1", "CH2", "AUX1", "AUX2", "AUX3", "AUX4", "AUX5"];
+const MONTHS = ["Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"];
+const SUMS = "999999";  // the device of the database that holds what is summed over devices
+
+// Of a day of power, every third hour is named; on a narrow chart, every sixth.
+const everyThirdHour = (size) => ({
+    autoSkip: false,
+    callback(value) {
+        const hours = this.chart.width < 30 * size ? 6 : 3;
+        return value % (12 * hours) === 0 ? this.getLabelForValue(value) : undefined;
+    },
+});
+
+// `span` is which part of the calendar is shown at once; `tick` makes the text below the chart of a stamp.
+const views = {
+    power: {title: "Power", unit: "W", span: "day", step: 5, tick: (stamp) => stamp.slice(11), ticks: everyThirdHour},
+    hours: {title: "Hours", unit: "kWh", span: "day", step: "hour", tick: (stamp) => stamp.slice(11, 13)},
+    days: {title: "Days", unit: "kWh", span: "month", step: "day", tick: (stamp) => String(Number(stamp.slice(8, 10)))},
+    months: {title: "Months", unit: "kWh", span: "year", step: "month", tick: (stamp) => MONTHS[stamp.slice(5, 7) - 1]},
+};
+const spans = {
+    day: (date, by) => new Date(Date.UTC(date.getUTCFullYear(), date.getUTCMonth(), date.getUTCDate() + by)),
+    month: (date, by) => new Date(Date.UTC(date.getUTCFullYear(), date.getUTCMonth() + by, 1)),
+    year: (date, by) => new Date(Date.UTC(date.getUTCFullYear() + by, 0, 1)),
+};
+
+const byId = (id) => document.getElementById(id);
+const iso = (date) => date.toISOString().slice(0, 10);
+const localToday = () => iso(new Date(Date.now() - new Date().getTimezoneOffset() * 60000));
+
+const choice = {device: "A", channel: "CH1", view: "power", day: localToday()};
+let today = choice.day;
+let chart = null;
+let asked = 0;  // requests so far: an answer that comes late belongs to nobody
+let names = new Map();
+
+function readAddress() {
+    const given = new URLSearchParams(location.hash.slice(1));
+    for (const key of Object.keys(choice)) choice[key] = given.get(key) ?? choice[key];
+    if (!views[choice.view]) choice.view = "power";
+    if (Number.isNaN(Date.parse(choice.day))) choice.day = today;
+}
+
+function setOptions(select, options, chosen) {
+    const same = select.options.length === options.length
+        && options.every(([value, text], i) => select.options[i].value === value && select.options[i].text === text);
+    if (!same) select.replaceChildren(...options.map(([value, text]) => make("option", {value}, text)));
+    select.value = chosen;
+}
+
+function showChoice() {
+    const letters = ["A", "B", "C", "D", "E", "F"];
+    setOptions(byId("device"), [...letters.map((letter) => [letter, `Device ${letter}`]), [SUMS, "Sums"]],
+               choice.device);
+    const titles = names.get(choice.device);
+    setOptions(byId("channel"), CHANNELS.map((name, i) => [name, titles?.[i] ?? name]), choice.channel);
+    byId("day").value = choice.day;
+    byId(`view-${choice.view}`).checked = true;
+}
+
+function colour(name) {
+    return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
+}
+
+function draw(view, points) {
+    const bars = view.unit === "kWh";
+    const size = parseFloat(getComputedStyle(document.documentElement).fontSize);
+    const font = {size: size * 0.75, family: getComputedStyle(document.body).fontFamily};
+    const ink = colour("--muted");
+    const dataset = {data: points.map((point) => point.value)};
+    if (bars) {
+        dataset.backgroundColor = points.map((point) => colour(point.partial ? "--use-faint" : "--use"));
+        Object.assign(dataset, {borderRadius: size / 5, maxBarThickness: size * 3});
+    } else {
+        Object.assign(dataset, {borderColor: colour("--use"), backgroundColor: colour("--use-faint"), fill: true,
+                                borderWidth: size / 8, pointRadius: points.map(isAlone(points)),
+                                pointHitRadius: size / 2, spanGaps: false});
+    }
+    chart?.destroy();
+    chart = new Chart(byId("chart"), {
+        type: bars ? "bar" : "line",
+        data: {labels: points.map((point) => view.tick(point.time)), datasets: [dataset]},
+        options: {
+            animation: false, maintainAspectRatio: false, interaction: {mode: "index", intersect: false},
+            plugins: {
+                legend: {display: false},
+                tooltip: {bodyFont: font, titleFont: font, displayColors: false,
+                          callbacks: {title: ([item]) => points[item.dataIndex].time,
+                                      label: (item) => value(view, points[item.dataIndex])}},
+            },
+            scales: {
+                x: {grid: {display: false}, ticks: {font, color: ink, maxRotation: 0, ...view.ticks?.(size)}},
+                y: {beginAtZero: true, grid: {color: colour("--line"), drawBorder: false},
+                    ticks: {font, color: ink, maxTicksLimit: 7}, title: {display: true, text: view.unit, font, color: ink}},
+            },
+        },
+    });
+}
+
+/** A value between two gaps has no line to lie on: it is drawn as a point. */
+function isAlone(points) {
+    return ({value: own}, i) =>
+        own !== null && (points[i - 1]?.value ?? null) === null && (points[i + 1]?.value ?? null) === null ? 3 : 0;
+}
+
+function value(view, point) {
+    if (point.value === null) return "no data";
+    const text = view.unit === "W" ? `${number(point.value)} W` : `${number(point.value, 3)} kWh`;
+    return point.partial ? `${text} (not the whole time)` : text;
+}
+
+function summary(view, points) {
+    const known = points.filter((point) => point.value !== null).map((point) => point.value);
+    if (known.length === 0) return "There are no data of this time.";
+    const all = known.reduce((sum, each) => sum + each, 0);
+    if (view.unit === "kWh") return `In all ${number(all, 3)} kWh`;
+    return `Mean ${number(all / known.length)} W, highest ${number(Math.max(...known))} W`;
+}
+
+function showTable(view, points) {
+    const rows = points.filter((point) => point.value !== null).map((point) => make(
+        "tr", {}, make("td", {}, point.time), make("td", {}, value(view, point))));
+    const head = make("thead", {}, make("tr", {}, make("th", {scope: "col"}, "From"),
+                                        make("th", {scope: "col"}, view.unit === "W" ? "Mean power" : "Energy")));
+    byId("table").replaceChildren(head, make("tbody", {}, ...rows));
+}
+
+async function load() {
+    const own = ++asked;
+    const view = views[choice.view];
+    const day = new Date(`${choice.day}T00:00Z`);
+    const from = iso(spans[view.span](day, 0));
+    const to = iso(spans[view.span](day, 1));
+    history.replaceState(null, "", `#${new URLSearchParams(choice)}`);
+    showChoice();
+    const title = byId("channel").selectedOptions[0]?.text ?? choice.channel;
+    const shown = {day: from, month: from.slice(0, 7), year: from.slice(0, 4)}[view.span];
+    setText(byId("heading"), `${title}, ${shown}`);
+    const {device, channel} = choice;
+    let answer;
+    try {
+        const response = await fetch(`/history.json?${new URLSearchParams({device, channel, from, to, step: view.step})}`);
+        answer = await response.json();
+    } catch {
+        answer = {error: "The program does not answer."};
+    }
+    if (own !== asked) return;
+    const points = answer.points ?? [];
+    setText(byId("summary"), answer.error ?? summary(view, points));
+    byId("chart").setAttribute("aria-label", `${byId("heading").textContent}: ${byId("summary").textContent}`);
+    draw(view, points);
+    showTable(view, points);
+}
+
+function change(changes) {
+    Object.assign(choice, changes);
+    load();
+}
+
+function move(by) {
+    change({day: iso(spans[views[choice.view].span](new Date(`${choice.day}T00:00Z`), by))});
+}
+
+for (const [name, view] of Object.entries(views)) {
+    const radio = make("input", {type: "radio", name: "view", id: `view-${name}`});
+    radio.addEventListener("change", () => change({view: name}));
+    byId("views").append(radio, make("label", {htmlFor: `view-${name}`}, view.title));
+}
+byId("device").addEventListener("change", (event) => change({device: event.target.value}));
+byId("channel").addEventListener("change", (event) => change({channel: event.target.value}));
+byId("day").addEventListener("change", (event) => event.target.value && change({day: event.target.value}));
+byId("earlier").addEventListener("click", () => move(-1));
+byId("later").addEventListener("click", () => move(1));
+byId("today").addEventListener("click", () => change({day: today}));
+byId("choice").addEventListener("submit", (event) => event.preventDefault());
+matchMedia("(prefers-color-scheme: dark)").addEventListener("change", load);
+setInterval(load, 60000);
+
+readAddress();
+load();
+let named = "";
+start((devices, newest) => {
+    today = newest.time.slice(0, 10);
+    names = new Map(devices.map((device) => [device.slot, device.channels.map(channelTitle)]));
+    const text = JSON.stringify([...names]);
+    if (text === named) return;
+    named = text;
+    showChoice();
+    setText(byId("heading"), byId("heading").textContent.replace(/^.*, /, `${byId("channel").selectedOptions[0].text}, `));
+});

@@ -1,0 +1,352 @@
+#include "web/web_server.h"
+
+#include <QSocketNotifier>
+
+#include <microhttpd.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <utility>
+
+#include "base/clock.h"
+#include "base/status_board.h"
+#include "link/device_slots.h"
+#include "store/settings_store.h"
+#include "web/history.h"
+#include "web/listening_socket.h"
+#include "web/live_xml.h"
+#include "web/web_access.h"
+#include "web/web_pages.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// With every reply: nothing is loaded but from here, nothing runs that stands within a page, nobody frames
+/// it.
+constexpr std::pair<const char*, const char*> kHeaders[] = {
+    {"Content-Security-Policy",
+     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
+     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Referrer-Policy", "no-referrer"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+};
+
+constexpr const char* kNeedsToken =
+    "These readings are for those who know the token. Open the address once with ?token= and the token at "
+    "its "
+    "end; this browser then remembers it for a year. Programs send it as \"Authorization: Bearer\" and the "
+    "token.\n";
+
+std::string_view Value(MHD_Connection* connection, MHD_ValueKind kind, const char* key) {
+    const char* value = MHD_lookup_connection_value(connection, kind, key);
+    return value != nullptr ? value : std::string_view();
+}
+
+/// Cookies know hosts, not ports: the name tells programs on one machine apart.
+std::string CookieName(const WebSetup& setup) {
+    return "corvane-" + std::to_string(setup.port);
+}
+
+}  // namespace
+
+/// A request and what becomes of it.
+struct WebServer::Exchange {
+    WebServer& server;
+    MHD_Connection* connection;          ///< null once it is over
+    std::optional<WebReply> reply = {};  ///< nothing while it is still being made
+    std::shared_ptr<EventStream> stream = {};
+    std::string cookie = {};    ///< to be set
+    std::string location = {};  ///< to go to
+    bool suspended = false;
+};
+
+struct WebServer::Connection {
+    int descriptor;
+    std::int64_t deadline;  ///< ms of the clock when it is cut off; 0: never
+    std::shared_ptr<Exchange> exchange = {};
+};
+
+/// What the library calls.
+struct WebServer::Callbacks {
+    static void OnConnection(void* cls, MHD_Connection* connection, void**,
+                             MHD_ConnectionNotificationCode code) {
+        auto& server = *static_cast<WebServer*>(cls);
+        if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
+            server.connections_.erase(connection);
+            return;
+        }
+        const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+        server.connections_[connection] =
+            std::make_unique<Connection>(info->connect_fd, server.clock_.Monotonic() + kRequestPatience);
+    }
+
+    static MHD_Result OnRequest(void* cls, MHD_Connection* handle, const char* url, const char* method,
+                                const char*, const char*, std::size_t* bodySize, void** context) {
+        auto& server = *static_cast<WebServer*>(cls);
+        Connection& connection = *server.connections_.at(handle);
+        if (*context == nullptr) {  // the headers are there
+            connection.exchange =
+                std::make_shared<Exchange>(Exchange{.server = server, .connection = handle});
+            *context = connection.exchange.get();
+            connection.deadline = server.clock_.Monotonic() + kReplyPatience;
+            Exchange& exchange = *connection.exchange;
+            exchange.reply = Refusal(handle, method);
+            // Answered before a body could come, the connection ends with the answer.
+            return exchange.reply.has_value() ? Send(exchange) : MHD_YES;
+        }
+        if (*bodySize != 0) return MHD_NO;
+        const std::shared_ptr<Exchange> exchange = connection.exchange;
+        if (!exchange->reply.has_value()) server.Dispatch(exchange, url);
+        connection.deadline = exchange->reply.has_value() && exchange->stream == nullptr
+                                  ? server.clock_.Monotonic() + kReplyPatience
+                                  : 0;
+        if (exchange->reply.has_value()) return Send(*exchange);
+        exchange->suspended = true;
+        MHD_suspend_connection(handle);
+        return MHD_YES;
+    }
+
+    static void OnCompleted(void* cls, MHD_Connection* handle, void** context, MHD_RequestTerminationCode) {
+        auto& server = *static_cast<WebServer*>(cls);
+        *context = nullptr;
+        const auto found = server.connections_.find(handle);
+        if (found == server.connections_.end() || found->second->exchange == nullptr) return;
+        found->second->exchange->connection = nullptr;
+        found->second->exchange->stream.reset();
+        found->second->exchange.reset();
+        found->second->deadline = server.clock_.Monotonic() + kRequestPatience;
+    }
+
+    /// The next bytes of the events.
+    static ssize_t OnRead(void* context, std::uint64_t, char* buffer, std::size_t room) {
+        auto& exchange = *static_cast<Exchange*>(context);
+        const std::size_t taken = exchange.stream->Take(buffer, room);
+        if (taken > 0) return static_cast<ssize_t>(taken);
+        if (exchange.stream->Ended()) return MHD_CONTENT_READER_END_OF_STREAM;
+        exchange.suspended = true;
+        MHD_suspend_connection(exchange.connection);
+        return 0;
+    }
+
+    /// Requests that change something are none of ours, nor are those that bring something.
+    static std::optional<WebReply> Refusal(MHD_Connection* connection, std::string_view method) {
+        if (method != MHD_HTTP_METHOD_GET && method != MHD_HTTP_METHOD_HEAD)
+            return WebReply::Text(MHD_HTTP_METHOD_NOT_ALLOWED, "Pages can be read, and nothing else.\n");
+        const std::string_view length = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_LENGTH);
+        const std::string_view coding = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_TRANSFER_ENCODING);
+        if ((length.empty() || length == "0") && coding.empty()) return std::nullopt;
+        return WebReply::Text(MHD_HTTP_CONTENT_TOO_LARGE, "A request brings nothing but its address.\n");
+    }
+
+    static MHD_Result Send(Exchange& exchange) {
+        const WebReply& reply = *exchange.reply;
+        MHD_Response* response = nullptr;
+        if (exchange.stream != nullptr) {
+            response = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 4096, OnRead, &exchange, nullptr);
+        } else {
+            auto* body = new QByteArray(reply.body);  // shared; let go of by the library
+            response = MHD_create_response_from_buffer_with_free_callback_cls(
+                static_cast<std::size_t>(body->size()), const_cast<char*>(body->constData()),
+                [](void* bytes) { delete static_cast<QByteArray*>(bytes); }, body);
+        }
+        if (response == nullptr) return MHD_NO;
+        for (const auto& [name, value] : kHeaders)
+            MHD_add_response_header(response, name, value);
+        MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, reply.type);
+        MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL,
+                                reply.lasting ? "private, max-age=86400" : "no-store");
+        if (reply.status == MHD_HTTP_METHOD_NOT_ALLOWED)
+            MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, "GET, HEAD");
+        if (!exchange.cookie.empty())
+            MHD_add_response_header(response, MHD_HTTP_HEADER_SET_COOKIE, exchange.cookie.c_str());
+        if (!exchange.location.empty())
+            MHD_add_response_header(response, MHD_HTTP_HEADER_LOCATION, exchange.location.c_str());
+        const MHD_Result queued = MHD_queue_response(exchange.connection, reply.status, response);
+        MHD_destroy_response(response);
+        return queued;
+    }
+};
+
+WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& history, const DeviceSlots& slots,
+                     SettingsStore& settings, StatusBoard& statusBoard, Clock& clock)
+    : readings_(std::move(readings)),
+      events_(events),
+      history_(history),
+      slots_(slots),
+      settings_(settings),
+      statusBoard_(statusBoard),
+      clock_(clock),
+      setup_(WebSetup::Load(settings)) {
+    connect(&settings, &SettingsStore::Changed, this, [this](const QString& section, const QString& key) {
+        if (section != SettingsStore::kStartup || !key.startsWith("Web"_L1, Qt::CaseInsensitive)) return;
+        setup_ = WebSetup::Load(settings_);
+        Q_EMIT LocationChanged(Location());
+        if (started_) Serve();
+    });
+    connect(&clock, &Clock::SecondPassed, this, &WebServer::EndOverdue);
+}
+
+WebServer::~WebServer() {
+    Stop();
+}
+
+void WebServer::StartUp() {
+    started_ = true;
+    Serve();
+}
+
+QCoro::Task<> WebServer::Close() {
+    started_ = false;
+    Stop();
+    co_await history_.Stop();
+}
+
+void WebServer::Serve() {
+    Stop();
+    if (!setup_.enabled) return;
+    Outcome opened = setup_.Check();
+    if (opened) opened = Open();
+    statusBoard_.AddLine(opened ? u"     Pages are served at %1"_s.arg(Location())
+                                : u"     No pages are served: %1"_s.arg(opened.Error()));
+}
+
+Outcome WebServer::Open() {
+    const auto socket = OpenListeningSocket(setup_.address, setup_.port);
+    if (const auto* error = std::get_if<QString>(&socket)) return Outcome::Failure(*error);
+    daemon_ =
+        MHD_start_daemon(MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &Callbacks::OnRequest,
+                         this, MHD_OPTION_LISTEN_SOCKET, std::get<int>(socket), MHD_OPTION_CONNECTION_LIMIT,
+                         kMostConnections, MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostOfOneAddress,
+                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory, MHD_OPTION_STRICT_FOR_CLIENT,
+                         1, MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::OnConnection, this,
+                         MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::OnCompleted, this, MHD_OPTION_END);
+    if (daemon_ == nullptr) return Outcome::Failure(u"the system lacks what a server takes"_s);
+    const int epoll = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
+    notifier_ = std::make_unique<QSocketNotifier>(epoll, QSocketNotifier::Read);
+    connect(notifier_.get(), &QSocketNotifier::activated, this, &WebServer::Run);
+    return Outcome::Success();
+}
+
+void WebServer::Stop() {
+    if (daemon_ == nullptr) return;
+    // The library wants nobody suspended when it stops.
+    for (const auto& [handle, connection] : connections_) {
+        if (connection->exchange == nullptr) continue;
+        if (connection->exchange->stream != nullptr) {
+            connection->exchange->stream->End();
+        } else if (connection->exchange->suspended) {
+            connection->exchange->reply = WebReply::Text(MHD_HTTP_SERVICE_UNAVAILABLE, "The server stops.\n");
+            Resume(*connection->exchange);
+        }
+    }
+    notifier_.reset();
+    MHD_run(daemon_);
+    MHD_stop_daemon(std::exchange(daemon_, nullptr));
+    connections_.clear();
+}
+
+void WebServer::Run() {
+    runDue_ = false;
+    if (daemon_ == nullptr) return;
+    MHD_run(daemon_);
+    MHD_UNSIGNED_LONG_LONG wait = 0;
+    if (MHD_get_timeout(daemon_, &wait) == MHD_YES && wait == 0) RunSoon();
+}
+
+void WebServer::RunSoon() {
+    if (std::exchange(runDue_, true)) return;
+    QMetaObject::invokeMethod(this, &WebServer::Run, Qt::QueuedConnection);
+}
+
+void WebServer::Resume(Exchange& exchange) {
+    if (exchange.connection == nullptr || !std::exchange(exchange.suspended, false)) return;
+    MHD_resume_connection(exchange.connection);
+    RunSoon();
+}
+
+void WebServer::Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_view path) {
+    MHD_Connection* connection = exchange->connection;
+    const std::string token = setup_.token.toStdString();
+    const std::string cookieName = CookieName(setup_);
+    const WebCredentials credentials{
+        .host = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_HOST),
+        .token = Value(connection, MHD_GET_ARGUMENT_KIND, "token"),
+        .cookie = Value(connection, MHD_COOKIE_KIND, cookieName.c_str()),
+        .authorization = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_AUTHORIZATION)};
+    const WebAccess access = JudgeAccess(credentials, token);
+    if (access == WebAccess::NeedsToken) {
+        exchange->reply = WebReply::Text(MHD_HTTP_UNAUTHORIZED, kNeedsToken);
+        return;
+    }
+    if (access == WebAccess::WrongHost) {
+        exchange->reply =
+            WebReply::Text(MHD_HTTP_MISDIRECTED_REQUEST,
+                           "Without a token, pages are served by number or as localhost only.\n");
+        return;
+    }
+    if (path == "/events") {
+        exchange->reply = JoinEvents(exchange);
+    } else if (path == "/history.json") {
+        ReadHistory(exchange);
+    } else if (path == "/live.json") {
+        exchange->reply = WebReply::Json(MHD_HTTP_OK, readings_(std::nullopt));
+    } else if (path == "/live.xml") {
+        exchange->reply =
+            WebReply{.type = "application/xml; charset=utf-8", .body = LiveXml(readings_(std::nullopt))};
+    } else if (auto page = WebPage(path); page.has_value()) {
+        exchange->reply = std::move(page);
+        if (access == WebAccess::ByAddress) {
+            exchange->reply->status = MHD_HTTP_SEE_OTHER;
+            exchange->location = path;
+            exchange->cookie =
+                cookieName + "=" + token + "; Path=/; Max-Age=31536000; HttpOnly; SameSite=Lax";
+        }
+    } else {
+        exchange->reply = WebReply::Text(MHD_HTTP_NOT_FOUND, "There is no such page.\n");
+    }
+}
+
+WebReply WebServer::JoinEvents(const std::shared_ptr<Exchange>& exchange) {
+    // Held by the stream, which the exchange holds: looked for anew at each call.
+    const auto wake = [waiting = std::weak_ptr(exchange)] {
+        const auto reader = waiting.lock();
+        if (reader == nullptr || reader->connection == nullptr || reader->stream == nullptr) return;
+        WebServer& server = reader->server;
+        if (reader->stream->Ended())
+            server.connections_.at(reader->connection)->deadline =
+                server.clock_.Monotonic() + kRequestPatience;
+        server.Resume(*reader);
+    };
+    exchange->stream = events_.Join(wake);
+    if (exchange->stream == nullptr)
+        return WebReply::Text(MHD_HTTP_SERVICE_UNAVAILABLE, "Too many listen already.\n");
+    return {.type = "text/event-stream"};
+}
+
+QCoro::Task<> WebServer::ReadHistory(std::shared_ptr<Exchange> exchange) {
+    QHash<QString, QString> arguments;
+    for (const char* key : {"device", "channel", "from", "to", "step"}) {
+        const std::string_view value = Value(exchange->connection, MHD_GET_ARGUMENT_KIND, key);
+        arguments[QString::fromLatin1(key)] = QString::fromUtf8(value.data(), qsizetype(value.size()));
+    }
+    auto query = HistoryQuery::Parse(arguments, slots_);
+    if (const auto* error = std::get_if<QString>(&query)) {
+        exchange->reply = WebReply::Json(MHD_HTTP_BAD_REQUEST, {{u"error"_s, *error}});
+        co_return;
+    }
+    exchange->reply = co_await history_.Read(std::get<HistoryQuery>(std::move(query)));
+    Resume(*exchange);
+}
+
+void WebServer::EndOverdue() {
+    for (const auto& [handle, connection] : connections_) {
+        if (connection->deadline != 0 && clock_.Monotonic() >= connection->deadline)
+            shutdown(connection->descriptor, SHUT_RDWR);  // the library then finds it closed
+    }
+}
+
+}  // namespace corvane

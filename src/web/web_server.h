@@ -1,0 +1,93 @@
+// The server of the pages: read-only, on the one event loop, and of little patience.
+#pragma once
+
+#include <QCoroTask>
+#include <QObject>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <unordered_map>
+
+#include "web/live_events.h"
+#include "web/web_reply.h"
+#include "web/web_setup.h"
+
+class QSocketNotifier;
+struct MHD_Connection;
+struct MHD_Daemon;
+
+namespace corvane {
+
+class Clock;
+class DeviceSlots;
+class History;
+class SettingsStore;
+class StatusBoard;
+
+/// libmicrohttpd without threads of its own: its epoll descriptor is watched by the event loop. Limits keep
+/// anybody who misbehaves from taking more than their share of memory and connections.
+class WebServer : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr unsigned kMostConnections = 256;
+    static constexpr unsigned kMostOfOneAddress = 160;
+    static constexpr std::size_t kConnectionMemory = 8192;    ///< bytes, request and headers of the reply
+    static constexpr std::int64_t kRequestPatience = 15'000;  ///< ms until a request must be complete
+    static constexpr std::int64_t kReplyPatience = 60'000;    ///< ms until a reply must have been taken
+
+    /// Everything that is referred to must outlive it.
+    WebServer(ReadingsSource readings, LiveEvents& events, History& history, const DeviceSlots& slots,
+              SettingsStore& settings, StatusBoard& statusBoard, Clock& clock);
+    ~WebServer() override;
+
+    /// Serves as the settings say, from now on and whenever they change. What hinders it is told, no more.
+    void StartUp();
+
+    /// Ends all connections and takes no more.
+    QCoro::Task<> Close();
+
+    /// Where the pages are found on this machine, whether they are served or not.
+    [[nodiscard]] QString Location() const { return setup_.Location(); }
+
+    [[nodiscard]] bool Serving() const { return daemon_ != nullptr; }
+
+Q_SIGNALS:
+    void LocationChanged(const QString& location);
+
+private:
+    struct Callbacks;
+    struct Connection;
+    struct Exchange;
+
+    void Serve();
+    void Stop();
+    Outcome Open();
+
+    /// Lets the library do what is to be done now.
+    void Run();
+    void RunSoon();
+
+    void Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_view path);
+    WebReply JoinEvents(const std::shared_ptr<Exchange>& exchange);
+    QCoro::Task<> ReadHistory(std::shared_ptr<Exchange> exchange);
+    void Resume(Exchange& exchange);
+    void EndOverdue();
+
+    ReadingsSource readings_;
+    LiveEvents& events_;
+    History& history_;
+    const DeviceSlots& slots_;
+    SettingsStore& settings_;
+    StatusBoard& statusBoard_;
+    Clock& clock_;
+    WebSetup setup_;
+    MHD_Daemon* daemon_ = nullptr;
+    std::unique_ptr<QSocketNotifier> notifier_;
+    std::unordered_map<MHD_Connection*, std::unique_ptr<Connection>> connections_;
+    bool started_ = false;
+    bool runDue_ = false;
+};
+
+}  // namespace corvane

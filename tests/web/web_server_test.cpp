@@ -1,0 +1,230 @@
+// The server of the pages as a browser meets it, and as those do who mean it harm.
+#include <QJsonArray>
+#include <QXmlStreamReader>
+
+#include <memory>
+
+#include "app/setting_rules.h"
+#include "web/web_fixture.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class WebServerTest : public WebTest {
+protected:
+    void Set(Program& program, const char* key, const QString& value) {
+        const Reply reply = ApplySetting(program, SettingName::Parse(QString::fromLatin1(key)), value);
+        ASSERT_TRUE(reply.outcome) << reply.outcome.Error().toStdString();
+    }
+};
+
+TEST_F(WebServerTest, EveryRequestGetsWhatIsDueToIt) {
+    const Program& program = Start();
+    const QByteArray host = " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
+    const QByteArray flood(100'000, 'x');
+    const struct {
+        QByteArray request;
+        int status;
+        const char* type;
+        const char* part;  ///< of the body
+    } cases[] = {
+        {"GET /" + host + "\r\n", 200, "text/html", "dashboard.js"},
+        {"GET /?from=a&&=&from HTTP/1.0\r\nHost: [::1]:8780\r\n\r\n", 200, "text/html", "dashboard.js"},
+        {"GET /net.html" + host + "\r\n", 200, "text/html", "net.js"},
+        {"GET /charts.html" + host + "\r\n", 200, "text/html", "/chart.js"},
+        {"GET /chart.js" + host + "\r\n", 200, "text/javascript", "Chart.js v"},
+        {"GET /style.css" + host + "\r\n", 200, "text/css", "--paper"},
+        {"GET /flow_cfm.html" + host + "\r\n", 200, "text/html", "data-unit=\"CFM\""},
+        {"GET /flow_cfh.html" + host + "\r\n", 200, "text/html", "<small>CuFt/Hr<"},
+        {"GET /flow_cmm.html" + host + "\r\n", 200, "text/html", "data-unit=\"m(3)/min\""},
+        {"GET /flow_cmh.html" + host + "\r\n", 200, "text/html", "<small>CuMetre/Hr<"},
+        {"GET /flow_gpm.html" + host + "\r\n", 200, "text/html", "data-unit=\"GPM\""},
+        {"GET /flow_gph.html" + host + "\r\n", 200, "text/html", "data-unit=\"GPH\""},
+        {"GET /flow_lpm.html" + host + "\r\n", 200, "text/html", "data-unit=\"LPM\""},
+        {"GET /flow_lph.html" + host + "\r\n", 200, "text/html", "data-unit=\"LPH\""},
+        {"GET /live.xml" + host + "\r\n", 200, "application/xml", "<readings"},
+        {"HEAD /live.json" + host + "\r\n", 200, "application/json", ""},
+        {"HEAD /events" + host + "\r\n", 200, "text/event-stream", ""},
+        {"GET /history.json?device=A&channel=CH9" + host + "\r\n", 400, "application/json", "channel is CH1"},
+        {"GET /flow.html" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"GET /../corvane.ini" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"GET /%2e%2e/%2e%2e/etc/passwd" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"GET //net.html" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"GET /net.html/" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"GET /pages/../net.html" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"GET http://elsewhere/" + host + "\r\n", 404, "text/plain", "no such page"},
+        {"POST /live.json" + host + "Content-Length: 1\r\n\r\nx", 405, "text/plain", "nothing else"},
+        {"DELETE /" + host + "\r\n", 405, "text/plain", "nothing else"},
+        {"OPTIONS * HTTP/1.1\r\nHost: localhost\r\n\r\n", 405, "text/plain", "nothing else"},
+        {"GET /" + host + "Content-Length: 9999999\r\n\r\n", 413, "text/plain", "nothing but its address"},
+        {"GET /" + host + "Transfer-Encoding: chunked\r\n\r\nfff\r\n", 413, "text/plain", "nothing but"},
+        {"GET /" + host + "X: " + flood + "\r\n\r\n", 431, "", ""},
+        {"GET /" + flood + host + "\r\n", 414, "", ""},
+        {"GET / HTTP/1.1\r\n\r\n", 400, "", ""},
+        {"GET /" + QByteArray("\1\2\3") + host + "\r\n", 404, "text/plain", ""},
+        {"\r\n\r\n\r\nnonsense\r\n\r\n", 0, "", ""},
+        {QByteArray(10'000, '\xff'), 0, "", ""},
+    };
+    for (const auto& c : cases) {
+        const HttpReply reply = Exchange(c.request);
+        const std::string what = c.request.left(60).toStdString();
+        if (c.status == 0) {
+            EXPECT_TRUE(reply.status == 0 || reply.status >= 400) << what;
+            continue;
+        }
+        EXPECT_EQ(reply.status, c.status) << what << reply.head.toStdString();
+        EXPECT_TRUE(reply.body.contains(c.part)) << what << reply.body.toStdString();
+        if (*c.type == '\0') continue;  // refused by the library, in its own words
+        EXPECT_TRUE(reply.head.contains("Content-Type: " + QByteArray(c.type))) << what;
+        EXPECT_TRUE(reply.head.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self'"))
+            << what;
+        EXPECT_TRUE(reply.head.contains("\r\nX-Content-Type-Options: nosniff")) << what;
+    }
+    EXPECT_TRUE(program.webServer.Serving());
+}
+
+TEST_F(WebServerTest, LiveDocumentsTellWhatTheProgramKnows) {
+    Program& program = Start();
+    SendPacket(program, 1000);
+    clock.AdvanceSeconds(8);
+    SendPacket(program, 1008);
+    (void)program.database.Run("UPDATE applicationinfo SET ch1alias = 'a<b' || char(1) || '\"' WHERE id = 1");
+    EXPECT_EQ(GetJson("/live.json"), program.Readings());
+
+    QXmlStreamReader xml(Get("/live.xml").body);
+    QString serial;
+    QString label;
+    int channels = 0;
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement) continue;
+        if (xml.name() == u"device") serial = xml.attributes().value(u"serial"_s).toString();
+        if (xml.name() == u"channel" && channels++ == 0) {
+            label = xml.attributes().value(u"label"_s).toString();
+            EXPECT_EQ(xml.attributes().value(u"watts"_s), u"500");
+        }
+    }
+    EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+    EXPECT_EQ(serial, u"301234"_s);
+    EXPECT_EQ(label, u"a<b \""_s);
+    EXPECT_EQ(channels, 7);
+}
+
+TEST_F(WebServerTest, WhatTheNetworkCanReachTakesTheToken) {
+    const QString token = u"abcdefgh-1234_XY"_s;
+    Program& program = Start();
+    Set(program, "WebListen", u"0.0.0.0"_s);
+    EXPECT_FALSE(program.webServer.Serving());
+    EXPECT_TRUE(program.statusBoard.Lines().back().contains(u"takes a WebToken"_s));
+    Set(program, "WebToken", token);
+    ASSERT_TRUE(program.webServer.Serving());
+
+    const QByteArray host = "Host: house.example\r\n";
+    const QByteArray cookie = "corvane-" + QByteArray::number(WebPort()) + "=abcdefgh-1234_XY";
+    EXPECT_EQ(Get("/net.html", host).status, 401);
+    EXPECT_EQ(Get("/live.json?token=abcdefgh-1234_XZ", host).status, 401);
+    EXPECT_EQ(Get("/style.css", host + "Cookie: corvane-1=abcdefgh-1234_XY\r\n").status, 401);
+    EXPECT_EQ(Get("/live.json?token=abcdefgh-1234_XY", host).status, 200);
+    EXPECT_EQ(Get("/live.json", host + "Authorization: Bearer abcdefgh-1234_XY\r\n").status, 200);
+    const HttpReply first = Get("/net.html?token=abcdefgh-1234_XY", host);
+    EXPECT_EQ(first.status, 303);
+    EXPECT_TRUE(first.head.contains("\r\nLocation: /net.html\r\n")) << first.head.toStdString();
+    EXPECT_TRUE(first.head.contains("\r\nSet-Cookie: " + cookie +
+                                    "; Path=/; Max-Age=31536000; HttpOnly; SameSite=Lax"));
+    EXPECT_EQ(Get("/net.html", host + "Cookie: " + cookie + "\r\n").status, 200);
+}
+
+TEST_F(WebServerTest, ABusyPortIsSaidAndTheCaptureGoesOn) {
+    QTcpServer other;
+    ASSERT_TRUE(other.listen(QHostAddress::LocalHost));
+    Preset(u"WebPort"_s, QString::number(other.serverPort()));
+    Program& program = Start();
+    EXPECT_TRUE(program.statusBoard.Lines().back().contains(
+        u"No pages are served: port %1 is in use by another program"_s.arg(other.serverPort())));
+    SendPacket(program, 1000);
+    EXPECT_TRUE(program.measurement.Readings(1).Seen());
+
+    Set(program, "WebPort", QString::number(FreePort()));
+    EXPECT_EQ(Get("/").status, 200);
+    EXPECT_EQ(program.webServer.Location(), u"http://127.0.0.1:%1"_s.arg(WebPort()));
+    Set(program, "WebEnable", u"False"_s);
+    EXPECT_FALSE(program.webServer.Serving());
+}
+
+TEST_F(WebServerTest, EveryPacketIsAnEventForEveryListener) {
+    Program& program = Start();
+    SendPacket(program, 1000);
+    const auto listen = [this] {
+        auto browser = std::make_unique<FarEnd>(WebPort());
+        browser->Send("GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        EXPECT_TRUE(SpinUntil([&] { return browser->Received().contains("event: readings"); }));
+        return browser;
+    };
+    const auto one = listen();
+    const auto two = listen();
+    const auto toldTo = [](const std::unique_ptr<FarEnd>& browser, const char* what) {
+        return browser->Received().count(what);
+    };
+    SendPacket(program, 1008);
+    SendPacket(program, 2000, 1235);  // both within one turn of the event loop
+    for (const auto* browser : {&one, &two})
+        ASSERT_TRUE(SpinUntil([&] { return toldTo(*browser, "event: packet") == 2; }));
+    // Each tells of the device that sent, and of no other.
+    EXPECT_EQ(toldTo(one, "\"slot\":\"A\""), 2);  // once at the beginning
+    EXPECT_EQ(toldTo(one, "\"slot\":\"B\""), 1);
+
+    // A device that floods is told of by its newest packet, ten times a second at most.
+    for (std::uint32_t seconds = 1016; seconds < 1516; ++seconds)
+        SendPacket(program, seconds);
+    clock.Advance(LiveEvents::kLeastSpacing);
+    ASSERT_TRUE(SpinUntil([&] { return toldTo(one, "event: packet") == 3; }));
+    EXPECT_EQ(toldTo(one, "\"seconds\":1515"), 1);
+
+    clock.AdvanceSeconds(LiveEvents::kHeartbeat);
+    ASSERT_TRUE(SpinUntil([&] { return toldTo(two, "event: readings") == 2; }));
+    program.settings.SaveSetting(u"WebEnable"_s, false);
+    EXPECT_TRUE(SpinUntil([&] { return one->IsGone() && two->IsGone(); }));
+}
+
+TEST(EventStream, AListenerWhoDoesNotListenIsLetGo) {
+    int woken = 0;
+    EventStream stream([&woken] { ++woken; });
+    const auto event = std::make_shared<const QByteArray>("event");
+    for (std::size_t i = 0; i <= EventStream::kMostWaiting; ++i)
+        stream.Push(event);
+    EXPECT_TRUE(stream.Ended());
+    EXPECT_EQ(woken, 1 + static_cast<int>(EventStream::kMostWaiting));
+    char byte = 0;
+    EXPECT_EQ(stream.Take(&byte, 1), 0U);
+}
+
+TEST_F(WebServerTest, NeitherIdleNorSlowConnectionsHoldUpAnything) {
+    Program& program = Start();
+    std::vector<std::unique_ptr<FarEnd>> crowd;
+    for (unsigned i = 0; i < WebServer::kMostOfOneAddress + 60; ++i) {
+        crowd.push_back(std::make_unique<FarEnd>(WebPort()));
+        QCoreApplication::processEvents();  // takes it out of the line of those who wait
+        crowd.back()->Send(i % 2 == 0 ? "" : "GET /live.json HTTP/1.1\r\nHos");
+    }
+    const auto gone = [&crowd] {
+        return std::ranges::count_if(crowd, [](const auto& each) { return each->IsGone(); });
+    };
+    // Those above the limit are turned away at once.
+    ASSERT_TRUE(SpinUntil([&] { return gone() == 60; })) << gone();
+    SendPacket(program, 1000);
+    EXPECT_TRUE(program.measurement.Readings(1).Seen());
+
+    // Who sends a letter at a time wins nothing: the patience is that for the whole request.
+    for (int second = 1; second < WebServer::kRequestPatience / 1000; ++second) {
+        clock.AdvanceSeconds(1);
+        crowd[1]->Send("t");
+    }
+    EXPECT_EQ(gone(), 60);
+    clock.AdvanceSeconds(1);
+    ASSERT_TRUE(SpinUntil([&] { return gone() == static_cast<std::ptrdiff_t>(crowd.size()); })) << gone();
+    EXPECT_EQ(Get("/").status, 200);
+}
+
+}  // namespace
+}  // namespace corvane
