@@ -109,7 +109,7 @@ void DeviceCard::BuildTable() {
     table_->setShowGrid(false);
     table_->setTabKeyNavigation(false);
     table_->setWordWrap(false);
-    table_->setIconSize(QSize(1, 1) * (fontMetrics().height() * 2 / 3));
+    table_->setIconSize(QSize(1, 1) * (fontMetrics().height() * 0.65));
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
     table_->setSelectionMode(QAbstractItemView::SingleSelection);
     table_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -5,7 +5,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <ranges>
+#include <utility>
 
 #include "app/program.h"
 #include "app/window/device_card.h"
@@ -70,9 +70,9 @@ void LivePage::ShowEmptyState() {
 
 void LivePage::Refresh() {
     const int inUse = program_.deviceSlots.InUse();
-    const bool any = std::ranges::any_of(std::views::iota(1, inUse + 1), [this](int slot) {
-        return !program_.deviceSlots.Bound(slot).isEmpty();
-    });
+    bool any = false;
+    for (int slot = 1; slot <= inUse; ++slot)
+        any = any || !program_.deviceSlots.Bound(slot).isEmpty();
     empty_->setVisible(!any);
     cardArea_->setVisible(any);
     if (!any) return ShowEmptyState();
