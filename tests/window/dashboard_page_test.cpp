@@ -1,7 +1,6 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
-#include <QTabWidget>
 
 #include <gmock/gmock.h>
 

@@ -51,9 +51,11 @@ protected:
     QTableView* Table() { return Find<QTableView>(u"live"_s, u"Channels of Device A"_s); }
     QString Cell(int row, int column) { return Table()->model()->index(row, column).data().toString(); }
 
+    PowerTrace* Trace() { return Page()->findChild<PowerTrace*>(); }
+
     /// How many pixels of the trace of Device A are of the hue of that channel, however faint.
     int PixelsOf(std::size_t channel) {
-        const QImage image = Page()->findChild<PowerTrace*>()->grab().toImage();
+        const QImage image = Trace()->grab().toImage();
         int found = 0;
         for (int y = 0; y < image.height(); ++y) {
             for (int x = 0; x < image.width(); ++x) {
@@ -134,11 +136,18 @@ TEST_F(LivePageTest, TheTraceMovesAndNeverBridgesASilence) {
     Open();
     ASSERT_TRUE(program_->deviceSlots.SaveSerial(1, u"301234"_s));
     Take(monitor_);
-    for (int i = 0; i < 60; ++i)
-        TakeSecondOf(800);
+    for (int i = 0; i < 60; ++i) {
+        TakeSecondOf(i % 7 == 0 ? 200 : 800);
+        if (i % 3 == 0) Trace()->grab();
+    }
     Shown();
     const int drawn = PixelsOf(0);
     EXPECT_GT(drawn, 10);
+    const QImage bitByBit = Trace()->grab().toImage();
+    Trace()->Emphasize(1);
+    EXPECT_NE(Trace()->grab().toImage(), bitByBit);
+    Trace()->Emphasize({});
+    EXPECT_EQ(Trace()->grab().toImage(), bitByBit) << "only what was new had been drawn";
     EXPECT_EQ(PixelsOf(3), 0) << "AUX2 is hidden behind the channels in front of it";
     clock.AdvanceSeconds(130);
     monitor_.seconds += 130;

@@ -6,6 +6,7 @@
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QTabWidget>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -32,7 +33,8 @@ protected:
         return *window_;
     }
 
-    /// The widget of that class whose text or accessible name is `name`, on `page` (its object name).
+    /// The widget of that class whose text or accessible name is `name`, on `page` (its object name), which
+    /// comes to the front.
     template <typename Widget>
     Widget* Find(const QString& page, const QString& name) {
         QWidget* inside = window_->findChild<QWidget*>(page);
@@ -40,6 +42,7 @@ protected:
             ADD_FAILURE() << "no page " << page.toStdString();
             return nullptr;
         }
+        window_->findChild<QTabWidget*>()->setCurrentWidget(inside);
         for (Widget* widget : inside->findChildren<Widget*>()) {
             if (widget->accessibleName() == name || widget->property("text").toString() == name)
                 return widget;

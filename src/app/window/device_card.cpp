@@ -186,6 +186,8 @@ void DeviceCard::ShowState() {
 void DeviceCard::resizeEvent(QResizeEvent*) {
     const bool wide = width() > table_->minimumWidth() * 2;
     bodyLayout_->setDirection(wide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    bodyLayout_->setStretch(0, wide ? 2 : 0);
+    bodyLayout_->setStretch(1, wide ? 3 : 1);
 }
 
 void DeviceCard::paintEvent(QPaintEvent*) {

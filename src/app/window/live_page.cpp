@@ -5,6 +5,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 #include "app/program.h"
 #include "app/window/device_card.h"
@@ -27,20 +28,26 @@ LivePage::LivePage(Program& program) : program_(program), recent_(program.clock)
 
 void LivePage::BuildEmptyState() {
     empty_ = new QWidget;
-    auto* title = new QLabel(u"No monitor is connected yet"_s);
     QFont large = font();
-    large.setPointSizeF(large.pointSizeF() * 2);
+    large.setPointSizeF(font().pointSizeF() * 1.2);
+    auto* text = new QWidget;
+    text->setFont(large);
+    text->setFixedWidth(QFontMetrics(large).averageCharWidth() * 72);
+    auto* title = TextLabel(u"No monitor is connected yet"_s);
+    large.setPointSizeF(font().pointSizeF() * 2);
     title->setFont(large);
     steps_ = TextLabel();
     strangers_ = TextLabel();
-    auto* column = new QVBoxLayout(empty_);
+    auto* column = new QVBoxLayout(text);
     column->setSpacing(fontMetrics().height());
     column->addStretch(1);
-    for (QLabel* label : {title, steps_, strangers_}) {
-        label->setFixedWidth(fontMetrics().averageCharWidth() * 72);
-        column->addWidget(label, 0, Qt::AlignHCenter);
-    }
+    for (QLabel* label : {title, steps_, strangers_})
+        column->addWidget(label);
     column->addStretch(2);
+    auto* middle = new QHBoxLayout(empty_);
+    middle->addStretch();
+    middle->addWidget(text);
+    middle->addStretch();
 }
 
 void LivePage::ShowEmptyState() {
@@ -65,7 +72,7 @@ void LivePage::Refresh() {
     const int inUse = program_.deviceSlots.InUse();
     bool any = false;
     for (int slot = 1; slot <= inUse; ++slot)
-        any |= !program_.deviceSlots.Bound(slot).isEmpty();
+        any = any || !program_.deviceSlots.Bound(slot).isEmpty();
     empty_->setVisible(!any);
     cardArea_->setVisible(any);
     if (!any) return ShowEmptyState();

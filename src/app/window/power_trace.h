@@ -1,6 +1,7 @@
 // The powers of a device's channels over the last minutes, as moving lines.
 #pragma once
 
+#include <QPixmap>
 #include <QWidget>
 
 #include <cstdint>
@@ -30,14 +31,34 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    /// What the lines that are kept were drawn for; a change of it needs them drawn anew.
+    struct Look {
+        QSize size;  ///< in pixels of the screen
+        double ratio = 1;
+        double top = 0;  ///< watts at the upper edge
+        std::optional<std::size_t> emphasized;
+
+        bool operator==(const Look&) const = default;
+    };
+
     void DrawScale(QPainter& painter, const QRectF& field, double top) const;
-    void DrawLine(QPainter& painter, const QRectF& field, double top, std::size_t channel) const;
+    void UpdateLines(const Look& look);
+    void DrawLines(QPainter& painter, double from) const;
+    void DrawLine(QPainter& painter, std::size_t first, std::size_t channel) const;
+    [[nodiscard]] double PixelOf(std::int64_t at) const;
     [[nodiscard]] double HighestWatts() const;
 
     const RecentPower& recent_;
     int slot_;
     std::int64_t now_ = 0;
     std::optional<std::size_t> emphasized_;
+
+    // The lines move to the left as they are, and only what is new is drawn: stroking them all every second
+    // would take more of the processor than all else that the program does.
+    QPixmap lines_;
+    Look look_;
+    std::int64_t edge_ = 0;    ///< the time at the right edge of `lines_`, in pixels
+    std::int64_t newest_ = 0;  ///< when the last sample in `lines_` came
 };
 
 }  // namespace corvane
