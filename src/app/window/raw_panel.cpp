@@ -13,7 +13,6 @@
 #include <QTextEdit>
 
 #include <algorithm>
-#include <ranges>
 #include <vector>
 
 #include "app/program.h"
@@ -147,9 +146,9 @@ void RawPanel::ShowBytes() {
     }
     cursor.endEditBlock();
     bytes_->verticalScrollBar()->setValue(bytes_->verticalScrollBar()->maximum());
-    const auto packets = std::views::reverse(runs);
-    const auto last = std::ranges::find_if(packets, [](const RawRun& run) { return run.kind != nullptr; });
-    ShowFields(last == packets.end() ? nullptr : &*last);
+    const auto last =
+        std::find_if(runs.rbegin(), runs.rend(), [](const RawRun& run) { return run.kind != nullptr; });
+    ShowFields(last == runs.rend() ? nullptr : &*last);
 }
 
 void RawPanel::WriteRun(QTextCursor& cursor, const RawRun& run) const {
