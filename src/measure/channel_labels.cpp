@@ -75,11 +75,9 @@ Outcome SaveChannelLabels(const CaptureDatabase& database, int slot, const Chann
     std::string statement = "UPDATE applicationinfo SET ";
     for (std::size_t i = 0; i < kChannels; ++i) {
         statement += i == 0 ? "" : ",";
-        statement += kColumns[i];
+        statement += Column(i, ChannelText::Label);
         statement += '=';
         statement += SqlQuoted(labels[i].toStdString());
-        statement += Column(i, ChannelText::Label);
-        statement += "=" + SqlQuoted(labels[i].toStdString());
     }
     statement += " WHERE id = '" + std::to_string(slot) + "'";
     const QueryResult saved = database.Run(statement);
