@@ -55,9 +55,12 @@ std::optional<std::array<ChannelTexts, kChannels>> ReadChannelTexts(const Captur
 
 Outcome SaveChannelText(const CaptureDatabase& database, int slot, std::size_t channel, ChannelText which,
                         const QString& text) {
-    const QueryResult saved = database.Run("UPDATE applicationinfo SET " + Column(channel, which) + " = " +
-                                           SqlQuoted(text.toStdString()) + " WHERE id = '" +
-                                           std::to_string(slot) + "' RETURNING id");
+    std::string statement = "UPDATE applicationinfo SET ";
+    statement += Column(channel, which);
+    statement += " = ";
+    statement += SqlQuoted(text.toStdString());
+    statement += " WHERE id = '" + std::to_string(slot) + "' RETURNING id";
+    const QueryResult saved = database.Run(statement);
     if (!saved.Ok()) {
         return Outcome::Failure(u"The text could not be saved: "_s + QString::fromStdString(saved.errorText));
     }

@@ -173,7 +173,8 @@ void RawPanel::WriteRun(QTextCursor& cursor, const RawRun& run) const {
 }
 
 void RawPanel::ShowFields(const RawRun* packet) {
-    const std::vector<RawField> fields = packet != nullptr ? RawFields(*packet) : std::vector<RawField>();
+    if (packet == nullptr) return fields_->setRowCount(0);
+    const std::vector<RawField> fields = RawFields(*packet);
     fields_->setRowCount(static_cast<int>(fields.size()));
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const RawField& field = fields[i];
