@@ -6,7 +6,7 @@ namespace corvane {
 
 inline constexpr const char* kWindowStyle = R"(
 QGroupBox {
-    background: palette(base);
+    background: palette(alternate-base);
     border: 1px solid palette(midlight);
     border-radius: 8px;
     margin-top: 1.9em;
@@ -23,7 +23,7 @@ QPushButton {
 }
 QPushButton:hover:enabled, QPushButton:focus { border-color: palette(highlight); }
 QPushButton:pressed { background: palette(midlight); }
-QPushButton:disabled { color: palette(mid); }
+QPushButton:disabled { color: palette(placeholder-text); }
 QTabBar::tab { padding: 8px 14px; }
 QTabBar::tab:selected { font-weight: 600; border-bottom: 3px solid palette(highlight); }
 QTabBar::tab:!selected { border-bottom: 3px solid transparent; }
