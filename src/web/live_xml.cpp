@@ -39,7 +39,7 @@ void WriteElement(QXmlStreamWriter& xml, const QString& name, const QJsonObject&
         if (it->isObject()) WriteElement(xml, it.key(), it->toObject());
         const QString member = it.key().endsWith(u's') ? it.key().chopped(1) : it.key();
         const QJsonArray list = it->toArray();
-        for (const QJsonValue& each : list) {
+        for (const auto& each : list) {
             if (each.isObject())
                 WriteElement(xml, member, each.toObject());
             else
