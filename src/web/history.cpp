@@ -31,14 +31,14 @@ namespace {
 constexpr std::int64_t kLongestPause = 150 * 60;
 
 /// Where the newest record of minutes is looked for, from the end of the table.
-constexpr const char* kTailRows = "200";
+constexpr int kTailRows = 200;
 
 QDateTime WallTime(std::int64_t seconds) {
     return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
 }
 
-std::string Stamp(std::int64_t seconds) {
-    return WallTime(seconds).toString(u"yyyy-MM-dd hh:mm:ss"_s).toStdString();
+QString Stamp(std::int64_t seconds) {
+    return WallTime(seconds).toString(u"yyyy-MM-dd hh:mm:ss"_s);
 }
 
 std::optional<std::int64_t> TimeEntry(const QString& text) {
@@ -49,23 +49,25 @@ std::optional<std::int64_t> TimeEntry(const QString& text) {
     return time.toSecsSinceEpoch();
 }
 
-std::optional<std::string> AddressOf(const QString& device, const DeviceSlots& slots) {
+std::optional<QString> AddressOf(const QString& device, const DeviceSlots& slots) {
     const auto slot = SlotOfLetter(device);
     const QString serial = slot.has_value() ? slots.Bound(*slot) : device;
     bool isNumber = false;
     const auto address = serial.toULongLong(&isNumber);  // the database keeps addresses as numbers
-    return isNumber ? std::optional(std::to_string(address)) : std::nullopt;
+    return isNumber ? std::optional(QString::number(address)) : std::nullopt;
 }
 
 /// The start of the step after the one that starts at `seconds`; of the one that holds it where `seconds` is
 /// none.
 std::int64_t StepStart(const HistoryQuery& query, std::int64_t seconds, bool next) {
     const QDateTime time = WallTime(seconds);
-    if (query.step == "month") {
+    if (query.step == "month"_L1) {
         const QDate first(time.date().year(), time.date().month(), 1);
         return QDateTime((next ? first.addMonths(1) : first).startOfDay(Qt::UTC)).toSecsSinceEpoch();
     }
-    const std::int64_t length = query.minutes > 0 ? query.minutes * 60 : query.step == "hour" ? 3600 : 86'400;
+    const std::int64_t length = query.minutes > 0         ? query.minutes * 60
+                                : query.step == "hour"_L1 ? 3600
+                                                          : 86'400;
     return (seconds / length + (next ? 1 : 0)) * length;
 }
 
@@ -78,14 +80,16 @@ using Cells = std::vector<QueryResult::Cell>;
 
 /// The mean of each step's minute records. Rows that are there twice count once.
 SqlJob PowerJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
-    const std::string length = std::to_string(query.minutes * 60);
-    std::string sql = "SELECT CAST(strftime('%s', date) AS INTEGER) / " + length;
-    sql +=
-        ", AVG(watts) FROM (SELECT DISTINCT date, " + query.channel + "watt AS watts FROM monitordata_minute";
-    sql += " WHERE deviceaddress = " + query.address + " AND date >= '" + Stamp(bounds.front());
-    sql += "' AND date < '" + Stamp(bounds.back()) + "') GROUP BY 1";
+    const QString text =
+        u"SELECT CAST(strftime('%s', date) AS INTEGER) / %1, AVG(watts) FROM (SELECT DISTINCT date, %2watt "
+        u"AS "
+        "watts FROM monitordata_minute WHERE deviceaddress = %3 AND date >= '%4' AND date < '%5') GROUP BY 1"_s;
+    const std::string sql =
+        text.arg(query.minutes * 60)
+            .arg(query.channel, query.address, Stamp(bounds.front()), Stamp(bounds.back()))
+            .toStdString();
     const std::int64_t first = bounds.front() / (query.minutes * 60);
-    return [sql = std::move(sql), first, steps = bounds.size() - 1](SqlSession& session) {
+    return [sql, first, steps = bounds.size() - 1](SqlSession& session) {
         if (!session.Database()) return Failed(session.Database());
         QueryResult found = session.Database().GetTable(sql);
         if (!found.Ok()) return found;
@@ -102,18 +106,20 @@ SqlJob PowerJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
 /// Energies are differences of meter readings: those of the hourly records, and the newest one of minutes,
 /// which may be up to an hour ahead.
 SqlJob EnergyJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
-    std::string where = " WHERE deviceaddress = " + query.address;
-    where += " AND date >= '" + Stamp(bounds.front() - kLongestPause);
-    where += "' AND date < '" + Stamp(bounds.back() + kLongestPause) + "'";
-    const std::string reading = "SELECT date, " + query.channel + "kwh AS kwh FROM ";
-    std::string sql =
-        "SELECT CAST(strftime('%s', date) AS INTEGER), kwh FROM (" + reading + "monitordata_hourly";
-    sql += where + " UNION ALL SELECT * FROM (" + reading + "monitordata_minute" + where;
-    sql += " AND id > (SELECT MAX(id) FROM monitordata_minute) - ";
-    sql += kTailRows;
-    sql += " ORDER BY id DESC LIMIT 1)) ORDER BY date";
-    const bool mayFall = query.address == kVirtualDeviceAddress;
-    return [sql = std::move(sql), bounds = std::move(bounds), mayFall](SqlSession& session) {
+    const QString reading =
+        u"SELECT date, %1kwh AS kwh FROM %2 WHERE deviceaddress = %3 AND date >= '%4' AND "
+        "date < '%5'"_s.arg(query.channel, u"%1"_s, query.address, Stamp(bounds.front() - kLongestPause),
+                            Stamp(bounds.back() + kLongestPause));
+    const QString text =
+        u"SELECT CAST(strftime('%s', date) AS INTEGER), kwh FROM (%1 UNION ALL SELECT * FROM (%2 AND id > "
+        u"(SELECT "
+        "MAX(id) FROM monitordata_minute) - %3 ORDER BY id DESC LIMIT 1)) ORDER BY date"_s;
+    const std::string sql =
+        text.arg(reading.arg("monitordata_hourly"_L1), reading.arg("monitordata_minute"_L1))
+            .arg(kTailRows)
+            .toStdString();
+    const bool mayFall = query.address == QLatin1StringView(kVirtualDeviceAddress);
+    return [sql, bounds = std::move(bounds), mayFall](SqlSession& session) {
         sqlite3* handle = session.Database().Handle();
         sqlite3_stmt* raw = nullptr;
         if (handle == nullptr || sqlite3_prepare_v2(handle, sql.c_str(), -1, &raw, nullptr) != SQLITE_OK)
@@ -132,7 +138,7 @@ SqlJob EnergyJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
             Cells& cells = result.rows.emplace_back(2);
             if (!step.kwh.has_value()) continue;
             cells[0] = ShortestText(*step.kwh);
-            if (!step.complete) cells[1] = "1";
+            if (!step.complete) cells[1].emplace(1, '1');
         }
         return result;
     };
@@ -160,10 +166,10 @@ WebReply ReplyOf(const HistoryQuery& query, const std::vector<std::int64_t>& bou
         if (partial.has_value()) point[u"partial"_s] = true;
         points.append(point);
     }
-    return WebReply::Json(200, {{u"address"_s, QString::fromStdString(query.address)},
-                                {u"channel"_s, QString::fromStdString(query.channel)},
+    return WebReply::Json(200, {{u"address"_s, query.address},
+                                {u"channel"_s, query.channel},
                                 {u"unit"_s, power ? u"W"_s : u"kWh"_s},
-                                {u"step"_s, QString::fromStdString(query.step)},
+                                {u"step"_s, query.step},
                                 {u"points"_s, points}});
 }
 
@@ -175,8 +181,8 @@ std::variant<HistoryQuery, QString> HistoryQuery::Parse(const QHash<QString, QSt
     const auto address = AddressOf(arguments.value(u"device"_s), slots);
     if (!address.has_value()) return u"device is the letter of a device that is bound, or an address."_s;
     query.address = *address;
-    query.channel = arguments.value(u"channel"_s).toUpper().toStdString();
-    if (std::ranges::find(kChannelNames, query.channel) == kChannelNames.end())
+    query.channel = arguments.value(u"channel"_s).toUpper();
+    if (std::ranges::find(kChannelNames, query.channel.toStdString()) == kChannelNames.end())
         return u"channel is CH1, CH2 or AUX1 to AUX5."_s;
     const auto from = TimeEntry(arguments.value(u"from"_s));
     const auto to = TimeEntry(arguments.value(u"to"_s));
@@ -189,7 +195,7 @@ std::variant<HistoryQuery, QString> HistoryQuery::Parse(const QHash<QString, QSt
     const bool isWord = step == "hour"_L1 || step == "day"_L1 || step == "month"_L1;
     if (!isWord && (query.minutes < 1 || query.minutes > 1440))
         return u"step is hour, day or month for energy, or a count of minutes, 1 to 1440, for power."_s;
-    query.step = step.toStdString();
+    query.step = step;
     // A month is a day at least, so that the count of steps is bounded before any is made.
     const std::int64_t least = query.minutes > 0 ? query.minutes * 60 : step == "hour"_L1 ? 3600 : 86'400;
     if ((query.to - query.from) / least >= kMostPoints * (step == "month"_L1 ? 28 : 1))

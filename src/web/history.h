@@ -6,8 +6,8 @@
 #include <QString>
 
 #include <cstdint>
-#include <string>
 #include <variant>
+#include <vector>
 
 #include "store/sql_worker.h"
 #include "web/web_reply.h"
@@ -29,9 +29,9 @@ struct HistoryQuery {
     static std::variant<HistoryQuery, QString> Parse(const QHash<QString, QString>& arguments,
                                                      const DeviceSlots& slots);
 
-    std::string address;  ///< digits
-    std::string channel;  ///< "CH1" .. "AUX5"
-    std::string step;     ///< as it was given
+    QString address;  ///< digits
+    QString channel;  ///< "CH1" .. "AUX5"
+    QString step;     ///< as it was given
     std::int64_t from = 0;
     std::int64_t to = 0;  ///< not included
     int minutes = 0;      ///< of a step of power; 0 where energy is asked for

@@ -80,8 +80,8 @@ struct WebServer::Callbacks {
             return;
         }
         const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-        server.connections_[connection] = std::make_unique<Connection>(
-            Connection{info->connect_fd, server.clock_.Monotonic() + kRequestPatience});
+        server.connections_[connection] = std::make_unique<Connection>(Connection{
+            .descriptor = info->connect_fd, .deadline = server.clock_.Monotonic() + kRequestPatience});
     }
 
     static MHD_Result OnRequest(void* cls, MHD_Connection* handle, const char* url, const char* method,

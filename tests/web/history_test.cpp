@@ -25,10 +25,11 @@ protected:
         std::vector<std::string> points;
         if (reply.contains(u"error"_s)) points.push_back(reply[u"error"_s].toString().toStdString());
         const QJsonArray found = reply[u"points"_s].toArray();
-        for (const QJsonValue& each : found) {
-            const QJsonValue value = each[u"value"_s];
-            points.push_back(each[u"time"_s].toString().mid(8).toStdString() + " " +
-                             (each[u"partial"_s].toBool() ? "~" : "") +
+        for (const auto& each : found) {
+            const QJsonObject point = each.toObject();
+            const QJsonValue value = point[u"value"_s];
+            points.push_back(point[u"time"_s].toString().mid(8).toStdString() + " " +
+                             (point[u"partial"_s].toBool() ? "~" : "") +
                              (value.isNull() ? "-" : QString::number(value.toDouble()).toStdString()));
         }
         return points;
