@@ -133,7 +133,7 @@ private:
     }
 
     void Take(const QString& event, const QJsonObject& told) {
-        const auto in = [&told](const char* object, const char* key) {
+        const auto in = [&told](const char* object, const char* key) -> QJsonValue {
             return told[QLatin1StringView(object)].toObject()[QLatin1StringView(key)];
         };
         const std::string all = QJsonDocument(told).toJson(QJsonDocument::Compact).toStdString();
