@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <span>
@@ -225,6 +226,7 @@ void Run(const QString& program) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // a service that is gone is told by the failing write
     const QCoreApplication application(argc, argv);
     if (argc != 2) {
         std::fputs("usage: corvane-web-bench CORVANED\n", stderr);
