@@ -37,7 +37,7 @@ protected:
 
     /// Runs a setter, and gives the monitor a second to carry it out.
     std::string SetThere(const char* name, const QStringList& inputs) {
-        const std::string error = Run(monitorSettings_.Set(QString::fromLatin1(name), inputs, op_));
+        std::string error = Run(monitorSettings_.Set(QString::fromLatin1(name), inputs, op_));
         clock_.AdvanceSeconds(1);
         return error;
     }

@@ -37,6 +37,7 @@ TEST(FeedDocument, HasItsElementsInTheirOrder) {
 
 TEST(FeedDocument, IsValidWhateverTheLabels) {
     std::vector<Datastream> datastreams;
+    datastreams.reserve(kDatastreams);
     for (int id = 0; id < static_cast<int>(kDatastreams); ++id)
         datastreams.push_back({id, id * -1000.0, QChar(id) + u"]]><!--&'\"é漢\U0001F600"_s});
     datastreams[50].label = u"\xFFFE\xD800 x \xFFFF"_s;

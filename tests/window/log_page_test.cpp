@@ -58,9 +58,8 @@ TEST_F(WindowTest, TheBugReportHasAllButTheKeys) {
     Open(kPage);
     program_->statusBoard.AddLine(u"     Something happened."_s);
     program_->errorLog.LogError(6, u"Overflow"_s, u"CH1"_s);
-    EXPECT_TRUE(Find<QPlainTextEdit>(kPage, u"Status list"_s)
-                    ->toPlainText()
-                    .endsWith(u"     Something happened."_s));
+    EXPECT_TRUE(
+        Find<QPlainTextEdit>(kPage, u"Status list"_s)->toPlainText().endsWith(u"     Something happened."_s));
     Click(kPage, u"Copy all"_s);
     EXPECT_THAT(QGuiApplication::clipboard()->text().toStdString(),
                 AllOf(HasSubstr("\n0/DevSerial=301234\n"), HasSubstr("\n     Something happened.\n"),
