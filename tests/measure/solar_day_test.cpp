@@ -59,11 +59,14 @@ protected:
     /// What the counters must be raised by, from the mishap on or, for one from the top, from midnight on.
     static std::vector<std::uint64_t> Offsets(const Mishap& mishap) {
         std::vector<std::uint64_t> offsets;
+        offsets.reserve(std::size(kCounterFields));
+        const std::uint64_t start =
+            mishap.fromTheTop ? ~std::uint64_t{0} : 5;  // one below 0, or little above
         SimulatedMonitor house = House();
         for (int i = 0; i < mishap.at + (mishap.fromTheTop ? 0 : 1); ++i)
             (void)house.NextPacket();
         for (const Field field : kCounterFields)
-            offsets.push_back((mishap.fromTheTop ? -1 : 5) - house.Raw(field));
+            offsets.push_back(start - house.Raw(field));
         return offsets;
     }
 
