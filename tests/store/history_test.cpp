@@ -13,7 +13,6 @@
 namespace corvane {
 namespace {
 
-using testing::DoubleNear;
 using testing::ElementsAre;
 
 constexpr double kNull = std::numeric_limits<double>::quiet_NaN();
@@ -250,8 +249,10 @@ struct HistoryReading : testing::Test {
 };
 
 TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAreAdded) {
-    for (const char* hour : {"2026-05-01 08:10:00", "2026-05-01 09:10:00", "2026-05-01 10:10:00"})
-        Hour(hour, 50 + static_cast<double>((At(hour) - At("2026-05-01 08:10:00")) / kWallHour));
+    for (const char* hour : {"2026-05-01 08:10:00", "2026-05-01 09:10:00", "2026-05-01 10:10:00"}) {
+        const auto hours = (At(hour) - At("2026-05-01 08:10:00")) / kWallHour;
+        Hour(hour, 50 + static_cast<double>(hours));
+    }
     Minute("2026-05-01 10:09:00", 100, 52.1);  // between two hourly readings, and ahead of one
     Minute("2026-05-01 10:11:00", 200, 52.2);
     Minute("2026-05-01 10:11:00", 5, 1, "300002");
