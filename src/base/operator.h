@@ -28,6 +28,7 @@ struct FileQuestion {
     QString prompt;
     QString suggestion = {};  ///< full path taken where nobody can be asked; empty: nothing is chosen then
     bool toMake = false;      ///< the file is going to be made, rather than opened
+    QString kind = QStringLiteral("db3");  ///< the ending of its name
 };
 
 /// How far a long operation is.

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "base/clock.h"
-#include "base/operator.h"
 #include "store/db_writer.h"
+#include "store/told_job.h"
 
 namespace corvane {
 
@@ -33,21 +33,7 @@ QCoro::Task<QueryResult> DatabaseWork::Run(QString operation, std::string path, 
     if (Running())
         co_return Failed("Other work on the database is still running; try again when it has ended.");
     const MaintenanceBusy busy(writer_);
-    const std::int64_t start = clock_.Monotonic();
-    Progress progress{.operation = std::move(operation), .seconds = 0, .percent = std::nullopt};
-
-    QObject listening;  // ends the connections with this call
-    QObject::connect(&worker_, &SqlWorker::Told, &listening,
-                     [&progress](const QString& text, std::optional<int> percent) {
-                         if (!text.isEmpty()) progress.operation = text;
-                         progress.percent = percent;
-                     });
-    QObject::connect(&clock_, &Clock::SecondPassed, &listening, [this, &progress, &op, start] {
-        progress.seconds = (clock_.Monotonic() - start) / 1000;
-        op.ShowProgress(progress);
-        if (op.WantsCancel()) worker_.Interrupt();
-    });
-    co_return co_await worker_.Run(std::move(path), std::move(job));
+    co_return co_await RunTold(worker_, clock_, std::move(operation), std::move(path), std::move(job), op);
 }
 
 QCoro::Task<> DatabaseWork::Stop() {

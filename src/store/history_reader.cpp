@@ -11,7 +11,6 @@ namespace corvane {
 
 namespace {
 
-const char* const kVirtualDevice = "999999";
 const std::string kEnergyColumns = "ch1kwh,ch2kwh,aux1kwh,aux2kwh,aux3kwh,aux4kwh,aux5kwh";
 const std::string kPowerColumns = "ch1watt,ch2watt,aux1watt,aux2watt,aux3watt,aux4watt,aux5watt";
 

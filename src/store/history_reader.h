@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "store/energy_history.h"
@@ -12,6 +13,9 @@
 #include "store/sql_worker.h"
 
 namespace corvane {
+
+/// The `deviceaddress` of the virtual device.
+inline constexpr std::string_view kVirtualDevice = "999999";
 
 /// The records of one device from `from` up to `to`.
 struct DeviceHistory {
@@ -32,7 +36,7 @@ struct DeviceHistory {
 /// A device that has records, or a row of its own.
 struct HistoryDevice {
     std::string address;
-    int id = 0;  ///< of its row: 1 to 6 for Device A to F, 9 for the virtual device, 0 where it has none
+    int id = 0;  ///< of its row: 1 to 6 for Device A to F, 0 where it has none
     std::array<std::string, kHistoryChannels> labels;  ///< empty where the user gave none
 };
 

@@ -23,48 +23,46 @@ void Permute(std::vector<Value>& values, const std::vector<std::size_t>& order) 
 /// Puts the line together, a column after the other.
 class TraceLine {
 public:
-    TraceLine(const std::vector<WallTime>& times, const std::vector<float>& watts, std::size_t expected)
-        : times_(times), watts_(watts) {
-        points_.reserve(expected);
-    }
+    TraceLine(const std::vector<WallTime>& times, const std::vector<float>& watts)
+        : times_(times), watts_(watts) {}
 
-    /// Adds the records `first` up to and without `last`, which share a column.
-    void AddColumn(std::size_t first, std::size_t last) {
-        std::size_t low = last;
-        std::size_t high = last;
+    /// Adds a point at `time` for the records `first` up to and without `last`.
+    void Add(std::size_t first, std::size_t last, double time) {
+        while (first < last && std::isnan(watts_[first]))
+            ++first;
+        while (first < last && std::isnan(watts_[last - 1]))
+            --last;
+        if (first == last) return;
+        if (run_ > 0 && times_[first] - newest_ > kPowerGap) Break();
+        float lowest = watts_[first];
+        float highest = watts_[first];
+        double sum = 0;
+        std::size_t known = 0;
         for (std::size_t i = first; i < last; ++i) {
             if (std::isnan(watts_[i])) continue;
-            if (low == last) {
-                BreakUnlessNear(i);
-                low = high = i;
-            }
-            if (watts_[i] < watts_[low]) low = i;
-            if (watts_[i] > watts_[high]) high = i;
-            newest_ = times_[i];
+            lowest = std::min(lowest, watts_[i]);
+            highest = std::max(highest, watts_[i]);
+            sum += static_cast<double>(watts_[i]);
+            ++known;
         }
-        if (low == last) return;
-        Add(std::min(low, high));
-        if (low != high) Add(std::max(low, high));
+        newest_ = times_[last - 1];
+        points_.push_back({time, static_cast<double>(lowest), static_cast<double>(highest),
+                           sum / static_cast<double>(known)});
+        ++run_;
     }
 
     [[nodiscard]] std::vector<TracePoint> Take() {
-        CloseRun();
+        EndRun();
         return std::move(points_);
     }
 
 private:
-    void Add(std::size_t i) {
-        points_.push_back({static_cast<double>(times_[i]), static_cast<double>(watts_[i])});
-        ++run_;
+    void Break() {
+        EndRun();
+        points_.push_back({static_cast<double>(newest_), kBreak, kBreak, kBreak});
     }
 
-    void BreakUnlessNear(std::size_t next) {
-        if (run_ == 0 || times_[next] - newest_ <= kPowerGap) return;
-        CloseRun();
-        points_.push_back({static_cast<double>(newest_), kBreak});
-    }
-
-    void CloseRun() {
+    void EndRun() {
         if (run_ == 1) points_.push_back(points_.back());
         run_ = 0;
     }
@@ -72,7 +70,7 @@ private:
     const std::vector<WallTime>& times_;
     const std::vector<float>& watts_;
     std::vector<TracePoint> points_;
-    WallTime newest_ = 0;  ///< of the records that were added
+    WallTime newest_ = 0;  ///< of the records of the last point
     int run_ = 0;          ///< points since the last break
 };
 
@@ -109,15 +107,17 @@ std::vector<TracePoint> TraceOf(const PowerHistory& history, std::size_t channel
                                 int columns) {
     const auto& times = history.times;
     if (times.empty() || columns < 1 || to <= from) return {};
-    auto first = std::ranges::lower_bound(times, from);
-    auto last = std::ranges::upper_bound(times, to);
-    if (first != times.begin()) --first;
-    if (last != times.end()) ++last;
-    auto i = static_cast<std::size_t>(first - times.begin());
-    const auto end = static_cast<std::size_t>(last - times.begin());
+    auto i = static_cast<std::size_t>(std::ranges::lower_bound(times, from) - times.begin());
+    auto end = static_cast<std::size_t>(std::ranges::upper_bound(times, to) - times.begin());
 
-    TraceLine line(times, history.watts[channel],
-                   std::min(end - i + 2, 3 * static_cast<std::size_t>(columns) + 4));
+    TraceLine line(times, history.watts[channel]);
+    if (end - i <= static_cast<std::size_t>(columns)) {
+        if (i > 0) --i;
+        if (end < times.size()) ++end;
+        for (; i < end; ++i)
+            line.Add(i, i + 1, static_cast<double>(times[i]));
+        return line.Take();
+    }
     const double width = static_cast<double>(to - from) / columns;
     while (i < end) {
         const double column = std::floor(static_cast<double>(times[i] - from) / width);
@@ -126,7 +126,7 @@ std::vector<TracePoint> TraceOf(const PowerHistory& history, std::size_t channel
         do
             ++i;
         while (i < end && static_cast<double>(times[i]) < columnEnd);
-        line.AddColumn(begin, i);
+        line.Add(begin, i, columnEnd - width / 2);
     }
     return line.Take();
 }

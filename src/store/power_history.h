@@ -31,16 +31,18 @@ struct PowerHistory {
     [[nodiscard]] std::ptrdiff_t Nearest(WallTime time) const;
 };
 
-/// A point of a line; where `watts` is NaN the line is broken.
+/// A point of a line: a record, or many that share a column. NaN in all values breaks the line.
 struct TracePoint {
     double time;
-    double watts;
+    double lowest;
+    double highest;
+    double mean;
 };
 
-/// The line of one channel from `from` to `to`, both included, and one record further at either side. Of each
-/// of `columns` equal parts it has the lowest and the highest value, in the order of their times, and so at
-/// most three points with its break. It is broken wherever records are more than `kPowerGap` apart. A record
-/// without neighbours comes twice, so that a line of no length shows it.
+/// The line of one channel from `from` to `to`, both included: its records and one further at either side, or
+/// where there are more than `columns`, a point amid each of so many equal parts that has any. The line is
+/// broken wherever records are more than `kPowerGap` apart. A point without neighbours comes twice, so that a
+/// line shows it.
 [[nodiscard]] std::vector<TracePoint> TraceOf(const PowerHistory& history, std::size_t channel, WallTime from,
                                               WallTime to, int columns);
 

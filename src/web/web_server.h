@@ -51,6 +51,11 @@ public:
     /// Where the pages are found on this machine, whether they are served or not.
     [[nodiscard]] QString Location() const { return setup_.Location(); }
 
+    /// `location`, one of a page, as a browser that knows no token yet must ask for it.
+    [[nodiscard]] QString WithToken(const QString& location) const {
+        return setup_.token.isEmpty() ? location : location + QStringLiteral("?token=") + setup_.token;
+    }
+
     [[nodiscard]] bool Serving() const { return daemon_ != nullptr; }
 
 Q_SIGNALS:

@@ -48,7 +48,7 @@ TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
     }
 }
 
-/// "time:watts" of each point, "-" for a break; times as seconds since `from`.
+/// "time:watts" of each point, or "time:lowest/highest/mean", "-" for a break.
 std::string TraceText(const std::vector<std::pair<WallTime, float>>& records, WallTime to, int columns) {
     PowerHistory history;
     for (const auto& [time, watts] : records)
@@ -57,9 +57,14 @@ std::string TraceText(const std::vector<std::pair<WallTime, float>>& records, Wa
     std::string text;
     for (const TracePoint& point : TraceOf(history, 0, 0, to, columns)) {
         text += text.empty() ? "" : " ";
-        text += std::isnan(point.watts) ? "-"
-                                        : std::to_string(std::lround(point.time)) + ":" +
-                                              std::to_string(std::lround(point.watts));
+        if (std::isnan(point.mean)) {
+            text += "-";
+            continue;
+        }
+        text += std::to_string(std::lround(point.time)) + ":" + std::to_string(std::lround(point.lowest));
+        if (point.lowest == point.highest) continue;
+        text +=
+            "/" + std::to_string(std::lround(point.highest)) + "/" + std::to_string(std::lround(point.mean));
     }
     return text;
 }
@@ -78,21 +83,21 @@ TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
          180,
          18,
          "0:5 60:7 120:6"},
-        {"lowest and highest, in the order of their times",
-         {{0, 5}, {60, 9}, {120, 1}, {180, 4}, {240, 2}, {300, 3}, {360, 8}},
+        {"more than columns: of each its lowest, highest and mean",
+         {{0, 5}, {60, 9}, {120, 1}, {180, 1}, {240, 2}, {300, 3}, {360, 7}},
          480,
          2,
-         "60:9 120:1 240:2 360:8"},
+         "120:1/9/4 360:2/7/4"},
         {"180 s is no gap, 181 s is one",
          {{0, 1}, {180, 2}, {361, 3}, {421, 4}},
          600,
          600,
          "0:1 180:2 - 361:3 421:4"},
         {"a gap from column to column, though its records lie deep in them",
-         {{0, 1}, {60, 2}, {120, 1}, {900, 5}, {960, 3}, {1020, 4}},
+         {{0, 1}, {60, 2}, {120, 3}, {900, 4}, {960, 5}, {1020, 6}},
          1200,
          2,
-         "0:1 60:2 - 900:5 960:3"},
+         "300:1/3/2 300:1/3/2 - 900:4/6/5 900:4/6/5"},
         {"a record alone is a line of no length",
          {{0, 1}, {1000, 7}, {2000, 1}, {2060, 1}},
          3000,
@@ -101,6 +106,11 @@ TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
         {"twice the same record is one", {{0, 1}, {60, 2}, {60, 2}, {120, 1}}, 180, 180, "0:1 60:2 120:1"},
         {"a clock set back", {{120, 3}, {0, 1}, {60, 2}}, 180, 180, "0:1 60:2 120:3"},
         {"NULL is no value", {{0, 1}, {60, nan}, {120, 2}}, 180, 180, "0:1 120:2"},
+        {"nor part of a mean",
+         {{0, nan}, {60, 4}, {120, nan}, {180, 6}, {240, nan}},
+         300,
+         1,
+         "150:4/6/5 150:4/6/5"},
         {"one record further at either side",
          {{-160, 9}, {-60, 1}, {0, 2}, {60, 3}, {120, 4}, {180, 9}},
          60,

@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "window/stand_in_browser.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -178,6 +179,26 @@ TEST_F(DevicesPageTest, PulsesAreSetUpAndPresetOnlyWithProperEntries) {
     EXPECT_EQ(BoxText(), "Are you sure you wish to disable pulse counting for this device?");
     Answer(QMessageBox::No);
     EXPECT_TRUE(program_->pulses.Setup(1).enabled);
+}
+
+TEST_F(DevicesPageTest, TheFlowPageOpensInTheBrowserOnceThereIsAUnit) {
+    Preset(u"WebToken"_s, u"0123456789abcdef"_s);
+    Open(kPage);
+    StandInBrowser browser;
+    auto* flowPage = Find<QPushButton>(kPage, u"Flow page"_s);
+    EXPECT_FALSE(flowPage->isEnabled()) << "there is no unit, and no page of it";
+    Choose(u"Pulses: Source"_s, 1);
+    Choose(u"Pulses: Unit"_s, 3);
+    Enter(kPage, u"One Pulse Equals:"_s, u"1"_s);
+    Click(kPage, u"Set up"_s);
+    Click(kPage, u"Flow page"_s);
+    const QString page = program_->webServer.Location() + u"/flow_gpm.html"_s;
+    EXPECT_EQ(program_->pulses.FlowPage(1), page);
+    EXPECT_EQ(browser.opened, page + u"?token=0123456789abcdef"_s);
+    program_->settings.SaveSetting(u"WebEnable"_s, u"False"_s);
+    ASSERT_TRUE(SpinUntil([this] { return !program_->webServer.Serving(); }));
+    Click(kPage, u"Flow page"_s);
+    Refused("The pages are not served now.");
 }
 
 }  // namespace

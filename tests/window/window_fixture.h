@@ -3,6 +3,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QFileDialog>
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -76,6 +77,14 @@ protected:
         ASSERT_NE(box, nullptr);
         QTest::mouseClick(box->button(button), Qt::LeftButton);
         EXPECT_TRUE(SpinUntil([box] { return Box() != box; }));
+    }
+
+    /// Answers the dialog that asks for a file.
+    void EnterFile(const QString& path) {
+        QFileDialog* dialog = nullptr;
+        ASSERT_TRUE(SpinUntil([&] { return (dialog = window_->findChild<QFileDialog*>()) != nullptr; }));
+        dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(path);
+        static_cast<QDialog*>(dialog)->accept();
     }
 
     [[nodiscard]] static QMessageBox* Box() {

@@ -44,7 +44,7 @@ DevicesPage::DevicesPage(Program& program, Actions& actions)
     : program_(program),
       actions_(actions),
       channels_(new ChannelTextsBox(program.database, actions)),
-      pulses_(new PulseBox(program.pulses, actions)),
+      pulses_(new PulseBox(program.pulses, program.webServer, actions)),
       installation_(new InstallationBox(program, actions)),
       groups_(new GroupsBox(program, actions)) {
     QVBoxLayout* page = ScrolledLayout(this);

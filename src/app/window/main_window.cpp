@@ -16,9 +16,12 @@
 #include <algorithm>
 
 #include "app/program.h"
+#include "app/window/browser.h"
 #include "app/window/burden_dialog.h"
+#include "app/window/charts_page.h"
 #include "app/window/connections_page.h"
 #include "app/window/dashboard_page.h"
+#include "app/window/data_page.h"
 #include "app/window/database_page.h"
 #include "app/window/devices_page.h"
 #include "app/window/first_steps.h"
@@ -62,6 +65,8 @@ MainWindow::~MainWindow() = default;
 void MainWindow::ShowProgram() {
     AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
     AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
+    AddPage(new ChartsPage(program_, actions_), u"charts"_s, u"Charts"_s);
+    AddPage(new DataPage(program_, actions_), u"data"_s, u"Data"_s);
     AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
     AddPage(new DevicesPage(program_, actions_), u"devices"_s, u"Devices"_s);
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
@@ -125,6 +130,9 @@ void MainWindow::BuildMenus() {
         statusBar()->setHidden(full);
     });
     addAction(fullScreen);  // its key works while the menu is hidden
+    view->addAction(u"Pages in the &browser"_s, this, [this] {
+        actions_.Done(OpenInBrowser(program_.webServer, program_.webServer.Location() + u'/'));
+    });
     QMenu* tools = menuBar()->addMenu(u"&Tools"_s);
     tools->addAction(u"CT &burden calculator..."_s, this, [this] {
         auto* dialog = new BurdenDialog(this);

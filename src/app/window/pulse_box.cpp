@@ -8,6 +8,7 @@
 #include <QPushButton>
 
 #include "app/window/actions.h"
+#include "app/window/browser.h"
 #include "app/window/widgets.h"
 #include "base/number_format.h"
 #include "measure/pulse_counters.h"
@@ -18,7 +19,8 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-PulseBox::PulseBox(PulseCounters& pulses, Actions& actions) : pulses_(pulses), actions_(actions) {
+PulseBox::PulseBox(PulseCounters& pulses, const WebServer& web, Actions& actions)
+    : pulses_(pulses), web_(web), actions_(actions) {
     auto* form = new QFormLayout(this);
     form->setContentsMargins(2, 2, 2, 2);
     enabled_ = new QCheckBox(u"Count pulses of a flow or utility meter"_s);
@@ -35,11 +37,15 @@ PulseBox::PulseBox(PulseCounters& pulses, Actions& actions) : pulses_(pulses), a
     factor_ = AddEntry(form, u"One Pulse Equals:"_s);
     auto* apply = new QPushButton(u"Set up"_s);
     connect(apply, &QPushButton::clicked, this, &PulseBox::Apply);
+    flowPage_ = new QPushButton(u"Flow page"_s);
+    flowPage_->setToolTip(u"Opens the flow in the browser"_s);
+    connect(flowPage_, &QPushButton::clicked, this,
+            [this] { actions_.Done(OpenInBrowser(web_, pulses_.FlowPage(slot_))); });
     now_ = TextLabel();
     form->addRow(Row({apply,
                       ActionButton(u"Preset total..."_s, actions,
                                    [this](Operator& op) { return pulses_.PresetTotal(slot_, op); }),
-                      now_}));
+                      flowPage_, now_}));
     ShowSlot(0);
 }
 
@@ -77,6 +83,7 @@ void PulseBox::ShowSlot(int slot) {
 void PulseBox::Refresh() {
     if (slot_ == 0) return;
     enabled_->setChecked(pulses_.Setup(slot_).enabled);
+    flowPage_->setEnabled(!pulses_.FlowPage(slot_).isEmpty());
     const auto readings = pulses_.Readings(slot_);
     now_->setText(readings.has_value() ? FlowText(*readings) : QString());
 }

@@ -11,18 +11,20 @@ class QComboBox;
 class QFormLayout;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 
 namespace corvane {
 
 class Actions;
 class Operator;
 class PulseCounters;
+class WebServer;
 
 class PulseBox final : public QGroupBox {
     Q_OBJECT
 
 public:
-    PulseBox(PulseCounters& pulses, Actions& actions);
+    PulseBox(PulseCounters& pulses, const WebServer& web, Actions& actions);
 
     /// Shows the set-up of slot 1..6; 0 for none.
     void ShowSlot(int slot);
@@ -35,6 +37,7 @@ private:
     void Apply();
 
     PulseCounters& pulses_;
+    const WebServer& web_;
     Actions& actions_;
     int slot_ = 0;
     QCheckBox* enabled_;
@@ -42,6 +45,7 @@ private:
     QComboBox* flowType_;
     QComboBox* period_;
     QLineEdit* factor_;
+    QPushButton* flowPage_;
     QLabel* now_;
 };
 

@@ -69,8 +69,8 @@ QCoro::Task<std::optional<QString>> WindowOperator::AskText(QString prompt) {
 QCoro::Task<std::optional<QString>> WindowOperator::AskFile(FileQuestion question) {
     if (ended_) co_return std::nullopt;
     const Owned<QFileDialog> dialog = std::make_unique<QFileDialog>(&window_, question.prompt);
-    dialog->setNameFilter(u".db3 (*.db3)"_s);
-    dialog->setDefaultSuffix(u"db3"_s);
+    dialog->setNameFilter(u".%1 (*.%1)"_s.arg(question.kind));
+    dialog->setDefaultSuffix(question.kind);
     dialog->setAcceptMode(question.toMake ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
     dialog->setFileMode(question.toMake ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
     // Whoever asks for a file has a question of their own for one that exists.

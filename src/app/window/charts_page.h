@@ -1,0 +1,84 @@
+// Charts of what the database holds: power over time, energy and its cost per hour to year.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "app/window/chart_view.h"
+#include "app/window/file_export.h"
+#include "app/window/page.h"
+#include "store/csv_export.h"
+#include "store/history_reader.h"
+#include "store/sql_worker.h"
+
+class QButtonGroup;
+class QCheckBox;
+class QComboBox;
+class QDateEdit;
+class QHBoxLayout;
+class QLabel;
+
+namespace corvane {
+
+class Actions;
+class Program;
+
+class ChartsPage final : public Page {
+    Q_OBJECT
+
+public:
+    ChartsPage(Program& program, Actions& actions);
+    ~ChartsPage() override;
+
+    void Refresh() override;
+
+private:
+    QWidget* ChoiceBar();
+    QWidget* PeriodBar();
+    QWidget* ChannelPanel();
+    [[nodiscard]] QButtonGroup* AddButtons(QHBoxLayout* bar, const QStringList& names);
+
+    void Choose();
+    void ShowPeriod(CalendarUnit unit, QDate day);
+    void MovePeriod(int periods);
+    void ShowDates();
+    void ShowValues();
+    void ShowState();
+    void TakePalette();
+
+    /// Reads what the view shows and is not read yet; `anew` what is read already too.
+    void Read(bool anew);
+    QCoro::Task<> AwaitHistory(std::shared_ptr<DeviceHistory> history);
+    QCoro::Task<> ReadDeviceList();
+    void TakeDevices(std::vector<HistoryDevice> devices);
+    [[nodiscard]] std::string Address() const;
+    [[nodiscard]] ShownChannels Shown() const;
+    QCoro::Task<Outcome> SavePicture(Operator& op);
+
+    void changeEvent(QEvent* event) override;
+
+    Program& program_;
+    Actions& actions_;
+    SqlWorker worker_;
+    FileExport export_;
+    std::vector<HistoryDevice> devices_;
+    std::shared_ptr<const DeviceHistory> history_;
+    std::string error_;
+    std::int64_t lastRead_ = 0;  ///< as the monotonic clock has it
+    bool ending_ = false;
+
+    ChartView* view_;
+    QComboBox* device_ = nullptr;
+    QButtonGroup* measure_ = nullptr;
+    QComboBox* unit_ = nullptr;
+    QButtonGroup* period_ = nullptr;
+    QDateEdit* first_ = nullptr;
+    QDateEdit* last_ = nullptr;
+    QLabel* valuesName_ = nullptr;
+    QLabel* note_ = nullptr;
+    std::array<QCheckBox*, kHistoryChannels> channels_{};
+    std::array<QLabel*, kHistoryChannels> values_{};
+};
+
+}  // namespace corvane
