@@ -33,7 +33,8 @@ public:
         while (first < last && std::isnan(watts_[last - 1]))
             --last;
         if (first == last) return;
-        if (run_ > 0 && times_[first] - newest_ > kPowerGap) Break();
+        if (!points_.empty() && times_[first] - newest_ > kPowerGap)
+            points_.push_back({static_cast<double>(newest_), kBreak, kBreak, kBreak});
         float lowest = watts_[first];
         float highest = watts_[first];
         double sum = 0;
@@ -48,30 +49,15 @@ public:
         newest_ = times_[last - 1];
         points_.push_back({time, static_cast<double>(lowest), static_cast<double>(highest),
                            sum / static_cast<double>(known)});
-        ++run_;
     }
 
-    [[nodiscard]] std::vector<TracePoint> Take() {
-        EndRun();
-        return std::move(points_);
-    }
+    [[nodiscard]] std::vector<TracePoint> Take() { return std::move(points_); }
 
 private:
-    void Break() {
-        EndRun();
-        points_.push_back({static_cast<double>(newest_), kBreak, kBreak, kBreak});
-    }
-
-    void EndRun() {
-        if (run_ == 1) points_.push_back(points_.back());
-        run_ = 0;
-    }
-
     const std::vector<WallTime>& times_;
     const std::vector<float>& watts_;
     std::vector<TracePoint> points_;
     WallTime newest_ = 0;  ///< of the records of the last point
-    int run_ = 0;          ///< points since the last break
 };
 
 }  // namespace

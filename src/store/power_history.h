@@ -41,8 +41,7 @@ struct TracePoint {
 
 /// The line of one channel from `from` to `to`, both included: its records and one further at either side, or
 /// where there are more than `columns`, a point amid each of so many equal parts that has any. The line is
-/// broken wherever records are more than `kPowerGap` apart. A point without neighbours comes twice, so that a
-/// line shows it.
+/// broken wherever records are more than `kPowerGap` apart.
 [[nodiscard]] std::vector<TracePoint> TraceOf(const PowerHistory& history, std::size_t channel, WallTime from,
                                               WallTime to, int columns);
 

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "app/window/chart_colors.h"
 #include "app/window/chart_view.h"
 #include "store/rows.h"
 #include "window/window_fixture.h"
@@ -108,6 +109,36 @@ TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {
     Click(kPage, u"Save picture..."_s);
     EnterFile(png);
     EXPECT_TRUE(SpinUntil([&] { return !QImage(png).isNull(); }));
+}
+
+TEST(ChartView, ShowsARecordThatStandsAlone) {
+    const WallTime day = ParseStamp("2026-03-10 00:00:00").value();
+    const auto history = std::make_shared<DeviceHistory>();
+    history->power.Add(day + 10 * kWallHour, {3000});
+    ChartView view;
+    view.resize(800, 400);
+    view.show();
+    view.SetSpan(day, day + kWallDay);
+    const auto picture = [&view] {
+        view.replot(QCustomPlot::rpImmediateRefresh);
+        return view.grab().toImage();
+    };
+    view.Show(history);
+    const QImage without = picture();
+    ChartView::Choice choice;
+    choice.channels[0] = true;
+    view.Choose(choice);
+    const QColor color = ChannelColors(view.palette().color(QPalette::Base))[0];
+    const QImage with = picture();
+    const auto count = [color](const QImage& image) {
+        int pixels = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                pixels += image.pixelColor(x, y) == color ? 1 : 0;
+        return pixels;
+    };
+    EXPECT_EQ(count(without), 0);
+    EXPECT_GT(count(with), 4);
 }
 
 }  // namespace

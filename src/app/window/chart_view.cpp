@@ -19,6 +19,7 @@ namespace {
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 constexpr double kShortestSpan = 300;  // s
 constexpr double kLongestSpan = 25.0 * 366 * kWallDay;
+constexpr double kDotSize = 4;    // pixels, also of the shortest run that needs no dots
 constexpr double kPartly = 0.98;  // of a unit; what is less covered is drawn paler
 
 QDateTime DateTimeOf(WallTime time) {
@@ -64,6 +65,20 @@ double ShortestLength(CalendarUnit unit) {
     return 365.0 * kWallDay;
 }
 
+/// What lies between gaps and is shorter than `shortest` seconds.
+QVector<QCPGraphData> ShortRuns(const std::vector<TracePoint>& trace, double shortest) {
+    QVector<QCPGraphData> found;
+    for (auto run = trace.begin(); run != trace.end();) {
+        const auto gap =
+            std::find_if(run, trace.end(), [](const auto& point) { return std::isnan(point.mean); });
+        const bool isShort = run != gap && gap[-1].time - run->time < shortest;
+        for (; run != gap; ++run)
+            if (isShort) found.append(QCPGraphData(run->time, run->mean));
+        if (run != trace.end()) ++run;
+    }
+    return found;
+}
+
 QString ValueText(Measure measure, double value) {
     if (std::isnan(value)) return u"\u2013"_s;
     const QLocale locale;
@@ -97,6 +112,8 @@ ChartView::ChartView()
     for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
         lines_[channel] = addGraph();
         lines_[channel]->setAdaptiveSampling(false);  // it is reduced to the columns already
+        dots_[channel] = addGraph();
+        dots_[channel]->setLineStyle(QCPGraph::lsNone);
         fullBars_[channel] = new QCPBars(xAxis, yAxis);
         partBars_[channel] = new QCPBars(xAxis, yAxis);
     }
@@ -166,6 +183,8 @@ void ChartView::TakePalette() {
     const auto& colors = ChannelColors(background);
     for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
         lines_[channel]->setPen(QPen(colors[channel], 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        dots_[channel]->setScatterStyle(
+            QCPScatterStyle(QCPScatterStyle::ssDisc, colors[channel], colors[channel], kDotSize));
         fullBars_[channel]->setPen(Qt::NoPen);
         fullBars_[channel]->setBrush(colors[channel]);
         partBars_[channel]->setPen(Qt::NoPen);
@@ -177,7 +196,8 @@ void ChartView::TakePalette() {
 void ChartView::Redraw() {
     const bool power = choice_.measure == Measure::Power;
     for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
-        lines_[channel]->setVisible(power && choice_.channels[channel]);
+        for (QCPGraph* graph : {lines_[channel], dots_[channel]})
+            graph->setVisible(power && choice_.channels[channel]);
         for (QCPBars* bars : {fullBars_[channel], partBars_[channel]})
             bars->setVisible(!power && choice_.channels[channel]);
     }
@@ -200,6 +220,7 @@ void ChartView::DrawLines() {
     const QColor background = palette().color(QPalette::Base);
     const auto& colors = ChannelColors(background);
     const auto dense = std::make_shared<std::vector<DenseLines::Line>>();
+    const double dot = kDotSize * xAxis->range().size() / std::max(axisRect()->width(), 1);
     double lowest = 0;
     double highest = 0;
     bool any = false;
@@ -208,6 +229,7 @@ void ChartView::DrawLines() {
         std::vector<TracePoint> trace;
         if (history_ != nullptr)
             trace = TraceOf(history_->power, channel, From(), To(), std::max(axisRect()->width(), 1));
+        dots_[channel]->data()->set(ShortRuns(trace, dot), true);
         QVector<QCPGraphData> line;
         bool columns = false;
         for (const TracePoint& point : trace) {

@@ -80,6 +80,7 @@ private:
     EnergyBars bars_;
     std::optional<WallTime> cursor_;
     std::array<QCPGraph*, kHistoryChannels> lines_{};  ///< of records that have columns of their own
+    std::array<QCPGraph*, kHistoryChannels> dots_{};   ///< of records that no line shows
     std::array<QCPBars*, kHistoryChannels> fullBars_{};
     std::array<QCPBars*, kHistoryChannels> partBars_{};  ///< of units that are known in part, drawn paler
     DenseLines* bands_;

@@ -18,6 +18,7 @@
 #include "app/window/actions.h"
 #include "app/window/chart_colors.h"
 #include "app/window/history_choices.h"
+#include "app/window/state_line.h"
 #include "app/window/widgets.h"
 #include "base/clock.h"
 
@@ -224,12 +225,14 @@ QWidget* ChartsPage::PeriodBar() {
 
 QWidget* ChartsPage::ChannelPanel() {
     auto* panel = new QWidget;
-    panel->setFixedWidth(fontMetrics().averageCharWidth() * 38);
+    panel->setMinimumWidth(fontMetrics().averageCharWidth() * 38);
+    panel->setMaximumWidth(fontMetrics().averageCharWidth() * 60);
     auto* grid = new QGridLayout(panel);
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setHorizontalSpacing(10);
     grid->setVerticalSpacing(10);
     grid->setColumnStretch(0, 1);
+    grid->setColumnMinimumWidth(1, fontMetrics().horizontalAdvance(u"-00,000 kWh"_s));  // else it jumps about
     valuesName_ = new QLabel;
     valuesName_->setAccessibleName(u"Values of"_s);
     QFont strong = font();
@@ -256,11 +259,10 @@ QWidget* ChartsPage::ChannelPanel() {
         grid->addWidget(values_[channel], row, 1);
     }
     grid->setRowStretch(static_cast<int>(kHistoryChannels) + 2, 1);
-    auto* hint = TextLabel(
-        u"Drag to move, turn the wheel to zoom. Keys: \u2190 \u2192 move, + \u2212 zoom, Ctrl with \u2190 "
-        u"\u2192 "
-        u"points at a time."_s);
-    hint->setEnabled(false);
+    QLabel* hint = PaleLabel(
+        u"Drag to move, turn the wheel to zoom. Keys: \u2190 \u2192 move, + \u2212 zoom, Ctrl with "
+        u"\u2190 \u2192 points at a time."_s);
+    hint->setWordWrap(true);
     grid->addWidget(hint, static_cast<int>(kHistoryChannels) + 3, 0, 1, 2);
     return panel;
 }
