@@ -42,12 +42,46 @@ constexpr std::array<ChannelWatts, 24> kSolarDay = {{
     House(380, -6, {110, 300, 0, 0, 30}),        House(240, -6, {100, 80, 0, 0, 0}),
 }};
 
-constexpr std::array<Scenario, 5> kScenarios = {{
+// Two flats, a row each two hours.
+constexpr std::array<ChannelWatts, 12> kFlats = {{
+    {180, 120},
+    {150, 110},
+    {160, 120},
+    {900, 300},
+    {1400, 1100},
+    {600, 500},
+    {900, 400},
+    {500, 350},
+    {700, 900},
+    {2100, 1600},
+    {1300, 1900},
+    {500, 400},
+}};
+
+// A workshop by day: all of it, lathe, light, compressor, saw, heating and fan. A row each two hours.
+constexpr std::array<ChannelWatts, 12> kWorkshop = {{
+    {170, 0, 0, 0, 0, 120, 0},
+    {170, 0, 0, 0, 0, 120, 0},
+    {320, 0, 0, 0, 0, 270, 0},
+    {900, 0, 200, 0, 0, 600, 50},
+    {3400, 900, 400, 800, 500, 500, 200},
+    {4200, 1400, 400, 1000, 700, 300, 250},
+    {900, 0, 300, 100, 0, 300, 100},
+    {3900, 1200, 400, 1100, 600, 200, 250},
+    {2600, 700, 400, 700, 300, 200, 200},
+    {600, 0, 150, 100, 0, 250, 50},
+    {250, 0, 0, 0, 0, 200, 0},
+    {170, 0, 0, 0, 0, 120, 0},
+}};
+
+constexpr std::array<Scenario, 7> kScenarios = {{
     {.name = "steady", .summary = "the same power all the time", .day = kSteady},
     {.name = "solar-day",
      .summary = "a household with a solar inverter through 24 hours",
      .day = kSolarDay,
      .unrest = 50},
+    {.name = "flats", .summary = "two flats through 24 hours", .day = kFlats, .unrest = 150},
+    {.name = "workshop", .summary = "a workshop through 24 hours", .day = kWorkshop, .unrest = 100},
     {.name = "wrap",
      .summary = "every counter passes its top within the first packets",
      .day = kBackwards,

@@ -62,8 +62,8 @@ public:
         window_.ShowProgram();
     }
 
-    void ShowDemo() {
-        demo_.emplace(program_);
+    void ShowDemo(std::vector<SimulatedMonitor> monitors) {
+        demo_.emplace(program_, std::move(monitors));
         window_.SayItIsADemo();
     }
 
@@ -86,10 +86,10 @@ private:
     int exitCode_ = kExitOk;
 };
 
-int RunDesktop(const Options& options, bool demo) {
+int RunDesktop(const Options& options, const DemoFolder* demo) {
     QApplication::setQuitOnLastWindowClosed(false);
     Desktop desktop(options);
-    if (demo) desktop.ShowDemo();
+    if (demo != nullptr) desktop.ShowDemo(demo->Monitors());
     QTimer::singleShot(0, [&desktop] { desktop.Start(); });
     return QApplication::exec();
 }
@@ -113,13 +113,13 @@ int Run() {
     }
     if (demo) {
         DemoFolder folder;
-        const Outcome prepared = folder.Prepare();
-        return prepared ? RunDesktop(folder.Where(), true) : Refuse(prepared.Error(), kExitNoFolder);
+        const Outcome prepared = folder.Prepare(SystemClock().Now());
+        return prepared ? RunDesktop(folder.Where(), &folder) : Refuse(prepared.Error(), kExitNoFolder);
     }
     const Options& options = std::get<Options>(parsed);
     FolderLock lock(options.dataFolder);
     const FolderTaken taken = TakeFolder(options.dataFolder, lock);
-    return taken.exitCode == kExitOk ? RunDesktop(options, false) : Refuse(taken.problem, taken.exitCode);
+    return taken.exitCode == kExitOk ? RunDesktop(options, nullptr) : Refuse(taken.problem, taken.exitCode);
 }
 
 }  // namespace

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "app/program.h"
+#include "app/window/demo_history.h"
 #include "base/clock.h"
 #include "measure/channel_labels.h"
+#include "store/capture_database.h"
 #include "store/schema.h"
 
 namespace corvane {
@@ -15,6 +18,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int kInterval = 2;  ///< seconds
+constexpr int kDaysBefore = 7;
+constexpr int kMinute = 60;
 
 struct DemoDevice {
     const char* serial;
@@ -29,18 +34,19 @@ const std::array<DemoDevice, 3> kDevices = {{
      {.unitId = 3, .number = 1234},
      &kFiveChannel,
      "solar-day",
-     {u"House"_s, u"Solar roof"_s, u"Kitchen"_s, u"Washing"_s, u"Heat pump"_s, u"Office"_s, u"Car"_s}},
-    {"400123", {.unitId = 4, .number = 123}, &kTwoChannel, "steady", {u"Flat A"_s, u"Flat B"_s}},
+     {u"House"_s, u"Solar roof"_s, u"Refrigerator"_s, u"Water heater"_s, u"Air conditioning"_s, u"Laundry"_s,
+      u"Kitchen"_s}},
+    {"400123", {.unitId = 4, .number = 123}, &kTwoChannel, "flats", {u"Flat A"_s, u"Flat B"_s}},
     {"500042",
      {.unitId = 5, .number = 42},
      &kFiveChannel,
-     "steady",
+     "workshop",
      {u"Workshop"_s, u"Lathe"_s, u"Light"_s, u"Compressor"_s, u"Saw"_s, u"Heating"_s, u"Fan"_s}},
 }};
 
 }  // namespace
 
-Outcome DemoFolder::Prepare() {
+Outcome DemoFolder::Prepare(const LocalTime& now) {
     if (!folder_.isValid()) return Outcome::Failure(folder_.errorString());
     const std::string database = folder_.filePath(u"vrq1.db3"_s).toStdString();
     if (Outcome made = CreateTables(database); !made) return made;
@@ -50,34 +56,36 @@ Outcome DemoFolder::Prepare() {
     for (const QString& key : {u"LatchDisconnectA"_s, u"LatchDisconnectB"_s, u"NETmeter"_s})
         settings.SaveSetting(key, true);
     settings.SaveSetting(u"WebEnable"_s, false);
+    settings.SaveSetting(u"DeviceQTY"_s, QString::number(kDevices.size()));
     settings.SaveSetting(u"cbo120_0"_s, u"A:CH1"_s);
     settings.SaveSetting(u"cbo121_0"_s, u"A:CH2"_s);
+    const CaptureDatabase file(database);
     for (int slot = 1; slot <= static_cast<int>(kDevices.size()); ++slot) {
         const DemoDevice& device = kDevices[static_cast<std::size_t>(slot - 1)];
         settings.SaveSetting(u"DevSerial"_s, QString::fromLatin1(device.serial), QString::number(slot - 1));
-        const CaptureDatabase file(database);
         std::array<std::string, kChannels> labels;
         std::ranges::transform(device.labels, labels.begin(), &QString::toStdString);
         (void)file.Run("DELETE FROM applicationinfo WHERE id = " + std::to_string(slot));
         const QueryResult row = file.Run(sql::NewDeviceRow(std::to_string(slot), device.serial, labels));
         if (!row.Ok()) return Outcome::Failure(QString::fromStdString(row.errorText));
+        monitors_.emplace_back(MonitorConfig{.kind = device.kind,
+                                             .serial = device.monitor,
+                                             .scenario = FindScenario(device.scenario),
+                                             .interval = kMinute,
+                                             .startSecondOfDay = (now.hour * 60 + now.minute) * kMinute});
     }
-    return Outcome::Success();
+    const LocalTime minuteBegin = LocalTimeAt(now.unixSeconds - now.second);
+    return WriteDemoHistory(monitors_, kDaysBefore, minuteBegin, settings, file);
 }
 
 Options DemoFolder::Where() const {
     return {.dataFolder = folder_.path(), .settingsFile = folder_.filePath(u"corvane.ini"_s)};
 }
 
-DemoMonitors::DemoMonitors(Program& program) : program_(program) {
-    const LocalTime now = program.clock.Now();
-    for (const DemoDevice& device : kDevices) {
-        monitors_.emplace_back(MonitorConfig{.kind = device.kind,
-                                             .serial = device.monitor,
-                                             .scenario = FindScenario(device.scenario),
-                                             .interval = kInterval,
-                                             .startSecondOfDay = now.hour * 3600 + now.minute * 60});
-    }
+DemoMonitors::DemoMonitors(Program& program, std::vector<SimulatedMonitor> monitors)
+    : program_(program), monitors_(std::move(monitors)) {
+    for (SimulatedMonitor& monitor : monitors_)
+        monitor.SetInterval(kInterval);
     connect(&program.clock, &Clock::SecondPassed, this, &DemoMonitors::OnSecond);
 }
 

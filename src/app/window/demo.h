@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "app/options.h"
+#include "base/local_time.h"
 #include "base/outcome.h"
 #include "sim/simulated_monitor.h"
 
@@ -15,24 +16,29 @@ namespace corvane {
 
 class Program;
 
-/// The folder of a demonstration: an empty database, and settings that bind the simulated monitors.
+/// The folder of a demonstration: a database with the records of the last days, and settings that bind the
+/// simulated monitors.
 class DemoFolder {
 public:
     /// The failure is that the folder cannot be made.
-    Outcome Prepare();
+    Outcome Prepare(const LocalTime& now);
 
     [[nodiscard]] Options Where() const;
 
+    /// The monitors as they stand after those days.
+    [[nodiscard]] std::vector<SimulatedMonitor> Monitors() const { return monitors_; }
+
 private:
     QTemporaryDir folder_;
+    std::vector<SimulatedMonitor> monitors_;
 };
 
-/// Lets three monitors send a packet every two seconds, straight into the framer.
+/// Lets the monitors send a packet every two seconds, straight into the framer.
 class DemoMonitors : public QObject {
     Q_OBJECT
 
 public:
-    explicit DemoMonitors(Program& program);
+    DemoMonitors(Program& program, std::vector<SimulatedMonitor> monitors);
 
 private:
     void OnSecond();
