@@ -200,9 +200,11 @@ TEST(EventStream, AListenerWhoDoesNotListenIsLetGo) {
 }
 
 TEST_F(WebServerTest, NeitherIdleNorSlowConnectionsHoldUpAnything) {
+    constexpr std::ptrdiff_t kCrowd = 500;
+    constexpr std::ptrdiff_t kTurnedAway = kCrowd - WebServer::kMostOfOneAddress;
     Program& program = Start();
     std::vector<std::unique_ptr<FarEnd>> crowd;
-    for (unsigned i = 0; i < WebServer::kMostOfOneAddress + 60; ++i) {
+    for (int i = 0; i < kCrowd; ++i) {
         crowd.push_back(std::make_unique<FarEnd>(WebPort()));
         QCoreApplication::processEvents();  // takes it out of the line of those who wait
         crowd.back()->Send(i % 2 == 0 ? "" : "GET /live.json HTTP/1.1\r\nHos");
@@ -211,7 +213,7 @@ TEST_F(WebServerTest, NeitherIdleNorSlowConnectionsHoldUpAnything) {
         return std::ranges::count_if(crowd, [](const auto& each) { return each->IsGone(); });
     };
     // Those above the limit are turned away at once.
-    ASSERT_TRUE(SpinUntil([&] { return gone() == 60; })) << gone();
+    ASSERT_TRUE(SpinUntil([&] { return gone() == kTurnedAway; })) << gone();
     SendPacket(program, 1000);
     EXPECT_TRUE(program.measurement.Readings(1).Seen());
 
@@ -220,9 +222,9 @@ TEST_F(WebServerTest, NeitherIdleNorSlowConnectionsHoldUpAnything) {
         clock.AdvanceSeconds(1);
         crowd[1]->Send("t");
     }
-    EXPECT_EQ(gone(), 60);
+    EXPECT_EQ(gone(), kTurnedAway);
     clock.AdvanceSeconds(1);
-    ASSERT_TRUE(SpinUntil([&] { return gone() == static_cast<std::ptrdiff_t>(crowd.size()); })) << gone();
+    ASSERT_TRUE(SpinUntil([&] { return gone() == kCrowd; })) << gone();
     EXPECT_EQ(Get("/").status, 200);
 }
 
