@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 const QString kStatus = u"document.getElementById('status')?.textContent"_s;
 const QString kFirstGauge = u"document.querySelector('.gauge')?.getAttribute('aria-label')"_s;
 const QString kFits = u"document.documentElement.scrollWidth <= innerWidth"_s;
+const QString kSumsAreStale = u"document.getElementById('house').classList.contains('stale')"_s;
 
 class Pages : public testing::Test {
 protected:
@@ -101,6 +102,7 @@ TEST_F(Pages, ShowWhatIsSentAndSayWhenNothingIs) {
                     .Evaluate(u"/^Stale: last packet 2[0-9] s ago$/.test(document.querySelector('.age')"
                               ".textContent)"_s)
                     .toBool());
+    EXPECT_TRUE(browser_.Shows(kSumsAreStale));
 
     service_->Terminate();
     EXPECT_EQ(service_->ExitCode(), 0) << service_->Output().toStdString();
@@ -108,6 +110,7 @@ TEST_F(Pages, ShowWhatIsSentAndSayWhenNothingIs) {
     StartService();
     StartMonitor();
     EXPECT_TRUE(browser_.Shows(kStatus + u" === 'Live'"_s)) << Status();
+    EXPECT_TRUE(browser_.Shows(u"!"_s + kSumsAreStale));
 
     EXPECT_EQ(browser_.faults, std::vector<std::string>());
     EXPECT_GT(browser_.requests.size(), 40U);

@@ -1,6 +1,6 @@
 // The live dashboard: a card for each device, with a gauge for every channel in use.
 import {Gauge, number} from "/gauges.js";
-import {ageOf, channelTitle, duration, isStale, make, setText, start} from "/live.js";
+import {ageOf, areStale, channelTitle, duration, isStale, make, setText, start} from "/live.js";
 
 const cards = new Map();  // by letter
 
@@ -63,7 +63,7 @@ const house = document.getElementById("house");
 const figures = new Map();
 
 /** What is summed over devices, in figures to be read from afar. */
-function showHouse(sums) {
+function showHouse(sums, devices) {
     house.hidden = sums === null;
     if (sums === null) return;
     const shown = sums.netMetering
@@ -80,12 +80,12 @@ function showHouse(sums) {
         }
     }
     for (const [title, watts] of shown) setText(figures.get(title), `${number(watts)} W`);
-    house.classList.toggle("stale", sums.missing.length > 0);
+    house.classList.toggle("stale", areStale(sums, devices));
 }
 
 start((devices, newest) => {
     document.getElementById("empty").hidden = devices.length > 0;
-    showHouse(newest.virtual);
+    showHouse(newest.virtual, devices);
     for (const device of devices) {
         if (!cards.has(device.slot)) {
             cards.set(device.slot, new Card(device));

@@ -70,6 +70,11 @@ export function isStale(device) {
     return !connected || ageOf(device) > Math.max(15, 4 * device.elapsed);
 }
 
+/** Whether the sums lack the power of a device, or are made of old values alone. */
+export function areStale(sums, devices) {
+    return sums.missing.length > 0 || devices.every(isStale);
+}
+
 function open() {
     source?.close();
     source = new EventSource("/events");
