@@ -17,33 +17,40 @@ constexpr int kMostTrim = 7;
 constexpr SetterInput kCtType = {"TYPE", 0, 255, 1, "Invalid CT type value."};
 constexpr SetterInput kCtRange = {"RANGE", 2, 7, 1, "Invalid CT Range value."};
 
-constexpr Setter Trim(QLatin1StringView name, Operation operation, int auxChannel) {
-    return {name, operation, {{{"VALUE", -kMostTrim, kMostTrim}}}, auxChannel};
+constexpr Setter Trim(QLatin1StringView name, QLatin1StringView title, Operation operation, int auxChannel) {
+    return {name, title, operation, {{{"VALUE", -kMostTrim, kMostTrim}}}, auxChannel};
 }
 
 constexpr auto kSetters = std::to_array<Setter>({
-    {"ct1"_L1, Operation::Ct1, {{kCtType, kCtRange}}},
-    {"ct2"_L1, Operation::Ct2, {{kCtType, kCtRange}}},
+    {"ct1"_L1, "Current transformer of CH1"_L1, Operation::Ct1, {{kCtType, kCtRange}}},
+    {"ct2"_L1, "Current transformer of CH2"_L1, Operation::Ct2, {{kCtType, kCtRange}}},
     {"pt"_L1,
+     "Potential transformer"_L1,
      Operation::Pt,
      {{{"TYPE", 0, 255, 1, "Invalid PT type value."}, {"RANGE", 0, 255, 1, "Invalid PT Range value."}}}},
-    {"iv2"_L1, Operation::SendFrequency, {{{"SECONDS", 0, 255, 1, kNoByte}}}},
-    {"iv3"_L1, Operation::TriggerThreshold, {{{"WATTS", 0, 65535, 2, "Value is not numeric"}}}},
+    {"iv2"_L1, "Packet send frequency"_L1, Operation::SendFrequency, {{{"SECONDS", 0, 255, 1, kNoByte}}}},
+    {"iv3"_L1,
+     "Change of power that sends a packet"_L1,
+     Operation::TriggerThreshold,
+     {{{"WATTS", 0, 65535, 2, "Value is not numeric"}}}},
     {"aux"_L1,
+     "AUX constant"_L1,
      Operation::AuxConstant,
      {{{"CONSTANT", 1, 255, 1, "Improper constant value must be 1 - 255"}}}},
-    Trim("trim1"_L1, Operation::AuxTrim1, 1),
-    Trim("trim2"_L1, Operation::AuxTrim2, 2),
-    Trim("trim3"_L1, Operation::AuxTrim3, 3),
-    Trim("trim4"_L1, Operation::AuxTrim4, 4),
-    Trim("trim5"_L1, Operation::AuxTrim5, 5),
-    {"options"_L1, Operation::OptionsByte, {{{"BYTE", 0, 255, 1, kNoByte}}}},
+    Trim("trim1"_L1, "Trim of AUX1"_L1, Operation::AuxTrim1, 1),
+    Trim("trim2"_L1, "Trim of AUX2"_L1, Operation::AuxTrim2, 2),
+    Trim("trim3"_L1, "Trim of AUX3"_L1, Operation::AuxTrim3, 3),
+    Trim("trim4"_L1, "Trim of AUX4"_L1, Operation::AuxTrim4, 4),
+    Trim("trim5"_L1, "Trim of AUX5"_L1, Operation::AuxTrim5, 5),
+    {"options"_L1, "Option byte"_L1, Operation::OptionsByte, {{{"BYTE", 0, 255, 1, kNoByte}}}},
     {"interval"_L1,
+     "Storage interval of the data logger"_L1,
      Operation::StorageInterval,
      {{{"MINUTES", 1, 255, 1, "Must be a numeric value between 1 and 255 (minutes)"}}}},
-    {"ng1"_L1, Operation::Ng1},
-    {"ng2"_L1, Operation::Ng2},
+    {"ng1"_L1, "NG1"_L1, Operation::Ng1},
+    {"ng2"_L1, "NG2"_L1, Operation::Ng2},
     {"identity"_L1,
+     "Identity of a VRQ-5806"_L1,
      Operation::TwoChannelIdentity,
      {{{"SERIAL", 0, 65535, 2, "The serial number is a number from 0 to 65535."},
        {"UNITID", 0, 255, 1, "The unit id is a number from 0 to 255."}}}},

@@ -26,6 +26,7 @@ struct SetterInput {
 
 struct Setter {
     QLatin1StringView name;
+    QLatin1StringView title;  ///< what it sets, in words
     Operation operation;
     std::array<SetterInput, 2> inputs = {};
     int auxChannel = 0;  ///< of an aux trim: 1..5

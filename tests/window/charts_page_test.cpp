@@ -105,6 +105,10 @@ TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {
     EXPECT_THAT(BoxText(), HasSubstr("The file could not be written: "));
     Answer(QMessageBox::Ok);
 
+    Click(kPage, u"Save picture..."_s);
+    EnterFile(folder.Path(u"missing/power.png"_s));
+    EXPECT_THAT(BoxText(), HasSubstr("The picture could not be written to "));
+    Answer(QMessageBox::Ok);
     const QString png = folder.Path(u"power.png"_s);
     Click(kPage, u"Save picture..."_s);
     EnterFile(png);

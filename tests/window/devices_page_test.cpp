@@ -184,7 +184,7 @@ TEST_F(DevicesPageTest, PulsesAreSetUpAndPresetOnlyWithProperEntries) {
 TEST_F(DevicesPageTest, TheFlowPageOpensInTheBrowserOnceThereIsAUnit) {
     Preset(u"WebToken"_s, u"0123456789abcdef"_s);
     Open(kPage);
-    StandInBrowser browser;
+    auto browser = std::make_unique<StandInBrowser>();
     auto* flowPage = Find<QPushButton>(kPage, u"Flow page"_s);
     EXPECT_FALSE(flowPage->isEnabled()) << "there is no unit, and no page of it";
     Choose(u"Pulses: Source"_s, 1);
@@ -194,7 +194,10 @@ TEST_F(DevicesPageTest, TheFlowPageOpensInTheBrowserOnceThereIsAUnit) {
     Click(kPage, u"Flow page"_s);
     const QString page = program_->webServer.Location() + u"/flow_gpm.html"_s;
     EXPECT_EQ(program_->pulses.FlowPage(1), page);
-    EXPECT_EQ(browser.opened, page + u"?token=0123456789abcdef"_s);
+    EXPECT_EQ(browser->opened, page + u"?token=0123456789abcdef"_s);
+    browser.reset();
+    Click(kPage, u"Flow page"_s);
+    Refused("No browser could be started. The page is at " + page.toStdString());
     program_->settings.SaveSetting(u"WebEnable"_s, u"False"_s);
     ASSERT_TRUE(SpinUntil([this] { return !program_->webServer.Serving(); }));
     Click(kPage, u"Flow page"_s);

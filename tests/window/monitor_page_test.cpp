@@ -3,6 +3,9 @@
 
 #include <gmock/gmock.h>
 
+#include "sim/command_listener.h"
+#include "sim/simulated_monitor.h"
+#include "sim/tcp_line.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -21,9 +24,18 @@ TEST_F(WindowTest, AMonitorIsNotTouchedByWhatItCouldNotTakeOrNobodyAgreedTo) {
         QMessageBox::StandardButton answer;  ///< to the question, if there is one
         const char* text;
     } cases[] = {
-        {{{u"ct1 TYPE"_s, u"4"_s}, {u"ct1 RANGE"_s, u"8"_s}}, u"Set ct1"_s, {}, "Invalid CT Range value."},
-        {{{u"iv2 SECONDS"_s, u"256"_s}}, u"Set iv2"_s, {}, "Value is greater than one byte or not numeric"},
-        {{{u"aux CONSTANT"_s, u"0"_s}}, u"Set aux"_s, {}, "Improper constant value must be 1 - 255"},
+        {{{u"Current transformer of CH1, type"_s, u"4"_s}, {u"Current transformer of CH1, range"_s, u"8"_s}},
+         u"Set Current transformer of CH1"_s,
+         {},
+         "Invalid CT Range value."},
+        {{{u"Packet send frequency, seconds"_s, u"256"_s}},
+         u"Set Packet send frequency"_s,
+         {},
+         "Value is greater than one byte or not numeric"},
+        {{{u"AUX constant, constant"_s, u"0"_s}},
+         u"Set AUX constant"_s,
+         {},
+         "Improper constant value must be 1 - 255"},
         {{}, u"Read Settings"_s, {}, "This port is not Open or Connected"},
         {{}, u"Reset accumulated values..."_s, QMessageBox::No, "Reset aborted!"},
         {{}, u"Zero carry counters..."_s, QMessageBox::Yes, "Aborted"},
@@ -41,6 +53,32 @@ TEST_F(WindowTest, AMonitorIsNotTouchedByWhatItCouldNotTakeOrNobodyAgreedTo) {
         EXPECT_THAT(BoxText(), HasSubstr(c.text));
         Answer(QMessageBox::Ok);
     }
+}
+
+TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
+    Preset(u"DevSerial"_s, u"300007"_s, u"0"_s);
+    Open(kPage);
+    SimulatedMonitor monitor({.serial = {.unitId = 3, .number = 7}});
+    TcpLine line(clock);
+    const CommandListener listener(monitor, line, clock);
+    line.KeepConnected(u"127.0.0.1"_s, program_->tcpA.LocalPort());
+    ASSERT_TRUE(
+        SpinUntil([&] { return line.State() == LineState::Ready && program_->tcpA.Connections() > 0; }));
+    const auto run = [this](const QString& button, auto isDone) {
+        Click(kPage, button);
+        EXPECT_TRUE(SpinUntil([&] {
+            clock.Advance(10);
+            return isDone() && Find<QAbstractButton>(kPage, button)->isEnabled();
+        })) << button.toStdString();
+    };
+    run(u"Stop"_s, [&] { return !monitor.SendsRealtime(); });
+    auto* settings = Find<QPlainTextEdit>(kPage, u"Settings of the monitor"_s);
+    run(u"Read Settings"_s, [&] { return settings->toPlainText().contains(u"Packet Send Frequency"_s); });
+    Find<QLineEdit>(kPage, u"Packet send frequency, seconds"_s)->setText(u"30"_s);
+    run(u"Set Packet send frequency"_s,
+        [&] { return listener.Settings().Raw(Setting::SendFrequency) == 30; });
+    run(u"Start"_s, [&] { return monitor.SendsRealtime(); });
+    clock.EndWaits();
 }
 
 TEST_F(WindowTest, WhatAMonitorWasSetToIsComparedWithWhatItIs) {

@@ -145,6 +145,7 @@ QWidget* DataPage::Table() {
     view->setModel(&model_);
     view->setStyleSheet(QString::fromLatin1(kTableStyle));
     view->setAlternatingRowColors(true);
+    view->setCornerButtonEnabled(false);
     view->setShowGrid(false);
     view->setWordWrap(false);
     view->setSelectionBehavior(QAbstractItemView::SelectRows);

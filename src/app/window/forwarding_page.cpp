@@ -150,6 +150,7 @@ void ForwardingPage::AddAssignments(QFormLayout* form) {
     channel->addItems(ChannelTexts());
     channel->setAccessibleName(u"Channel of the datastream"_s);
     assignments_ = new QTableWidget(kDatastreams, 1);
+    assignments_->setCornerButtonEnabled(false);
     assignments_->setAccessibleName(u"Datastreams"_s);
     assignments_->setHorizontalHeaderLabels({u"Channel"_s});
     QStringList ids;

@@ -131,7 +131,7 @@ void MonitorPage::AddSetters(QVBoxLayout* page) {
         for (std::size_t i = 0; i < setter.InputCount(); ++i) {
             auto* entry = new QLineEdit;
             entry->setPlaceholderText(QLatin1StringView(setter.inputs[i].name).toString().toLower());
-            entry->setAccessibleName(name + u' ' + QLatin1StringView(setter.inputs[i].name));
+            entry->setAccessibleName(setter.title + u", "_s + entry->placeholderText());
             entry->setMaximumWidth(160);
             entries.push_back(entry);
         }
@@ -141,13 +141,13 @@ void MonitorPage::AddSetters(QVBoxLayout* page) {
                 inputs.append(entry->text());
             return program_.deviceSettings.Set(name, inputs, op);
         });
-        set->setAccessibleName(u"Set "_s + name);
+        set->setAccessibleName(u"Set "_s + setter.title);
         auto* layout = static_cast<QHBoxLayout*>(row->layout());
         int place = 0;
         for (QLineEdit* entry : entries)
             layout->insertWidget(place++, entry);
         layout->insertWidget(place, set);
-        form->addRow(name, row);
+        form->addRow(setter.title, row);
     }
 }
 
