@@ -1,6 +1,7 @@
 #include "app/window/demo_history.h"
 
-#include <QDir>
+#include <QCoreApplication>
+#include <QFileInfo>
 
 #include "base/clock.h"
 #include "link/device_slots.h"
@@ -67,7 +68,8 @@ Outcome WriteDemoHistory(std::span<SimulatedMonitor> monitors, int days, const L
     const int minutes = days * kMinutesPerDay;
     PastClock clock(until.unixSeconds - std::int64_t{minutes} * kMinute);
     const DeviceSlots slots(settings, database);
-    ErrorLog errors(QDir::tempPath(), u"CorvaneDemo"_s, clock);
+    const QFileInfo file(QString::fromStdString(database.databasePath()));
+    ErrorLog errors(file.path(), QCoreApplication::applicationName(), clock);
     Measurement measurement(slots, settings, errors, clock);
     const CaptureDatabase::Connection connection = database.Open();
     if (!connection) return Outcome::Failure(u"The database of the demo could not be opened."_s);
