@@ -27,6 +27,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QString kTableKey = u"DataTable"_s;
+
 constexpr std::size_t kPagesWanted = 3;  ///< of a view that is scrolled fast, only the last are read
 
 /// What the tables are called, in the order in which they are offered. Others have their own names.
@@ -107,6 +109,8 @@ QWidget* DataPage::FilterBar(Actions& actions) {
         connect(choice, &QComboBox::currentIndexChanged, this, &DataPage::Want);
         row->addWidget(choice);
     }
+    connect(table_, &QComboBox::activated, this,
+            [this] { program_.settings.SaveSetting(kTableKey, table_->currentData().toString()); });
     row->addWidget(limited_);
     row->addWidget(first_);
     row->addWidget(new QLabel(u"to"_s));
@@ -250,7 +254,7 @@ QCoro::Task<> DataPage::ReadPage(int first) {
 
 void DataPage::TakeTables(const QueryResult& names) {
     const QSignalBlocker blocked(table_);
-    const QString chosen = table_->currentData().toString();
+    const QString chosen = program_.settings.GetSetting(kTableKey);
     table_->clear();
     std::vector<std::string> others;
     for (const auto& row : names.rows)
