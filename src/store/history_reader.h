@@ -38,6 +38,8 @@ struct HistoryDevice {
     std::string address;
     int id = 0;  ///< of its row: 1 to 6 for Device A to F, 0 where it has none
     std::array<std::string, kHistoryChannels> labels;  ///< empty where the user gave none
+
+    bool operator==(const HistoryDevice&) const = default;
 };
 
 /// A job whose rows `DevicesOf` understands.

@@ -82,6 +82,19 @@ TEST_F(ChartsTest, PowerEnergyAndCostOfADayAreShownWhereThePointerIs) {
     QTest::keyClick(View(), Qt::Key_Escape);
     QTest::keyClick(View(), Qt::Key_Minus);
     EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 10)) << "the dates follow the chart";
+
+    const auto* channel = Find<QCheckBox>(kPage, u"CH1  Panel"_s);
+    window_->ShowPage(u"log"_s);
+    ASSERT_TRUE(SpinUntil([this] {
+        return program_->database
+            .Run("UPDATE applicationinfo SET ch1alias = 'Mains'; DELETE FROM monitordata_minute")
+            .Ok();
+    }));
+    window_->ShowPage(kPage);
+    EXPECT_TRUE(SpinUntil([&] {
+        Q_EMIT clock.SecondPassed();
+        return channel->text() == u"CH1  Mains"_s && Value(u"CH1  Mains"_s) == u"\u2013"_s;
+    })) << "a channel was named anew meanwhile, and all records were deleted";
 }
 
 TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {

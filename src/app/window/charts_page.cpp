@@ -100,7 +100,7 @@ ChartsPage::ChartsPage(Program& program, Actions& actions)
     connect(view_, &ChartView::SpanMoved, this, [this] {
         ShowDates();
         ShowValues();
-        Read(false);
+        Read(Wanted::Missing);
     });
     connect(view_, &ChartView::CursorMoved, this, &ChartsPage::ShowValues);
     connect(&program_.databaseFiles, &DatabaseFiles::Adopted, this, [this] {
@@ -145,7 +145,7 @@ QWidget* ChartsPage::ChoiceBar() {
         history_ = nullptr;
         view_->Show(nullptr);
         Choose();
-        Read(true);
+        Read(Wanted::Missing);
     });
     row->addWidget(device_);
     measure_ = AddButtons(row, {u"Power"_s, u"Energy"_s, u"Cost"_s});
@@ -289,6 +289,11 @@ void ChartsPage::changeEvent(QEvent* event) {
     if (event->type() == QEvent::PaletteChange && values_.back() != nullptr) TakePalette();
 }
 
+void ChartsPage::showEvent(QShowEvent* event) {
+    Page::showEvent(event);
+    devicesWanted_ = true;
+}
+
 void ChartsPage::Choose() {
     ChartView::Choice choice;
     choice.measure = static_cast<Measure>(measure_->checkedId());
@@ -382,21 +387,24 @@ ShownChannels ChartsPage::Shown() const {
 
 void ChartsPage::Refresh() {
     if (worker_.Busy()) return;
-    if (devices_.empty())
+    if (devicesWanted_ || devices_.empty())
         ReadDeviceList();
     else
-        Read(program_.clock.Monotonic() - lastRead_ >= kReadAgainAfter);
+        Read(program_.clock.Monotonic() - lastRead_ >= kReadAgainAfter ? Wanted::Newer : Wanted::Missing);
 }
 
 QCoro::Task<> ChartsPage::ReadDeviceList() {
+    devicesWanted_ = false;
     const QueryResult result = co_await worker_.Run(program_.database.databasePath(), ReadDevices());
     if (ending_) co_return;
     error_ = result.errorText;
-    TakeDevices(DevicesOf(result));
+    devicesWanted_ = devicesWanted_ || !result.Ok();
+    if (result.Ok()) TakeDevices(DevicesOf(result));
     ShowState();
 }
 
 void ChartsPage::TakeDevices(std::vector<HistoryDevice> devices) {
+    if (devices == devices_) return Read(Wanted::All);
     const QString chosen = program_.settings.GetSetting(kDeviceKey);
     const QSignalBlocker blocked(device_);
     device_->clear();
@@ -405,20 +413,25 @@ void ChartsPage::TakeDevices(std::vector<HistoryDevice> devices) {
         device_->addItem(DeviceName(device));
         if (chosen == QString::fromStdString(device.address)) device_->setCurrentIndex(device_->count() - 1);
     }
+    if (history_ != nullptr && history_->address != Address()) {
+        history_ = nullptr;
+        view_->Show(nullptr);
+    }
     Choose();
-    Read(true);
+    Read(Wanted::All);
 }
 
-void ChartsPage::Read(bool anew) {
+void ChartsPage::Read(Wanted wanted) {
     if (ending_ || worker_.Busy() || Address().empty()) return;
     // Whole years, so that moving about in them reads nothing.
     const WallTime from = StartOf(CalendarUnit::Year, view_->From()) - kWallDay;
     const WallTime to = NextStart(CalendarUnit::Year, view_->To() - 1) + kWallDay;
     const bool isRead =
         history_ != nullptr && history_->address == Address() && history_->from <= from && history_->to >= to;
-    if (isRead && !anew) return;
-    auto history = isRead ? std::make_shared<DeviceHistory>(*history_) : std::make_shared<DeviceHistory>();
-    if (!isRead) {
+    if (isRead && wanted == Wanted::Missing) return;
+    const bool goOn = isRead && wanted == Wanted::Newer;
+    auto history = goOn ? std::make_shared<DeviceHistory>(*history_) : std::make_shared<DeviceHistory>();
+    if (!goOn) {
         history->address = Address();
         history->from = from;
         history->to = to;
@@ -440,7 +453,7 @@ QCoro::Task<> ChartsPage::AwaitHistory(std::shared_ptr<DeviceHistory> history) {
         ShowValues();
     }
     ShowState();
-    if (result.Ok()) Read(false);  // what was chosen meanwhile
+    if (result.Ok()) Read(Wanted::Missing);  // what was chosen meanwhile
 }
 
 QCoro::Task<Outcome> ChartsPage::SavePicture(Operator& op) {

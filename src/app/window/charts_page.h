@@ -47,8 +47,13 @@ private:
     void ShowState();
     void TakePalette();
 
-    /// Reads what the view shows and is not read yet; `anew` what is read already too.
-    void Read(bool anew);
+    /// What is wanted of the time that the view shows.
+    enum class Wanted {
+        Missing,  ///< what is not read yet
+        Newer,    ///< and the records that came since
+        All,      ///< everything anew: it may have been deleted or mended meanwhile
+    };
+    void Read(Wanted wanted);
     QCoro::Task<> AwaitHistory(std::shared_ptr<DeviceHistory> history);
     QCoro::Task<> ReadDeviceList();
     void TakeDevices(std::vector<HistoryDevice> devices);
@@ -57,6 +62,7 @@ private:
     QCoro::Task<Outcome> SavePicture(Operator& op);
 
     void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
     Program& program_;
     Actions& actions_;
@@ -66,6 +72,7 @@ private:
     std::shared_ptr<const DeviceHistory> history_;
     std::string error_;
     std::int64_t lastRead_ = 0;  ///< as the monotonic clock has it
+    bool devicesWanted_ = true;  ///< they may have been bound or named anew
     bool ending_ = false;
 
     ChartView* view_;
