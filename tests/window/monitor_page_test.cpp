@@ -81,6 +81,25 @@ TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
     clock.EndWaits();
 }
 
+TEST_F(WindowTest, AMonitorThatGoesOnSendingIsNotRead) {
+    Preset(u"DevSerial"_s, u"300007"_s, u"0"_s);
+    Open(kPage);
+    SimulatedMonitor monitor({.serial = {.unitId = 3, .number = 7}});
+    TcpLine line(clock);
+    const CommandListener listener(monitor, line, clock, {.busy = true});
+    line.KeepConnected(u"127.0.0.1"_s, program_->tcpA.LocalPort());
+    ASSERT_TRUE(
+        SpinUntil([&] { return line.State() == LineState::Ready && program_->tcpA.Connections() > 0; }));
+    Click(kPage, u"Read Settings"_s);
+    EXPECT_TRUE(SpinUntil([this] {
+        clock.Advance(10);
+        return Box() != nullptr;
+    }));
+    EXPECT_EQ(BoxText(), "Turn off realtime data first and try again.");
+    Answer(QMessageBox::Ok);
+    clock.EndWaits();
+}
+
 TEST_F(WindowTest, WhatAMonitorWasSetToIsComparedWithWhatItIs) {
     MainWindow& window = Open(kPage);
     program_->settings.SaveSetting(u"DevSerial"_s, u"300007"_s, u"0"_s);
