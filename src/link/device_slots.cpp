@@ -17,7 +17,6 @@ namespace {
 const QString kSerialKey = u"DevSerial"_s;
 const QString kSingleTwoChannelKey = u"VRQ5806"_s;
 constexpr const char* kSingleTwoChannelText = "999998";
-const QString kVirtualDevice = u"999999"_s;
 
 /// Slots are counted from 0 in the names of their sections.
 QString SectionOf(int slot) {
@@ -111,7 +110,7 @@ QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
     if (!isNumber || text.size() > 8) {
         co_return Outcome::Failure(u"A serial number is made of up to eight digits, for example 301234."_s);
     }
-    if (text == kVirtualDevice) {
+    if (text == QLatin1StringView(kVirtualDevice)) {
         co_return Outcome::Failure(u"999999 is the virtual device and cannot be bound."_s);
     }
     co_return SaveSerial(slot, text);

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "measure/measurement.h"
+#include "store/schema.h"
 #include "store/settings_store.h"
 
 namespace corvane {
@@ -116,7 +117,7 @@ std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& rea
 
     DeviceReadings row;
     row.slot = readings.slot;
-    row.serial = kVirtualDeviceAddress;
+    row.serial = kVirtualDevice;
     row.time = readings.time;
     row.volt = readings.volt;
     row.seconds = readings.seconds;

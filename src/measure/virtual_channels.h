@@ -15,9 +15,6 @@ namespace corvane {
 class Measurement;
 class SettingsStore;
 
-/// The serial text of the virtual device in the database.
-inline constexpr const char* kVirtualDeviceAddress = "999999";
-
 /// A power and the energy that belongs to it.
 struct Flow {
     double watts = 0;

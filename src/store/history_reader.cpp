@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "store/schema.h"
 #include "store/sql_cursor.h"
 
 namespace corvane {

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "store/energy_history.h"
@@ -13,9 +12,6 @@
 #include "store/sql_worker.h"
 
 namespace corvane {
-
-/// The `deviceaddress` of the virtual device.
-inline constexpr std::string_view kVirtualDevice = "999999";
 
 /// The records of one device from `from` up to `to`.
 struct DeviceHistory {

@@ -119,10 +119,10 @@ bool CreateVD1(const CaptureDatabase& database, InstallationType type, Operator&
         return false;
     }
     for (const auto& row : addresses.rows) {
-        if (row.front() == "999999") return true;
+        if (row.front() == kVirtualDevice) return true;
     }
     const auto& labels = type == InstallationType::NetMetering ? kNetMeteringLabels : kConsumptionLabels;
-    const QueryResult inserted = database.Run(sql::NewDeviceRow("9", "999999", labels));
+    const QueryResult inserted = database.Run(sql::NewDeviceRow("9", kVirtualDevice, labels));
     if (!inserted.Ok()) op.Show(Text(inserted.errorText));
     return inserted.Ok();
 }

@@ -14,6 +14,9 @@ class CaptureDatabase;
 class DbWriter;
 class Operator;
 
+/// The `deviceaddress` of the virtual device.
+inline constexpr const char* kVirtualDevice = "999999";
+
 /// How the monitored place is wired: it decides the labels of the virtual device.
 enum class InstallationType { ConsumptionOnly, NetMetering };
 

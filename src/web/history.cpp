@@ -1,13 +1,12 @@
 #include "web/history.h"
 
-#include <QDateTime>
 #include <QJsonArray>
 
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -16,9 +15,11 @@
 #include "base/number_format.h"
 #include "link/device_slots.h"
 #include "measure/readings.h"
-#include "measure/virtual_channels.h"
 #include "store/capture_database.h"
-#include "web/energy_steps.h"
+#include "store/energy_history.h"
+#include "store/schema.h"
+#include "store/sql_cursor.h"
+#include "store/wall_time.h"
 
 namespace corvane {
 
@@ -26,27 +27,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A record of the hour may be this far from the one before: an hour, its delay, and the hour that is left
-/// out when summer time begins.
-constexpr std::int64_t kLongestPause = 150 * 60;
-
 /// Where the newest record of minutes is looked for, from the end of the table.
 constexpr int kTailRows = 200;
 
-QDateTime WallTime(std::int64_t seconds) {
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+QString Stamp(WallTime time) {
+    return QString::fromStdString(StampText(time));
 }
 
-QString Stamp(std::int64_t seconds) {
-    return WallTime(seconds).toString(u"yyyy-MM-dd hh:mm:ss"_s);
-}
-
-std::optional<std::int64_t> TimeEntry(const QString& text) {
-    QDateTime time = QDateTime::fromString(text, u"yyyy-MM-dd'T'hh:mm"_s);
-    if (!time.isValid()) time = QDateTime::fromString(text, u"yyyy-MM-dd"_s);
-    if (!time.isValid() || time.date().year() < 1970 || time.date().year() > 9999) return std::nullopt;
-    time.setTimeSpec(Qt::UTC);
-    return time.toSecsSinceEpoch();
+std::optional<WallTime> TimeEntry(const QString& text) {
+    const bool isDay = text.size() == 10;
+    if (!isDay && text.indexOf(u'T') != 10) return std::nullopt;
+    const QString stamp = text.left(10) + u' ' + (isDay ? u"00:00"_s : text.mid(11));
+    const auto time = ParseStamp(stamp.toStdString());
+    return time >= 0 ? time : std::nullopt;
 }
 
 std::optional<QString> AddressOf(const QString& device, const DeviceSlots& slots) {
@@ -57,18 +50,17 @@ std::optional<QString> AddressOf(const QString& device, const DeviceSlots& slots
     return isNumber ? std::optional(QString::number(address)) : std::nullopt;
 }
 
-/// The start of the step after the one that starts at `seconds`; of the one that holds it where `seconds` is
-/// none.
-std::int64_t StepStart(const HistoryQuery& query, std::int64_t seconds, bool next) {
-    const QDateTime time = WallTime(seconds);
-    if (query.step == "month"_L1) {
-        const QDate first(time.date().year(), time.date().month(), 1);
-        return QDateTime((next ? first.addMonths(1) : first).startOfDay(Qt::UTC)).toSecsSinceEpoch();
-    }
-    const std::int64_t length = query.minutes > 0         ? query.minutes * 60
-                                : query.step == "hour"_L1 ? 3600
-                                                          : 86'400;
-    return (seconds / length + (next ? 1 : 0)) * length;
+/// Of a step of energy.
+CalendarUnit UnitOf(const HistoryQuery& query) {
+    if (query.step == "month"_L1) return CalendarUnit::Month;
+    return query.step == "hour"_L1 ? CalendarUnit::Hour : CalendarUnit::Day;
+}
+
+/// The start of the step that holds `time`, or of the one after it.
+WallTime StepStart(const HistoryQuery& query, WallTime time, bool next) {
+    if (query.minutes == 0) return next ? NextStart(UnitOf(query), time) : StartOf(UnitOf(query), time);
+    const WallTime length = query.minutes * 60;
+    return (time / length + (next ? 1 : 0)) * length;
 }
 
 QueryResult Failed(const CaptureDatabase::Connection& database) {
@@ -79,11 +71,10 @@ QueryResult Failed(const CaptureDatabase::Connection& database) {
 using Cells = std::vector<QueryResult::Cell>;
 
 /// The mean of each step's minute records. Rows that are there twice count once.
-SqlJob PowerJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
+SqlJob PowerJob(const HistoryQuery& query, std::vector<WallTime> bounds) {
     const QString text =
         u"SELECT CAST(strftime('%s', date) AS INTEGER) / %1, AVG(watts) FROM (SELECT DISTINCT date, %2watt "
-        u"AS "
-        "watts FROM monitordata_minute WHERE deviceaddress = %3 AND date >= '%4' AND date < '%5') GROUP BY 1"_s;
+        "AS watts FROM monitordata_minute WHERE deviceaddress = %3 AND date >= '%4' AND date < '%5') GROUP BY 1"_s;
     const std::string sql =
         text.arg(query.minutes * 60)
             .arg(query.channel, query.address, Stamp(bounds.front()), Stamp(bounds.back()))
@@ -105,46 +96,47 @@ SqlJob PowerJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
 
 /// Energies are differences of meter readings: those of the hourly records, and the newest one of minutes,
 /// which may be up to an hour ahead.
-SqlJob EnergyJob(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
+SqlJob EnergyJob(const HistoryQuery& query, std::vector<WallTime> bounds) {
     const QString reading =
         u"SELECT date, %1kwh AS kwh FROM %2 WHERE deviceaddress = %3 AND date >= '%4' AND "
-        "date < '%5'"_s.arg(query.channel, u"%1"_s, query.address, Stamp(bounds.front() - kLongestPause),
-                            Stamp(bounds.back() + kLongestPause));
+        "date < '%5'"_s.arg(query.channel, u"%1"_s, query.address,
+                            Stamp(bounds.front() - EnergyHistory::kGap),
+                            Stamp(bounds.back() + EnergyHistory::kGap));
     const QString text =
-        u"SELECT CAST(strftime('%s', date) AS INTEGER), kwh FROM (%1 UNION ALL SELECT * FROM (%2 AND id > "
-        u"(SELECT "
+        u"SELECT date, kwh FROM (%1 UNION ALL SELECT * FROM (%2 AND id > (SELECT "
         "MAX(id) FROM monitordata_minute) - %3 ORDER BY id DESC LIMIT 1)) ORDER BY date"_s;
     const std::string sql =
         text.arg(reading.arg("monitordata_hourly"_L1), reading.arg("monitordata_minute"_L1))
             .arg(kTailRows)
             .toStdString();
-    const bool mayFall = query.address == QLatin1StringView(kVirtualDeviceAddress);
-    return [sql, bounds = std::move(bounds), mayFall](SqlSession& session) {
-        sqlite3* handle = session.Database().Handle();
-        sqlite3_stmt* raw = nullptr;
-        if (handle == nullptr || sqlite3_prepare_v2(handle, sql.c_str(), -1, &raw, nullptr) != SQLITE_OK)
-            return Failed(session.Database());
-        const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> statement(raw, sqlite3_finalize);
-        EnergySteps steps(bounds, kLongestPause, mayFall);
-        int state = SQLITE_ROW;
-        while ((state = sqlite3_step(raw)) == SQLITE_ROW) {
-            if (sqlite3_column_type(raw, 0) == SQLITE_NULL || sqlite3_column_type(raw, 1) == SQLITE_NULL)
-                continue;
-            steps.Add(sqlite3_column_int64(raw, 0), sqlite3_column_double(raw, 1));
+    const bool signedCh1 = query.address.toStdString() == kVirtualDevice;
+    const auto channel = static_cast<std::size_t>(
+        std::ranges::find(kChannelNames, query.channel.toStdString()) - kChannelNames.begin());
+    const CalendarUnit unit = UnitOf(query);
+    return [sql, bounds = std::move(bounds), signedCh1, channel, unit](SqlSession& session) {
+        SqlCursor rows(session.Database(), sql);
+        EnergyHistory history;
+        while (rows.Next()) {
+            const auto time = ParseStamp(rows.Text(0));
+            if (!time || std::isnan(rows.Number(1))) continue;
+            ChannelEnergies readings;
+            readings.fill(std::numeric_limits<double>::quiet_NaN());
+            readings[channel] = rows.Number(1);
+            history.Add(*time, readings, signedCh1);
         }
-        if (state != SQLITE_DONE) return Failed(session.Database());
-        QueryResult result;
-        for (const EnergySteps::Step& step : steps.Steps()) {
-            Cells& cells = result.rows.emplace_back(2);
-            if (!step.kwh.has_value()) continue;
-            cells[0] = ShortestText(*step.kwh);
-            if (!step.complete) cells[1].emplace(1, '1');
+        QueryResult result{.rows = std::vector<Cells>(bounds.size() - 1, Cells(2)),
+                           .errorText = rows.ErrorText()};
+        for (const EnergyBar& bar : history.Bars(unit, bounds.front(), bounds.back(), {}).bars) {
+            const auto step = std::ranges::lower_bound(bounds, bar.from) - bounds.begin();
+            Cells& cells = result.rows[static_cast<std::size_t>(step)];
+            cells[0] = ShortestText(bar.kwh[channel]);
+            if (bar.covered < bar.to - bar.from) cells[1].emplace(1, '1');
         }
         return result;
     };
 }
 
-SqlJob JobOf(const HistoryQuery& query, std::vector<std::int64_t> bounds) {
+SqlJob JobOf(const HistoryQuery& query, std::vector<WallTime> bounds) {
     return query.minutes > 0 ? PowerJob(query, std::move(bounds)) : EnergyJob(query, std::move(bounds));
 }
 
@@ -152,14 +144,13 @@ WebReply Failure(unsigned status, const QString& text) {
     return WebReply::Json(status, {{u"error"_s, text}});
 }
 
-WebReply ReplyOf(const HistoryQuery& query, const std::vector<std::int64_t>& bounds,
-                 const QueryResult& result) {
+WebReply ReplyOf(const HistoryQuery& query, const std::vector<WallTime>& bounds, const QueryResult& result) {
     const bool power = query.minutes > 0;
     const double precision = power ? 10 : 1e6;
     QJsonArray points;
     for (std::size_t i = 0; i < result.rows.size(); ++i) {
         const auto& [value, partial] = std::tie(result.rows[i][0], result.rows[i][1]);
-        QJsonObject point{{u"time"_s, WallTime(bounds[i]).toString(u"yyyy-MM-dd hh:mm"_s)}};
+        QJsonObject point{{u"time"_s, Stamp(bounds[i]).chopped(3)}};
         point[u"value"_s] = value.has_value()
                                 ? QJsonValue(std::round(std::stod(*value) * precision) / precision)
                                 : QJsonValue();
@@ -203,8 +194,8 @@ std::variant<HistoryQuery, QString> HistoryQuery::Parse(const QHash<QString, QSt
     return query;
 }
 
-std::vector<std::int64_t> HistoryQuery::Bounds() const {
-    std::vector<std::int64_t> bounds = {StepStart(*this, from, false)};
+std::vector<WallTime> HistoryQuery::Bounds() const {
+    std::vector<WallTime> bounds = {StepStart(*this, from, false)};
     while (bounds.back() < to)
         bounds.push_back(StepStart(*this, bounds.back(), true));
     return bounds;
@@ -219,7 +210,7 @@ QCoro::Task<WebReply> History::Read(HistoryQuery query) {
     }
     --waiting_;
     if (stopping_) co_return Failure(503, u"The program closes."_s);
-    std::vector<std::int64_t> bounds = query.Bounds();
+    std::vector<WallTime> bounds = query.Bounds();
     SqlJob job = JobOf(query, bounds);
     const QueryResult result = co_await worker_.Run(database_.databasePath(), std::move(job));
     if (!result.Ok()) co_return Failure(503, QString::fromStdString(result.errorText));

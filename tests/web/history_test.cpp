@@ -68,6 +68,14 @@ TEST_F(HistoryTest, EnergyIsTheDifferenceOfMeterReadings) {
               (Texts{"01 00:00 -", "01 00:00 ~1", "01 00:00 ~6.5"}));
 }
 
+TEST_F(HistoryTest, AReadingThatWasSetTo0IsNoEnergy) {
+    Insert("monitordata_hourly",
+           "(301234, '2026-03-01 00:00:00', 100), (301234, '2026-03-01 01:00:00', 101),"
+           "(301234, '2026-03-01 02:00:00', 0), (301234, '2026-03-01 03:00:00', 104)");
+    EXPECT_EQ(Points("device=A&from=2026-03-01&to=2026-03-01T03:00&step=hour"),
+              (Texts{"01 00:00 1", "01 01:00 0", "01 02:00 3"}));
+}
+
 TEST_F(HistoryTest, QuestionsWithoutBoundsOrSenseAreRefused) {
     const QByteArray day = "&from=2026-03-01&to=2026-03-02";
     const struct {

@@ -1,5 +1,7 @@
 #include "app/window/history_choices.h"
 
+#include "store/schema.h"
+
 namespace corvane {
 
 using namespace Qt::StringLiterals;
