@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype kLogLines = 200;
+constexpr qsizetype kReportedLogLines = 200;
 
 /// Whether the value may be a secret, going by the key. Web addresses often have one in their path.
 bool Withheld(const QString& name) {
@@ -70,7 +70,7 @@ QString BugReport(Program& program) {
     lines += u"\nStatus list"_s;
     lines += QStringList(status.begin(), status.end());
     lines += u"\nError log"_s;
-    lines += log.last(std::min(log.size(), kLogLines));
+    lines += log.last(std::min(log.size(), kReportedLogLines));
     return lines.join(u'\n') + u'\n';
 }
 

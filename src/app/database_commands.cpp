@@ -33,18 +33,18 @@ QCoro::Task<Reply> MinuteTable(Program& program, QStringList, Operator& op) {
                                                          : Reply::Failure(u"The table was not made."_s);
 }
 
-constexpr Command kCommands[] = {
-    {"database", "on|off", "Whether records are written to the database.", 1, 1, false, SwitchDatabase},
-    {"write-frequency", "SECONDS", "Seconds from one write to the next, 1 to 60.", 1, 1, false,
-     WriteFrequency},
-    {"create-power-tables", "", "Adds the tables minute_power and minute_energy.", 0, 0, false, PowerTables},
-    {"create-minute-table", "", "Adds the table minutedata.", 0, 0, false, MinuteTable},
-};
-
 }  // namespace
 
 std::span<const Command> DatabaseCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"database", "on|off", "Whether records are written to the database.", 1, 1, false, SwitchDatabase},
+        {"write-frequency", "SECONDS", "Seconds from one write to the next, 1 to 60.", 1, 1, false,
+         WriteFrequency},
+        {"create-power-tables", "", "Adds the tables minute_power and minute_energy.", 0, 0, false,
+         PowerTables},
+        {"create-minute-table", "", "Adds the table minutedata.", 0, 0, false, MinuteTable},
+    };
+    return commands;
 }
 
 }  // namespace corvane

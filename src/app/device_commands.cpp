@@ -51,16 +51,15 @@ QCoro::Task<Reply> SetSerial(Program& program, QStringList arguments, Operator& 
                                      : u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), serial));
 }
 
-constexpr Command kCommands[] = {
-    {"slots", "", "Devices A to F and the serial numbers they answer to.", 0, 0, true, Slots},
-    {"set-serial", "SLOT [TEXT]", "Binds a device to a serial number; a blank in quotes clears it.", 1, 2,
-     false, SetSerial},
-};
-
 }  // namespace
 
 std::span<const Command> DeviceCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"slots", "", "Devices A to F and the serial numbers they answer to.", 0, 0, true, Slots},
+        {"set-serial", "SLOT [TEXT]", "Binds a device to a serial number; a blank in quotes clears it.", 1, 2,
+         false, SetSerial},
+    };
+    return commands;
 }
 
 }  // namespace corvane

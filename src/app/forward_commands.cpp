@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::size_t kLogLines = 5;
+constexpr std::size_t kShownConnectionLines = 5;
 
 QString OnOff(bool on) {
     return on ? u"on"_s : u"off"_s;
@@ -23,7 +23,7 @@ QString OnOff(bool on) {
 /// The last lines of a log box.
 QStringList LastLines(const StatusBoard& log) {
     const auto& all = log.Lines();
-    const auto shown = std::min(kLogLines, all.size());
+    const auto shown = std::min(kShownConnectionLines, all.size());
     return {all.end() - static_cast<std::ptrdiff_t>(shown), all.end()};
 }
 
@@ -277,36 +277,37 @@ QCoro::Task<Reply> FeedSetup(Program& program, QStringList, Operator&) {
     co_return Reply::Of(sent, sent ? program.feedUpload.Log().Lines().back() : QString());
 }
 
-constexpr Command kCommands[] = {
-    {"forward status", "", "What is forwarded, to whom, and how the uploads go.", 0, 0, true, ForwardStatus},
-    {"forward set", "server|b|client WHAT [VALUE]",
-     "Switches a role on or off, or sets its mode, port, address.", 2, 3, false, ForwardSet},
-    {"forward listen", "server|b", "Lets a forwarding server wait for its peer, now and at every start.", 1,
-     1, false, ForwardListen},
-    {"forward stop", "server|b", "Closes a forwarding server until it is told to listen again.", 1, 1, false,
-     ForwardStop},
-    {"forward connect", "", "Connects the forwarding client; disconnects it where it is connected.", 0, 0,
-     false, ForwardConnect},
-    {"forward check", "", "Whether the internet can be reached.", 0, 0, false, ForwardCheck},
-    {"get on", "", "Sends every packet's values to a web server, as a GET request.", 0, 0, false, GetOn},
-    {"get off", "", "Ends that.", 0, 0, false, GetOff},
-    {"get url", "HOST[:PORT]", "The web server of the GET requests.", 1, 1, false, GetUrl},
-    {"get path", "PATH", "The path on it.", 1, 1, false, GetPath},
-    {"get layout", "1|2", "The layout of the GET query.", 1, 1, false, GetLayout},
-    {"feed set", "key|feed|title|host|interval [VALUE]", "Chooses a property of the feed.", 1, 2, false,
-     FeedSet},
-    {"feed assign", "ID CHANNEL", "Lets datastream 0 to 50 carry a channel such as A:CH1.", 2, 2, false,
-     FeedAssign},
-    {"feed clear", "ID", "Lets a datastream carry nothing.", 1, 1, false, FeedClear},
-    {"feed enable", "on|off", "Whether the feed is sent by itself, every so often.", 1, 1, false, FeedEnable},
-    {"feed send", "", "Sends the feed's values now.", 0, 0, false, FeedSend},
-    {"feed setup", "", "Sends the document that sets up the feed's datastreams.", 0, 0, false, FeedSetup},
-};
-
 }  // namespace
 
 std::span<const Command> ForwardCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"forward status", "", "What is forwarded, to whom, and how the uploads go.", 0, 0, true,
+         ForwardStatus},
+        {"forward set", "server|b|client WHAT [VALUE]",
+         "Switches a role on or off, or sets its mode, port, address.", 2, 3, false, ForwardSet},
+        {"forward listen", "server|b", "Lets a forwarding server wait for its peer, now and at every start.",
+         1, 1, false, ForwardListen},
+        {"forward stop", "server|b", "Closes a forwarding server until it is told to listen again.", 1, 1,
+         false, ForwardStop},
+        {"forward connect", "", "Connects the forwarding client; disconnects it where it is connected.", 0, 0,
+         false, ForwardConnect},
+        {"forward check", "", "Whether the internet can be reached.", 0, 0, false, ForwardCheck},
+        {"get on", "", "Sends every packet's values to a web server, as a GET request.", 0, 0, false, GetOn},
+        {"get off", "", "Ends that.", 0, 0, false, GetOff},
+        {"get url", "HOST[:PORT]", "The web server of the GET requests.", 1, 1, false, GetUrl},
+        {"get path", "PATH", "The path on it.", 1, 1, false, GetPath},
+        {"get layout", "1|2", "The layout of the GET query.", 1, 1, false, GetLayout},
+        {"feed set", "key|feed|title|host|interval [VALUE]", "Chooses a property of the feed.", 1, 2, false,
+         FeedSet},
+        {"feed assign", "ID CHANNEL", "Lets datastream 0 to 50 carry a channel such as A:CH1.", 2, 2, false,
+         FeedAssign},
+        {"feed clear", "ID", "Lets a datastream carry nothing.", 1, 1, false, FeedClear},
+        {"feed enable", "on|off", "Whether the feed is sent by itself, every so often.", 1, 1, false,
+         FeedEnable},
+        {"feed send", "", "Sends the feed's values now.", 0, 0, false, FeedSend},
+        {"feed setup", "", "Sends the document that sets up the feed's datastreams.", 0, 0, false, FeedSetup},
+    };
+    return commands;
 }
 
 }  // namespace corvane

@@ -124,7 +124,7 @@ QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
     co_return reply;
 }
 
-QCoro::Task<Reply> Get(Program& program, QStringList arguments, Operator&) {
+QCoro::Task<Reply> GetSetting(Program& program, QStringList arguments, Operator&) {
     const SettingName name = SettingName::Parse(arguments.first());
     const QString value = program.settings.GetSetting(name.key, {}, name.section);
     if (value.isNull()) co_return Reply::Failure(u"The setting %1 is not set."_s.arg(arguments.first()));
@@ -132,7 +132,7 @@ QCoro::Task<Reply> Get(Program& program, QStringList arguments, Operator&) {
     co_return Reply{.lines = {value}, .data = {{u"value"_s, value}}};
 }
 
-QCoro::Task<Reply> Set(Program& program, QStringList arguments, Operator&) {
+QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&) {
     co_return ApplySetting(program, SettingName::Parse(arguments[0]), arguments[1]);
 }
 
@@ -143,18 +143,18 @@ QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {
     co_return reply;
 }
 
-constexpr Command kCommands[] = {
-    {"status", "", "Links, database and the last lines of the status list.", 0, 0, true, Status},
-    {"readings", "", "The live values of all monitors.", 0, 0, true, ShowReadings},
-    {"get", "KEY", "A setting; SECTION/KEY for one that is not general.", 1, 1, true, Get},
-    {"set", "KEY VALUE", "Changes a setting and says from when on it is in force.", 2, 2, false, Set},
-    {"help", "", "This list.", 0, 0, true, Help},
-};
-
 }  // namespace
 
 std::span<const Command> GeneralCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"status", "", "Links, database and the last lines of the status list.", 0, 0, true, Status},
+        {"readings", "", "The live values of all monitors.", 0, 0, true, ShowReadings},
+        {"get", "KEY", "A setting; SECTION/KEY for one that is not general.", 1, 1, true, GetSetting},
+        {"set", "KEY VALUE", "Changes a setting and says from when on it is in force.", 2, 2, false,
+         SetSetting},
+        {"help", "", "This list.", 0, 0, true, Help},
+    };
+    return commands;
 }
 
 }  // namespace corvane

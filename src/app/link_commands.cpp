@@ -39,7 +39,7 @@ QCoro::Task<Reply> Disconnect(Program& program, QStringList arguments, Operator&
 
 const QString kNoSuchSerialLink = u"There are Serial Connection A, B and C."_s;
 
-QCoro::Task<Reply> Open(Program& program, QStringList arguments, Operator&) {
+QCoro::Task<Reply> OpenLink(Program& program, QStringList arguments, Operator&) {
     SerialLink* link = program.SerialLinkOf(arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchSerialLink);
     if (arguments.size() > 1) {
@@ -54,7 +54,7 @@ QCoro::Task<Reply> Open(Program& program, QStringList arguments, Operator&) {
     co_return Reply::Of(opened, u"%1: Open, port %2"_s.arg(link->Name()).arg(link->Port()));
 }
 
-QCoro::Task<Reply> Close(Program& program, QStringList arguments, Operator&) {
+QCoro::Task<Reply> CloseLink(Program& program, QStringList arguments, Operator&) {
     SerialLink* link = program.SerialLinkOf(arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchSerialLink);
     link->CloseCOM();
@@ -128,23 +128,22 @@ QCoro::Task<Reply> Raw(Program& program, QStringList arguments, Operator&) {
     co_return Reply::Failure(u"There are the streams tcp-a, tcp-b, serial-a, serial-b and serial-c."_s);
 }
 
-constexpr Command kCommands[] = {
-    {"listen", "A|B", "Lets TCP Server A or B wait for its gateway, now and at every start.", 1, 1, false,
-     Listen},
-    {"disconnect", "A|B", "Closes TCP Server A or B until it is told to listen again.", 1, 1, false,
-     Disconnect},
-    {"open", "A|B|C [PORT [BAUD]]", "Opens a serial connection; a port and rate given are kept.", 1, 3, false,
-     Open},
-    {"close", "A|B|C", "Closes a serial connection.", 1, 1, false, Close},
-    {"find-ports", "", "Tries COM port 1 to 64 and tells what is there.", 0, 0, false, FindPorts},
-    {"raw", "on|off|tcp-a|tcp-b|serial-a|serial-b|serial-c",
-     "Keeps received bytes; shows those of a stream by fields.", 1, 1, false, Raw},
-};
-
 }  // namespace
 
 std::span<const Command> LinkCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"listen", "A|B", "Lets TCP Server A or B wait for its gateway, now and at every start.", 1, 1, false,
+         Listen},
+        {"disconnect", "A|B", "Closes TCP Server A or B until it is told to listen again.", 1, 1, false,
+         Disconnect},
+        {"open", "A|B|C [PORT [BAUD]]", "Opens a serial connection; a port and rate given are kept.", 1, 3,
+         false, OpenLink},
+        {"close", "A|B|C", "Closes a serial connection.", 1, 1, false, CloseLink},
+        {"find-ports", "", "Tries COM port 1 to 64 and tells what is there.", 0, 0, false, FindPorts},
+        {"raw", "on|off|tcp-a|tcp-b|serial-a|serial-b|serial-c",
+         "Keeps received bytes; shows those of a stream by fields.", 1, 1, false, Raw},
+    };
+    return commands;
 }
 
 }  // namespace corvane

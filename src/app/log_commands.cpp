@@ -28,14 +28,13 @@ QCoro::Task<Reply> Log(Program& program, QStringList arguments, Operator& op) {
                                                                      : u"There is no error log now."_s);
 }
 
-constexpr Command kCommands[] = {
-    {"log", "show|delete", "The log of errors and lost data.", 1, 1, false, Log},
-};
-
 }  // namespace
 
 std::span<const Command> LogCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"log", "show|delete", "The log of errors and lost data.", 1, 1, false, Log},
+    };
+    return commands;
 }
 
 }  // namespace corvane

@@ -31,7 +31,7 @@ QCoro::Task<Reply> New(Program& program, QStringList arguments, Operator& op) {
     co_return InForce(program, co_await program.databaseFiles.NewDatabase(given));
 }
 
-QCoro::Task<Reply> Open(Program& program, QStringList arguments, Operator& op) {
+QCoro::Task<Reply> OpenDatabase(Program& program, QStringList arguments, Operator& op) {
     if (arguments.isEmpty()) co_return InForce(program, co_await program.databaseFiles.OpenDatabase(op));
     GivenText given(op, arguments.first());
     co_return InForce(program, co_await program.databaseFiles.OpenDatabase(given));
@@ -102,7 +102,7 @@ QCoro::Task<Reply> Backup(Program& program, QStringList, Operator& op) {
     co_return Told(co_await program.backups.BackupDBfile(op));
 }
 
-QCoro::Task<Reply> Restore(Program& program, QStringList arguments, Operator& op) {
+QCoro::Task<Reply> RestoreDatabase(Program& program, QStringList arguments, Operator& op) {
     QString number = arguments.value(0);
     if (number.isEmpty()) {
         QStringList numbers;
@@ -215,30 +215,31 @@ QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator&) {
     co_return reply;
 }
 
-constexpr Command kCommands[] = {
-    {"db new", "[FILE]", "Makes a fresh database, and offers to use it.", 0, 1, false, New},
-    {"db open", "[FILE]", "Puts another database in force.", 0, 1, false, Open},
-    {"db info", "", "The database: size, rows and dates per device, state.", 0, 0, false, Info},
-    {"db verify", "", "Compares serial numbers with those in the database.", 0, 0, false, Verify},
-    {"db backup", "", "Copies the database beside it, under the next number.", 0, 0, false, Backup},
-    {"db restore", "[NUMBER]", "Puts a backup in the place of the database.", 0, 1, false, Restore},
-    {"db condense", "START END", "Leaves one row a minute between two days.", 2, 2, false, Condense},
-    {"db delete-minutes", "START END", "Deletes minute data between two days.", 2, 2, false, DeleteMinutes},
-    {"db delete-older", "DAYS", "Deletes minute data older than that.", 1, 1, false, DeleteOlder},
-    {"db empty", "", "Deletes all captured data.", 0, 0, false, Empty},
-    {"db outliers", "KWH", "Sets hourly energies above that to 0.", 0, 1, false, Outliers},
-    {"db test-types", "", "Tests the types of the tables' columns.", 0, 0, true, TestTypes},
-    {"db repair", "hourly|minute", "Makes a table anew with the right types.", 1, 1, false, Repair},
-    {"db repair-serials", "", "Offers to lengthen serial numbers that are too short.", 0, 0, false,
-     RepairSerials},
-    {"db reset-labels", "", "Makes the rows of labels anew.", 0, 0, false, ResetLabels},
-    {"db auto", "[condense|delete on|off [DAYS]]", "What is done every night.", 0, 3, false, Auto},
-};
-
 }  // namespace
 
 std::span<const Command> MaintenanceCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"db new", "[FILE]", "Makes a fresh database, and offers to use it.", 0, 1, false, New},
+        {"db open", "[FILE]", "Puts another database in force.", 0, 1, false, OpenDatabase},
+        {"db info", "", "The database: size, rows and dates per device, state.", 0, 0, false, Info},
+        {"db verify", "", "Compares serial numbers with those in the database.", 0, 0, false, Verify},
+        {"db backup", "", "Copies the database beside it, under the next number.", 0, 0, false, Backup},
+        {"db restore", "[NUMBER]", "Puts a backup in the place of the database.", 0, 1, false,
+         RestoreDatabase},
+        {"db condense", "START END", "Leaves one row a minute between two days.", 2, 2, false, Condense},
+        {"db delete-minutes", "START END", "Deletes minute data between two days.", 2, 2, false,
+         DeleteMinutes},
+        {"db delete-older", "DAYS", "Deletes minute data older than that.", 1, 1, false, DeleteOlder},
+        {"db empty", "", "Deletes all captured data.", 0, 0, false, Empty},
+        {"db outliers", "KWH", "Sets hourly energies above that to 0.", 0, 1, false, Outliers},
+        {"db test-types", "", "Tests the types of the tables' columns.", 0, 0, true, TestTypes},
+        {"db repair", "hourly|minute", "Makes a table anew with the right types.", 1, 1, false, Repair},
+        {"db repair-serials", "", "Offers to lengthen serial numbers that are too short.", 0, 0, false,
+         RepairSerials},
+        {"db reset-labels", "", "Makes the rows of labels anew.", 0, 0, false, ResetLabels},
+        {"db auto", "[condense|delete on|off [DAYS]]", "What is done every night.", 0, 3, false, Auto},
+    };
+    return commands;
 }
 
 }  // namespace corvane

@@ -136,28 +136,28 @@ QCoro::Task<Reply> Memory(Program& program, QStringList arguments, Operator& op)
     co_return Reply{.lines = {u"Byte %1 is %2."_s.arg(*address).arg(byte)}, .data = {{u"value"_s, byte}}};
 }
 
-constexpr Command kCommands[] = {
-    {"target", "A|B|C|D|E|F", "Which device the commands below go to.", 0, 1, false, Target},
-    {"command-byte", "A|B|C|D|E|F POSITION", "The byte that a device listens to: 0 to 3 for 252 to 255.", 2,
-     2, false, CommandByte},
-    {"realtime", "start|stop|once", "Has the monitor send packets, or stop that, or send one.", 1, 1, false,
-     Realtime},
-    {"bind", "A|B|C|D|E|F", "Binds a device to the monitor that answers.", 0, 1, false, Bind},
-    {"find-device", "A|B|C|D|E|F", "Tells which monitor answers, and offers to bind it.", 0, 1, false, Find},
-    {"reset-accumulated", "", "Sets the monitor's energy counters and all carries to 0.", 0, 0, false,
-     ResetAccumulated},
-    {"zero-carries", "", "Sets all carries to 0, and tells no monitor.", 0, 0, false, ZeroCarries},
-    {"reboot", "", "Starts the monitor anew.", 0, 0, false, Reboot},
-    {"thru", "", "Has the monitor pass bytes through, until its power is cycled.", 0, 0, false, Thru},
-    {"erase-logger", "", "Erases the monitor's data logger.", 0, 0, false, EraseLogger},
-    {"memory", "ADDRESS [VALUE]", "A byte of the monitor's memory; with a value, writes it.", 1, 2, false,
-     Memory},
-};
-
 }  // namespace
 
 std::span<const Command> MonitorCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"target", "A|B|C|D|E|F", "Which device the commands below go to.", 0, 1, false, Target},
+        {"command-byte", "A|B|C|D|E|F POSITION", "The byte that a device listens to: 0 to 3 for 252 to 255.",
+         2, 2, false, CommandByte},
+        {"realtime", "start|stop|once", "Has the monitor send packets, or stop that, or send one.", 1, 1,
+         false, Realtime},
+        {"bind", "A|B|C|D|E|F", "Binds a device to the monitor that answers.", 0, 1, false, Bind},
+        {"find-device", "A|B|C|D|E|F", "Tells which monitor answers, and offers to bind it.", 0, 1, false,
+         Find},
+        {"reset-accumulated", "", "Sets the monitor's energy counters and all carries to 0.", 0, 0, false,
+         ResetAccumulated},
+        {"zero-carries", "", "Sets all carries to 0, and tells no monitor.", 0, 0, false, ZeroCarries},
+        {"reboot", "", "Starts the monitor anew.", 0, 0, false, Reboot},
+        {"thru", "", "Has the monitor pass bytes through, until its power is cycled.", 0, 0, false, Thru},
+        {"erase-logger", "", "Erases the monitor's data logger.", 0, 0, false, EraseLogger},
+        {"memory", "ADDRESS [VALUE]", "A byte of the monitor's memory; with a value, writes it.", 1, 2, false,
+         Memory},
+    };
+    return commands;
 }
 
 }  // namespace corvane

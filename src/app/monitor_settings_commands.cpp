@@ -25,7 +25,7 @@ QCoro::Task<Reply> Read(Program& program, QStringList, Operator& op) {
     co_return Reply{.data = SettingsObject(*program.deviceSettings.Last())};
 }
 
-QCoro::Task<Reply> Set(Program& program, QStringList arguments, Operator& op) {
+QCoro::Task<Reply> SetMonitor(Program& program, QStringList arguments, Operator& op) {
     QString name = arguments.value(0).toLower();
     QStringList inputs = arguments.mid(1);
     if (name == "trim"_L1 && !inputs.isEmpty()) name += inputs.takeFirst();
@@ -33,7 +33,7 @@ QCoro::Task<Reply> Set(Program& program, QStringList arguments, Operator& op) {
     co_return Reply::Of(set, u"%1 was sent."_s.arg(name));
 }
 
-QCoro::Task<Reply> History(Program& program, QStringList, Operator&) {
+QCoro::Task<Reply> ListHistory(Program& program, QStringList, Operator&) {
     const QString serial = program.deviceSettings.TargetSerial();
     Reply reply;
     for (const KeptSettings& kept : program.monitorHistory.Of(serial))
@@ -78,23 +78,24 @@ QCoro::Task<Reply> Diff(Program& program, QStringList whens, Operator&) {
     co_return reply;
 }
 
-QCoro::Task<Reply> Restore(Program& program, QStringList arguments, Operator& op) {
+QCoro::Task<Reply> RestoreMonitor(Program& program, QStringList arguments, Operator& op) {
     const Outcome restored = co_await program.deviceSettings.Restore(arguments.first(), op);
     co_return Reply::Of(restored, u"The monitor is set as it was on %1."_s.arg(arguments.first()));
 }
 
-constexpr Command kCommands[] = {
-    {"monitor read", "", "Reads what the target's monitor is set to, and shows it.", 0, 0, false, Read},
-    {"monitor set", "SETTER VALUE...", "Sets something of it; without words, lists what.", 0, 3, false, Set},
-    {"monitor history", "", "When settings of it were kept.", 0, 0, true, History},
-    {"monitor diff", "[WHEN [WHEN]]", "What changed, field by field.", 0, 2, true, Diff},
-    {"monitor restore", "WHEN", "Sets it to what it was then, after asking.", 1, 1, false, Restore},
-};
-
 }  // namespace
 
 std::span<const Command> MonitorSettingsCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"monitor read", "", "Reads what the target's monitor is set to, and shows it.", 0, 0, false, Read},
+        {"monitor set", "SETTER VALUE...", "Sets something of it; without words, lists what.", 0, 3, false,
+         SetMonitor},
+        {"monitor history", "", "When settings of it were kept.", 0, 0, true, ListHistory},
+        {"monitor diff", "[WHEN [WHEN]]", "What changed, field by field.", 0, 2, true, Diff},
+        {"monitor restore", "WHEN", "Sets it to what it was then, after asking.", 1, 1, false,
+         RestoreMonitor},
+    };
+    return commands;
 }
 
 }  // namespace corvane

@@ -147,20 +147,22 @@ QCoro::Task<Reply> ChangePulse(Program& program, QStringList arguments, Operator
 
 constexpr int kMostGroupArguments = 2 + static_cast<int>(ChannelGroups::kMostChannels);
 
-constexpr Command kCommands[] = {
-    {"groups", "", "The channels that the virtual channels are made of.", 0, 0, true, Groups},
-    {"group", "set|clear GROUP [CHANNEL...]", "Chooses the channels of a group, for example A:CH1 B:AUX2.", 2,
-     kMostGroupArguments, false, ChangeGroup},
-    {"virtual", "create|delete", "Whether the virtual device is recorded.", 1, 1, false, ChangeVirtualDevice},
-    {"installation", "consumption|net", "Whether power is also sent to the grid.", 1, 1, false, Installation},
-    {"pulse", "set|enable|disable|preset SLOT [ENTRY...]", "Pulses of a flow or utility meter.", 2, 6, false,
-     ChangePulse},
-};
-
 }  // namespace
 
 std::span<const Command> VirtualCommands() {
-    return kCommands;
+    static constexpr Command commands[] = {
+        {"groups", "", "The channels that the virtual channels are made of.", 0, 0, true, Groups},
+        {"group", "set|clear GROUP [CHANNEL...]",
+         "Chooses the channels of a group, for example A:CH1 B:AUX2.", 2, kMostGroupArguments, false,
+         ChangeGroup},
+        {"virtual", "create|delete", "Whether the virtual device is recorded.", 1, 1, false,
+         ChangeVirtualDevice},
+        {"installation", "consumption|net", "Whether power is also sent to the grid.", 1, 1, false,
+         Installation},
+        {"pulse", "set|enable|disable|preset SLOT [ENTRY...]", "Pulses of a flow or utility meter.", 2, 6,
+         false, ChangePulse},
+    };
+    return commands;
 }
 
 }  // namespace corvane

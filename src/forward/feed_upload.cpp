@@ -23,12 +23,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kEnableKey = u"PacEnable"_s;
+const QString kFeedEnableKey = u"PacEnable"_s;
 const QString kFeedKey = u"PachubeFeed"_s;
 const QString kTitleKey = u"PacTitle"_s;
 const QString kChannelsKey = u"PacChan"_s;
 const QString kLastIndexKey = u"TicEndIndex"_s;
-const QString kHostKey = u"PacHost"_s;
+const QString kFeedHostKey = u"PacHost"_s;
 const QString kIntervalKey = u"PacInterval"_s;
 const QString kDefaultHost = u"https://api.pachube.com"_s;
 const QString kQueueFile = u"VRQ5810Pacpost.txt"_s;
@@ -103,7 +103,7 @@ QCoro::Task<Outcome> FeedUpload::Post(FeedUnit unit) {
 
 QCoro::Task<Outcome> FeedUpload::Put(QByteArray document) {
     const QByteArray key = QUrl::toPercentEncoding(settings_.GetSetting(kKeyKey));
-    const QString address = settings_.GetSetting(kHostKey, kDefaultHost) + u"/v2/feeds/"_s +
+    const QString address = settings_.GetSetting(kFeedHostKey, kDefaultHost) + u"/v2/feeds/"_s +
                             settings_.GetSetting(kFeedKey) + u".xml?key="_s + QString::fromLatin1(key);
     QNetworkRequest request{QUrl(address)};
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/xml; charset=utf-8"_s);
@@ -189,7 +189,7 @@ Outcome FeedUpload::SetEnabled(bool on) {
     if (on && !Valid()) {
         return Outcome::Failure(u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
     }
-    settings_.SaveSetting(kEnableKey, on);
+    settings_.SaveSetting(kFeedEnableKey, on);
     return Outcome::Success();
 }
 
@@ -219,7 +219,7 @@ Outcome FeedUpload::SetHost(const QString& text) {
         text.endsWith(u'/')) {
         return Outcome::Failure(u"The host is an address such as https://example.org, without a slash."_s);
     }
-    settings_.SaveSetting(kHostKey, text);
+    settings_.SaveSetting(kFeedHostKey, text);
     return Outcome::Success();
 }
 
@@ -250,7 +250,7 @@ bool FeedUpload::Valid() const {
 }
 
 bool FeedUpload::Enabled() const {
-    return settings_.GetBool(kEnableKey, false);
+    return settings_.GetBool(kFeedEnableKey, false);
 }
 
 bool FeedUpload::HasKey() const {

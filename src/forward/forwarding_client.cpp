@@ -17,10 +17,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kEnableKey = u"ClientEnable"_s;
+const QString kClientEnableKey = u"ClientEnable"_s;
 const QString kTypedKey = u"ClientTCPip"_s;
-const QString kHostKey = u"RemoteHost"_s;
-const QString kPortKey = u"ClientPort"_s;
+const QString kClientHostKey = u"RemoteHost"_s;
+const QString kClientPortKey = u"ClientPort"_s;
 
 using AddressFields = std::array<int, 4>;
 
@@ -63,7 +63,7 @@ ForwardingClient::ForwardingClient(SettingsStore& settings, StatusBoard& board, 
       board_(board),
       errorLog_(errorLog),
       socket_(clock),
-      enabled_(settings.GetBool(kEnableKey, false)) {
+      enabled_(settings.GetBool(kClientEnableKey, false)) {
     socket_.DropInput();
     connect(&socket_, &TcpSocket::Connected, this, [this] {
         lastFailure_.clear();
@@ -81,8 +81,8 @@ ForwardingClient::ForwardingClient(SettingsStore& settings, StatusBoard& board, 
 }
 
 void ForwardingClient::OnSettingChanged(const QString& key) {
-    if (key.compare(kEnableKey, Qt::CaseInsensitive) != 0) return;
-    enabled_ = settings_.GetBool(kEnableKey, false);
+    if (key.compare(kClientEnableKey, Qt::CaseInsensitive) != 0) return;
+    enabled_ = settings_.GetBool(kClientEnableKey, false);
     if (enabled_ && !wanted_) StartUp();
     if (!enabled_) {
         wanted_ = false;
@@ -113,8 +113,8 @@ Outcome ForwardingClient::Begin() {
     const auto fields = ParseAddress(settings_.GetSetting(kTypedKey));
     if (!fields.has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
     const QString host = AddressText(*fields, 3);
-    if (settings_.GetSetting(kHostKey) != host) settings_.SaveSetting(kHostKey, host);
-    const auto port = ParsePort(settings_.GetSetting(kPortKey));
+    if (settings_.GetSetting(kClientHostKey) != host) settings_.SaveSetting(kClientHostKey, host);
+    const auto port = ParsePort(settings_.GetSetting(kClientPortKey));
     if (!port.has_value()) return Outcome::Failure(u"Invalid Port Number"_s);
     wanted_ = true;
     // Without the leading zeros: to the system 010 is an octal 8.
@@ -131,7 +131,7 @@ Outcome ForwardingClient::SetAddress(const QString& text) {
 
 Outcome ForwardingClient::SetPort(const QString& text) {
     if (!ParsePort(text).has_value()) return Outcome::Failure(u"Invalid Port Number"_s);
-    settings_.SaveSetting(kPortKey, text.trimmed());
+    settings_.SaveSetting(kClientPortKey, text.trimmed());
     return Outcome::Success();
 }
 

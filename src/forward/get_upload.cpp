@@ -15,8 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kEnableKey = u"GetEnable"_s;
-const QString kHostKey = u"GetURL"_s;
+const QString kGetEnableKey = u"GetEnable"_s;
+const QString kGetHostKey = u"GetURL"_s;
 const QString kPathKey = u"GetURLext"_s;
 const QString kLayoutKey = u"GetLayout"_s;
 
@@ -61,10 +61,10 @@ GetUpload::GetUpload(SettingsStore& settings, Clock& clock)
 }
 
 void GetUpload::LoadChoices() {
-    enabled_ = settings_.GetBool(kEnableKey, false);
+    enabled_ = settings_.GetBool(kGetEnableKey, false);
     secondLayout_ = settings_.GetNumber(kLayoutKey, 1, 1, 2) == 2;
     path_ = settings_.GetSetting(kPathKey);
-    const QString host = settings_.GetSetting(kHostKey);
+    const QString host = settings_.GetSetting(kGetHostKey);
     if (host == host_) return;
     host_ = host;
     socket_.Close();  // it led to the host of before
@@ -103,7 +103,7 @@ Outcome GetUpload::SetHost(const QString& text) {
         return Outcome::Failure(
             u"The host is a name or address alone, or followed by a colon and its port: example.org:8080."_s);
     }
-    settings_.SaveSetting(kHostKey, text);
+    settings_.SaveSetting(kGetHostKey, text);
     return Outcome::Success();
 }
 

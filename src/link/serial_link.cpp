@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kPortKey = u"ComPort"_s;
+const QString kComPortKey = u"ComPort"_s;
 const QString kBaudRateKey = u"BaudRate"_s;
 const QString kNoPort = u"No COM port selected. Try \"Find COM Port\" utility"_s;
 const QString kOpenFailed = u"Error opening COM port: "_s;
@@ -70,7 +70,7 @@ SerialLink::SerialLink(const Identity& identity, SerialPorts& ports, Framer& fra
 
 QCoro::Task<> SerialLink::StartUp() {
     if (!settings_.GetBool(u"AutoOpen"_s, false)) co_return;
-    if (settings_.GetSetting(Key(kPortKey)).isEmpty()) co_return;
+    if (settings_.GetSetting(Key(kComPortKey)).isEmpty()) co_return;
     const Outcome opened = co_await OpenCOM();
     if (!opened) board_.AddLine(u"     %1: %2"_s.arg(Name(), opened.Error()));
 }
@@ -90,7 +90,7 @@ void SerialLink::CloseCOM() {
 Outcome SerialLink::SetPort(const QString& text) {
     const auto number = ComPortNumber(text);
     if (!number.has_value()) return Outcome::Failure(kNoPort);
-    settings_.SaveSetting(Key(kPortKey), QString::number(*number));
+    settings_.SaveSetting(Key(kComPortKey), QString::number(*number));
     return Outcome::Success();
 }
 
@@ -102,7 +102,7 @@ Outcome SerialLink::SetBaudRate(const QString& text) {
 }
 
 Outcome SerialLink::Open() {
-    const auto number = ComPortNumber(settings_.GetSetting(Key(kPortKey)));
+    const auto number = ComPortNumber(settings_.GetSetting(Key(kComPortKey)));
     if (!number.has_value()) return Outcome::Failure(kNoPort);
     const auto rate =
         ListedBaudRate(settings_.GetSetting(Key(kBaudRateKey), QString::number(kDefaultBaudRate)));

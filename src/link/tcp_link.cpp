@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kPortKey = u"TcpPort"_s;
+const QString kTcpPortKey = u"TcpPort"_s;
 const QString kLatchKey = u"LatchDisconnect"_s;
 
 }  // namespace
@@ -69,7 +69,7 @@ Outcome TcpLink::SetPort(const QString& text) {
     if (*port < kLeastPort || *port > kMostPort || std::trunc(*port) != *port) {
         return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
     }
-    settings_.SaveSetting(Key(kPortKey), QString::number(static_cast<int>(*port)));
+    settings_.SaveSetting(Key(kTcpPortKey), QString::number(static_cast<int>(*port)));
     return Outcome::Success();
 }
 
@@ -79,7 +79,7 @@ bool TcpLink::ConnectsOut() const {
 
 void TcpLink::LoadPort() {
     port_ = static_cast<std::uint16_t>(
-        settings_.GetNumber(Key(kPortKey), identity_.defaultPort, kLeastPort, kMostPort));
+        settings_.GetNumber(Key(kTcpPortKey), identity_.defaultPort, kLeastPort, kMostPort));
 }
 
 void TcpLink::Begin() {

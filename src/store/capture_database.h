@@ -17,6 +17,8 @@ struct QueryResult {
     std::vector<std::vector<Cell>> rows;
     std::string errorText;  ///< empty = success, else SQLite's own words
 
+    static QueryResult Failure(std::string text) { return {.rows = {}, .errorText = std::move(text)}; }
+
     [[nodiscard]] bool Ok() const { return errorText.empty(); }
 };
 

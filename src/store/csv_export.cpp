@@ -99,10 +99,6 @@ private:
     std::string errorText_;
 };
 
-QueryResult Failed(std::string text) {
-    return {.rows = {}, .errorText = std::move(text)};
-}
-
 /// Tells how far the job is. False where it is to stop.
 bool GoOn(SqlSession& session, const CsvFile& file, std::int64_t expected) {
     if (file.Rows() % kRowsBetweenLooks != 0) return true;
@@ -123,7 +119,7 @@ void AddCell(CsvFile& file, const SqlCursor& row, int column) {
 SqlJob ExportQuery(std::string path, std::string sql, std::int64_t rows) {
     return [path = std::move(path), sql = std::move(sql), rows](SqlSession& session) {
         SqlCursor cursor(session.Database(), sql);
-        if (!cursor.ErrorText().empty()) return Failed(cursor.ErrorText());
+        if (!cursor.ErrorText().empty()) return QueryResult::Failure(cursor.ErrorText());
         CsvFile file(path);
         for (int column = 0; column < cursor.Columns(); ++column)
             file.Add(cursor.ColumnName(column));
@@ -134,8 +130,8 @@ SqlJob ExportQuery(std::string path, std::string sql, std::int64_t rows) {
             file.EndRow();
             if (!GoOn(session, file, rows)) break;
         }
-        if (session.MustStop()) return Failed(SqlWorker::kInterrupted);
-        return cursor.ErrorText().empty() ? file.Finish() : Failed(cursor.ErrorText());
+        if (session.MustStop()) return QueryResult::Failure(SqlWorker::kInterrupted);
+        return cursor.ErrorText().empty() ? file.Finish() : QueryResult::Failure(cursor.ErrorText());
     };
 }
 
@@ -158,7 +154,7 @@ SqlJob ExportPower(std::string path, std::shared_ptr<const DeviceHistory> histor
             file.EndRow();
             if (!GoOn(session, file, last - first)) break;
         }
-        return session.MustStop() ? Failed(SqlWorker::kInterrupted) : file.Finish();
+        return session.MustStop() ? QueryResult::Failure(SqlWorker::kInterrupted) : file.Finish();
     };
 }
 

@@ -22,16 +22,13 @@ private:
     DbWriter& writer_;
 };
 
-QueryResult Failed(const char* text) {
-    return {.rows = {}, .errorText = text};
-}
-
 }  // namespace
 
 QCoro::Task<QueryResult> DatabaseWork::Run(QString operation, std::string path, SqlJob job, Operator& op) {
-    if (stopping_) co_return Failed(SqlWorker::kInterrupted);
+    if (stopping_) co_return QueryResult::Failure(SqlWorker::kInterrupted);
     if (Running())
-        co_return Failed("Other work on the database is still running; try again when it has ended.");
+        co_return QueryResult::Failure(
+            "Other work on the database is still running; try again when it has ended.");
     const MaintenanceBusy busy(writer_);
     co_return co_await RunTold(worker_, clock_, std::move(operation), std::move(path), std::move(job), op);
 }

@@ -36,11 +36,11 @@ std::string Day(QDate date) {
     return DateText(date).toStdString();
 }
 
-const QString kWait = u"Please Wait......"_s;
-
 SqlJob DeleteOlderJob(const std::string& cutoff) {
     std::vector<Statement> statements = {
-        {.notice = kWait, .sql = "delete from monitordata_minute where date<'" + cutoff + "'", .passes = 1},
+        {.notice = kPleaseWait,
+         .sql = "delete from monitordata_minute where date<'" + cutoff + "'",
+         .passes = 1},
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
 }
@@ -54,7 +54,7 @@ SqlJob CondenseJob(QDate start, QDate end) {
         " 00:00:00' AND id not in (SELECT MAX(id) from monitordata_minute GROUP BY "
         "strftime('%Y-%m-%d %H:%M:00', date), deviceaddress ORDER BY strftime('%Y-%m-%d %H:%M:00', date));";
     std::vector<Statement> statements = {
-        {.notice = kWait, .sql = condense, .passes = 2},
+        {.notice = kPleaseWait, .sql = condense, .passes = 2},
         Vacuum(kMinuteTable, u"Clearing unused database space. .... Please wait"_s),
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
@@ -67,7 +67,7 @@ SqlJob DeleteBetweenJob(QDate start, QDate end) {
     remove += Day(start);
     remove += "' ;";
     std::vector<Statement> statements = {
-        {.notice = kWait, .sql = remove, .passes = 1},
+        {.notice = kPleaseWait, .sql = remove, .passes = 1},
         Vacuum(kMinuteTable, u"Clearing unused database space.......  Please wait."_s),
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
@@ -75,8 +75,8 @@ SqlJob DeleteBetweenJob(QDate start, QDate end) {
 
 SqlJob EmptyJob() {
     std::vector<Statement> statements = {
-        {.notice = kWait, .sql = "Delete From monitordata_hourly"},
-        {.notice = kWait, .sql = "Delete From monitordata_minute"},
+        {.notice = kPleaseWait, .sql = "Delete From monitordata_hourly"},
+        {.notice = kPleaseWait, .sql = "Delete From monitordata_minute"},
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
 }

@@ -15,7 +15,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kWait = u"Please Wait......"_s;
 constexpr int kValuesLookedAt = 30;
 constexpr std::size_t kMostRepaired = 9;
 constexpr std::size_t kProperLength = 6;
@@ -56,7 +55,7 @@ std::string Renaming(const char* table, const std::string& from, const std::stri
 SqlJob RenamingJob(const std::string& from, const std::string& to) {
     std::vector<Statement> statements;
     for (const char* table : {"monitordata_hourly", "monitordata_minute", "applicationinfo"})
-        statements.push_back({.notice = kWait, .sql = Renaming(table, from, to), .passes = 1});
+        statements.push_back({.notice = kPleaseWait, .sql = Renaming(table, from, to), .passes = 1});
     return StatementJob(std::move(statements), "monitordata_minute", Effect::Whole);
 }
 
@@ -75,11 +74,11 @@ std::string LabelRow(const std::string& serial) {
 /// The rows of Device A and those behind it.
 SqlJob LabelJob(const std::vector<std::string>& serials) {
     std::vector<Statement> statements;
-    statements.push_back({.notice = kWait, .sql = "Delete From applicationinfo"});
+    statements.push_back({.notice = kPleaseWait, .sql = "Delete From applicationinfo"});
     for (const std::string& serial : serials)
-        statements.push_back({.notice = kWait, .sql = LabelRow(serial)});
+        statements.push_back({.notice = kPleaseWait, .sql = LabelRow(serial)});
     const std::string primary = "UPDATE applicationinfo SET isprimarydevice = 'TRUE' WHERE id = '1'";
-    statements.insert(statements.begin() + 2, {.notice = kWait, .sql = primary});
+    statements.insert(statements.begin() + 2, {.notice = kPleaseWait, .sql = primary});
     return StatementJob(std::move(statements), "applicationinfo", Effect::Whole);
 }
 

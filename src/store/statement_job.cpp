@@ -8,10 +8,6 @@ namespace corvane {
 
 namespace {
 
-QueryResult Failed(std::string text) {
-    return {.rows = {}, .errorText = std::move(text)};
-}
-
 /// What is there already is no failure.
 bool IsFailure(const QueryResult& result) {
     return !result.Ok() && !result.errorText.ends_with("already exists");
@@ -40,7 +36,7 @@ double RowsOf(const SqlSession& session, const std::string& table) {
 SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect effect) {
     return [statements = std::move(statements), table = std::move(table), effect](SqlSession& session) {
         const auto& database = session.Database();
-        if (!database) return Failed("Error DB2");
+        if (!database) return QueryResult::Failure("Error DB2");
         const double rows = RowsOf(session, table);
         const int before = sqlite3_total_changes(database.Handle());
         if (effect == Effect::Whole) {
@@ -49,7 +45,7 @@ SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect
         for (const Statement& statement : statements) {
             // Closing the connection takes back what an unfinished transaction did.
             if (std::string error = RunOne(session, statement, rows); !error.empty())
-                return Failed(std::move(error));
+                return QueryResult::Failure(std::move(error));
         }
         if (effect == Effect::Whole) {
             if (QueryResult kept = database.GetTable("COMMIT"); !kept.Ok()) return kept;

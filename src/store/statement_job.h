@@ -16,6 +16,9 @@ struct Statement {
     int passes = 0;   ///< how often it steps through the whole table of the job; 0: nobody can know
 };
 
+/// The notice of a statement that may take long.
+inline const QString kPleaseWait = QStringLiteral("Please Wait......");
+
 /// Whether a list of statements takes effect as a whole or not at all, or each by itself.
 enum class Effect { Whole, Each };
 

@@ -8,6 +8,7 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -17,6 +18,7 @@
 #include "app/program.h"
 #include "app/window/actions.h"
 #include "app/window/chart_colors.h"
+#include "app/window/chart_view.h"
 #include "app/window/history_choices.h"
 #include "app/window/state_line.h"
 #include "app/window/widgets.h"
@@ -32,7 +34,7 @@ const QString kDeviceKey = u"ChartDevice"_s;
 const QString kMeasureKey = u"ChartMeasure"_s;
 const QString kUnitKey = u"ChartBars"_s;
 const QString kPeriodKey = u"ChartPeriod"_s;
-const QString kChannelsKey = u"ChartChannels"_s;
+const QString kChartChannelsKey = u"ChartChannels"_s;
 
 constexpr std::int64_t kReadAgainAfter = 60'000;  // ms: records come once a minute
 
@@ -240,7 +242,8 @@ QWidget* ChartsPage::ChannelPanel() {
     valuesName_->setFont(strong);
     grid->addWidget(valuesName_, 0, 0, 1, 2);
     grid->addWidget(Line(), 1, 0, 1, 2);
-    const QString shown = program_.settings.GetSetting(kChannelsKey, u"1100000"_s).leftJustified(7, u'0');
+    const QString shown =
+        program_.settings.GetSetting(kChartChannelsKey, u"1100000"_s).leftJustified(7, u'0');
     for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
         auto* box = new QCheckBox;
         box->setChecked(shown[static_cast<qsizetype>(channel)] == u'1');
@@ -248,7 +251,7 @@ QWidget* ChartsPage::ChannelPanel() {
             QString mask;
             for (const QCheckBox* each : channels_)
                 mask += each->isChecked() ? u'1' : u'0';
-            program_.settings.SaveSetting(kChannelsKey, mask);
+            program_.settings.SaveSetting(kChartChannelsKey, mask);
             Choose();
         });
         channels_[channel] = box;

@@ -5,7 +5,6 @@
 #include <memory>
 #include <vector>
 
-#include "app/window/chart_view.h"
 #include "app/window/file_export.h"
 #include "app/window/page.h"
 #include "store/csv_export.h"
@@ -22,6 +21,7 @@ class QLabel;
 namespace corvane {
 
 class Actions;
+class ChartView;
 class Program;
 
 class ChartsPage final : public Page {

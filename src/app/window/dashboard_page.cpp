@@ -26,7 +26,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kChannelsKey = u"DashboardChannels"_s;
+const QString kGaugesKey = u"DashboardChannels"_s;
 const QString kNoChannels = u"None"_s;
 
 constexpr double kGaugeShape = 1.2;  ///< width to height
@@ -98,7 +98,7 @@ void DashboardPage::ShowHeader() {
 /// Until somebody chooses: the main channels of every device, unless there are sums to look at.
 std::vector<ChannelChoice> DashboardPage::Chosen() const {
     std::vector<ChannelChoice> chosen;
-    const QString saved = program_.settings.GetSetting(kChannelsKey);
+    const QString saved = program_.settings.GetSetting(kGaugesKey);
     if (saved.isEmpty() && program_.channelGroups.Empty()) {
         for (int slot = 1; slot <= kSlots; ++slot) {
             if (program_.deviceSlots.Bound(slot).isEmpty()) continue;
@@ -119,7 +119,7 @@ void DashboardPage::Choose(const ChannelChoice& choice, bool on) {
     QStringList texts;
     for (const ChannelChoice& each : chosen)
         texts.append(each.Text());
-    program_.settings.SaveSetting(kChannelsKey, texts.isEmpty() ? kNoChannels : texts.join(u';'));
+    program_.settings.SaveSetting(kGaugesKey, texts.isEmpty() ? kNoChannels : texts.join(u';'));
     Refresh();
 }
 

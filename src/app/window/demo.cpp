@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kInterval = 2;  ///< seconds
 constexpr int kDaysBefore = 7;
-constexpr int kMinute = 60;
 
 struct DemoDevice {
     const char* serial;
@@ -71,8 +70,8 @@ Outcome DemoFolder::Prepare(const LocalTime& now) {
         monitors_.emplace_back(MonitorConfig{.kind = device.kind,
                                              .serial = device.monitor,
                                              .scenario = FindScenario(device.scenario),
-                                             .interval = kMinute,
-                                             .startSecondOfDay = (now.hour * 60 + now.minute) * kMinute});
+                                             .interval = kSecondsPerRecord,
+                                             .startSecondOfDay = (now.hour * 60 + now.minute) * 60});
     }
     const LocalTime minuteBegin = LocalTimeAt(now.unixSeconds - now.second);
     return WriteDemoHistory(monitors_, kDaysBefore, minuteBegin, settings, file);

@@ -20,14 +20,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kMinute = 60;
 constexpr int kMinutesPerDay = 24 * 60;
 
 /// Goes from minute to minute as fast as can be.
 class PastClock final : public Clock {
 public:
     explicit PastClock(std::int64_t unixSeconds) : now_(LocalTimeAt(unixSeconds)) {}
-    void NextMinute() { now_ = LocalTimeAt(now_.unixSeconds + kMinute); }
+    void NextMinute() { now_ = LocalTimeAt(now_.unixSeconds + kSecondsPerRecord); }
     [[nodiscard]] LocalTime Now() const override { return now_; }
     [[nodiscard]] std::int64_t Monotonic() const override { return now_.unixSeconds * 1000; }
 
@@ -66,7 +65,7 @@ private:
 Outcome WriteDemoHistory(std::span<SimulatedMonitor> monitors, int days, const LocalTime& until,
                          SettingsStore& settings, const CaptureDatabase& database) {
     const int minutes = days * kMinutesPerDay;
-    PastClock clock(until.unixSeconds - std::int64_t{minutes} * kMinute);
+    PastClock clock(until.unixSeconds - std::int64_t{minutes} * kSecondsPerRecord);
     const DeviceSlots slots(settings, database);
     const QFileInfo file(QString::fromStdString(database.databasePath()));
     ErrorLog errors(file.path(), QCoreApplication::applicationName(), clock);

@@ -31,9 +31,9 @@ namespace {
 const QString kQuantityKey = u"DeviceQTY"_s;
 const QString kLinkKey = u"BindDevice"_s;
 
-enum Column { kDevice, kSerial, kModel, kLink, kState, kColumns };
+enum DeviceColumn { kDevice, kSerial, kModel, kLink, kState, kColumns };
 
-QTableWidgetItem* Cell(QTableWidget* table, int row, Column column) {
+QTableWidgetItem* Cell(QTableWidget* table, int row, DeviceColumn column) {
     if (table->item(row, column) == nullptr) table->setItem(row, column, new QTableWidgetItem);
     return table->item(row, column);
 }

@@ -27,7 +27,7 @@ namespace {
 
 const QString kDoneKey = u"FirstDeployment"_s;
 
-enum PageId { kPlace, kFound, kName, kReady };
+enum PageId { kPlacePage, kFoundPage, kNamePage, kReadyPage };
 
 }  // namespace
 
@@ -42,10 +42,10 @@ FirstSteps::FirstSteps(Program& program, Actions& actions, QWidget* parent)
     : QWizard(parent), program_(program), actions_(actions) {
     setWindowTitle(u"First steps"_s);
     setWizardStyle(QWizard::ModernStyle);
-    setPage(kPlace, PlacePage());
-    setPage(kFound, FoundPage());
-    setPage(kName, NamePage());
-    setPage(kReady, ReadyPage());
+    setPage(kPlacePage, PlacePage());
+    setPage(kFoundPage, FoundPage());
+    setPage(kNamePage, NamePage());
+    setPage(kReadyPage, ReadyPage());
     connect(this, &QWizard::currentIdChanged, this, &FirstSteps::OnPage);
     connect(&program_.clock, &Clock::SecondPassed, this, &FirstSteps::LookForMonitors);
     connect(this, &QDialog::finished, this, [this] { program_.settings.SaveSetting(kDoneKey, false); });
@@ -112,7 +112,7 @@ QWizardPage* FirstSteps::ReadyPage() {
 }
 
 void FirstSteps::OnPage(int page) {
-    if (page != kFound) return;
+    if (page != kFoundPage) return;
     portRow_->setVisible(serial_->isChecked());
     if (serial_->isChecked()) {
         how_->setText(u"Choose the port that the cable is on."_s);
@@ -145,7 +145,7 @@ void FirstSteps::OpenPort() {
 }
 
 void FirstSteps::LookForMonitors() {
-    if (currentId() != kFound) return;
+    if (currentId() != kFoundPage) return;
     for (const std::string& serial : program_.measurement.UnboundSerials()) {
         const QString text = QString::fromStdString(serial);
         if (heard_->findItems(text, Qt::MatchExactly).isEmpty()) heard_->addItem(text);
@@ -155,15 +155,15 @@ void FirstSteps::LookForMonitors() {
 
 bool FirstSteps::validateCurrentPage() {
     switch (currentId()) {
-        case kPlace:
+        case kPlacePage:
             if (!demo_->isChecked()) return true;
             StartDemo();
             return false;
-        case kFound:
+        case kFoundPage:
             if (heard_->currentItem() != nullptr) return true;
             how_->setText(u"No monitor was heard yet. Is it switched on, and does it send packets?"_s);
             return false;
-        case kName:
+        case kNamePage:
             return Bind();
         default:
             return true;

@@ -24,7 +24,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /// All channels that a datastream can carry, "None" first.
-QStringList ChannelTexts() {
+QStringList ChannelChoices() {
     QStringList texts{u"None"_s};
     for (int slot = 1; slot <= kSlots; ++slot) {
         for (std::size_t channel = 0; channel < kChannels; ++channel)
@@ -147,7 +147,7 @@ void ForwardingPage::AddFeed(QVBoxLayout* page) {
 
 void ForwardingPage::AddAssignments(QFormLayout* form) {
     auto* channel = new QComboBox;
-    channel->addItems(ChannelTexts());
+    channel->addItems(ChannelChoices());
     channel->setAccessibleName(u"Channel of the datastream"_s);
     assignments_ = new QTableWidget(kDatastreams, 1);
     assignments_->setCornerButtonEnabled(false);

@@ -36,14 +36,14 @@ constexpr StreamName kStreamNames[] = {
     {"Serial Connection C", kStreamSerialC},
 };
 
-enum Column { kName, kBytes, kValue, kColumns };
+enum FieldColumn { kFieldName, kFieldBytes, kFieldValue, kFieldColumns };
 
 QString Text(std::string_view text) {
     return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 QTableWidget* FieldTable() {
-    auto* table = new QTableWidget(0, kColumns);
+    auto* table = new QTableWidget(0, kFieldColumns);
     table->setAccessibleName(u"Fields of the last packet"_s);
     table->setHorizontalHeaderLabels({u"Last packet"_s, u"Bytes"_s, u"Value"_s});
     table->verticalHeader()->hide();
@@ -179,12 +179,12 @@ void RawPanel::ShowFields(const RawRun* packet) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const RawField& field = fields[i];
         const QString verdict = packet->accepted ? u"accepted"_s : u"refused"_s;
-        const QString texts[kColumns] = {Text(field.name),
-                                         Text(HexText(packet->bytes.substr(field.offset, field.width))),
-                                         field.value.empty() ? verdict : Text(field.value)};
-        for (int column = 0; column < kColumns; ++column) {
+        const QString texts[kFieldColumns] = {Text(field.name),
+                                              Text(HexText(packet->bytes.substr(field.offset, field.width))),
+                                              field.value.empty() ? verdict : Text(field.value)};
+        for (int column = 0; column < kFieldColumns; ++column) {
             auto* item = new QTableWidgetItem(texts[column]);
-            if (column == kBytes) {
+            if (column == kFieldBytes) {
                 item->setFont(bytes_->font());
                 item->setBackground(ColourOf(i));
             }

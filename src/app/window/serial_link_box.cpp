@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The letter of the link ends the keys.
-const QString kPortKey = u"ComPort"_s;
+const QString kComPortKey = u"ComPort"_s;
 const QString kBaudRateKey = u"BaudRate"_s;
 
 /// A narrow list; what it lists may be wider.
@@ -99,7 +99,7 @@ QString SerialLinkBox::Setting(const QString& name) const {
 }
 
 void SerialLinkBox::ShowChosen() {
-    const QString port = Setting(kPortKey);
+    const QString port = Setting(kComPortKey);
     if (port_->findData(port) < 0)
         port_->addItem(u"%1  %2"_s.arg(port, ComDevice(port.toInt(), program_.settings)), port);
     port_->setCurrentIndex(port_->findData(port));

@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The letter of the link ends the keys.
-const QString kPortKey = u"TcpPort"_s;
+const QString kTcpPortKey = u"TcpPort"_s;
 const QString kModeKey = u"TcpMode"_s;
 const QString kHostKey = u"TcpHost"_s;
 const QString kLatchKey = u"LatchDisconnect"_s;
@@ -114,7 +114,7 @@ QString TcpLinkBox::Setting(const QString& name, const QString& fallback) const 
 
 void TcpLinkBox::Refresh() {
     const bool serves = !link_.ConnectsOut();
-    const QString port = Setting(kPortKey, QString::number(link_.DefaultPort()));
+    const QString port = Setting(kTcpPortKey, QString::number(link_.DefaultPort()));
     QString state = link_.WinsockStateDisplay();
     if (serves && link_.LocalPort() != 0) state += u", port %1"_s.arg(link_.LocalPort());
     QStringList notices;
