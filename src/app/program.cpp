@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/operator.h"
+#include "base/time_zone.h"
 #include "measure/readings_document.h"
 
 namespace corvane {
@@ -56,6 +57,11 @@ Program::Program(const Options& options, Clock& theClock)
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
                 settings, statusBoard, clock) {
+    if (const std::string problem = TimeZoneProblem(TimeZoneSources::Here()); !problem.empty()) {
+        const QString text = QString::fromStdString(problem);
+        statusBoard.AddLine(u"     "_s + text);
+        errorLog.LogError(0, text, u"Clock"_s);
+    }
     settings.SetAsideDamagedFile();
     framer.AddDestination(forwarding);
     measurement.AddSink(pulses);

@@ -57,6 +57,17 @@ TEST(Ending, OneServicePerFolderAndSignalsEndItCleanly) {
     EXPECT_FALSE(QFile::exists(house.folder.Path(u"control.sock"_s)));
 }
 
+TEST(Ending, AZoneThatCannotBeReadIsToldAndLogged) {
+    const ServiceFolder house;
+    Started service(u"/usr/bin/env"_s,
+                    QStringList{u"TZ=Atlantis/Capital"_s,
+                                QDir(QCoreApplication::applicationDirPath()).filePath(u"corvaned"_s)} +
+                        house.Arguments());
+    ASSERT_TRUE(service.Says(u"The time zone cannot be read (TZ is \"Atlantis/Capital\")"_s))
+        << service.Output().toStdString();
+    EXPECT_NE(house.folder.Read(u"ErrorsCorvane.log"_s).find("Atlantis/Capital"), std::string::npos);
+}
+
 TEST(Ending, AKilledServiceStartsAgain) {
     const ServiceFolder house;
     {
@@ -100,7 +111,7 @@ TEST(Ending, AQuestionIsPutOnTheTerminal) {
     Started service(u"corvaned"_s, house.Arguments());
     ASSERT_TRUE(service.Says(u"TCP Server B listens"_s));
     const QString ctl = QDir(QCoreApplication::applicationDirPath()).filePath(u"corvanectl"_s);
-    const QString command = ctl + u" --data-dir "_s + house.folder.Path() + u" log delete"_s;
+    const QString command = u"'%1' --data-dir '%2' log delete"_s.arg(ctl, house.folder.Path());
 
     // script(1) gives the command a terminal.
     QProcess terminal;
