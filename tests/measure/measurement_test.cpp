@@ -74,7 +74,8 @@ public:
     NotingSink(const char* name, std::vector<std::string>& log) : name_(name), log_(log) {}
     void OnReadings(const DeviceReadings& readings) override {
         const auto watts = readings.channels[0].absolute.watts;
-        log_.push_back(name_ + readings.serial + (watts ? " " + std::to_string(*watts) : ""));
+        std::string& line = log_.emplace_back(name_ + readings.serial);
+        if (watts) line.append(" ").append(std::to_string(*watts));
     }
 
 private:

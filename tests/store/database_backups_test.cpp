@@ -91,11 +91,15 @@ TEST_F(BackupsTest, ThatFailOrAreGivenUpLeaveNoFileAndTheOlderOnes) {
     op.WillAnswer(kKeep, Answer::No);
     op.WillAnswer(kDelete, Answer::Yes);
     op.cancelled = true;
+    const auto other = CaptureDatabase::OpenFile(path, false);
+    ASSERT_TRUE(
+        other.GetTable("BEGIN EXCLUSIVE").Ok());  // holds the copy until the user's wish was looked at
     auto backup = backups.BackupDBfile(op);
-    clock.AdvanceSeconds(1);  // the user's wish is looked at
+    clock.AdvanceSeconds(1);
+    ASSERT_TRUE(other.GetTable("ROLLBACK").Ok());
     EXPECT_EQ(Result(std::move(backup)), "interrupted");
     EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3", "vrq1_bak1.db3"));
-    EXPECT_EQ(folder.Read(u"vrq1_bak1.db3"_s), "old");
+    EXPECT_TRUE(folder.Read(u"vrq1_bak1.db3"_s) == "old");
 
     op.cancelled = false;
     database.UseFile(folder.Path(u"gone.db3"_s).toStdString());

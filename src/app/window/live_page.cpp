@@ -51,7 +51,7 @@ void LivePage::BuildEmptyState() {
 }
 
 void LivePage::ShowEmptyState() {
-    const auto port = [this](const TcpLink& link) {
+    const auto port = [](const TcpLink& link) {
         return link.LocalPort() == 0 ? u"closed"_s : QString::number(link.LocalPort());
     };
     steps_->setText(
