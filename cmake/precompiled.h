@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QCoroTask>
 #include <QDir>
 #include <QFile>
 #include <QHash>
@@ -16,9 +17,10 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
-#include <QCoroTask>
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -29,4 +31,5 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
