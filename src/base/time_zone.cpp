@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <string_view>
 
 namespace corvane {
 
@@ -24,10 +24,16 @@ bool MeansUtc(std::string name) {
     return std::ranges::any_of(kNames, [&](const char* known) { return name == known; });
 }
 
-/// Whether a zone is spelled out, as in "CET-1CEST,M3.5.0,M10.5.0/3", and needs no file.
-bool IsRule(const std::string& zone) {
-    static const std::regex kBeginning("(<[A-Za-z0-9+-]{3,}>|[A-Za-z]{3,})[+-]?[0-9].*");
-    return std::regex_match(zone, kBeginning);
+/// Whether a zone is spelled out, as in "CET-1CEST,M3.5.0,M10.5.0/3", and needs no file: a name of three
+/// letters or more, or one in angle brackets, and how far it is from UTC.
+bool IsRule(std::string_view zone) {
+    constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    const bool quoted = zone.starts_with('<');
+    const std::size_t end = quoted ? zone.find('>') : zone.find_first_not_of(kLetters);
+    if (end == std::string_view::npos || end < (quoted ? 4 : 3)) return false;
+    zone.remove_prefix(quoted ? end + 1 : end);
+    if (zone.starts_with('+') || zone.starts_with('-')) zone.remove_prefix(1);
+    return !zone.empty() && zone.front() >= '0' && zone.front() <= '9';
 }
 
 std::string Unread(const std::string& what) {
