@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <set>
 
 namespace corvane {
 
@@ -31,10 +32,14 @@ template <typename Condition>
     return holds;
 }
 
-/// A port that nobody listened on a moment ago.
+/// A port that nobody listened on a moment ago, and that this test program was not given before.
 [[nodiscard]] inline std::uint16_t FreePort() {
-    QTcpServer server;
-    return server.listen(QHostAddress::Any) ? server.serverPort() : std::uint16_t{0};
+    static std::set<std::uint16_t> given;
+    for (;;) {
+        QTcpServer server;
+        if (!server.listen(QHostAddress::Any)) return 0;
+        if (given.insert(server.serverPort()).second) return server.serverPort();
+    }
 }
 
 /// The far end of a connection, as a gateway or a reader at the other side.

@@ -22,11 +22,13 @@ constexpr std::int32_t kInterval = 1;
 struct Expected {
     std::array<std::uint64_t, kPacketFields.size()> now;
     std::array<std::uint64_t, kPacketFields.size()> before;
+    bool first;  ///< no packet came before, so there is no power yet
 
     [[nodiscard]] double Sent(Field field) const {
         return static_cast<double>(now[static_cast<std::size_t>(field)]);
     }
     [[nodiscard]] double Watts(Field field) const {
+        if (first) return 0;
         const auto used = now[static_cast<std::size_t>(field)] - before[static_cast<std::size_t>(field)];
         return std::round(static_cast<double>(used) / kInterval);
     }
@@ -109,6 +111,7 @@ protected:
         Expected expected{};
         for (int packet = 0; packet < 1000 && expected.Sent(field) != value; ++packet) {
             expected.before = expected.now;
+            expected.first = packet == 0;
             (void)monitor.NextPacket();
             expected.now = monitor.AllRaw();
         }
