@@ -39,8 +39,7 @@ bool IsRule(std::string_view zone) {
 std::string Unread(const std::string& what) {
     return "The time zone cannot be read (" + what +
            "), so all times are those of UTC, and days begin at midnight of UTC. Install the package tzdata, "
-           "choose "
-           "the zone with timedatectl set-timezone, and start again.";
+           "choose the zone with timedatectl set-timezone, and start again.";
 }
 
 }  // namespace
