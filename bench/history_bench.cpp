@@ -9,11 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "app/window/chart_view.h"
-#include "store/csv_export.h"
+#include "history/csv_export.h"
+#include "history/table_rows.h"
 #include "store/schema.h"
 #include "store/sql_cursor.h"
-#include "store/table_rows.h"
+#include "window/past/chart_view.h"
 
 namespace corvane {
 namespace {

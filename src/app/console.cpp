@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "app/control_protocol.h"
 #include "base/number_format.h"
 #include "link/device_slots.h"
 #include "measure/readings.h"
@@ -38,7 +37,7 @@ QString PacketLine(const DeviceReadings& readings) {
     const std::size_t channels = readings.kind->hasAux ? kChannels : kMainChannels;
     for (std::size_t i = 0; i < channels; ++i) {
         const EnergyCounter& counter = readings.channels[i].absolute;
-        line += std::string("  ") + kChannelNames[i] + " ";
+        line += std::string("  ") + ChannelName(i) + " ";
         line += counter.watts.has_value() ? std::to_string(*counter.watts) : "-";
         line += " W " + FormatNumber(counter.Kwh(), "#####0.000") + " kWh";
     }

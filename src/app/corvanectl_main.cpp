@@ -5,10 +5,10 @@
 
 #include <cstdio>
 
-#include "app/command.h"
-#include "app/control_client.h"
 #include "app/options.h"
 #include "base/exit_codes.h"
+#include "remote/command.h"
+#include "remote/remote_client.h"
 
 using namespace Qt::StringLiterals;
 
@@ -56,12 +56,12 @@ int Run() {
         Print(stderr, error + u"\nTry --help."_s);
         return kExitUsage;
     }
-    ControlRequest request{.command = words.takeFirst(), .arguments = words, .answer = std::nullopt};
+    RemoteRequest request{.command = words.takeFirst(), .arguments = words, .answer = std::nullopt};
     if (answers > 0) {
         request.answer = parser.isSet(yes) ? Answer::Yes : parser.isSet(no) ? Answer::No : Answer::Cancel;
     }
-    ControlClient client(request, parser.isSet(json));
-    QObject::connect(&client, &ControlClient::Ended,
+    RemoteClient client(request, parser.isSet(json));
+    QObject::connect(&client, &RemoteClient::Ended,
                      [](bool succeeded) { QCoreApplication::exit(succeeded ? kExitOk : kExitFailed); });
     QTimer::singleShot(0, &client, [&] { client.Start(DataFolder(parser.value(dataDir))); });
     return QCoreApplication::exec();

@@ -5,14 +5,14 @@
 #include <variant>
 
 #include "app/console.h"
-#include "app/control_protocol.h"
-#include "app/control_server.h"
 #include "app/folder_lock.h"
 #include "app/options.h"
 #include "app/program.h"
 #include "base/clock.h"
 #include "base/exit_codes.h"
 #include "base/termination.h"
+#include "remote/remote_protocol.h"
+#include "remote/remote_server.h"
 
 using namespace Qt::StringLiterals;
 
@@ -21,7 +21,7 @@ namespace {
 
 class Service {
 public:
-    explicit Service(const Options& options) : program_(options, clock_), control_(program_) {
+    explicit Service(const Options& options) : program_(options, clock_), remote_(program_) {
         QObject::connect(&termination_, &Termination::Requested, [this] { Close(); });
         if (options.verbose) program_.measurement.AddSink(printer_);
     }
@@ -37,7 +37,7 @@ public:
             QCoreApplication::exit(kExitNoDatabase);
             co_return;
         }
-        const Outcome listening = control_.Listen(ControlSocketPath(program_.DataFolder()));
+        const Outcome listening = remote_.Listen(ControlSocketPath(program_.DataFolder()));
         if (!listening) Say(listening.Error());  // the capture goes on without it
         for (const TcpLink* link : {&program_.tcpA, &program_.tcpB}) {
             if (link->State() != SocketState::Listening) continue;
@@ -48,7 +48,7 @@ public:
 private:
     QCoro::Task<> Close() {
         if (std::exchange(closing_, true)) co_return;
-        control_.Close();
+        remote_.Close();
         co_await program_.Close(operator_);
         QCoreApplication::exit(kExitOk);
     }
@@ -57,7 +57,7 @@ private:
     ServiceOperator operator_;
     PacketPrinter printer_;
     Program program_;
-    ControlServer control_;
+    RemoteServer remote_;
     Termination termination_;
     bool closing_ = false;
 };

@@ -208,16 +208,15 @@ SettingName SettingName::Parse(const QString& text) {
     return {text.left(slash), text.mid(slash + 1)};
 }
 
-Reply ApplySetting(Program& program, const SettingName& name, const QString& value) {
+AppliedSetting ApplySetting(Program& program, const SettingName& name, const QString& value) {
     const bool general = name.section.compare(SettingsStore::kStartup, Qt::CaseInsensitive) == 0;
     for (const Rule& rule : kRules) {
         const QString key = NamedKey(rule, name.key);
         if (!general || key.isEmpty()) continue;
-        return Reply::Of(
-            rule.apply(program, {name.section, key}, value),
-            u"%1 = %2%3"_s.arg(key, IsSecret(key) ? kNotShown : value, QLatin1StringView(rule.effect)));
+        return {rule.apply(program, {name.section, key}, value),
+                u"%1 = %2%3"_s.arg(key, IsSecret(key) ? kNotShown : value, QLatin1StringView(rule.effect))};
     }
-    return Reply::Failure(u"There is no setting %1 that can be set by hand."_s.arg(name.key));
+    return {Outcome::Failure(u"There is no setting %1 that can be set by hand."_s.arg(name.key))};
 }
 
 }  // namespace corvane

@@ -3,9 +3,11 @@
 
 #include <QString>
 
-#include "app/command.h"
+#include "base/outcome.h"
 
 namespace corvane {
+
+class Program;
 
 /// "KEY" of the section "startup", or "SECTION/KEY".
 struct SettingName {
@@ -19,8 +21,13 @@ struct SettingName {
 [[nodiscard]] bool IsSecret(const QString& key);
 inline const QString kNotShown = QStringLiteral("(not shown)");
 
-/// Checks a value by the key's rule and saves it; the answer says from when on it is in force. A key that the
-/// program does not know is refused, so that a slip of the pen is no silent loss.
-Reply ApplySetting(Program& program, const SettingName& name, const QString& value);
+struct AppliedSetting {
+    Outcome outcome = Outcome::Success();
+    QString told = {};  ///< "KEY = VALUE", and from when on it is in effect
+};
+
+/// Checks a value by the key's rule and saves it. A key that the program does not know is refused, so that a
+/// slip of the pen is no silent loss.
+AppliedSetting ApplySetting(Program& program, const SettingName& name, const QString& value);
 
 }  // namespace corvane

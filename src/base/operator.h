@@ -12,6 +12,10 @@ namespace corvane {
 
 enum class Answer { Yes, No, Cancel };
 
+/// "yes", "no", "cancel"; nothing for any other text.
+[[nodiscard]] std::optional<Answer> ParseAnswer(const QString& text);
+[[nodiscard]] QString AnswerText(Answer answer);
+
 /// A question with fixed answers. `safe` is the one that loses nothing; it is given where nobody can be
 /// asked.
 struct Question {

@@ -13,8 +13,8 @@
 #include "base/operator.h"
 #include "base/wait_until.h"
 #include "forward/network_reply.h"
-#include "measure/channel_labels.h"
 #include "measure/measurement.h"
+#include "store/channel_labels.h"
 #include "store/settings_store.h"
 
 namespace corvane {

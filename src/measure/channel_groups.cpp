@@ -38,14 +38,14 @@ std::optional<ChannelChoice> ChannelChoice::Parse(const QString& text) {
     const auto slot = SlotOfLetter(parts.first());
     if (parts.size() != 2 || !slot.has_value()) return std::nullopt;
     for (std::size_t i = 0; i < kChannels; ++i) {
-        if (parts[1].compare(QLatin1StringView(kChannelNames[i]), Qt::CaseInsensitive) == 0)
+        if (parts[1].compare(QLatin1StringView(ChannelName(i)), Qt::CaseInsensitive) == 0)
             return ChannelChoice{.slot = *slot, .channel = i};
     }
     return std::nullopt;
 }
 
 QString ChannelChoice::Text() const {
-    return SlotLetter(slot) + u':' + QLatin1StringView(kChannelNames[channel]);
+    return SlotLetter(slot) + u':' + QLatin1StringView(ChannelName(channel));
 }
 
 const GroupWords& WordsOf(ChannelGroup group) {

@@ -29,7 +29,7 @@ inline constexpr std::array kVirtualChannels = {ChannelGroup::Virtual1, ChannelG
 /// One channel of one device.
 struct ChannelChoice {
     int slot = 1;             ///< 1..6
-    std::size_t channel = 0;  ///< index into `kChannelNames`
+    std::size_t channel = 0;  ///< index into `kChannelTable`
 
     bool operator==(const ChannelChoice&) const = default;
 

@@ -38,7 +38,7 @@ constexpr std::size_t kSources = 4;  // AUX5 has no pulse input
 
 std::optional<std::size_t> SourceOf(const QString& text) {
     for (std::size_t i = kFirstSource; i < kFirstSource + kSources; ++i) {
-        if (text.trimmed().compare(QLatin1StringView(kChannelNames[i]), Qt::CaseInsensitive) == 0) return i;
+        if (text.trimmed().compare(QLatin1StringView(ChannelName(i)), Qt::CaseInsensitive) == 0) return i;
     }
     return std::nullopt;
 }
@@ -149,7 +149,7 @@ Outcome PulseCounters::SetUp(int slot, const QString& source, const QString& flo
 
     const FlowUnit& unit = kUnits[2 * *type + (perHour ? 1 : 0)];
     const std::pair<QString, QString> values[] = {
-        {u"PulseSource"_s, QLatin1StringView(kChannelNames[*channel])},
+        {u"PulseSource"_s, QLatin1StringView(ChannelName(*channel))},
         {u"FlowType"_s, QString::number(*type)},
         {u"PerHr"_s, perHour ? u"1"_s : u"0"_s},
         {u"CountK"_s, QString::fromStdString(ShortestText(*factor))},

@@ -33,7 +33,7 @@ struct FlowUnit {
 /// How the pulses of a slot are read: kept in the settings section of the slot's number.
 struct PulseSetup {
     bool enabled = false;                ///< `EnablePulseCnt`
-    std::optional<std::size_t> channel;  ///< `PulseSource`, an index into `kChannelNames`
+    std::optional<std::size_t> channel;  ///< `PulseSource`, an index into `kChannelTable`
     int flowType = -1;                   ///< `FlowType`, 0 to 3; -1 where it is undefined
     bool perHour = false;                ///< `PerHr`
     double countK = 1;                   ///< `CountK`: units per pulse

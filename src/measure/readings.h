@@ -6,17 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "base/channels.h"
 #include "base/local_time.h"
 #include "link/packet.h"
 #include "measure/counters.h"
 
 namespace corvane {
-
-inline constexpr std::size_t kChannels = 7;  ///< CH1, CH2, AUX1..AUX5, in this order everywhere
-inline constexpr std::size_t kMainChannels = 2;
-
-inline constexpr std::array<const char*, kChannels> kChannelNames = {"CH1",  "CH2",  "AUX1", "AUX2",
-                                                                     "AUX3", "AUX4", "AUX5"};
 
 /// One watt-second counter: what the monitor counts, and how often it wrapped.
 struct EnergyCounter {

@@ -7,10 +7,10 @@
 
 #include "base/clock.h"
 #include "link/framer.h"
-#include "measure/channel_labels.h"
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/virtual_channels.h"
+#include "store/channel_labels.h"
 
 namespace corvane {
 
@@ -30,7 +30,7 @@ void AddCounter(QJsonObject& channel, const EnergyCounter& counter, const QStrin
 }
 
 QJsonObject ChannelObject(const ChannelReadings& readings, std::size_t index, const QString& label) {
-    QJsonObject channel{{u"name"_s, QLatin1StringView(kChannelNames[index])},
+    QJsonObject channel{{u"name"_s, QLatin1StringView(ChannelName(index))},
                         {u"label"_s, label},
                         {u"watts"_s, Watts(readings.absolute)}};
     AddCounter(channel, readings.absolute, {});

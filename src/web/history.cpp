@@ -13,13 +13,13 @@
 
 #include "base/clock.h"
 #include "base/number_format.h"
+#include "history/energy_history.h"
+#include "history/wall_time.h"
 #include "link/device_slots.h"
 #include "measure/readings.h"
 #include "store/capture_database.h"
-#include "store/energy_history.h"
 #include "store/schema.h"
 #include "store/sql_cursor.h"
-#include "store/wall_time.h"
 
 namespace corvane {
 
@@ -110,8 +110,7 @@ SqlJob EnergyJob(const HistoryQuery& query, std::vector<WallTime> bounds) {
             .arg(kTailRows)
             .toStdString();
     const bool signedCh1 = query.address.toStdString() == kVirtualDevice;
-    const auto channel = static_cast<std::size_t>(
-        std::ranges::find(kChannelNames, query.channel.toStdString()) - kChannelNames.begin());
+    const std::size_t channel = FindChannel(query.channel.toStdString()).value_or(0);
     const CalendarUnit unit = UnitOf(query);
     return [sql, bounds = std::move(bounds), signedCh1, channel, unit](SqlSession& session) {
         SqlCursor rows(session.Database(), sql);
@@ -173,8 +172,7 @@ std::variant<HistoryQuery, QString> HistoryQuery::Parse(const QHash<QString, QSt
     if (!address.has_value()) return u"device is the letter of a device that is bound, or an address."_s;
     query.address = *address;
     query.channel = arguments.value(u"channel"_s).toUpper();
-    if (std::ranges::find(kChannelNames, query.channel.toStdString()) == kChannelNames.end())
-        return u"channel is CH1, CH2 or AUX1 to AUX5."_s;
+    if (!FindChannel(query.channel.toStdString())) return u"channel is CH1, CH2 or AUX1 to AUX5."_s;
     const auto from = TimeEntry(arguments.value(u"from"_s));
     const auto to = TimeEntry(arguments.value(u"to"_s));
     if (!from.has_value() || !to.has_value() || *from >= *to)

@@ -77,12 +77,12 @@ TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
     for (const auto& c : cases) {
         const auto name = SettingName::Parse(QString::fromLatin1(c.name));
         const QString before = program.settings.GetSetting(name.key, u"-"_s, name.section);
-        const Reply reply = ApplySetting(program, name, QString::fromLatin1(c.value));
+        const AppliedSetting reply = ApplySetting(program, name, QString::fromLatin1(c.value));
         const QString after = program.settings.GetSetting(name.key, u"-"_s, name.section);
         if (*c.error == '\0') {
             EXPECT_TRUE(reply.outcome) << c.name << ": " << reply.outcome.Error().toStdString();
             EXPECT_EQ(after.toLower(), QString::fromLatin1(c.value).toLower());
-            EXPECT_FALSE(reply.lines.join(u' ').contains(u"secret"_s));
+            EXPECT_FALSE(reply.told.contains(u"secret"_s));
         } else {
             EXPECT_TRUE(reply.outcome.Error().contains(QLatin1StringView(c.error))) << c.name;
             EXPECT_EQ(after, before) << c.name;

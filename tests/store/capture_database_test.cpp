@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "rows.h"
+#include "store/rows.h"
 #include "support/temp_folder.h"
 
 namespace corvane {

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "rows.h"
+#include "store/rows.h"
 #include "store/schema.h"
 #include "support/temp_folder.h"
 

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "rows.h"
 #include "store/capture_database.h"
 #include "store/error_log.h"
+#include "store/rows.h"
 #include "store/settings_store.h"
 #include "support/fake_clock.h"
 #include "support/temp_folder.h"

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "rows.h"
 #include "store/capture_database.h"
 #include "store/db_writer.h"
 #include "store/error_log.h"
+#include "store/rows.h"
 #include "store/settings_store.h"
 #include "support/fake_clock.h"
 #include "support/scripted_operator.h"

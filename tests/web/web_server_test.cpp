@@ -15,7 +15,8 @@ using namespace Qt::StringLiterals;
 class WebServerTest : public WebTest {
 protected:
     void Set(Program& program, const char* key, const QString& value) {
-        const Reply reply = ApplySetting(program, SettingName::Parse(QString::fromLatin1(key)), value);
+        const AppliedSetting reply =
+            ApplySetting(program, SettingName::Parse(QString::fromLatin1(key)), value);
         ASSERT_TRUE(reply.outcome) << reply.outcome.Error().toStdString();
     }
 };

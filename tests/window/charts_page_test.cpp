@@ -6,9 +6,9 @@
 
 #include <gmock/gmock.h>
 
-#include "app/window/chart_colors.h"
-#include "app/window/chart_view.h"
 #include "store/rows.h"
+#include "window/past/chart_colors.h"
+#include "window/past/chart_view.h"
 #include "window/window_fixture.h"
 
 namespace corvane {

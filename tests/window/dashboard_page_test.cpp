@@ -4,10 +4,10 @@
 
 #include <gmock/gmock.h>
 
-#include "app/window/gauge.h"
-#include "app/window/live_colors.h"
 #include "measure/channel_groups.h"
 #include "support/packets.h"
+#include "window/live/live_colors.h"
+#include "window/parts/gauge.h"
 #include "window/window_fixture.h"
 
 namespace corvane {

@@ -8,8 +8,8 @@
 
 #include <gmock/gmock.h>
 
-#include "app/window/table_model.h"
 #include "store/rows.h"
+#include "window/parts/table_model.h"
 #include "window/window_fixture.h"
 
 namespace corvane {

@@ -161,7 +161,7 @@ TEST_F(DevicesPageTest, PulsesAreSetUpAndPresetOnlyWithProperEntries) {
     Click(kPage, u"Set up"_s);
     const PulseSetup& setup = program_->pulses.Setup(1);
     EXPECT_STREQ(setup.Unit().rate, "GPH");
-    EXPECT_STREQ(kChannelNames[setup.channel.value()], "AUX4");
+    EXPECT_STREQ(ChannelName(setup.channel.value()), "AUX4");
     EXPECT_EQ(setup.countK, 0.25);
 
     enabled->click();

@@ -1,11 +1,11 @@
-#include "app/window/first_steps.h"
+#include "window/first_steps.h"
 
 #include <QListWidget>
 #include <QRadioButton>
 
 #include <gmock/gmock.h>
 
-#include "measure/channel_labels.h"
+#include "store/channel_labels.h"
 #include "support/packets.h"
 #include "window/window_fixture.h"
 

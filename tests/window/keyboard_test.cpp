@@ -4,7 +4,7 @@
 #include <QLabel>
 #include <QScrollArea>
 
-#include "app/window/page.h"
+#include "window/page.h"
 #include "window/window_fixture.h"
 
 namespace corvane {

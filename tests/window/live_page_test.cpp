@@ -7,9 +7,9 @@
 
 #include <cstdlib>
 
-#include "app/window/live_colors.h"
-#include "app/window/power_trace.h"
 #include "support/packets.h"
+#include "window/live/live_colors.h"
+#include "window/live/power_trace.h"
 #include "window/window_fixture.h"
 
 namespace corvane {

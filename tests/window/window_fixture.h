@@ -15,8 +15,8 @@
 #include <string>
 
 #include "app/program_fixture.h"
-#include "app/window/main_window.h"
 #include "support/loopback.h"
+#include "window/main_window.h"
 
 namespace corvane {
 

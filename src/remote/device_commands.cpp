@@ -1,0 +1,65 @@
+#include <QJsonArray>
+
+#include "app/program.h"
+#include "remote/command.h"
+#include "remote/given_text.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QCoro::Task<Reply> Slots(Program& program, QStringList, Operator&) {
+    Reply reply;
+    QJsonArray slotObjects;
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const QString serial = program.deviceSlots.Bound(slot);
+        const bool online = program.measurement.Online(slot);
+        const bool counterReset = program.measurement.Readings(slot).counterReset;
+        QString line = u"Device %1: %2"_s.arg(SlotLetter(slot), serial.isEmpty() ? u"not bound"_s : serial);
+        if (!serial.isEmpty()) line += online ? u", on line"_s : u", off line"_s;
+        if (counterReset) line += u", a counter was reset"_s;
+        reply.lines.append(line);
+        slotObjects.append(QJsonObject{{u"slot"_s, SlotLetter(slot)},
+                                       {u"serial"_s, serial},
+                                       {u"online"_s, online},
+                                       {u"counterReset"_s, counterReset}});
+    }
+    QStringList unbound;
+    for (const std::string& serial : program.measurement.UnboundSerials())
+        unbound.append(QString::fromStdString(serial));
+    if (!unbound.isEmpty())
+        reply.lines.append(u"Heard, but bound to no device: %1"_s.arg(unbound.join(u", "_s)));
+    reply.data = {{u"slots"_s, slotObjects}, {u"unbound"_s, QJsonArray::fromStringList(unbound)}};
+    co_return reply;
+}
+
+QCoro::Task<Reply> SetSerial(Program& program, QStringList arguments, Operator& op) {
+    const auto slot = SlotOfLetter(arguments.first());
+    if (!slot.has_value()) co_return Reply::Failure(u"Select desired Unit."_s);
+    Outcome entered = Outcome::Success();
+    if (arguments.size() > 1) {
+        GivenText given(op, arguments[1]);
+        entered = co_await program.deviceSlots.EnterSerial(*slot, given);
+    } else {
+        entered = co_await program.deviceSlots.EnterSerial(*slot, op);
+    }
+    const QString serial = program.deviceSlots.Bound(*slot);
+    co_return Reply::Of(entered, serial.isEmpty()
+                                     ? u"Device %1 answers to no monitor."_s.arg(SlotLetter(*slot))
+                                     : u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), serial));
+}
+
+}  // namespace
+
+std::span<const Command> DeviceCommands() {
+    static constexpr Command commands[] = {
+        {"slots", "", "Devices A to F and the serial numbers they answer to.", 0, 0, true, Slots},
+        {"set-serial", "SLOT [TEXT]", "Binds a device to a serial number; a blank in quotes clears it.", 1, 2,
+         false, SetSerial},
+    };
+    return commands;
+}
+
+}  // namespace corvane

@@ -1,0 +1,161 @@
+#include <QCoreApplication>
+#include <QJsonArray>
+
+#include <algorithm>
+#include <vector>
+
+#include "app/console.h"
+#include "app/program.h"
+#include "app/setting_rules.h"
+#include "measure/virtual_texts.h"
+#include "remote/command.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr std::size_t kStatusLines = 10;
+
+/// A link as people and programs see it.
+struct LinkStatus {
+    QString name;
+    SocketState state;
+    QString stateText;
+    int port;  ///< 0 = none
+    QString notice;
+};
+
+std::vector<LinkStatus> LinksOf(Program& program) {
+    std::vector<LinkStatus> links;
+    for (const TcpLink* link : {&program.tcpA, &program.tcpB}) {
+        links.push_back(
+            {link->Name(), link->State(), link->WinsockStateDisplay(), link->LocalPort(), link->Notice()});
+    }
+    for (const SerialLink* link : program.SerialLinks()) {
+        links.push_back({link->Name(), link->IsOpen() ? SocketState::Open : SocketState::Closed,
+                         link->IsOpen() ? u"Open"_s : u"Closed"_s, link->Port(), link->Notice()});
+    }
+    return links;
+}
+
+QJsonObject LinkObject(const LinkStatus& link) {
+    return {{u"name"_s, link.name},
+            {u"state"_s, static_cast<int>(link.state)},
+            {u"stateText"_s, link.stateText},
+            {u"port"_s, link.port},
+            {u"notice"_s, link.notice}};
+}
+
+QString LinkLine(const LinkStatus& link) {
+    QString line = u"%1: %2"_s.arg(link.name, link.stateText);
+    if (link.port != 0) line += u", port %1"_s.arg(link.port);
+    if (!link.notice.isEmpty()) line += u", "_s + link.notice;
+    return line;
+}
+
+QString IndicatorText(const DbWriter& writer) {
+    switch (writer.WriteIndicator()) {
+        case DbWriter::Indicator::Green:
+            return u"green"_s;
+        case DbWriter::Indicator::Yellow:
+            return u"yellow"_s;
+        case DbWriter::Indicator::None:
+            break;
+    }
+    return u"none"_s;
+}
+
+QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
+    const DbWriter& writer = program.dbWriter;
+    const auto& allLines = program.statusBoard.Lines();
+    const auto shown = std::min(kStatusLines, allLines.size());
+    const QStringList statusLines(allLines.end() - static_cast<std::ptrdiff_t>(shown), allLines.end());
+
+    Reply reply;
+    reply.lines = {
+        u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program.DataFolder()),
+        u"Packets: %1 good, %2 bad"_s.arg(program.framer.GoodPackets()).arg(program.framer.BadPackets()),
+    };
+    QJsonArray links;
+    for (const LinkStatus& link : LinksOf(program)) {
+        reply.lines.append(LinkLine(link));
+        links.append(LinkObject(link));
+    }
+    reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
+    for (const QString& text :
+         {writer.Enabled() ? QString() : u"Database is Disabled"_s, writer.BufferText(),
+          writer.WriteStateText(), writer.IndicatorText(), writer.DatabaseMessageText()}) {
+        if (!text.isEmpty()) reply.lines.append(text);
+    }
+    reply.lines += statusLines;
+
+    reply.data = {
+        {u"version"_s, QCoreApplication::applicationVersion()},
+        {u"dataFolder"_s, program.DataFolder()},
+        {u"goodPackets"_s, static_cast<qint64>(program.framer.GoodPackets())},
+        {u"badPackets"_s, qint64{program.framer.BadPackets()}},
+        {u"links"_s, links},
+        {u"database"_s, QJsonObject{{u"path"_s, QString::fromStdString(program.database.databasePath())},
+                                    {u"enabled"_s, writer.Enabled()},
+                                    {u"pending"_s, writer.Pointer()},
+                                    {u"countdown"_s, writer.WriteCountdown()},
+                                    {u"state"_s, writer.WriteStateText()},
+                                    {u"indicator"_s, IndicatorText(writer)},
+                                    {u"message"_s, writer.DatabaseMessageText()}}},
+        {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
+    co_return reply;
+}
+
+QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
+    Reply reply;
+    reply.data = program.Readings();
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const DeviceReadings& readings = program.measurement.Readings(slot);
+        if (!readings.Seen()) continue;
+        reply.lines.append(PacketLine(readings) +
+                           (program.measurement.Online(slot) ? u""_s : u"  (off line)"_s));
+        if (const auto pulse = program.pulses.Readings(slot))
+            reply.lines.append(u"Device %1  "_s.arg(SlotLetter(slot)) + FlowText(*pulse));
+    }
+    reply.lines += VirtualLines(program.virtualChannels);
+    if (reply.lines.isEmpty()) reply.lines.append(u"No packet of a bound monitor has come yet."_s);
+    co_return reply;
+}
+
+QCoro::Task<Reply> GetSetting(Program& program, QStringList arguments, Operator&) {
+    const SettingName name = SettingName::Parse(arguments.first());
+    const QString value = program.settings.GetSetting(name.key, {}, name.section);
+    if (value.isNull()) co_return Reply::Failure(u"The setting %1 is not set."_s.arg(arguments.first()));
+    if (IsSecret(name.key)) co_return Reply{.lines = {kNotShown}, .data = {{u"value"_s, kNotShown}}};
+    co_return Reply{.lines = {value}, .data = {{u"value"_s, value}}};
+}
+
+QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&) {
+    const auto [outcome, told] = ApplySetting(program, SettingName::Parse(arguments[0]), arguments[1]);
+    co_return Reply::Of(outcome, told);
+}
+
+QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {
+    Reply reply;
+    reply.lines = CommandHelp();
+    reply.data = {{u"commands"_s, QJsonArray::fromStringList(reply.lines)}};
+    co_return reply;
+}
+
+}  // namespace
+
+std::span<const Command> GeneralCommands() {
+    static constexpr Command commands[] = {
+        {"status", "", "Links, database and the last lines of the status list.", 0, 0, true, Status},
+        {"readings", "", "The live values of all monitors.", 0, 0, true, ShowReadings},
+        {"get", "KEY", "A setting; SECTION/KEY for one that is not general.", 1, 1, true, GetSetting},
+        {"set", "KEY VALUE", "Changes a setting and says from when on it is in force.", 2, 2, false,
+         SetSetting},
+        {"help", "", "This list.", 0, 0, true, Help},
+    };
+    return commands;
+}
+
+}  // namespace corvane

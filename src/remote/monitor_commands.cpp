@@ -1,0 +1,163 @@
+// Commands that make the target's monitor do something, and that choose the target.
+#include <functional>
+#include <optional>
+#include <variant>
+
+#include "app/program.h"
+#include "base/number_entry.h"
+#include "control/device_binding.h"
+#include "control/guarded_commands.h"
+#include "remote/command.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString TargetText(const Program& program) {
+    const QString link = program.commands.TargetLinkName();
+    return u"Device %1 is the command target, on %2, command byte %3."_s
+        .arg(SlotLetter(program.commands.TargetSlot()), link.isEmpty() ? u"no link"_s : link)
+        .arg(program.commands.CommandByte(program.commands.TargetSlot()));
+}
+
+QCoro::Task<Reply> Target(Program& program, QStringList arguments, Operator&) {
+    if (arguments.isEmpty()) co_return Reply::Line(TargetText(program));
+    const auto slot = SlotOfLetter(arguments.first());
+    if (!slot.has_value()) co_return Reply::Failure(u"There are Device A to F."_s);
+    const int bound = program.commands.BindTarget(*slot - 1);
+    QString text = TargetText(program);
+    if (bound != *slot) {
+        text += u" It is the last of %1 in use; \"set DeviceQTY\" puts more in use."_s.arg(
+            program.deviceSlots.InUse());
+    }
+    co_return Reply::Line(text);
+}
+
+QCoro::Task<Reply> CommandByte(Program& program, QStringList arguments, Operator& op) {
+    const auto slot = SlotOfLetter(arguments[0]);
+    if (!slot.has_value()) co_return Reply::Failure(u"There are Device A to F."_s);
+    bool isNumber = false;
+    const int position = arguments[1].toInt(&isNumber);
+    const Outcome chosen = co_await program.commands.ChooseCommandByte(*slot, isNumber ? position : -1, op);
+    co_return Reply::Of(chosen, u"Device %1 listens to command byte %2."_s.arg(SlotLetter(*slot))
+                                    .arg(program.commands.CommandByte(*slot)));
+}
+
+QCoro::Task<Reply> Realtime(Program& program, QStringList arguments, Operator& op) {
+    const QString word = arguments.first().toLower();
+    CommandLayer& commands = program.commands;
+    if (word == "start"_L1) {
+        const Outcome sent = co_await commands.StartRealtime(op);
+        co_return Reply::Of(sent, u"The monitor was told to send packets."_s);
+    }
+    if (word == "stop"_L1) {
+        const Outcome sent = co_await commands.StopRealtime(op);
+        co_return Reply::Of(sent, u"The monitor was told to send no packets."_s);
+    }
+    if (word == "once"_L1) {
+        const Outcome sent = co_await commands.SendOnePacket(op);
+        co_return Reply::Of(sent, u"The monitor was asked for one packet."_s);
+    }
+    co_return Reply::Failure(u"Realtime data are to start, to stop or to come once."_s);
+}
+
+QCoro::Task<Reply> Bind(Program& program, QStringList arguments, Operator& op) {
+    const auto slot = SlotOfLetter(arguments.value(0));
+    if (!slot.has_value()) co_return Reply::Failure(u"Select desired Unit."_s);
+    const Outcome bound = co_await BindDevice(*slot, program.deviceSettings, program.deviceSlots, op);
+    co_return Reply::Of(
+        bound, u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), program.deviceSlots.Bound(*slot)));
+}
+
+QCoro::Task<Reply> Find(Program& program, QStringList arguments, Operator& op) {
+    const auto slot = SlotOfLetter(arguments.value(0));
+    if (!slot.has_value()) co_return Reply::Failure(u"Select Device to be Found"_s);
+    const Outcome found = co_await FindDevice(*slot, program.deviceSettings, program.deviceSlots, op);
+    const QString serial = program.deviceSlots.Bound(*slot);
+    co_return Reply::Of(found, serial.isEmpty()
+                                   ? u"Device %1 answers to no monitor."_s.arg(SlotLetter(*slot))
+                                   : u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), serial));
+}
+
+QCoro::Task<Reply> ResetAccumulated(Program& program, QStringList, Operator& op) {
+    const Outcome reset =
+        co_await ResetAccumulatedValues(program.commands, program.deviceSlots, program.measurement, op);
+    co_return Reply::Of(reset, u"The monitor was told to reset its counters; all carries are 0."_s);
+}
+
+QCoro::Task<Reply> ZeroCarries(Program& program, QStringList, Operator& op) {
+    const Outcome zeroed = co_await ZeroCarryCounters(program.deviceSlots, program.measurement, op);
+    co_return Reply::Of(zeroed, u"All carries are 0."_s);
+}
+
+QCoro::Task<Reply> Reboot(Program& program, QStringList, Operator& op) {
+    const Outcome sent = co_await program.commands.ReBoot5810(op);
+    co_return Reply::Of(sent, u"The monitor was told to start anew."_s);
+}
+
+QCoro::Task<Reply> Thru(Program& program, QStringList, Operator& op) {
+    const Outcome sent = co_await EnterPassThroughMode(program.commands, op);
+    co_return Reply::Of(sent, u"The monitor was told to pass bytes through."_s);
+}
+
+QCoro::Task<Reply> EraseLogger(Program& program, QStringList, Operator& op) {
+    const Outcome sent = co_await EraseDataLogger(program.commands, op);
+    co_return Reply::Of(sent, u"The monitor was told to erase its data logger."_s);
+}
+
+/// 0..255, or nothing.
+std::optional<int> Byte(const QString& text) {
+    const auto number = NumberEntry(text);
+    if (!number.has_value() || *number < 0 || *number > 255) return std::nullopt;
+    return static_cast<int>(*number);
+}
+
+QCoro::Task<Reply> Memory(Program& program, QStringList arguments, Operator& op) {
+    const auto address = Byte(arguments.first());
+    const auto value = Byte(arguments.last());
+    if (!address.has_value() || !value.has_value()) {
+        co_return Reply::Failure(u"Addresses and values are numbers from 0 to 255."_s);
+    }
+    if (arguments.size() == 2) {
+        const Outcome written = co_await WriteMonitorMemory(program.commands, *address, *value, op);
+        co_return Reply::Of(written, u"%1 was sent for byte %2."_s.arg(*value).arg(*address));
+    }
+    // The answer is "DAT" and the byte.
+    const std::function<bool(const QByteArray&)> isWhole = [](const QByteArray& reply) {
+        const qsizetype start = reply.indexOf("DAT");
+        return start >= 0 && reply.size() > start + 3;
+    };
+    const QByteArray which(1, static_cast<char>(*address));
+    const MonitorReply reply = co_await program.commands.Exchange(Operation::MemoryRead, which, isWhole, op);
+    if (!reply.outcome) co_return Reply::Failure(reply.outcome.Error());
+    const int byte = static_cast<std::uint8_t>(reply.bytes[reply.bytes.indexOf("DAT") + 3]);
+    co_return Reply{.lines = {u"Byte %1 is %2."_s.arg(*address).arg(byte)}, .data = {{u"value"_s, byte}}};
+}
+
+}  // namespace
+
+std::span<const Command> MonitorCommands() {
+    static constexpr Command commands[] = {
+        {"target", "A|B|C|D|E|F", "Which device the commands below go to.", 0, 1, false, Target},
+        {"command-byte", "A|B|C|D|E|F POSITION", "The byte that a device listens to: 0 to 3 for 252 to 255.",
+         2, 2, false, CommandByte},
+        {"realtime", "start|stop|once", "Has the monitor send packets, or stop that, or send one.", 1, 1,
+         false, Realtime},
+        {"bind", "A|B|C|D|E|F", "Binds a device to the monitor that answers.", 0, 1, false, Bind},
+        {"find-device", "A|B|C|D|E|F", "Tells which monitor answers, and offers to bind it.", 0, 1, false,
+         Find},
+        {"reset-accumulated", "", "Sets the monitor's energy counters and all carries to 0.", 0, 0, false,
+         ResetAccumulated},
+        {"zero-carries", "", "Sets all carries to 0, and tells no monitor.", 0, 0, false, ZeroCarries},
+        {"reboot", "", "Starts the monitor anew.", 0, 0, false, Reboot},
+        {"thru", "", "Has the monitor pass bytes through, until its power is cycled.", 0, 0, false, Thru},
+        {"erase-logger", "", "Erases the monitor's data logger.", 0, 0, false, EraseLogger},
+        {"memory", "ADDRESS [VALUE]", "A byte of the monitor's memory; with a value, writes it.", 1, 2, false,
+         Memory},
+    };
+    return commands;
+}
+
+}  // namespace corvane

@@ -1,0 +1,39 @@
+// The other end of the control socket: sends one command, shows what comes back, and asks the person.
+#pragma once
+
+#include <QJsonObject>
+#include <QLocalSocket>
+#include <QObject>
+#include <QString>
+
+#include "remote/remote_protocol.h"
+
+namespace corvane {
+
+class RemoteClient final : public QObject {
+    Q_OBJECT
+
+public:
+    /// With `json` the reply's data are printed as one line of JSON, else its lines.
+    RemoteClient(RemoteRequest request, bool json);
+
+    /// Connects and sends; `Ended` tells how it went.
+    void Start(const QString& dataFolder);
+
+Q_SIGNALS:
+    /// True where the command succeeded. What there was to say has been printed.
+    void Ended(bool succeeded);
+
+private:
+    void TakeLine(const QByteArray& line);
+    void TakeReply(const QJsonObject& reply);
+    void End(bool succeeded);
+
+    RemoteRequest request_;
+    bool json_;
+    bool progressShown_ = false;  ///< the last line on the terminal is one of progress
+    bool ended_ = false;
+    QLocalSocket socket_;
+};
+
+}  // namespace corvane

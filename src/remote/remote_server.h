@@ -1,0 +1,42 @@
+// The control socket: the way in for `corvanectl`, for this user alone.
+#pragma once
+
+#include <QLocalServer>
+#include <QObject>
+
+#include <memory>
+#include <vector>
+
+#include "base/outcome.h"
+#include "remote/remote_session.h"
+
+namespace corvane {
+
+class Program;
+
+class RemoteServer : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr std::size_t kMostSessions = 32;
+
+    explicit RemoteServer(Program& program);
+    ~RemoteServer() override;
+
+    /// Listens at `path`; a socket left there by a program that was killed is replaced, so the data folder
+    /// must be locked for this program.
+    Outcome Listen(const QString& path);
+
+    /// Ends all sessions and stops listening. Called before the program closes.
+    void Close();
+
+private:
+    void TakeConnections();
+    void Remove(RemoteSession* session);
+
+    Program& program_;
+    QLocalServer server_;
+    std::vector<std::unique_ptr<RemoteSession>> sessions_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,144 @@
+#include "remote/remote_session.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <utility>
+
+#include "app/program.h"
+#include "remote/command.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QJsonObject ReplyObject(const Reply& reply) {
+    if (!reply.outcome) return {{u"ok"_s, false}, {u"error"_s, reply.outcome.Error()}};
+    return {{u"ok"_s, true}, {u"lines"_s, QJsonArray::fromStringList(reply.lines)}, {u"data"_s, reply.data}};
+}
+
+}  // namespace
+
+RemoteSession::RemoteSession(std::unique_ptr<QLocalSocket> socket, Program& program)
+    : socket_(std::move(socket)), program_(program) {
+    socket_->setReadBufferSize(kLongestRemoteLine + 1);
+    connect(socket_.get(), &QLocalSocket::readyRead, this, &RemoteSession::OnReadyRead);
+    connect(socket_.get(), &QLocalSocket::disconnected, this, &RemoteSession::OnDisconnected);
+    // What the client has sent before this object was there raises no signal of its own.
+    QMetaObject::invokeMethod(this, &RemoteSession::OnReadyRead, Qt::QueuedConnection);
+}
+
+void RemoteSession::OnReadyRead() {
+    // While a command runs, only an answer is read; a further request waits in the socket.
+    while (!gone_ && (!busy_ || waiter_) && socket_->canReadLine())
+        TakeLine(socket_->readLine());
+    if (!gone_ && socket_->bytesAvailable() > kLongestRemoteLine && !socket_->canReadLine()) {
+        Send(ReplyObject(Reply::Failure(u"The line is too long."_s)));
+        socket_->disconnectFromServer();
+    }
+}
+
+void RemoteSession::TakeLine(const QByteArray& line) {
+    if (waiter_) {
+        ResumeWaiter(QJsonDocument::fromJson(line).object());
+        return;
+    }
+    auto request = ParseRemoteRequest(line);
+    if (const auto* error = std::get_if<QString>(&request)) {
+        Send(ReplyObject(Reply::Failure(*error)));
+        return;
+    }
+    Run(std::get<RemoteRequest>(std::move(request)));
+}
+
+QCoro::Task<> RemoteSession::Run(RemoteRequest request) {
+    busy_ = true;
+    givenAnswer_ = request.answer;
+    const Reply reply = co_await Execute(request);
+    Send(ReplyObject(reply));
+    busy_ = false;
+    if (gone_) {
+        Q_EMIT Finished();
+    } else {
+        QMetaObject::invokeMethod(this, &RemoteSession::OnReadyRead, Qt::QueuedConnection);
+    }
+}
+
+QCoro::Task<Reply> RemoteSession::Execute(const RemoteRequest& request) {
+    QStringList arguments = request.arguments;
+    const Command* command = FindCommand(request.command, arguments);
+    if (command == nullptr) {
+        const QString words = (request.command + u' ' + request.arguments.value(0)).trimmed();
+        co_return Reply::Failure(u"There is no command %1; \"help\" lists all."_s.arg(words));
+    }
+    const auto name = QString::fromLatin1(command->name);
+    if (arguments.size() < command->leastArguments || arguments.size() > command->mostArguments) {
+        co_return Reply::Failure(u"Usage: %1 %2"_s.arg(name, QLatin1StringView(command->arguments)));
+    }
+    if (command->readOnly) co_return co_await command->run(program_, arguments, *this);
+
+    if (const QString refusal = program_.runningCommand.Refusal(); !refusal.isEmpty())
+        co_return Reply::Failure(refusal);
+    program_.runningCommand.Set(name);
+    Reply reply = co_await command->run(program_, arguments, *this);
+    program_.runningCommand.Set({});
+    co_return reply;
+}
+
+void RemoteSession::Send(const QJsonObject& object) {
+    if (!gone_) socket_->write(RemoteLine(object));
+}
+
+void RemoteSession::Show(const QString& text) {
+    Send({{u"message"_s, text}});
+}
+
+QCoro::Task<Answer> RemoteSession::Ask(Question question) {
+    if (givenAnswer_.has_value()) {
+        Show(u"%1 -> %2"_s.arg(question.text, AnswerText(*givenAnswer_)));
+        co_return *givenAnswer_;
+    }
+    Send({{u"ask"_s, question.text},
+          {u"title"_s, question.title},
+          {u"cancellable"_s, question.cancellable},
+          {u"yes"_s, question.yes},
+          {u"no"_s, question.no}});
+    const QJsonObject answer = co_await ClientAnswer(*this);
+    co_return ParseAnswer(answer[u"answer"_s].toString()).value_or(question.safe);
+}
+
+QCoro::Task<std::optional<QString>> RemoteSession::AskText(QString prompt) {
+    Send({{u"askText"_s, prompt}});
+    const QJsonObject answer = co_await ClientAnswer(*this);
+    const QJsonValue text = answer[u"text"_s];
+    co_return text.isString() ? std::optional(text.toString()) : std::nullopt;
+}
+
+void RemoteSession::ShowProgress(const Progress& progress) {
+    Send({{u"progress"_s, progress.operation},
+          {u"seconds"_s, qint64{progress.seconds}},
+          {u"percent"_s, progress.percent ? QJsonValue(*progress.percent) : QJsonValue()}});
+}
+
+void RemoteSession::ResumeWaiter(const QJsonObject& answer) {
+    answer_ = answer;
+    std::exchange(waiter_, nullptr).resume();
+}
+
+void RemoteSession::OnDisconnected() {
+    if (std::exchange(gone_, true)) return;
+    if (waiter_) {
+        ResumeWaiter({});  // the command ends, and with it this session
+    } else if (!busy_) {
+        Q_EMIT Finished();
+    }
+}
+
+void RemoteSession::Abandon() {
+    socket_->disconnectFromServer();
+    OnDisconnected();
+}
+
+}  // namespace corvane

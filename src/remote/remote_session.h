@@ -1,0 +1,71 @@
+// One client of the control socket: runs its commands one after the other, and is their operator.
+#pragma once
+
+#include <QJsonObject>
+#include <QLocalSocket>
+#include <QObject>
+
+#include <coroutine>
+#include <memory>
+#include <optional>
+
+#include "base/operator.h"
+#include "remote/remote_protocol.h"
+
+namespace corvane {
+
+class Program;
+struct Reply;
+
+class RemoteSession final : public QObject, public Operator {
+    Q_OBJECT
+
+public:
+    RemoteSession(std::unique_ptr<QLocalSocket> socket, Program& program);
+
+    void Show(const QString& text) override;
+    QCoro::Task<Answer> Ask(Question question) override;
+    QCoro::Task<std::optional<QString>> AskText(QString prompt) override;
+    void ShowProgress(const Progress& progress) override;
+
+    /// A client that is gone does not wait any more; so Ctrl-C gives up what `corvanectl` waits for.
+    [[nodiscard]] bool WantsCancel() const override { return gone_; }
+
+    /// Ends the connection; an open question gets the answer that loses nothing.
+    void Abandon();
+
+Q_SIGNALS:
+    /// The client is gone and no command of it runs: this object may be deleted.
+    void Finished();
+
+private:
+    /// Sends a question; awaiting it gives the client's answer, or an empty object where none will come.
+    class ClientAnswer {
+    public:
+        explicit ClientAnswer(RemoteSession& session) : session_(session) {}
+        [[nodiscard]] bool await_ready() const noexcept { return session_.gone_; }
+        void await_suspend(std::coroutine_handle<> waiter) noexcept { session_.waiter_ = waiter; }
+        [[nodiscard]] QJsonObject await_resume() const { return std::exchange(session_.answer_, {}); }
+
+    private:
+        RemoteSession& session_;
+    };
+
+    void OnReadyRead();
+    void OnDisconnected();
+    void TakeLine(const QByteArray& line);
+    QCoro::Task<> Run(RemoteRequest request);
+    QCoro::Task<Reply> Execute(const RemoteRequest& request);
+    void Send(const QJsonObject& object);
+    void ResumeWaiter(const QJsonObject& answer);
+
+    std::unique_ptr<QLocalSocket> socket_;
+    Program& program_;
+    std::optional<Answer> givenAnswer_;  ///< of the request that runs
+    std::coroutine_handle<> waiter_;     ///< a command that waits for an answer
+    QJsonObject answer_;
+    bool busy_ = false;
+    bool gone_ = false;
+};
+
+}  // namespace corvane

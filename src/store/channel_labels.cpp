@@ -1,0 +1,88 @@
+#include "store/channel_labels.h"
+
+#include <string>
+
+#include "store/capture_database.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The columns of the table are named by channel and text.
+constexpr std::array<const char*, kChannels> kColumnStarts = {"ch1",  "ch2",  "aux1", "aux2",
+                                                              "aux3", "aux4", "aux5"};
+constexpr std::array<const char*, kChannelTexts> kColumnEnds = {"alias", "image", "desc"};
+
+std::string Column(std::size_t channel, ChannelText which) {
+    return std::string(kColumnStarts[channel]) + kColumnEnds[static_cast<std::size_t>(which)];
+}
+
+}  // namespace
+
+std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) {
+    std::map<int, ChannelLabels> labels;
+    const QueryResult result = database.Run(
+        "SELECT id, ch1alias, ch2alias, aux1alias, aux2alias, aux3alias, aux4alias, aux5alias FROM "
+        "applicationinfo");
+    for (const auto& row : result.rows) {
+        ChannelLabels& texts = labels[std::stoi(row.front().value_or("0"))];
+        for (std::size_t i = 0; i < kChannels; ++i)
+            texts[i] = QString::fromStdString(row[i + 1].value_or(""));
+    }
+    return labels;
+}
+
+std::optional<std::array<ChannelTexts, kChannels>> ReadChannelTexts(const CaptureDatabase& database,
+                                                                    int slot) {
+    std::string statement = "SELECT ";
+    for (std::size_t i = 0; i < kChannels * kChannelTexts; ++i) {
+        statement += i == 0 ? "" : ", ";
+        statement += Column(i / kChannelTexts, static_cast<ChannelText>(i % kChannelTexts));
+    }
+    statement += " FROM applicationinfo WHERE id = '" + std::to_string(slot) + "'";
+    const QueryResult result = database.Run(statement);
+    if (!result.Ok()) return std::nullopt;
+    std::array<ChannelTexts, kChannels> texts;
+    if (result.rows.empty()) return texts;
+    for (std::size_t i = 0; i < kChannels * kChannelTexts; ++i) {
+        const std::string cell = result.rows.front()[i].value_or("");
+        texts[i / kChannelTexts][i % kChannelTexts] = QString::fromStdString(cell);
+    }
+    return texts;
+}
+
+Outcome SaveChannelText(const CaptureDatabase& database, int slot, std::size_t channel, ChannelText which,
+                        const QString& text) {
+    std::string statement = "UPDATE applicationinfo SET ";
+    statement += Column(channel, which);
+    statement += " = ";
+    statement += SqlQuoted(text.toStdString());
+    statement += " WHERE id = '" + std::to_string(slot) + "' RETURNING id";
+    const QueryResult saved = database.Run(statement);
+    if (!saved.Ok()) {
+        return Outcome::Failure(u"The text could not be saved: "_s + QString::fromStdString(saved.errorText));
+    }
+    if (saved.rows.empty()) {
+        return Outcome::Failure(
+            u"This device has no row in the database yet. Enter its serial number first."_s);
+    }
+    return Outcome::Success();
+}
+
+Outcome SaveChannelLabels(const CaptureDatabase& database, int slot, const ChannelLabels& labels) {
+    std::string statement = "UPDATE applicationinfo SET ";
+    for (std::size_t i = 0; i < kChannels; ++i) {
+        statement += i == 0 ? "" : ",";
+        statement += Column(i, ChannelText::Label);
+        statement += '=';
+        statement += SqlQuoted(labels[i].toStdString());
+    }
+    statement += " WHERE id = '" + std::to_string(slot) + "'";
+    const QueryResult saved = database.Run(statement);
+    if (saved.Ok()) return Outcome::Success();
+    return Outcome::Failure(u"The names could not be saved: "_s + QString::fromStdString(saved.errorText));
+}
+
+}  // namespace corvane

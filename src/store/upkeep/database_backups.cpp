@@ -1,0 +1,135 @@
+#include "store/upkeep/database_backups.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <utility>
+
+#include "base/operator.h"
+#include "store/capture_database.h"
+#include "store/db_writer.h"
+#include "store/schema.h"
+#include "store/upkeep/copy_job.h"
+#include "store/upkeep/database_work.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Full path without ".db3", and backup names made from it.
+struct BackupNames {
+    QString base;
+
+    explicit BackupNames(const QString& path) {
+        const QFileInfo file(path);
+        base = file.absoluteDir().filePath(file.completeBaseName());
+    }
+    [[nodiscard]] QString Of(int number) const { return u"%1_bak%2.db3"_s.arg(base).arg(number); }
+    [[nodiscard]] bool Exists(int number) const { return QFileInfo::exists(Of(number)); }
+    [[nodiscard]] int FirstFree() const {
+        int number = 1;
+        while (Exists(number))
+            ++number;
+        return number;
+    }
+    [[nodiscard]] QString DatabaseName() const { return QFileInfo(base).fileName() + u".db3"_s; }
+};
+
+Outcome AsOutcome(const QueryResult& result) {
+    return result.Ok() ? Outcome::Success() : Outcome::Failure(QString::fromStdString(result.errorText));
+}
+
+}  // namespace
+
+DatabaseBackups::DatabaseBackups(CaptureDatabase& database, DbWriter& writer, DatabaseWork& work)
+    : database_(database), writer_(writer), work_(work) {}
+
+QString DatabaseBackups::CurrentPath() const {
+    return QString::fromStdString(database_.databasePath());
+}
+
+QString DatabaseBackups::PathOf(int number) const {
+    return BackupNames(CurrentPath()).Of(number);
+}
+
+std::vector<int> DatabaseBackups::Numbers() const {
+    const BackupNames names(CurrentPath());
+    const QString start = QFileInfo(names.base).fileName() + u"_bak"_s;
+    std::vector<int> numbers;
+    const auto files = QFileInfo(names.base).absoluteDir().entryList({u"*.db3"_s}, QDir::Files);
+    for (const QString& file : files) {
+        bool isNumber = false;
+        const int number = file.sliced(0, file.size() - 4).mid(start.size()).toInt(&isNumber);
+        if (isNumber && file == QFileInfo(names.Of(number)).fileName()) numbers.push_back(number);
+    }
+    std::ranges::sort(numbers);
+    return numbers;
+}
+
+QCoro::Task<Outcome> DatabaseBackups::BackupDBfile(Operator& op) {
+    return BackupDBfile(CurrentPath(), op);
+}
+
+QCoro::Task<Outcome> DatabaseBackups::BackupDBfile(QString path, Operator& op) {
+    const BackupNames names(path);
+    const int number = names.FirstFree();
+    if (number == 1) co_return co_await CopyTo(path, names.Of(1), false, op);
+
+    Question keep{
+        .text =
+            u"There are previous backups of database file %1.\n Would you like to keep the older backups "
+            "and create a new backup?"_s.arg(names.DatabaseName()),
+        .safe = Answer::Yes,
+        .cancellable = true};
+    const Answer answer = co_await op.Ask(std::move(keep));
+    if (answer == Answer::Yes) co_return co_await CopyTo(path, names.Of(number), false, op);
+    bool replace = false;
+    if (answer == Answer::No) {
+        replace = co_await op.AskYesNo(
+            u"The previous database backup(s) for database file %1 will be "
+            "deleted.\nContinue?"_s.arg(names.DatabaseName()));
+    }
+    if (!replace) {
+        co_return Outcome::Failure(
+            u"WARNING: The database file has not been backed up! Cancel was selected."_s);
+    }
+    co_return co_await CopyTo(path, names.Of(1), true, op);
+}
+
+/// With `replaceAll`, `to` is backup 1, and all others go once it is there.
+QCoro::Task<Outcome> DatabaseBackups::CopyTo(QString from, QString to, bool replaceAll, Operator& op) {
+    const BackupNames names(from);
+    std::vector<std::string> obsolete;
+    for (int number = 2; replaceAll && names.Exists(number); ++number)
+        obsolete.push_back(names.Of(number).toStdString());
+    const QueryResult copied =
+        co_await work_.Run(u"Backup"_s, from.toStdString(), CopyJob(to.toStdString(), obsolete), op);
+    if (copied.Ok()) op.Show(u"The database has been backed up:  "_s + to);
+    co_return AsOutcome(copied);
+}
+
+QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
+    const QString current = CurrentPath();
+    const BackupNames names(current);
+    if (!names.Exists(number)) co_return Outcome::Failure(u"There is no backup %1."_s.arg(names.Of(number)));
+    if (const QString error = ValidationError(names.Of(number)); !error.isEmpty()) {
+        co_return Outcome::Failure(u"%1: %2"_s.arg(names.Of(number), error));
+    }
+    const bool sure = co_await op.AskYesNo(
+        u"Are you sure you want to replace:\n%1\nWith this file?\n%2"_s.arg(current, names.Of(number)));
+    if (!sure) co_return Outcome::Failure(u"The current database file has not been replaced."_s);
+
+    writer_.Flush();  // records of the time before belong into the file of that time
+    const Outcome saved = co_await CopyTo(current, names.Of(names.FirstFree()), false, op);
+    if (!saved) co_return saved;
+    const QueryResult restored = co_await work_.Run(u"Restore"_s, names.Of(number).toStdString(),
+                                                    ReplaceJob(current.toStdString()), op);
+    if (restored.Ok()) op.Show(u"The database has been restored from:  "_s + names.Of(number));
+    co_return AsOutcome(restored);
+}
+
+}  // namespace corvane

@@ -1,0 +1,134 @@
+// Maintenance of what the database knows of the devices: their serial numbers and the labels of their
+// channels.
+#include <algorithm>
+#include <utility>
+
+#include "base/operator.h"
+#include "store/capture_database.h"
+#include "store/settings_store.h"
+#include "store/upkeep/database_work.h"
+#include "store/upkeep/maintenance.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kValuesLookedAt = 30;
+constexpr std::size_t kMostRepaired = 9;
+constexpr std::size_t kProperLength = 6;
+constexpr int kLabelledDevices = 4;  // fewer than there are, on purpose
+
+/// The different serial numbers of the hourly records.
+SqlJob SerialsJob() {
+    return [](SqlSession& session) {
+        if (!session.Database()) return QueryResult{.rows = {}, .errorText = "Error DB2"};
+        session.Begin(u"Looking for serial numbers."_s);
+        return session.Database().GetTable(
+            "SELECT DISTINCT deviceaddress FROM (SELECT  deviceaddress FROM monitordata_hourly) LIMIT " +
+            std::to_string(kValuesLookedAt));
+    };
+}
+
+bool IsShort(const std::string& serial) {
+    return !serial.empty() && serial.size() < kProperLength &&
+           std::ranges::all_of(serial, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// "1000" and the position as two digits, the first from `position` on that no device has.
+std::string ProperSerial(std::size_t& position, const std::vector<std::string>& known) {
+    while (true) {
+        const std::string digits = std::to_string(position++);
+        std::string serial = (digits.size() < 2 ? "10000" : "1000") + digits;
+        if (std::ranges::find(known, serial) == known.end()) return serial;
+    }
+}
+
+std::string Renaming(const char* table, const std::string& from, const std::string& to) {
+    std::string statement = "UPDATE ";
+    statement += table;
+    statement += " SET deviceaddress='" + to + "'  WHERE deviceaddress='" + from + "'";
+    return statement;
+}
+
+SqlJob RenamingJob(const std::string& from, const std::string& to) {
+    std::vector<Statement> statements;
+    for (const char* table : {"monitordata_hourly", "monitordata_minute", "applicationinfo"})
+        statements.push_back({.notice = kPleaseWait, .sql = Renaming(table, from, to), .passes = 1});
+    return StatementJob(std::move(statements), "monitordata_minute", Effect::Whole);
+}
+
+std::string LabelRow(const std::string& serial) {
+    std::string statement =
+        "insert into applicationinfo(username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
+        "aux2alias,aux3alias,aux4alias,aux5alias,ch1desc,ch2desc,aux1desc,aux2desc,aux3desc,aux4desc,"
+        "aux5desc) values ('USER','HOME',";
+    statement += SqlQuoted(serial);
+    statement +=
+        ",'No Label','No Label','No Label','No Label','No Label','No Label','No Label',"
+        "' ',' ',' ',' ',' ',' ',' ')";
+    return statement;
+}
+
+/// The rows of Device A and those behind it.
+SqlJob LabelJob(const std::vector<std::string>& serials) {
+    std::vector<Statement> statements;
+    statements.push_back({.notice = kPleaseWait, .sql = "Delete From applicationinfo"});
+    for (const std::string& serial : serials)
+        statements.push_back({.notice = kPleaseWait, .sql = LabelRow(serial)});
+    const std::string primary = "UPDATE applicationinfo SET isprimarydevice = 'TRUE' WHERE id = '1'";
+    statements.insert(statements.begin() + 2, {.notice = kPleaseWait, .sql = primary});
+    return StatementJob(std::move(statements), "applicationinfo", Effect::Whole);
+}
+
+}  // namespace
+
+QCoro::Task<Outcome> Maintenance::RepairSerialNumbers(Operator& op) {
+    const QueryResult found =
+        co_await work_.Run(u"Serial numbers"_s, database_.databasePath(), SerialsJob(), op);
+    if (!found.Ok()) co_return Outcome::Failure(QString::fromStdString(found.errorText));
+    std::vector<std::string> known;
+    for (const auto& row : found.rows)
+        known.push_back(row.front().value_or(""));
+    std::vector<std::string> tooShort;
+    std::ranges::copy_if(known, std::back_inserter(tooShort), IsShort);
+    if (tooShort.size() > kMostRepaired) tooShort.resize(kMostRepaired);
+    if (tooShort.empty()) op.Show(u"Valid serial numbers found. No changes required."_s);
+
+    std::size_t position = 1;
+    for (const std::string& serial : tooShort) {
+        const std::string proper = ProperSerial(position, known);
+        const QString from = QString::fromStdString(serial);
+        const QString to = QString::fromStdString(proper);
+        op.Show(u"Serial number %1 would become %2."_s.arg(from, to));
+        const bool repair = co_await op.AskYesNo(
+            u"Serial number %1 is too short. Would you like to repair it throughout the database now?"_s.arg(
+                from));
+        if (!repair) continue;
+        Outcome repaired = co_await Run(u"Repairing serial numbers."_s, RenamingJob(serial, proper),
+                                        u"Serial number %1 is now %2."_s.arg(from, to), op);
+        if (!repaired) co_return repaired;
+    }
+    co_return Outcome::Success();
+}
+
+QCoro::Task<Outcome> Maintenance::ResetLabels(Operator& op) {
+    const bool proceed = co_await op.AskYesNo(
+        u"WARNING !!!! This will delete all of the assigned Labels, Pictures and Comments for each channel. "
+        u"Do "
+        "you want to proceed?"_s);
+    if (!proceed) co_return Outcome::Failure(u"The labels stay as they are."_s);
+    std::vector<std::string> serials;
+    for (int device = 0; device < kLabelledDevices; ++device) {
+        const QString serial = settings_.GetSetting(u"DevSerial"_s, {}, QString::number(device)).trimmed();
+        if (serial.toLongLong() == 0) break;
+        serials.push_back(serial.toStdString());
+    }
+    if (serials.empty()) {
+        co_return Outcome::Failure(u"No device serial number has been assigned to Device A."_s);
+    }
+    co_return co_await Run(u"Resetting labels."_s, LabelJob(serials), u"The labels have been reset."_s, op);
+}
+
+}  // namespace corvane

@@ -1,0 +1,159 @@
+#include "store/upkeep/nightly_runs.h"
+
+#include "base/clock.h"
+#include "base/date_entry.h"
+#include "base/number_entry.h"
+#include "base/status_board.h"
+#include "store/capture_database.h"
+#include "store/error_log.h"
+#include "store/settings_store.h"
+#include "store/upkeep/database_work.h"
+#include "store/upkeep/maintenance.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+const NightlyRuns::Task NightlyRuns::kCondense = {
+    .name = u"Automatic condense"_s,
+    .switchKey = u"AutoCondense"_s,
+    .daysKey = u"AutoCondenseDays"_s,
+    .lastRunKey = u"LastCondenseDate"_s,
+    .label = u"This task is performed automatically at 12:00 am (midinight) when enabled."_s,
+    .hour = 0,
+    .defaultDays = 7,
+    .condenses = true};
+
+const NightlyRuns::Task NightlyRuns::kDelete = {
+    .name = u"Automatic delete"_s,
+    .switchKey = u"AutoDelete"_s,
+    .daysKey = u"AutoDeleteDays"_s,
+    .lastRunKey = u"LastDeleteDate"_s,
+    .label = u"This task is performed automatically at 1:00 am when enabled."_s,
+    .hour = 1,
+    .defaultDays = 31,
+    .condenses = false};
+
+namespace {
+
+/// The last day that the automatic condense has dealt with.
+const QString kCondensedToKey = u"CondensedTo"_s;
+
+/// Nobody is there at night: what a task has to say goes to the status list.
+class NightOperator final : public Operator {
+public:
+    NightOperator(StatusBoard& board, QString task) : board_(board), task_(std::move(task)) {}
+
+    void Show(const QString& text) override {
+        board_.AddLine(u"     %1: %2"_s.arg(task_, text.section(u'\n', 0, 0)));
+    }
+    QCoro::Task<Answer> Ask(Question question) override { co_return question.safe; }
+    QCoro::Task<std::optional<QString>> AskText(QString) override { co_return std::nullopt; }
+
+private:
+    StatusBoard& board_;
+    QString task_;
+};
+
+}  // namespace
+
+NightlyRuns::NightlyRuns(Maintenance& maintenance, CaptureDatabase& database, DatabaseWork& work,
+                         SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock)
+    : maintenance_(maintenance),
+      database_(database),
+      work_(work),
+      settings_(settings),
+      board_(board),
+      errorLog_(errorLog),
+      clock_(clock) {}
+
+void NightlyRuns::StartUp() {
+    connect(&clock_, &Clock::SecondPassed, this, &NightlyRuns::Look);
+}
+
+bool NightlyRuns::IsOn(const Task& task) const {
+    return settings_.GetBool(task.switchKey, false);
+}
+
+int NightlyRuns::Days(const Task& task) const {
+    const QString days = settings_.GetSetting(task.daysKey);
+    return Maintenance::CheckDays(days) ? static_cast<int>(*NumberEntry(days)) : task.defaultDays;
+}
+
+QDate NightlyRuns::Today() const {
+    const LocalTime now = clock_.Now();
+    return {now.year, now.month, now.day};
+}
+
+/// The last day on which the hour of the task has come.
+QDate NightlyRuns::LatestDue(const Task& task) const {
+    return clock_.Now().hour >= task.hour ? Today() : Today().addDays(-1);
+}
+
+void NightlyRuns::ForgetProgress() {
+    if (!settings_.GetSetting(kCondensedToKey).isEmpty()) settings_.SaveSetting(kCondensedToKey, u""_s);
+}
+
+Outcome NightlyRuns::Switch(const Task& task, bool on, const QString& days) {
+    if (const Outcome valid = Maintenance::CheckDays(days); !valid) {
+        return on ? Outcome::Failure(valid.Error() + u"\nImproper day value. Please correct and try again."_s)
+                  : valid;
+    }
+    settings_.SaveSetting(task.daysKey, QString::number(static_cast<int>(*NumberEntry(days))));
+    if (on && !IsOn(task)) settings_.SaveSetting(task.lastRunKey, DateText(LatestDue(task)));
+    settings_.SaveSetting(task.switchKey, on);
+    return Outcome::Success();
+}
+
+void NightlyRuns::Look() {
+    if (running_ || work_.Running()) return;
+    for (const Task* task : {&kCondense, &kDelete}) {
+        if (!IsOn(*task)) continue;
+        const auto last = ProperDate(settings_.GetSetting(task->lastRunKey));
+        const QDate due = LatestDue(*task);
+        // A clock that was set back a little gives no second run; a day that is far ahead was a wrong
+        // clock's.
+        const bool done = last.has_value() && *last >= due && *last <= Today().addDays(1);
+        if (done) continue;
+        settings_.SaveSetting(task->lastRunKey, DateText(due));
+        Run(*task);
+        return;
+    }
+}
+
+QCoro::Task<> NightlyRuns::Run(const Task& task) {
+    running_ = true;
+    NightOperator op(board_, task.name);
+    const QDate firstKept = Today().addDays(-Days(task));
+    Outcome result;
+    if (task.condenses) {
+        result = co_await Condense(firstKept, op);
+    } else {
+        result = co_await maintenance_.DeleteBefore(firstKept, op);
+    }
+    if (!result) {
+        op.Show(result.Error());
+        errorLog_.LogError(0, result.Error(), task.name);
+    }
+    running_ = false;
+}
+
+/// Condenses what came before the day `firstKept`, from where the last run left off.
+QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
+    auto start = ProperDate(settings_.GetSetting(kCondensedToKey));
+    if (!start.has_value() || *start > Today()) {  // never, or by a clock that went wrong
+        // The first row, as it is found at once; the lowest date would take a look at all of them.
+        const QueryResult oldest = database_.Run("SELECT date FROM monitordata_minute ORDER BY id LIMIT 1");
+        if (!oldest.Ok()) co_return Outcome::Failure(QString::fromStdString(oldest.errorText));
+        if (oldest.rows.empty()) co_return Outcome::Success();  // there are no data yet
+        start = ProperDate(QString::fromStdString(oldest.rows.front().front().value_or("")).left(10));
+        if (!start.has_value()) co_return Outcome::Failure(u"The first row of the database has no date."_s);
+    }
+    const QDate end = firstKept.addDays(-1);
+    if (*start >= end) co_return Outcome::Success();
+    Outcome condensed = co_await maintenance_.Granulate(*start, end, op);
+    if (condensed) settings_.SaveSetting(kCondensedToKey, DateText(end));
+    co_return condensed;
+}
+
+}  // namespace corvane

@@ -1,0 +1,191 @@
+#include "window/first_steps.h"
+
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFormLayout>
+#include <QHostInfo>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProcess>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+#include "app/program.h"
+#include "base/clock.h"
+#include "link/port_finder.h"
+#include "store/channel_labels.h"
+#include "window/actions.h"
+#include "window/parts/widgets.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kDoneKey = u"FirstDeployment"_s;
+
+enum PageId { kPlacePage, kFoundPage, kNamePage, kReadyPage };
+
+}  // namespace
+
+bool FirstSteps::AreDue(Program& program) {
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        if (!program.deviceSlots.Bound(slot).isEmpty()) return false;
+    }
+    return program.settings.GetBool(kDoneKey, true);
+}
+
+FirstSteps::FirstSteps(Program& program, Actions& actions, QWidget* parent)
+    : QWizard(parent), program_(program), actions_(actions) {
+    setWindowTitle(u"First steps"_s);
+    setWizardStyle(QWizard::ModernStyle);
+    setPage(kPlacePage, PlacePage());
+    setPage(kFoundPage, FoundPage());
+    setPage(kNamePage, NamePage());
+    setPage(kReadyPage, ReadyPage());
+    connect(this, &QWizard::currentIdChanged, this, &FirstSteps::OnPage);
+    connect(&program_.clock, &Clock::SecondPassed, this, &FirstSteps::LookForMonitors);
+    connect(this, &QDialog::finished, this, [this] { program_.settings.SaveSetting(kDoneKey, false); });
+}
+
+QWizardPage* FirstSteps::PlacePage() {
+    auto* page = new QWizardPage;
+    page->setTitle(u"Where is your monitor?"_s);
+    serial_ = new QRadioButton(u"On a serial or USB cable of this computer"_s);
+    network_ = new QRadioButton(u"Behind a gateway in the network"_s);
+    demo_ = new QRadioButton(u"Nowhere yet: just show me the demo"_s);
+    network_->setChecked(true);
+    auto* layout = new QVBoxLayout(page);
+    for (QRadioButton* choice : {serial_, network_, demo_})
+        layout->addWidget(choice);
+    return page;
+}
+
+QWizardPage* FirstSteps::FoundPage() {
+    auto* page = new QWizardPage;
+    page->setTitle(u"Which one is it?"_s);
+    page->setSubTitle(u"Monitors appear here with the first packet that they send."_s);
+    how_ = TextLabel();
+    port_ = new QComboBox;
+    port_->setAccessibleName(u"Port"_s);
+    port_->setMinimumContentsLength(24);
+    auto* open = new QPushButton(u"Open"_s);
+    connect(open, &QPushButton::clicked, this, &FirstSteps::OpenPort);
+    portRow_ = Row({port_, open});
+    heard_ = new QListWidget;
+    heard_->setAccessibleName(u"Monitors heard"_s);
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(how_);
+    layout->addWidget(portRow_);
+    layout->addWidget(heard_);
+    return page;
+}
+
+QWizardPage* FirstSteps::NamePage() {
+    auto* page = new QWizardPage;
+    page->setTitle(u"What does it measure?"_s);
+    page->setSubTitle(u"Names are shown everywhere, and can be changed at any time. They may stay empty."_s);
+    auto* form = new QFormLayout(page);
+    device_ = new QComboBox;
+    device_->setAccessibleName(u"Device"_s);
+    for (int slot = 1; slot <= kSlots; ++slot)
+        device_->addItem(u"Device "_s + SlotLetter(slot), slot);
+    form->addRow(u"It becomes"_s, device_);
+    for (const Channel& channel : kChannelTable)
+        labels_.push_back(AddEntry(form, QString::fromLatin1(channel.name)));
+    return page;
+}
+
+QWizardPage* FirstSteps::ReadyPage() {
+    auto* page = new QWizardPage;
+    page->setTitle(u"Ready"_s);
+    auto* layout = new QVBoxLayout(page);
+    layout->addWidget(TextLabel(
+        u"The first watts appear with the second packet. Records are written every minute from now on, "
+        u"whether "
+        "this window is in sight or not.\n\nMore monitors, groups and virtual channels are set up under "
+        "Devices."_s));
+    return page;
+}
+
+void FirstSteps::OnPage(int page) {
+    if (page != kFoundPage) return;
+    portRow_->setVisible(serial_->isChecked());
+    if (serial_->isChecked()) {
+        how_->setText(u"Choose the port that the cable is on."_s);
+        FillPorts();
+    } else {
+        how_->setText(
+            u"Let the gateway connect to this computer, %1, port %2."_s.arg(QHostInfo::localHostName())
+                .arg(program_.tcpA.LocalPort()));
+    }
+    LookForMonitors();
+}
+
+void FirstSteps::FillPorts() {
+    port_->clear();
+    for (int number = 1; number <= kComPorts; ++number) {
+        const QString path = ComDevice(number, program_.settings);
+        const PortState state = program_.serialPorts.TestPort(path);
+        if (state == PortState::Missing) continue;
+        const QString product = program_.serialPorts.Product(path);
+        const QString name = product.isEmpty() ? path : u"%1, %2"_s.arg(path, product);
+        port_->addItem(u"COM %1: %2"_s.arg(number).arg(name), number);
+    }
+    if (port_->count() == 0) how_->setText(u"No COM Port Found"_s);
+}
+
+void FirstSteps::OpenPort() {
+    if (port_->count() == 0) return;
+    if (!actions_.Done(program_.serialA.SetPort(port_->currentData().toString()))) return;
+    actions_.Run(u"Open"_s, [this](Operator&) { return program_.serialA.OpenCOM(); });
+}
+
+void FirstSteps::LookForMonitors() {
+    if (currentId() != kFoundPage) return;
+    for (const std::string& serial : program_.measurement.UnboundSerials()) {
+        const QString text = QString::fromStdString(serial);
+        if (heard_->findItems(text, Qt::MatchExactly).isEmpty()) heard_->addItem(text);
+    }
+    if (heard_->currentRow() < 0 && heard_->count() > 0) heard_->setCurrentRow(0);
+}
+
+bool FirstSteps::validateCurrentPage() {
+    switch (currentId()) {
+        case kPlacePage:
+            if (!demo_->isChecked()) return true;
+            StartDemo();
+            return false;
+        case kFoundPage:
+            if (heard_->currentItem() != nullptr) return true;
+            how_->setText(u"No monitor was heard yet. Is it switched on, and does it send packets?"_s);
+            return false;
+        case kNamePage:
+            return Bind();
+        default:
+            return true;
+    }
+}
+
+bool FirstSteps::Bind() {
+    const int slot = device_->currentData().toInt();
+    if (!actions_.Done(program_.deviceSlots.SaveSerial(slot, heard_->currentItem()->text()))) return false;
+    ChannelLabels labels;
+    for (std::size_t i = 0; i < kChannels; ++i)
+        labels[i] = labels_[i]->text().trimmed();
+    return actions_.Done(SaveChannelLabels(program_.database, slot, labels));
+}
+
+/// In a program of its own, so that nothing simulated gets into what is kept.
+void FirstSteps::StartDemo() {
+    if (QProcess::startDetached(QCoreApplication::applicationFilePath(), {u"--demo"_s})) {
+        reject();
+    } else {
+        actions_.Done(Outcome::Failure(u"The demo could not be started."_s));
+    }
+}
+
+}  // namespace corvane

@@ -1,0 +1,52 @@
+// Gauges for the wall: what the house takes, makes, gives away and uses.
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "measure/channel_groups.h"
+#include "store/channel_labels.h"
+#include "window/page.h"
+
+class QGridLayout;
+class QLabel;
+class QMenu;
+class QPushButton;
+
+namespace corvane {
+
+class Gauge;
+class Program;
+
+class DashboardPage final : public Page {
+    Q_OBJECT
+
+public:
+    explicit DashboardPage(Program& program);
+
+    void Refresh() override;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void FillMenu();
+    void ShowHeader();
+    void Choose(const ChannelChoice& choice, bool on);
+    [[nodiscard]] std::vector<ChannelChoice> Chosen() const;
+    void SetGauges(std::size_t count);
+    void Arrange();
+
+    Program& program_;
+    std::map<int, ChannelLabels> labels_;  ///< as they were last read
+    QLabel* time_;
+    QLabel* volt_;
+    QPushButton* choose_;
+    QMenu* menu_;
+    QLabel* empty_;
+    QLabel* missing_;
+    QGridLayout* grid_;
+    std::vector<Gauge*> gauges_;
+};
+
+}  // namespace corvane

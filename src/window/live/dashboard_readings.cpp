@@ -1,0 +1,136 @@
+#include "window/live/dashboard_readings.h"
+
+#include <algorithm>
+
+#include "app/program.h"
+#include "measure/virtual_texts.h"
+#include "window/live/channel_model.h"
+#include "window/live/live_colors.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class Readings {
+public:
+    explicit Readings(const Program& program) : program_(program), values_(program.virtualChannels.Read()) {}
+
+    void AddSums();
+    void AddFlows();
+    void AddChannel(const ChannelChoice& choice, const std::map<int, ChannelLabels>& labels);
+
+    std::vector<GaugeReading> gauges;
+
+private:
+    [[nodiscard]] bool Uses(ChannelGroup group) const { return !program_.channelGroups.Empty(group); }
+    [[nodiscard]] bool Online(std::initializer_list<ChannelGroup> groups) const;
+    void AddNetMetering();
+    void AddSum(const QString& title, const Flow& flow, std::initializer_list<ChannelGroup> groups,
+                QColor color);
+
+    const Program& program_;
+    const VirtualReadings values_;
+};
+
+bool Readings::Online(std::initializer_list<ChannelGroup> groups) const {
+    return std::ranges::all_of(groups, [this](ChannelGroup group) {
+        return std::ranges::all_of(program_.channelGroups.Of(group), [this](const ChannelChoice& choice) {
+            return program_.measurement.Online(choice.slot);
+        });
+    });
+}
+
+void Readings::AddSum(const QString& title, const Flow& flow, std::initializer_list<ChannelGroup> groups,
+                      QColor color) {
+    gauges.push_back({.title = title,
+                      .value = WattsText(flow.watts),
+                      .total = KwhText(flow.Kwh()),
+                      .amount = flow.watts,
+                      .current = Online(groups),
+                      .color = color,
+                      .otherWay = color});
+}
+
+void Readings::AddSums() {
+    if (values_.netMetering && Uses(ChannelGroup::MainPanel)) AddNetMetering();
+    if (Uses(ChannelGroup::MainPanel)) {
+        AddSum(u"Main Panel"_s, values_.main, {ChannelGroup::MainPanel}, kUsedColor);
+        GaugeReading& panel = gauges.back();
+        panel.value = MainPowerText(values_);
+        panel.note = AmpsText(values_.ShownMainAmps());
+        panel.amount = values_.ShownMainPower();
+        panel.bothWays = values_.bipolarMain;
+        panel.otherWay = kExportColor;
+    }
+    for (std::size_t i = 0; i < kVirtualChannels.size(); ++i) {
+        if (!Uses(kVirtualChannels[i])) continue;
+        AddSum(u"Virtual Channel %1"_s.arg(i + 1), values_.virtuals[i], {kVirtualChannels[i]},
+               kChannelColors[i + kMainChannels]);
+    }
+    if (Uses(ChannelGroup::MainPanel) && Uses(ChannelGroup::Loads)) {
+        AddSum(u"Other"_s, values_.other, {ChannelGroup::MainPanel, ChannelGroup::Loads},
+               kChannelColors.back());
+    }
+}
+
+void Readings::AddNetMetering() {
+    AddSum(u"Net"_s, values_.net, {ChannelGroup::MainPanel}, kImportColor);
+    gauges.back().bothWays = true;
+    gauges.back().otherWay = kExportColor;
+    gauges.back().note = GridText(values_.net.watts);
+    gauges.back().total.prepend(u"Net Energy From Grid  "_s);
+    AddSum(u"Generation"_s, values_.generated, {ChannelGroup::Generator}, kExportColor);
+    gauges.back().otherWay = kImportColor;
+    gauges.back().note = GeneratorText(values_.generated.watts);
+    gauges.back().total.prepend(u"Generated Energy  "_s);
+    AddSum(u"Used"_s, values_.used, {ChannelGroup::MainPanel, ChannelGroup::Generator}, kUsedColor);
+    gauges.back().note = u"Energy Consumed By Home Loads"_s;
+}
+
+void Readings::AddFlows() {
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const auto pulse = program_.pulses.Readings(slot);
+        if (!pulse.has_value()) continue;
+        gauges.push_back({.title = u"Flow  Device %1"_s.arg(SlotLetter(slot)),
+                          .value = FlowRateText(*pulse),
+                          .total = FlowTotalText(*pulse),
+                          .amount = pulse->rate,
+                          .leastScale = 10,
+                          .current = program_.measurement.Online(slot),
+                          .color = kFlowColor});
+    }
+}
+
+void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, ChannelLabels>& labels) {
+    const DeviceReadings& device = program_.measurement.Readings(choice.slot);
+    if (!device.Seen() || (choice.channel >= kMainChannels && !device.kind->hasAux)) return;
+    const EnergyCounter& counter = device.channels[choice.channel].absolute;
+    const auto label = labels.find(choice.slot);
+    const QString title =
+        ChannelTitle(choice.channel, label == labels.end() ? QString() : label->second[choice.channel]);
+    gauges.push_back({.title = SlotLetter(choice.slot) + u"  "_s + title,
+                      .value = counter.lastWatts.has_value() ? WattsText(*counter.lastWatts) : u"–"_s,
+                      .total = ChannelKwhText(counter.Kwh()),
+                      .amount = static_cast<double>(counter.lastWatts.value_or(0)),
+                      .current = program_.measurement.Online(choice.slot),
+                      .color = kChannelColors[choice.channel]});
+    if (choice.channel < kMainChannels)
+        gauges.back().note = AmpsText(static_cast<double>(device.channels[choice.channel].amps));
+}
+
+}  // namespace
+
+std::vector<GaugeReading> DashboardReadings(const Program& program,
+                                            const std::vector<ChannelChoice>& channels,
+                                            const std::map<int, ChannelLabels>& labels) {
+    Readings readings(program);
+    readings.AddSums();
+    readings.AddFlows();
+    for (const ChannelChoice& choice : channels)
+        readings.AddChannel(choice, labels);
+    return std::move(readings.gauges);
+}
+
+}  // namespace corvane

@@ -1,0 +1,21 @@
+// What the gauges of the dashboard show.
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "measure/channel_groups.h"
+#include "store/channel_labels.h"
+#include "window/parts/gauge.h"
+
+namespace corvane {
+
+class Program;
+
+/// The sums of the groups that are in use, then the flows of the inputs that count pulses, then `channels`;
+/// those of devices that have not sent anything are left out. `labels` are by slot.
+[[nodiscard]] std::vector<GaugeReading> DashboardReadings(const Program& program,
+                                                          const std::vector<ChannelChoice>& channels,
+                                                          const std::map<int, ChannelLabels>& labels);
+
+}  // namespace corvane

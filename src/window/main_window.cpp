@@ -1,0 +1,201 @@
+#include "window/main_window.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTimer>
+
+#include <algorithm>
+
+#include "app/program.h"
+#include "base/clock.h"
+#include "window/first_steps.h"
+#include "window/live/dashboard_page.h"
+#include "window/live/live_page.h"
+#include "window/page.h"
+#include "window/parts/browser.h"
+#include "window/parts/style.h"
+#include "window/past/charts_page.h"
+#include "window/past/data_page.h"
+#include "window/setup/burden_dialog.h"
+#include "window/setup/connections_page.h"
+#include "window/setup/database_page.h"
+#include "window/setup/devices_page.h"
+#include "window/setup/forwarding_page.h"
+#include "window/setup/log_page.h"
+#include "window/setup/monitor_page.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kTabKey = u"COMtab"_s;
+const QString kPlaceKey = u"WindowPlace"_s;
+constexpr QSize kFirstSize(1180, 760);
+
+}  // namespace
+
+MainWindow::MainWindow(Program& program)
+    : program_(program), op_(*this), actions_(op_, program.runningCommand), tabs_(new QTabWidget(this)) {
+    setWindowTitle(u"Corvane"_s);
+    setStyleSheet(QString::fromLatin1(kWindowStyle));
+    tabs_->setDocumentMode(true);
+    tabs_->setUsesScrollButtons(true);
+    setCentralWidget(tabs_);
+    BuildStatusBar();
+    connect(&op_, &WindowOperator::ProgressTold, this, &MainWindow::ShowProgress);
+    connect(&actions_, &Actions::BusyChanged, this, [this](bool busy) {
+        if (!busy) ShowProgress({});
+    });
+    RestorePlace();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::ShowProgram() {
+    AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
+    AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
+    AddPage(new ChartsPage(program_, actions_), u"charts"_s, u"Charts"_s);
+    AddPage(new DataPage(program_, actions_), u"data"_s, u"Data"_s);
+    AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
+    AddPage(new DevicesPage(program_, actions_), u"devices"_s, u"Devices"_s);
+    AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
+    AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
+    AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);
+    AddPage(new LogPage(program_, actions_), u"log"_s, u"Log"_s);
+    BuildMenus();
+    const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
+    tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));
+    connect(tabs_, &QTabWidget::currentChanged, this, [this](int index) {
+        program_.settings.SaveSetting(kTabKey, QString::number(index));
+        RefreshPage();
+    });
+    connect(&program_.clock, &Clock::SecondPassed, this, [this] {
+        if (!isVisible()) return;
+        RefreshPage();
+        RefreshStatus();
+    });
+    RefreshPage();
+    RefreshStatus();
+    if (FirstSteps::AreDue(program_)) ShowFirstSteps();
+}
+
+void MainWindow::ShowFirstSteps() {
+    auto* steps = new FirstSteps(program_, actions_, this);
+    steps->setAttribute(Qt::WA_DeleteOnClose);
+    steps->open();
+}
+
+void MainWindow::SayItIsADemo() {
+    setWindowTitle(u"Corvane - demo"_s);
+    statusBar()->addWidget(new QLabel(u"Demo: simulated monitors. Nothing of this is kept."_s));
+}
+
+void MainWindow::AddPage(Page* page, const QString& name, const QString& title) {
+    page->setObjectName(name);
+    tabs_->addTab(page, title);
+}
+
+void MainWindow::ShowPage(const QString& name) {
+    if (auto* page = findChild<Page*>(name)) tabs_->setCurrentWidget(page);
+    RefreshPage();
+}
+
+void MainWindow::RefreshPage() {
+    if (auto* page = qobject_cast<Page*>(tabs_->currentWidget())) page->Refresh();
+}
+
+void MainWindow::BuildMenus() {
+    QMenu* file = menuBar()->addMenu(u"&File"_s);
+    QAction* quit = file->addAction(u"&Quit"_s, this, &QWidget::close);
+    quit->setShortcut(QKeySequence::Quit);
+    QMenu* view = menuBar()->addMenu(u"&View"_s);
+    QAction* fullScreen = view->addAction(u"&Full screen"_s);
+    fullScreen->setCheckable(true);
+    fullScreen->setShortcut(Qt::Key_F11);
+    connect(fullScreen, &QAction::toggled, this, [this](bool full) {
+        setWindowState(windowState().setFlag(Qt::WindowFullScreen, full));
+        tabs_->tabBar()->setHidden(full);
+        menuBar()->setHidden(full);
+        statusBar()->setHidden(full);
+    });
+    addAction(fullScreen);  // its key works while the menu is hidden
+    view->addAction(u"Pages in the &browser"_s, this, [this] {
+        actions_.Done(OpenInBrowser(program_.webServer, program_.webServer.Location() + u'/'));
+    });
+    QMenu* tools = menuBar()->addMenu(u"&Tools"_s);
+    tools->addAction(u"CT &burden calculator..."_s, this, [this] {
+        auto* dialog = new BurdenDialog(this);
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->open();
+    });
+    QMenu* help = menuBar()->addMenu(u"&Help"_s);
+    help->addAction(u"&First steps..."_s, this, &MainWindow::ShowFirstSteps);
+    help->addAction(u"&About Corvane"_s, this, [this] {
+        op_.Show(u"Corvane %1\n\nData folder: %2"_s.arg(QCoreApplication::applicationVersion(),
+                                                        program_.DataFolder()));
+    });
+}
+
+void MainWindow::BuildStatusBar() {
+    packets_ = new QLabel;
+    writeState_ = new QLabel;
+    work_ = new QLabel;
+    workBar_ = new QProgressBar;
+    workBar_->setMaximumWidth(160);
+    workBar_->setAccessibleName(u"Progress"_s);
+    workCancel_ = new QPushButton(u"Cancel"_s);
+    connect(workCancel_, &QPushButton::clicked, this, [this] { op_.SetCancelled(true); });
+    statusBar()->addWidget(packets_);
+    statusBar()->addWidget(writeState_);
+    for (QWidget* widget : {static_cast<QWidget*>(work_), static_cast<QWidget*>(workBar_),
+                            static_cast<QWidget*>(workCancel_)}) {
+        statusBar()->addPermanentWidget(widget);
+        widget->hide();
+    }
+}
+
+void MainWindow::RefreshStatus() {
+    packets_->setText(
+        u"%1 good packets, %2 bad"_s.arg(program_.framer.GoodPackets()).arg(program_.framer.BadPackets()));
+    writeState_->setText(program_.dbWriter.WriteStateText());
+}
+
+/// Without an operation, nothing runs any more.
+void MainWindow::ShowProgress(const Progress& progress) {
+    const bool running = !progress.operation.isEmpty();
+    work_->setText(u"%1  %2 s"_s.arg(progress.operation).arg(progress.seconds));
+    workBar_->setRange(0, progress.percent.has_value() ? 100 : 0);
+    workBar_->setValue(progress.percent.value_or(0));
+    work_->setVisible(running);
+    workBar_->setVisible(running);
+    workCancel_->setVisible(running);
+}
+
+void MainWindow::RestorePlace() {
+    const QByteArray place = QByteArray::fromBase64(program_.settings.GetSetting(kPlaceKey).toLatin1());
+    if (!restoreGeometry(place)) resize(kFirstSize);
+}
+
+void MainWindow::PrepareToEnd() {
+    setCursor(Qt::WaitCursor);
+    op_.EndQuestions();
+    program_.settings.SaveSetting(kPlaceKey, QString::fromLatin1(saveGeometry().toBase64()));
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();  // the program closes the window once it has ended
+    Q_EMIT CloseWanted();
+}
+
+}  // namespace corvane

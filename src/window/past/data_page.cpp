@@ -1,0 +1,287 @@
+#include "window/past/data_page.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLocale>
+#include <QPushButton>
+#include <QShortcut>
+#include <QSignalBlocker>
+#include <QTableView>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+#include "app/program.h"
+#include "history/csv_export.h"
+#include "window/actions.h"
+#include "window/parts/widgets.h"
+#include "window/past/history_choices.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString kTableKey = u"DataTable"_s;
+
+constexpr std::size_t kPagesWanted = 3;  ///< of a view that is scrolled fast, only the last are read
+
+/// What the tables are called, in the order in which they are offered. Others have their own names.
+struct TableName {
+    const char* table;
+    const char* name;
+};
+constexpr std::array<TableName, 7> kTableNames = {{
+    {"monitordata_minute", "Minute records"},
+    {"monitordata_hourly", "Hourly records"},
+    {"minute_power", "Power per minute"},
+    {"minute_energy", "Energy per minute"},
+    {"minutedata", "Minute table"},
+    {"applicationinfo", "Devices and labels"},
+    {"applications", "Tariff"},
+}};
+
+constexpr const char* kTableStyle = R"(
+QTableView { border: 1px solid palette(midlight); border-radius: 8px; }
+QHeaderView { background: palette(base); }
+QHeaderView::section {
+    background: palette(base); border: none; border-bottom: 1px solid palette(midlight); padding: 4px 6px;
+}
+QTableCornerButton::section { background: palette(base); border: none; }
+)";
+
+std::string DayText(QDate day) {
+    return day.toString(Qt::ISODate).toStdString();
+}
+
+}  // namespace
+
+DataPage::DataPage(Program& program, Actions& actions) : program_(program), export_(program) {
+    auto* page = new QVBoxLayout(this);
+    page->setContentsMargins(12, 12, 12, 12);
+    page->setSpacing(10);
+    page->addWidget(FilterBar(actions));
+    page->addWidget(Table(), 1);
+    state_ = TextLabel();
+    state_->setAccessibleName(u"Rows"_s);
+    page->addWidget(state_);
+    connect(&model_, &TableModel::PageWanted, this, [this](int first) {
+        pagesWanted_.push_front(first);
+        if (pagesWanted_.size() > kPagesWanted) {
+            model_.GiveUpPage(pagesWanted_.back());
+            pagesWanted_.pop_back();
+        }
+        ReadNext();
+    });
+    connect(&program_.databaseFiles, &DatabaseFiles::Adopted, this, [this] {
+        model_.Show(nullptr);
+        choicesWanted_ = true;
+        if (isVisible()) ReadNext();
+    });
+}
+
+DataPage::~DataPage() {
+    ending_ = true;
+    worker_.End();
+}
+
+QWidget* DataPage::FilterBar(Actions& actions) {
+    auto* bar = new QWidget;
+    auto* row = new QHBoxLayout(bar);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(12);
+    table_ = new QComboBox;
+    table_->setAccessibleName(u"Table"_s);
+    device_ = new QComboBox;
+    device_->setAccessibleName(u"Device"_s);
+    limited_ = new QCheckBox(u"Only from"_s);
+    first_ = DayEntry(u"First day"_s);
+    last_ = DayEntry(u"Last day"_s);
+    first_->setDate(QDate::currentDate());
+    last_->setDate(QDate::currentDate());
+    for (QComboBox* choice : {table_, device_}) {
+        choice->setMinimumWidth(170);
+        connect(choice, &QComboBox::currentIndexChanged, this, &DataPage::Want);
+        row->addWidget(choice);
+    }
+    connect(table_, &QComboBox::activated, this,
+            [this] { program_.settings.SaveSetting(kTableKey, table_->currentData().toString()); });
+    row->addWidget(limited_);
+    row->addWidget(first_);
+    row->addWidget(new QLabel(u"to"_s));
+    row->addWidget(last_);
+    connect(limited_, &QCheckBox::toggled, this, &DataPage::Want);
+    for (QDateEdit* day : {first_, last_})
+        connect(day, &QDateEdit::dateChanged, this, [this] {
+            if (limited_->isChecked()) Want();
+        });
+    row->addStretch();
+    auto* again = new QPushButton(u"Read again"_s);
+    again->setToolTip(u"F5"_s);
+    connect(again, &QPushButton::clicked, this, [this] {
+        choicesWanted_ = true;
+        ReadNext();
+    });
+    connect(new QShortcut(Qt::Key_F5, this), &QShortcut::activated, again, &QPushButton::click);
+    row->addWidget(again);
+    row->addWidget(ActionButton(u"Save CSV..."_s, actions, [this](Operator& op) {
+        return export_.Run(
+            u"Save the rows"_s,
+            [rows = model_.Rows()](std::string path) {
+                const TableRows none;
+                const TableRows& shown = rows != nullptr ? *rows : none;
+                return ExportQuery(std::move(path), AllRows(shown),
+                                   static_cast<std::int64_t>(shown.ids.size()));
+            },
+            op);
+    }));
+    return bar;
+}
+
+QWidget* DataPage::Table() {
+    auto* view = new QTableView;
+    view->setAccessibleName(u"Rows of the table"_s);
+    view->setModel(&model_);
+    view->setStyleSheet(QString::fromLatin1(kTableStyle));
+    view->setAlternatingRowColors(true);
+    view->setCornerButtonEnabled(false);
+    view->setShowGrid(false);
+    view->setWordWrap(false);
+    view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view->setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
+    view->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    const int height = view->fontMetrics().height() + 8;
+    // A fixed height, so that a million rows cost the view nothing.
+    view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view->verticalHeader()->setDefaultSectionSize(height);
+    view->verticalHeader()->setDefaultAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    view->horizontalHeader()->setHighlightSections(false);
+    connect(&model_, &TableModel::modelReset, view, [this, view] {
+        const QFontMetrics metrics(view->font());
+        for (int column = 0; column < model_.columnCount(); ++column) {
+            const QString name = model_.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+            const QString widest = name == u"date"_s ? u"0000-00-00 00:00:00"_s : u"00000.000"_s;
+            view->setColumnWidth(
+                column, std::max(metrics.horizontalAdvance(name), metrics.horizontalAdvance(widest)) + 24);
+        }
+    });
+    return view;
+}
+
+TableFilter DataPage::Filter() const {
+    TableFilter filter;
+    filter.table = table_->currentData().toString().toStdString();
+    filter.address = device_->currentData().toString().toStdString();
+    if (limited_->isChecked()) {
+        filter.firstDay = DayText(first_->date());
+        filter.endDay = DayText(last_->date().addDays(1));
+    }
+    return filter;
+}
+
+void DataPage::Want() {
+    tableWanted_ = true;
+    worker_.Interrupt();  // what it reads is not wanted any more
+    ReadNext();
+}
+
+void DataPage::Refresh() {
+    if (model_.Rows() == nullptr) ReadNext();
+}
+
+void DataPage::ReadNext() {
+    if (ending_ || worker_.Busy()) return;
+    if (std::exchange(choicesWanted_, false)) {
+        ReadChoices();
+    } else if (std::exchange(tableWanted_, false)) {
+        pagesWanted_.clear();
+        auto rows = std::make_shared<TableRows>();
+        rows->filter = Filter();
+        ReadTable(std::move(rows));
+        state_->setText(u"Reading..."_s);
+    } else if (!pagesWanted_.empty()) {
+        const int first = pagesWanted_.front();
+        pagesWanted_.pop_front();
+        ReadPage(first);
+    }
+}
+
+QCoro::Task<> DataPage::ReadChoices() {
+    const QueryResult names = co_await worker_.Run(program_.database.databasePath(), ReadTableNames());
+    if (ending_) co_return;
+    if (!names.Ok()) {
+        choicesWanted_ = true;  // with the next refresh
+        co_return ShowState(names.errorText);
+    }
+    const QueryResult devices = co_await worker_.Run(program_.database.databasePath(), ReadDevices());
+    if (ending_) co_return;
+    devices_ = DevicesOf(devices);  // none where the file is none of ours
+    TakeTables(names);
+    TakeDevices();
+    Want();
+}
+
+QCoro::Task<> DataPage::ReadTable(std::shared_ptr<TableRows> rows) {
+    const QueryResult result = co_await worker_.Run(program_.database.databasePath(), FindRows(rows));
+    if (ending_) co_return;
+    if (result.errorText != SqlWorker::kInterrupted) {
+        model_.Show(result.Ok() ? rows : nullptr);
+        ShowState(result.errorText);
+    }
+    ReadNext();
+}
+
+QCoro::Task<> DataPage::ReadPage(int first) {
+    const std::shared_ptr<const TableRows> rows = model_.Rows();
+    if (rows == nullptr) co_return;
+    SqlJob job = corvane::ReadRows(*rows, static_cast<std::size_t>(first), TableModel::kPageRows);
+    QueryResult result = co_await worker_.Run(program_.database.databasePath(), job);
+    if (ending_) co_return;
+    const bool isShown = model_.Rows() == rows;
+    if (isShown && result.Ok()) {
+        model_.TakePage(first, std::move(result));
+    } else if (isShown) {
+        model_.GiveUpPage(first);
+        if (result.errorText != SqlWorker::kInterrupted) ShowState(result.errorText);
+    }
+    ReadNext();
+}
+
+void DataPage::TakeTables(const QueryResult& names) {
+    const QSignalBlocker blocked(table_);
+    const QString chosen = program_.settings.GetSetting(kTableKey);
+    table_->clear();
+    std::vector<std::string> others;
+    for (const auto& row : names.rows)
+        others.push_back(row.front().value_or(""));
+    for (const TableName& known : kTableNames)
+        if (std::erase(others, known.table) > 0)
+            table_->addItem(QString::fromLatin1(known.name), QString::fromLatin1(known.table));
+    for (const std::string& other : others)
+        table_->addItem(QString::fromStdString(other), QString::fromStdString(other));
+    table_->setCurrentIndex(std::max(table_->findData(chosen), 0));
+}
+
+void DataPage::TakeDevices() {
+    const QSignalBlocker blocked(device_);
+    const QString chosen = device_->currentData().toString();
+    device_->clear();
+    device_->addItem(u"All devices"_s, QString());
+    for (const HistoryDevice& device : devices_)
+        device_->addItem(DeviceName(device), QString::fromStdString(device.address));
+    device_->setCurrentIndex(std::max(device_->findData(chosen), 0));
+}
+
+void DataPage::ShowState(const std::string& error) {
+    if (!error.empty())
+        state_->setText(u"Reading failed: "_s + QString::fromStdString(error));
+    else
+        state_->setText(u"%1 rows, the newest first"_s.arg(QLocale().toString(model_.rowCount())));
+}
+
+}  // namespace corvane

@@ -1,0 +1,89 @@
+#include "window/setup/installation_box.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+#include <array>
+
+#include "app/program.h"
+#include "app/setting_rules.h"
+#include "window/actions.h"
+#include "window/parts/widgets.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct SwitchWords {
+    const char* key;
+    const char* text;
+    bool fallback;
+};
+
+constexpr std::array<SwitchWords, 5> kSwitches = {{
+    {"NegGen", "Show the main panel as a bi-polar value", false},
+    {"CurrentAvg", "Show the mean of the main panel's two currents", false},
+    {"Other", "Reckon OTHER (Un-monitored Loads)", true},
+    {"VoltX2", "Show twice the volts measured", false},
+    {"VRQ5806", "Take every VRQ-5806 packet for one of serial number 999998", false},
+}};
+
+}  // namespace
+
+InstallationBox::InstallationBox(Program& program, Actions& actions)
+    : QGroupBox(u"Installation Type"_s), program_(program), actions_(actions) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(2, 2, 2, 2);
+    consumption_ = TypeChoice(InstallationType::ConsumptionOnly);
+    netMetering_ = TypeChoice(InstallationType::NetMetering);
+    column->addWidget(consumption_);
+    column->addWidget(netMetering_);
+    for (const SwitchWords& words : kSwitches)
+        column->addWidget(Switch(QString::fromLatin1(words.key), QString::fromLatin1(words.text)));
+    device_ = TextLabel();
+    column->addWidget(device_);
+    VirtualDevice& device = program.virtualDevice;
+    column->addWidget(Row({ActionButton(u"Create virtual device..."_s, actions,
+                                        [&device](Operator& op) { return device.Create(op); }),
+                           ActionButton(u"Delete virtual device..."_s, actions,
+                                        [&device](Operator& op) { return device.Delete(op); })}));
+    column->addStretch();
+}
+
+QRadioButton* InstallationBox::TypeChoice(InstallationType type) {
+    auto* choice = new QRadioButton(VirtualDevice::TypeText(type));
+    connect(choice, &QRadioButton::clicked, this, [this, type] {
+        Refresh();  // until the answer has come
+        actions_.Run(u"Installation Type"_s, [this, type](Operator& op) {
+            return program_.virtualDevice.SetInstallationType(type, op);
+        });
+    });
+    return choice;
+}
+
+QCheckBox* InstallationBox::Switch(const QString& key, const QString& text) {
+    auto* box = new QCheckBox(text);
+    connect(box, &QCheckBox::clicked, this, [this, key](bool on) {
+        actions_.Done(ApplySetting(program_, SettingName::Parse(key), SettingsStore::BoolText(on)).outcome);
+    });
+    return switches_.emplace_back(box);
+}
+
+void InstallationBox::Refresh() {
+    const bool net = program_.virtualDevice.Type() == InstallationType::NetMetering;
+    consumption_->setChecked(!net);
+    netMetering_->setChecked(net);
+    for (std::size_t i = 0; i < kSwitches.size(); ++i) {
+        const SwitchWords& words = kSwitches[i];
+        switches_[i]->setChecked(program_.settings.GetBool(QString::fromLatin1(words.key), words.fallback));
+    }
+    device_->setText(program_.virtualDevice.Exists() ? u"The virtual device 999999 is recorded."_s
+                                                     : u"There is no virtual device."_s);
+}
+
+}  // namespace corvane

@@ -1,0 +1,44 @@
+// The monitor that commands go to: its packets, its settings, and what they were.
+#pragma once
+
+#include "window/page.h"
+
+class QComboBox;
+class QLabel;
+class QPlainTextEdit;
+class QVBoxLayout;
+
+namespace corvane {
+
+class Actions;
+class Program;
+
+class MonitorPage final : public Page {
+    Q_OBJECT
+
+public:
+    MonitorPage(Program& program, Actions& actions);
+
+    void Refresh() override;
+
+private:
+    void AddTarget(QVBoxLayout* page);
+    void AddCommands(QVBoxLayout* page);
+    void AddSettings(QVBoxLayout* page);
+    void AddSetters(QVBoxLayout* page);
+    void AddHistory(QVBoxLayout* page);
+    void ShowSettings();
+    void ShowHistory();
+    void ShowDifference();
+
+    Program& program_;
+    Actions& actions_;
+    QComboBox* target_;
+    QLabel* targetText_;
+    QPlainTextEdit* settings_;
+    QComboBox* from_;
+    QComboBox* to_;
+    QPlainTextEdit* difference_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,43 @@
+#include "demo/demo.h"
+
+#include <gtest/gtest.h>
+
+#include "app/program.h"
+#include "store/rows.h"
+#include "support/fake_clock.h"
+#include "support/scripted_operator.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+TEST(Demo, HasDaysOfRecordsThatItsMonitorsGoOnFrom) {
+    FakeClock clock;
+    DemoFolder folder;
+    ASSERT_TRUE(folder.Prepare(clock.Now()));
+    const std::string path = folder.Where().dataFolder.toStdString() + "/vrq1.db3";
+    const auto minuteBefore = DateTimeText(LocalTimeAt(clock.Now().unixSeconds - clock.Now().second - 60));
+    EXPECT_EQ(
+        Rows(path,
+             "SELECT deviceaddress, count(*), max(date) FROM monitordata_minute GROUP BY deviceaddress"),
+        (std::vector{"301234|10079|" + minuteBefore, "400123|10079|" + minuteBefore,
+                     "500042|10079|" + minuteBefore}));
+    EXPECT_EQ(Rows(path, "SELECT deviceaddress, count(*) FROM monitordata_hourly GROUP BY deviceaddress"),
+              (std::vector<std::string>{"301234|168", "400123|168", "500042|168"}));
+    const double newest = std::stod(
+        Rows(path, "SELECT max(ch1kwh) FROM monitordata_minute WHERE deviceaddress = 301234").at(0));
+
+    Program program(folder.Where(), clock);
+    ScriptedOperator op;
+    ASSERT_TRUE(QCoro::waitFor(program.Start(op)));
+    DemoMonitors monitors(program, folder.Monitors());
+    clock.AdvanceSeconds(10);
+    for (int slot = 1; slot <= 3; ++slot)
+        EXPECT_TRUE(program.measurement.Online(slot)) << slot;
+    EXPECT_NEAR(program.measurement.Readings(1).channels[0].absolute.Kwh(), newest, 0.02);
+    QCoro::waitFor(program.Close(op));
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,315 @@
+#include <QCoroTask>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "history/history_reader.h"
+#include "store/rows.h"
+#include "store/schema.h"
+#include "support/temp_folder.h"
+
+namespace corvane {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr double kNull = std::numeric_limits<double>::quiet_NaN();
+
+WallTime At(std::string_view stamp) {
+    return ParseStamp(stamp).value();
+}
+
+TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
+    EXPECT_EQ(At("1970-01-02 00:01:02"), kWallDay + 62);
+    EXPECT_EQ(At("2024-02-29 10:20"), At("2024-02-29 10:20:00"));
+    for (const char* wrong : {"", "2026-02-29 00:00:00", "2026-01-01 24:00:00", "2026-01-01 00:60:00",
+                              "2026-01-01T00:00:00", "2026-01-0x 00:00:00", "2026-01-01 00:00:0"})
+        EXPECT_FALSE(ParseStamp(wrong)) << wrong;
+
+    const struct {
+        CalendarUnit unit;
+        const char* time;
+        const char* start;
+        const char* next;
+    } cases[] = {
+        {CalendarUnit::Hour, "2026-03-04 05:59:59", "2026-03-04 05:00:00", "2026-03-04 06:00:00"},
+        {CalendarUnit::Day, "2024-02-28 23:59:59", "2024-02-28 00:00:00", "2024-02-29 00:00:00"},
+        {CalendarUnit::Week, "2026-01-01 12:00:00", "2025-12-29 00:00:00", "2026-01-05 00:00:00"},
+        {CalendarUnit::Week, "2026-01-05 00:00:00", "2026-01-05 00:00:00", "2026-01-12 00:00:00"},
+        {CalendarUnit::Month, "2026-02-28 23:00:00", "2026-02-01 00:00:00", "2026-03-01 00:00:00"},
+        {CalendarUnit::Month, "2026-12-31 00:00:00", "2026-12-01 00:00:00", "2027-01-01 00:00:00"},
+        {CalendarUnit::Year, "2025-12-31 23:59:59", "2025-01-01 00:00:00", "2026-01-01 00:00:00"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(StampText(StartOf(c.unit, At(c.time))), c.start) << c.time;
+        EXPECT_EQ(StampText(NextStart(c.unit, At(c.time))), c.next) << c.time;
+    }
+}
+
+/// "time:watts" of each point, or "time:lowest/highest/mean", "-" for a break.
+std::string TraceText(const std::vector<std::pair<WallTime, float>>& records, WallTime to, int columns) {
+    PowerHistory history;
+    for (const auto& [time, watts] : records)
+        history.Add(time, {watts});
+    history.Sort();
+    std::string text;
+    for (const TracePoint& point : TraceOf(history, 0, 0, to, columns)) {
+        text += text.empty() ? "" : " ";
+        if (std::isnan(point.mean)) {
+            text += "-";
+            continue;
+        }
+        text += std::to_string(std::lround(point.time)) + ":" + std::to_string(std::lround(point.lowest));
+        if (point.lowest == point.highest) continue;
+        text +=
+            "/" + std::to_string(std::lround(point.highest)) + "/" + std::to_string(std::lround(point.mean));
+    }
+    return text;
+}
+
+TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const struct {
+        const char* what;
+        std::vector<std::pair<WallTime, float>> records;
+        WallTime to;
+        int columns;
+        const char* trace;
+    } cases[] = {
+        {"records fewer than columns come as they are",
+         {{0, 5}, {60, 7}, {120, 6}},
+         180,
+         18,
+         "0:5 60:7 120:6"},
+        {"more than columns: of each its lowest, highest and mean",
+         {{0, 5}, {60, 9}, {120, 1}, {180, 1}, {240, 2}, {300, 3}, {360, 7}},
+         480,
+         2,
+         "120:1/9/4 360:2/7/4"},
+        {"180 s is no gap, 181 s is one",
+         {{0, 1}, {180, 2}, {361, 3}, {421, 4}},
+         600,
+         600,
+         "0:1 180:2 - 361:3 421:4"},
+        {"a gap from column to column, though its records lie deep in them",
+         {{0, 1}, {60, 2}, {120, 3}, {900, 4}, {960, 5}, {1020, 6}},
+         1200,
+         2,
+         "300:1/3/2 - 900:4/6/5"},
+        {"a record alone stands between breaks",
+         {{0, 1}, {1000, 7}, {2000, 1}, {2060, 1}},
+         3000,
+         300,
+         "0:1 - 1000:7 - 2000:1 2060:1"},
+        {"twice the same record is one", {{0, 1}, {60, 2}, {60, 2}, {120, 1}}, 180, 180, "0:1 60:2 120:1"},
+        {"a clock set back", {{120, 3}, {0, 1}, {60, 2}}, 180, 180, "0:1 60:2 120:3"},
+        {"NULL is no value", {{0, 1}, {60, nan}, {120, 2}}, 180, 180, "0:1 120:2"},
+        {"nor part of a mean", {{0, nan}, {60, 4}, {120, nan}, {180, 6}, {240, nan}}, 300, 1, "150:4/6/5"},
+        {"one record further at either side",
+         {{-160, 9}, {-60, 1}, {0, 2}, {60, 3}, {120, 4}, {180, 9}},
+         60,
+         60,
+         "-60:1 0:2 60:3 120:4"},
+        {"nothing", {}, 60, 60, ""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(TraceText(c.records, c.to, c.columns), c.trace) << c.what;
+}
+
+/// "start=kWh" of the bars of CH1 with their cover in minutes, then what lies between them.
+std::string BarsText(const EnergyHistory& energy, CalendarUnit unit, const char* from, const char* to) {
+    std::string text;
+    const EnergyBars bars = energy.Bars(unit, At(from), At(to), {});
+    const auto number = [](double kwh) { return std::to_string(std::lround(kwh * 1000)); };
+    for (const EnergyBar& bar : bars.bars)
+        text += StampText(bar.from).substr(5, 8) + "=" + number(bar.kwh[0]) + "/" +
+                std::to_string(bar.covered / 60) + " ";
+    return text + "between=" + number(bars.between[0]);
+}
+
+TEST(EnergyBars, AreWhatTheMeterCountedWhateverHappenedToIt) {
+    struct Reading {
+        const char* time;
+        double kwh;
+    };
+    const struct {
+        const char* what;
+        std::vector<Reading> readings;
+        CalendarUnit unit;
+        const char* bars;
+        bool signedCh1 = false;
+    } cases[] = {
+        {"a step across the full hour is divided by time",
+         {{"2026-05-01 10:45:00", 100}, {"2026-05-01 11:15:00", 101}},
+         CalendarUnit::Hour,
+         "05-01 10=500/15 05-01 11=500/15 between=0"},
+        {"a row that is there twice counts once",
+         {{"2026-05-01 10:00:00", 100},
+          {"2026-05-01 10:00:00", 100},
+          {"2026-05-01 10:30:00", 101},
+          {"2026-05-01 10:30:00", 101}},
+         CalendarUnit::Hour,
+         "05-01 10=1000/30 between=0"},
+        {"a reset counts nothing, then goes on",
+         {{"2026-05-01 10:00:00", 100},
+          {"2026-05-01 10:20:00", 0},
+          {"2026-05-01 10:30:00", 0.25},
+          {"2026-05-01 10:40:00", 0.75}},
+         CalendarUnit::Hour,
+         "05-01 10=500/40 between=0"},
+        {"a value mended to 0 is stepped over",
+         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 10:20:00", 0}, {"2026-05-01 10:40:00", 101}},
+         CalendarUnit::Hour,
+         "05-01 10=1000/40 between=0"},
+        {"an exchanged meter is no energy",
+         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 10:20:00", 9000}, {"2026-05-01 10:40:00", 9001}},
+         CalendarUnit::Hour,
+         "05-01 10=1000/40 between=0"},
+        {"NULL is made up for by the next",
+         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 10:20:00", kNull}, {"2026-05-01 10:40:00", 101}},
+         CalendarUnit::Hour,
+         "05-01 10=1000/40 between=0"},
+        {"a gap is in no hour",
+         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 11:05:01", 105}},
+         CalendarUnit::Hour,
+         "between=5000"},
+        {"but in the day that it lies in",
+         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 20:00:00", 105}},
+         CalendarUnit::Day,
+         "05-01 00=5000/600 between=0"},
+        {"up to its very end",
+         {{"2026-05-01 10:00:00", 100}, {"2026-05-02 00:00:00", 105}},
+         CalendarUnit::Day,
+         "05-01 00=5000/840 between=0"},
+        {"from one month into another: in neither",
+         {{"2026-05-31 10:00:00", 100}, {"2026-06-01 10:00:00", 105}, {"2026-06-01 10:30:00", 106}},
+         CalendarUnit::Month,
+         "06-01 00=1000/30 between=5000"},
+        {"the hour that comes twice at the end of summer time",
+         {{"2026-10-25 02:00:00", 100},
+          {"2026-10-25 02:40:00", 101},
+          {"2026-10-25 02:00:00", 102},
+          {"2026-10-25 02:40:00", 103}},
+         CalendarUnit::Hour,
+         "10-25 02=3000/80 between=0"},
+        {"net energy of the virtual device may fall",
+         {{"2026-05-01 10:00:00", 2}, {"2026-05-01 10:20:00", -1}, {"2026-05-01 10:40:00", 0}},
+         CalendarUnit::Hour,
+         "05-01 10=-2000/40 between=0",
+         true},
+        {"weeks",
+         {{"2026-05-03 23:30:00", 1}, {"2026-05-04 00:30:00", 2}},
+         CalendarUnit::Week,
+         "04-27 00=500/30 05-04 00=500/30 between=0"},
+    };
+    for (const auto& c : cases) {
+        EnergyHistory energy;
+        for (const Reading& reading : c.readings)
+            energy.Add(At(reading.time), {reading.kwh}, c.signedCh1);
+        EXPECT_EQ(BarsText(energy, c.unit, "2026-01-01 00:00:00", "2027-01-01 00:00:00"), c.bars) << c.what;
+    }
+}
+
+TEST(EnergyBars, CostWhatTheTariffSaysOfEachHour) {
+    const Tariff tariff{.prices = {1, 10, 100}};
+    EnergyHistory energy;
+    double meter = 0;
+    for (WallTime time = At("2026-05-01 00:00:00"); time <= At("2026-05-02 00:00:00"); time += kWallHour)
+        energy.Add(time, {kNull, ++meter}, false);
+    energy.Add(At("2026-05-02 06:00:00"), {kNull, meter + 10}, false);
+    energy.Add(At("2026-05-02 08:00:00"), {kNull, meter + 20}, false);
+    const EnergyBars bars =
+        energy.Bars(CalendarUnit::Day, At("2026-05-01 00:00:00"), At("2026-05-03 00:00:00"), tariff);
+    ASSERT_EQ(bars.bars.size(), 2U);
+    EXPECT_NEAR(bars.bars[0].cost[1], 10 * 1 + 5 * 10 + 9 * 100, 1e-9);
+    EXPECT_NEAR(bars.bars[1].cost[1], 10 * 100 + 10 * (1 + 100) / 2.0, 1e-9) << "gaps at the mean price";
+
+    const Tariff shifted{.prices = {1, 10, 100}, .begins = {22, 6, 12}};
+    EXPECT_EQ(shifted.PriceAt(5), 1);
+    EXPECT_EQ(shifted.PriceAt(6), 10);
+    EXPECT_EQ(shifted.PriceAt(21), 100);
+    EXPECT_EQ(FullHour("07:00"), 7);
+    for (const char* wrong : {"", "24", "07:30", "-1", "7x"})
+        EXPECT_FALSE(FullHour(wrong)) << wrong;
+}
+
+struct HistoryReading : testing::Test {
+    TempFolder folder;
+    std::string path = folder.Path(QStringLiteral("vrq1.db3")).toStdString();
+    SqlWorker worker;
+
+    HistoryReading() { EXPECT_TRUE(CreateTables(path)); }
+
+    void Minute(const char* date, double watts, double kwh, const char* address = "300001") const {
+        Execute(path, "INSERT INTO monitordata_minute(date, deviceaddress, ch1watt, ch1kwh) VALUES ('" +
+                          std::string(date) + "', " + address + ", " + std::to_string(watts) + ", " +
+                          std::to_string(kwh) + ")");
+    }
+    void Hour(const char* date, double kwh) const {
+        Execute(path, "INSERT INTO monitordata_hourly(date, deviceaddress, ch1kwh) VALUES ('" +
+                          std::string(date) + "', 300001, " + std::to_string(kwh) + ")");
+    }
+    QueryResult Run(SqlJob job) { return QCoro::waitFor(worker.Run(path, std::move(job))); }
+};
+
+TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAreAdded) {
+    for (const char* hour : {"2026-05-01 08:10:00", "2026-05-01 09:10:00", "2026-05-01 10:10:00"}) {
+        const auto hours = (At(hour) - At("2026-05-01 08:10:00")) / kWallHour;
+        Hour(hour, 50 + static_cast<double>(hours));
+    }
+    Minute("2026-05-01 10:09:00", 100, 52.1);  // between two hourly readings, and ahead of one
+    Minute("2026-05-01 10:11:00", 200, 52.2);
+    Minute("2026-05-01 10:11:00", 5, 1, "300002");
+    Minute("2027-01-01 00:00:00", 5, 60);
+    const auto history = std::make_shared<DeviceHistory>();
+    history->address = "300001";
+    history->from = At("2026-01-01 00:00:00");
+    history->to = At("2027-01-01 00:00:00");
+    EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
+    EXPECT_EQ(BarsText(history->energy, CalendarUnit::Day, "2026-05-01 00:00:00", "2026-05-02 00:00:00"),
+              "05-01 00=2200/121 between=0");
+    EXPECT_EQ(history->power.times.size(), 2U);
+    EXPECT_EQ(history->tariff.prices[2], 0.134);
+
+    Execute(path, "UPDATE applications SET kwhtime3 = '21:00'");
+    Minute("2026-05-01 10:12:00", 300, 52.3);
+    EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
+    EXPECT_THAT(history->power.watts[0], ElementsAre(100, 200, 300));
+    EXPECT_EQ(history->tariff.begins[2], 21);
+
+    Execute(path, "DELETE FROM monitordata_minute");
+    Minute("2026-05-02 00:00:00", 400, 53);
+    EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
+    EXPECT_THAT(history->power.watts[0], ElementsAre(400)) << "the rows are numbered anew";
+}
+
+TEST_F(HistoryReading, KnowsDevicesWithRecordsAndTheirLabels) {
+    Execute(path, "UPDATE applicationinfo SET deviceaddress = 300002, ch2alias = 'Kitchen'");
+    Hour("2026-05-01 08:10:00", 1);
+    const auto devices = DevicesOf(Run(ReadDevices()));
+    ASSERT_EQ(devices.size(), 2U);
+    EXPECT_EQ(devices[0].address, "300002");
+    EXPECT_EQ(devices[0].id, 1);
+    EXPECT_THAT(devices[0].labels, ElementsAre("", "Kitchen", "", "", "", "", ""));
+    EXPECT_EQ(devices[1].address, "300001");
+    EXPECT_EQ(devices[1].id, 0);
+}
+
+TEST_F(HistoryReading, AWorkerThatEndsResumesWhoAwaitsIt) {
+    std::string error;
+    const auto endless = [](SqlSession& session) {
+        return session.Database().GetTable(
+            "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n) SELECT MAX(i) FROM n");
+    };
+    auto waiting = [](SqlWorker& of, std::string file, SqlJob job, std::string& result) -> QCoro::Task<> {
+        result = (co_await of.Run(std::move(file), std::move(job))).errorText;
+    }(worker, path, endless, error);
+    worker.End();
+    EXPECT_EQ(error, SqlWorker::kInterrupted);
+    EXPECT_FALSE(worker.Busy());
+}
+
+}  // namespace
+}  // namespace corvane
