@@ -25,7 +25,7 @@ bool Withheld(const QString& name) {
            });
 }
 
-QStringList Settings(const Program& program) {
+QStringList SettingLines(const Program& program) {
     QStringList lines;
     for (const QString& text : program.settings.Names()) {
         const SettingName name = SettingName::Parse(text);
@@ -66,7 +66,7 @@ QString BugReport(Program& program) {
     };
     lines += Links(program);
     lines += u"\nSettings"_s;
-    lines += Settings(program);
+    lines += SettingLines(program);
     lines += u"\nStatus list"_s;
     lines += QStringList(status.begin(), status.end());
     lines += u"\nError log"_s;

@@ -1,5 +1,6 @@
 #include "app/program.h"
 
+#include "app/setting_rules.h"
 #include "base/clock.h"
 #include "base/operator.h"
 #include "base/time_zone.h"
@@ -56,7 +57,10 @@ Program::Program(const Options& options, Clock& theClock)
       liveEvents([this](std::optional<int> slot) { return Readings(slot); }, clock),
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
-                settings, statusBoard, clock) {
+                settings, statusBoard, clock),
+      userSettings(settings, {}, [this](const QString& name, const QString& text) {
+          return ApplySetting(*this, SettingName::Parse(name), text).outcome;
+      }) {
     if (const std::string problem = TimeZoneProblem(TimeZoneSources::Here()); !problem.empty()) {
         const QString text = QString::fromStdString(problem);
         statusBoard.AddLine(u"     "_s + text);

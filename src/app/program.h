@@ -10,6 +10,7 @@
 
 #include "app/options.h"
 #include "app/running_command.h"
+#include "app/settings.h"
 #include "base/outcome.h"
 #include "base/status_board.h"
 #include "control/command_layer.h"
@@ -119,6 +120,7 @@ public:
     LiveEvents liveEvents;
     History history;
     WebServer webServer;
+    Settings userSettings;
 };
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 
 #include <QString>
 
+#include "app/settings.h"
 #include "base/outcome.h"
 
 namespace corvane {
@@ -19,7 +20,6 @@ struct SettingName {
 
 /// Whether the value of this key is never told, not even to whoever has just typed it.
 [[nodiscard]] bool IsSecret(const QString& key);
-inline const QString kNotShown = QStringLiteral("(not shown)");
 
 struct AppliedSetting {
     Outcome outcome = Outcome::Success();

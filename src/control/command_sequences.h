@@ -28,11 +28,11 @@ struct Piece {
         Pause,     ///< nothing is sent
     };
     Kind kind = Kind::Pause;
-    int pause = 0;                        ///< ms after the piece, or kAcknowledged
-    std::string_view word = {};           ///< three upper-case letters
-    std::uint8_t byte = 0;                ///< of a FixedByte
-    std::optional<Setting> setting = {};  ///< what an argument sets
-    bool highByte = false;                ///< the argument is the higher half of the setting's two bytes
+    int pause = 0;                               ///< ms after the piece, or kAcknowledged
+    std::string_view word = {};                  ///< three upper-case letters
+    std::uint8_t byte = 0;                       ///< of a FixedByte
+    std::optional<MonitorSetting> setting = {};  ///< what an argument sets
+    bool highByte = false;  ///< the argument is the higher half of the setting's two bytes
 };
 
 namespace piece {
@@ -46,10 +46,10 @@ constexpr Piece Word(std::string_view word, int pause = 0) {
 constexpr Piece Fixed(std::uint8_t byte, int pause = 0) {
     return {.kind = Piece::Kind::FixedByte, .pause = pause, .byte = byte};
 }
-constexpr Piece Argument(int pause = 0, std::optional<Setting> setting = {}) {
+constexpr Piece Argument(int pause = 0, std::optional<MonitorSetting> setting = {}) {
     return {.kind = Piece::Kind::Argument, .pause = pause, .setting = setting};
 }
-constexpr Piece HighByte(int pause, Setting setting) {
+constexpr Piece HighByte(int pause, MonitorSetting setting) {
     return {.kind = Piece::Kind::Argument, .pause = pause, .setting = setting, .highByte = true};
 }
 constexpr Piece Pause(int pause) {
@@ -123,13 +123,14 @@ namespace piece {
 constexpr Sequence Realtime(std::string_view name, std::string_view mode) {
     return {name, {Command(1600), Word("TOG", 840), Word(mode, 840)}};
 }
-constexpr Sequence Trim(std::string_view name, std::string_view word, Setting setting) {
+constexpr Sequence Trim(std::string_view name, std::string_view word, MonitorSetting setting) {
     return {name, {Command(1600), Word("SET", 840), Word(word, 840), Argument(32, setting)}};
 }
 constexpr Sequence NoArgument(std::string_view name, std::string_view word) {
     return {name, {Command(1600), Word("SET", 840), Word(word, 120)}};
 }
-constexpr Sequence Ct(std::string_view name, std::string_view word, Setting type, Setting range) {
+constexpr Sequence Ct(std::string_view name, std::string_view word, MonitorSetting type,
+                      MonitorSetting range) {
     return {name,
             {Command(kAcknowledged), Word("SET", kAcknowledged), Word(word, kAcknowledged),
              Word("TYP", kAcknowledged), Argument(kAcknowledged, type), Word("RNG", kAcknowledged),
@@ -148,31 +149,33 @@ inline constexpr auto kTable = std::to_array<Sequence>({
     {"Reset kWh counters", {Command(1600), Word("RQS", 840), Word("RKW", 120)}},
     {"Reset kWh counters", {Command(840), Word("RQS", 840), Word("RKW", 840), Pause(4000)}},
     {"Storage interval",
-     {Command(220), Word("SET", 40), Word("IVL", 40), Argument(140, Setting::StorageInterval)}},
+     {Command(220), Word("SET", 40), Word("IVL", 40), Argument(140, MonitorSetting::StorageInterval)}},
     {"Erase data logger", {Command(620), Word("RQS", 40), Word("REE", 140)}},
     {"Packet send frequency",
-     {Command(1600), Word("SET", 840), Word("IV2", 40), Argument(0, Setting::SendFrequency)}},
+     {Command(1600), Word("SET", 840), Word("IV2", 40), Argument(0, MonitorSetting::SendFrequency)}},
     {"Packet trigger threshold",
-     {Command(1600), Word("SET", 840), Word("IV3", 840), Argument(840, Setting::TriggerThreshold),
-      HighByte(0, Setting::TriggerThreshold)}},
-    {"Aux constant", {Command(1600), Word("SET", 840), Word("AUX", 840), Argument(20, Setting::AuxConstant)}},
-    Trim("Aux trim 1", "TR1", Setting::AuxTrim1),
-    Trim("Aux trim 2", "TR2", Setting::AuxTrim2),
-    Trim("Aux trim 3", "TR3", Setting::AuxTrim3),
-    Trim("Aux trim 4", "TR4", Setting::AuxTrim4),
-    Trim("Aux trim 5", "TR5", Setting::AuxTrim5),
-    {"Options byte", {Command(1600), Word("SET", 840), Word("OPT", 840), Argument(20, Setting::Option)}},
+     {Command(1600), Word("SET", 840), Word("IV3", 840), Argument(840, MonitorSetting::TriggerThreshold),
+      HighByte(0, MonitorSetting::TriggerThreshold)}},
+    {"Aux constant",
+     {Command(1600), Word("SET", 840), Word("AUX", 840), Argument(20, MonitorSetting::AuxConstant)}},
+    Trim("Aux trim 1", "TR1", MonitorSetting::AuxTrim1),
+    Trim("Aux trim 2", "TR2", MonitorSetting::AuxTrim2),
+    Trim("Aux trim 3", "TR3", MonitorSetting::AuxTrim3),
+    Trim("Aux trim 4", "TR4", MonitorSetting::AuxTrim4),
+    Trim("Aux trim 5", "TR5", MonitorSetting::AuxTrim5),
+    {"Options byte",
+     {Command(1600), Word("SET", 840), Word("OPT", 840), Argument(20, MonitorSetting::Option)}},
     {"PT type and range",
-     {Command(1600), Word("SET", 840), Word("PTT", 840), Argument(840, Setting::PtType), Word("PTR", 840),
-      Argument(1000, Setting::PtRange), Pause(1000)}},
+     {Command(1600), Word("SET", 840), Word("PTT", 840), Argument(840, MonitorSetting::PtType),
+      Word("PTR", 840), Argument(1000, MonitorSetting::PtRange), Pause(1000)}},
     NoArgument("NG1", "NG1"),
     NoArgument("NG2", "NG2"),
     {"Two-channel identity",
-     {Command(1600), Word("SET", 840), Word("SID", 840), Argument(840, Setting::SerialNumber),
-      HighByte(40, Setting::SerialNumber), Pause(2000), Command(1600), Word("SET", 840), Word("UID", 840),
-      Argument(1400, Setting::UnitId)}},
-    Ct("CT1 type and range", "CT1", Setting::Ct1Type, Setting::Ct1Range),
-    Ct("CT2 type and range", "CT2", Setting::Ct2Type, Setting::Ct2Range),
+     {Command(1600), Word("SET", 840), Word("SID", 840), Argument(840, MonitorSetting::SerialNumber),
+      HighByte(40, MonitorSetting::SerialNumber), Pause(2000), Command(1600), Word("SET", 840),
+      Word("UID", 840), Argument(1400, MonitorSetting::UnitId)}},
+    Ct("CT1 type and range", "CT1", MonitorSetting::Ct1Type, MonitorSetting::Ct1Range),
+    Ct("CT2 type and range", "CT2", MonitorSetting::Ct2Type, MonitorSetting::Ct2Range),
     {"Read settings", {Command(1600), Word("SET", 840), Word("RCV")}},
     {"Data-logger download",
      {Command(1600), Word("DNL", 840), Word("DN2", 840), Argument(840), Argument(840), Argument(60),

@@ -41,15 +41,15 @@ struct RestorePlan {
 RestorePlan PlanRestore(const SettingsBlock& now, const SettingsBlock& then) {
     const auto changes = Changes(now, then);
     RestorePlan plan;
-    std::vector<Setting> covered;
+    std::vector<MonitorSetting> covered;
     for (const Setter& setter : Setters()) {
-        const std::vector<Setting> settings = setter.Settings();
+        const std::vector<MonitorSetting> settings = setter.Settings();
         const bool differs = std::ranges::any_of(
-            settings, [&](Setting setting) { return now.Raw(setting) != then.Raw(setting); });
+            settings, [&](MonitorSetting setting) { return now.Raw(setting) != then.Raw(setting); });
         // Who a monitor is stays as it is: the history is that of one serial number.
         if (!differs || setter.operation == Operation::TwoChannelIdentity) continue;
         QStringList inputs;
-        for (const Setting setting : settings)
+        for (const MonitorSetting setting : settings)
             inputs.append(QString::number(then.Value(setting)));
         const auto parsed = setter.Parse(inputs);
         const auto* arguments = std::get_if<QByteArray>(&parsed);
@@ -129,7 +129,7 @@ void DeviceSettings::Show(Operator& op) const {
 }
 
 QCoro::Task<> DeviceSettings::CheckSendFrequency(Operator& op) {
-    if (slots_.InUse() < 2 || last_->Raw(Setting::SendFrequency) >= kLeastSendFrequency) co_return;
+    if (slots_.InUse() < 2 || last_->Raw(MonitorSetting::SendFrequency) >= kLeastSendFrequency) co_return;
     const bool set = co_await op.AskYesNo(
         u"Warning!\r\n"
         "The packet send frequency value for this VRQ monitor is too low for multi-device operation.\r\n"
@@ -180,7 +180,7 @@ QCoro::Task<Outcome> DeviceSettings::VerifyCt(const Setter& setter, QByteArray a
         co_return Outcome::Failure(kMayHaveFailed);
     }
     if (!co_await clock_.DLY(kBeforeRead)) co_return Outcome::Failure(kCloses);
-    const std::vector<Setting> settings = setter.Settings();
+    const std::vector<MonitorSetting> settings = setter.Settings();
     for (std::size_t i = 0; i < settings.size(); ++i) {
         const auto entered = static_cast<std::uint8_t>(arguments[static_cast<qsizetype>(i)]);
         if (last_->Raw(settings[i]) != entered) co_return Outcome::Failure(kMayHaveFailed);

@@ -86,7 +86,7 @@ std::optional<KeptSettings> MonitorHistory::Find(const QString& serialText, cons
 std::vector<SettingChange> Changes(const SettingsBlock& from, const SettingsBlock& to) {
     std::vector<SettingChange> changes;
     for (std::size_t i = 0; i < kSettingsFields.size(); ++i) {
-        const auto setting = static_cast<Setting>(i);
+        const auto setting = static_cast<MonitorSetting>(i);
         if (from.Raw(setting) == to.Raw(setting)) continue;
         changes.push_back({setting, u"%1%2 -> %3"_s.arg(Latin(Layout(setting).label),
                                                         Latin(from.Text(setting)), Latin(to.Text(setting)))});
@@ -98,7 +98,7 @@ std::vector<std::string> SettingLines(const SettingsBlock& block) {
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < kSettingsFields.size(); ++i) {
         std::string line(kSettingsFields[i].label);
-        line += block.Text(static_cast<Setting>(i));
+        line += block.Text(static_cast<MonitorSetting>(i));
         lines.push_back(line);
     }
     return lines;

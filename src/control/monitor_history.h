@@ -41,7 +41,7 @@ private:
 
 /// A field in which two read-outs differ.
 struct SettingChange {
-    Setting setting;
+    MonitorSetting setting;
     QString text;  ///< "CT1 Type: 163 -> 17"
 };
 

@@ -109,8 +109,8 @@ std::variant<QByteArray, QString> Setter::Parse(const QStringList& texts) const 
     return bytes;
 }
 
-std::vector<Setting> Setter::Settings() const {
-    std::vector<Setting> settings;
+std::vector<MonitorSetting> Setter::Settings() const {
+    std::vector<MonitorSetting> settings;
     for (const Piece& piece : SequenceOf(operation)) {
         if (piece.setting.has_value() && !piece.highByte) settings.push_back(*piece.setting);
     }

@@ -40,7 +40,7 @@ struct Setter {
     [[nodiscard]] std::variant<QByteArray, QString> Parse(const QStringList& inputs) const;
 
     /// The settings that its sequence writes, in the order of the inputs.
-    [[nodiscard]] std::vector<Setting> Settings() const;
+    [[nodiscard]] std::vector<MonitorSetting> Settings() const;
 };
 
 [[nodiscard]] std::span<const Setter> Setters();

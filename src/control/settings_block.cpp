@@ -11,10 +11,10 @@ constexpr std::array<std::string_view, 3> kAuxModes = {"AC Power or Unipolar DC"
 }  // namespace
 
 std::string SettingsBlock::SerialText() const {
-    return std::to_string(Raw(Setting::UnitId)) + Text(Setting::SerialNumber);
+    return std::to_string(Raw(MonitorSetting::UnitId)) + Text(MonitorSetting::SerialNumber);
 }
 
-std::string SettingsBlock::Text(Setting setting) const {
+std::string SettingsBlock::Text(MonitorSetting setting) const {
     const int value = Value(setting);
     switch (Layout(setting).form) {
         case FieldForm::Plain:

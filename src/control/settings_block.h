@@ -20,7 +20,7 @@ inline constexpr std::uint8_t kAcknowledgement = 0xFC;
 inline constexpr std::size_t kSettingsReply = 34;
 inline constexpr std::size_t kSettingsBytes = 33;
 
-enum class Setting : std::uint8_t {
+enum class MonitorSetting : std::uint8_t {
     Ct1Type,
     Ct1Range,
     Ct2Type,
@@ -94,7 +94,7 @@ inline constexpr auto kSettingsFields = std::to_array<SettingsField>({
     {"triggerThreshold", "Packet Trigger Threshold:   ", 31, FieldPart::TwoBytes, FieldForm::Watts},
 });
 
-[[nodiscard]] constexpr const SettingsField& Layout(Setting setting) {
+[[nodiscard]] constexpr const SettingsField& Layout(MonitorSetting setting) {
     return kSettingsFields[static_cast<std::size_t>(setting)];
 }
 
@@ -110,7 +110,7 @@ struct SettingsBlock {
     std::array<std::uint8_t, kSettingsBytes> bytes{};
 
     /// The field's number as sent.
-    [[nodiscard]] constexpr int Raw(Setting setting) const {
+    [[nodiscard]] constexpr int Raw(MonitorSetting setting) const {
         const SettingsField& field = Layout(setting);
         const int byte = bytes[field.byte - 1U];
         switch (field.part) {
@@ -127,7 +127,7 @@ struct SettingsBlock {
     }
 
     /// Higher bits than the field has room for are cut off.
-    constexpr void Set(Setting setting, int raw) {
+    constexpr void Set(MonitorSetting setting, int raw) {
         const SettingsField& field = Layout(setting);
         std::uint8_t& byte = bytes[field.byte - 1U];
         switch (field.part) {
@@ -148,7 +148,7 @@ struct SettingsBlock {
     }
 
     /// The number that a setter would be given to bring this value about.
-    [[nodiscard]] constexpr int Value(Setting setting) const {
+    [[nodiscard]] constexpr int Value(MonitorSetting setting) const {
         return Layout(setting).form == FieldForm::Trim ? TrimOfNibble(Raw(setting)) : Raw(setting);
     }
 
@@ -156,17 +156,17 @@ struct SettingsBlock {
 
     /// Whether the block can be that of a monitor: an aux constant below 181 and an option below 6.
     [[nodiscard]] constexpr bool Plausible() const {
-        return Raw(Setting::AuxConstant) < 181 && Raw(Setting::Option) < 6;
+        return Raw(MonitorSetting::AuxConstant) < 181 && Raw(MonitorSetting::Option) < 6;
     }
 
     /// The unit id in decimal, then the serial number as five digits: what a device is bound to.
     [[nodiscard]] std::string SerialText() const;
 
     /// Whether the monitor has no serial number of its own.
-    [[nodiscard]] constexpr bool HasNoSerial() const { return Raw(Setting::SerialNumber) == 0; }
+    [[nodiscard]] constexpr bool HasNoSerial() const { return Raw(MonitorSetting::SerialNumber) == 0; }
 
     /// The value as people read it, without the label.
-    [[nodiscard]] std::string Text(Setting setting) const;
+    [[nodiscard]] std::string Text(MonitorSetting setting) const;
 };
 
 }  // namespace corvane

@@ -14,7 +14,7 @@ namespace {
 QJsonObject SettingsObject(const SettingsBlock& block) {
     QJsonObject object{{u"serial"_s, QString::fromStdString(block.SerialText())}};
     for (std::size_t i = 0; i < kSettingsFields.size(); ++i) {
-        object[QLatin1StringView(kSettingsFields[i].key)] = block.Value(static_cast<Setting>(i));
+        object[QLatin1StringView(kSettingsFields[i].key)] = block.Value(static_cast<MonitorSetting>(i));
     }
     return object;
 }

@@ -14,31 +14,31 @@ constexpr std::uint8_t kCommandByte = 0xFC;
 
 /// A monitor as it comes out of its box, but for who it is.
 constexpr struct {
-    Setting setting;
+    MonitorSetting setting;
     int raw;
 } kFactorySettings[] = {
-    {Setting::Ct1Type, 163},
-    {Setting::Ct1Range, 4},
-    {Setting::Ct2Type, 163},
-    {Setting::Ct2Range, 4},
-    {Setting::PtType, 184},
-    {Setting::PtRange, 3},
-    {Setting::StorageInterval, 15},
-    {Setting::Firmware, 1020},
-    {Setting::AuxConstant, 100},
-    {Setting::AuxTrim1, 1},
-    {Setting::AuxTrim2, 1},
-    {Setting::AuxTrim3, 1},
-    {Setting::AuxTrim4, 1},
-    {Setting::AuxTrim5, 1},
-    {Setting::K1H, 21},
-    {Setting::K1L, 22},
-    {Setting::K2H, 23},
-    {Setting::K2L, 24},
-    {Setting::KV0, 25},
-    {Setting::Option, 0},
-    {Setting::AuxVersion, 2},
-    {Setting::TriggerThreshold, 60},
+    {MonitorSetting::Ct1Type, 163},
+    {MonitorSetting::Ct1Range, 4},
+    {MonitorSetting::Ct2Type, 163},
+    {MonitorSetting::Ct2Range, 4},
+    {MonitorSetting::PtType, 184},
+    {MonitorSetting::PtRange, 3},
+    {MonitorSetting::StorageInterval, 15},
+    {MonitorSetting::Firmware, 1020},
+    {MonitorSetting::AuxConstant, 100},
+    {MonitorSetting::AuxTrim1, 1},
+    {MonitorSetting::AuxTrim2, 1},
+    {MonitorSetting::AuxTrim3, 1},
+    {MonitorSetting::AuxTrim4, 1},
+    {MonitorSetting::AuxTrim5, 1},
+    {MonitorSetting::K1H, 21},
+    {MonitorSetting::K1L, 22},
+    {MonitorSetting::K2H, 23},
+    {MonitorSetting::K2L, 24},
+    {MonitorSetting::KV0, 25},
+    {MonitorSetting::Option, 0},
+    {MonitorSetting::AuxVersion, 2},
+    {MonitorSetting::TriggerThreshold, 60},
 };
 
 /// The piece at `index` of those that are sent; null where there are fewer.
@@ -79,9 +79,9 @@ CommandListener::CommandListener(SimulatedMonitor& monitor, Line& line, Clock& c
     settings_.bytes[0] = kAcknowledgement;
     for (const auto& [setting, raw] : kFactorySettings)
         settings_.Set(setting, raw);
-    settings_.Set(Setting::UnitId, monitor.Serial().unitId);
-    settings_.Set(Setting::SerialNumber, monitor.Serial().number);
-    settings_.Set(Setting::SendFrequency, monitor.Interval());
+    settings_.Set(MonitorSetting::UnitId, monitor.Serial().unitId);
+    settings_.Set(MonitorSetting::SerialNumber, monitor.Serial().number);
+    settings_.Set(MonitorSetting::SendFrequency, monitor.Interval());
     line_.SetReceiver([this](std::span<const std::uint8_t> bytes) { Take(bytes); });
     Forget();
 }
@@ -189,9 +189,9 @@ void CommandListener::Apply(const Sequence& sequence) {
         const int low = piece.highByte ? settings_.Raw(*piece.setting) % 256 + byte * 256 : byte;
         settings_.Set(*piece.setting, low);
     }
-    monitor_.SetInterval(settings_.Raw(Setting::SendFrequency));
-    monitor_.SetSerial({static_cast<std::uint8_t>(settings_.Raw(Setting::UnitId)),
-                        static_cast<std::uint16_t>(settings_.Raw(Setting::SerialNumber))});
+    monitor_.SetInterval(settings_.Raw(MonitorSetting::SendFrequency));
+    monitor_.SetSerial({static_cast<std::uint8_t>(settings_.Raw(MonitorSetting::UnitId)),
+                        static_cast<std::uint16_t>(settings_.Raw(MonitorSetting::SerialNumber))});
 }
 
 QCoro::Task<> CommandListener::SendBlock() {

@@ -81,6 +81,26 @@ int SettingsStore::GetNumber(const QString& key, int fallback, int least, int mo
     return fallback;
 }
 
+QString SettingsStore::Value(const Setting& setting, const SettingPlace& place) const {
+    return GetSetting(SettingKey(setting, place), QString::fromLatin1(setting.fallback),
+                      SettingSectionName(setting, place));
+}
+
+bool SettingsStore::IsOn(const Setting& setting, const SettingPlace& place) const {
+    const bool fallback = QLatin1StringView(setting.fallback) == "True"_L1;
+    return GetBool(SettingKey(setting, place), fallback, SettingSectionName(setting, place));
+}
+
+int SettingsStore::Number(const Setting& setting, const SettingPlace& place) {
+    const int fallback = QByteArrayView(setting.fallback).toInt();
+    return GetNumber(SettingKey(setting, place), fallback, setting.least, setting.most,
+                     SettingSectionName(setting, place));
+}
+
+void SettingsStore::Save(const Setting& setting, const QString& value, const SettingPlace& place) {
+    SaveSetting(SettingKey(setting, place), value, SettingSectionName(setting, place));
+}
+
 QStringList SettingsStore::Names() const {
     QStringList names = storedNames_.values();
     names.sort(Qt::CaseInsensitive);

@@ -9,13 +9,15 @@
 
 #include <concepts>
 
+#include "base/setting.h"
+
 namespace corvane {
 
 /// Settings are addressed by section and key, both without regard to case. General settings live in the
 /// section "startup", per-device ones in sections named by a number. On Windows they are the user's registry,
 /// elsewhere an INI file. What a change gives is on disk before `SaveSetting` returns, and a file is replaced
 /// in one step: a reader finds the old one or the new one.
-class SettingsStore : public QObject {
+class SettingsStore : public QObject, public SettingValues {
     Q_OBJECT
 
 public:
@@ -39,6 +41,24 @@ public:
     /// file, and `fallback` is used.
     [[nodiscard]] int GetNumber(const QString& key, int fallback, int least, int most,
                                 const QString& section = kStartup);
+
+    [[nodiscard]] QString Value(const Setting& setting, const SettingPlace& place = {}) const override;
+
+    /// The value of a switch. "True", "1" and "-1" are on, in any case of letters; anything else is off.
+    [[nodiscard]] bool IsOn(const Setting& setting, const SettingPlace& place = {}) const;
+
+    /// The value of a number. One that is none, or out of its range, is told through `Problem`, stays in the
+    /// file, and the fallback is used.
+    [[nodiscard]] int Number(const Setting& setting, const SettingPlace& place = {});
+
+    /// Keeps a value that was checked, or that the program itself made.
+    void Save(const Setting& setting, const QString& value, const SettingPlace& place = {});
+    void Save(const Setting& setting, std::same_as<bool> auto on, const SettingPlace& place = {}) {
+        Save(setting, BoolText(on), place);
+    }
+    void Save(const Setting& setting, std::same_as<int> auto number, const SettingPlace& place = {}) {
+        Save(setting, QString::number(number), place);
+    }
 
     /// All that is set, as "section/key", in the order of the alphabet.
     [[nodiscard]] QStringList Names() const;

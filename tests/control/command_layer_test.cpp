@@ -97,7 +97,7 @@ TEST_F(CommandLayerTest, TheAcknowledgedCommandStopsAtThePieceThatGetsNoAnswer) 
         const std::string sent = TakeSent(tcpA_);
         for (int i = 0; i < std::min(lost, 7); ++i)
             EXPECT_NE(sent.find(pieces[i]), std::string::npos) << sent;
-        EXPECT_EQ(monitor.Settings().Raw(Setting::Ct2Type), lost < 7 ? 163 : 17);
+        EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::Ct2Type), lost < 7 ? 163 : 17);
         EXPECT_EQ(monitor.LostBytes(), 0);
         EXPECT_TRUE(IsFree(kStreamTcpA));
     }

@@ -157,31 +157,31 @@ TEST_F(DeviceSettingsTest, EverySetterReachesItsFieldOfTheMonitor) {
     const struct {
         const char* name;
         QStringList inputs;
-        Setting setting;
+        MonitorSetting setting;
         int raw;
     } cases[] = {
-        {"ct1", {u"17"_s, u"2"_s}, Setting::Ct1Range, 2},
-        {"ct2", {u"255"_s, u"7"_s}, Setting::Ct2Type, 255},
-        {"pt", {u"5"_s, u"6"_s}, Setting::PtRange, 6},
-        {"iv2", {u"255"_s}, Setting::SendFrequency, 255},
-        {"iv3", {u"300"_s}, Setting::TriggerThreshold, 300},
-        {"aux", {u"180"_s}, Setting::AuxConstant, 180},
-        {"trim1", {u"7"_s}, Setting::AuxTrim1, 7},
-        {"trim2", {u"-1"_s}, Setting::AuxTrim2, 9},
-        {"trim3", {u"3"_s}, Setting::AuxTrim3, 3},
-        {"trim4", {u"-7"_s}, Setting::AuxTrim4, 15},
-        {"trim5", {u"2"_s}, Setting::AuxTrim5, 2},
-        {"options", {u"4"_s}, Setting::Option, 4},
-        {"interval", {u"30"_s}, Setting::StorageInterval, 30},
-        {"ng1", {}, Setting::AuxTrim1, 7},
+        {"ct1", {u"17"_s, u"2"_s}, MonitorSetting::Ct1Range, 2},
+        {"ct2", {u"255"_s, u"7"_s}, MonitorSetting::Ct2Type, 255},
+        {"pt", {u"5"_s, u"6"_s}, MonitorSetting::PtRange, 6},
+        {"iv2", {u"255"_s}, MonitorSetting::SendFrequency, 255},
+        {"iv3", {u"300"_s}, MonitorSetting::TriggerThreshold, 300},
+        {"aux", {u"180"_s}, MonitorSetting::AuxConstant, 180},
+        {"trim1", {u"7"_s}, MonitorSetting::AuxTrim1, 7},
+        {"trim2", {u"-1"_s}, MonitorSetting::AuxTrim2, 9},
+        {"trim3", {u"3"_s}, MonitorSetting::AuxTrim3, 3},
+        {"trim4", {u"-7"_s}, MonitorSetting::AuxTrim4, 15},
+        {"trim5", {u"2"_s}, MonitorSetting::AuxTrim5, 2},
+        {"options", {u"4"_s}, MonitorSetting::Option, 4},
+        {"interval", {u"30"_s}, MonitorSetting::StorageInterval, 30},
+        {"ng1", {}, MonitorSetting::AuxTrim1, 7},
     };
     const CommandListener& monitor = Join(tcpA_);
     for (const auto& c : cases) {
         EXPECT_EQ(SetThere(c.name, c.inputs), "") << c.name;
         EXPECT_EQ(monitor.Settings().Raw(c.setting), c.raw) << c.name;
     }
-    EXPECT_EQ(monitor.Settings().Raw(Setting::Ct1Type), 17);
-    EXPECT_EQ(monitor.Settings().Raw(Setting::PtType), 5);
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::Ct1Type), 17);
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::PtType), 5);
     EXPECT_EQ(monitor.LostBytes(), 0);
     EXPECT_TRUE(IsFree(kStreamTcpA));
 }
@@ -219,11 +219,11 @@ TEST_F(DeviceSettingsTest, OffersASlowerPaceWhereSeveralDevicesAreInUse) {
     Set("DeviceQTY", "2");
     op_.WillAnswer(question, Answer::No);
     EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
-    EXPECT_EQ(monitor.Settings().Raw(Setting::SendFrequency), 3);
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::SendFrequency), 3);
     op_.WillAnswer(question, Answer::Yes);
     EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
-    EXPECT_EQ(monitor.Settings().Raw(Setting::SendFrequency), 15);
-    EXPECT_EQ(monitor.Settings().Raw(Setting::TriggerThreshold), 60);
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::SendFrequency), 15);
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::TriggerThreshold), 60);
     ASSERT_EQ(SetThere("iv2", {u"4"_s}), "");
     EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
 }

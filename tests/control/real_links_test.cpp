@@ -60,7 +60,7 @@ protected:
         };
         EXPECT_EQ(Run(commands_.StopRealtime(op_)), "");
         EXPECT_EQ(set(u"17"_s), "");
-        EXPECT_EQ(listener.Settings().Raw(Setting::Ct1Type), 17);
+        EXPECT_EQ(listener.Settings().Raw(MonitorSetting::Ct1Type), 17);
         EXPECT_EQ(monitorSettings_.Last()->bytes, listener.Settings().bytes);
         EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
         clock_.AdvanceSeconds(8);

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     SettingsBlock block;
     std::copy_n(data, std::min(size, block.bytes.size()), block.bytes.begin());
     for (std::size_t i = 0; i < kSettingsFields.size(); ++i) {
-        const auto setting = static_cast<Setting>(i);
+        const auto setting = static_cast<MonitorSetting>(i);
         REQUIRE(!block.Text(setting).empty());
         SettingsBlock again = block;
         again.Set(setting, 0);

@@ -76,7 +76,7 @@ TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
     run(u"Read Settings"_s, [&] { return settings->toPlainText().contains(u"Packet Send Frequency"_s); });
     Find<QLineEdit>(kPage, u"Packet send frequency, seconds"_s)->setText(u"30"_s);
     run(u"Set Packet send frequency"_s,
-        [&] { return listener.Settings().Raw(Setting::SendFrequency) == 30; });
+        [&] { return listener.Settings().Raw(MonitorSetting::SendFrequency) == 30; });
     run(u"Start"_s, [&] { return monitor.SendsRealtime(); });
     clock.EndWaits();
 }
@@ -105,10 +105,10 @@ TEST_F(WindowTest, WhatAMonitorWasSetToIsComparedWithWhatItIs) {
     program_->settings.SaveSetting(u"DevSerial"_s, u"300007"_s, u"0"_s);
     SettingsBlock block;
     block.bytes[0] = kAcknowledgement;
-    block.Set(Setting::UnitId, 3);
-    block.Set(Setting::SerialNumber, 7);
+    block.Set(MonitorSetting::UnitId, 3);
+    block.Set(MonitorSetting::SerialNumber, 7);
     for (const int frequency : {8, 15}) {
-        block.Set(Setting::SendFrequency, frequency);
+        block.Set(MonitorSetting::SendFrequency, frequency);
         ASSERT_TRUE(program_->monitorHistory.Keep(block, LocalTimeAt(1'772'446'830 + frequency)));
     }
     window.ShowPage(kPage);

@@ -1,0 +1,70 @@
+#include "app/settings.h"
+
+#include "store/settings_store.h"
+
+namespace corvane {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kSections = 6;  ///< of settings that a device slot has each
+
+/// The section of this setting that has this name; nothing where it is none.
+std::optional<int> SectionNumber(const Setting& setting, const QString& name) {
+    if (setting.section == SettingSection::Startup) {
+        return name.compare("startup"_L1, Qt::CaseInsensitive) == 0 ? std::optional(0) : std::nullopt;
+    }
+    const int first = setting.section == SettingSection::SlotFromZero ? 0 : 1;
+    for (int number = first; number < first + kSections; ++number) {
+        if (name == QString::number(number)) return number;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<FoundSetting> Settings::Find(const QString& name) const {
+    const auto slash = name.indexOf(u'/');
+    const QString section = slash < 0 ? u"startup"_s : name.left(slash);
+    const QString key = name.mid(slash + 1);
+    for (const List list : lists_) {
+        for (const Setting& setting : list) {
+            const auto number = SectionNumber(setting, section);
+            if (!number.has_value()) continue;
+            for (const QString& member : SettingMembers(setting)) {
+                const SettingPlace place{.member = member, .section = *number};
+                if (key.compare(SettingKey(setting, place), Qt::CaseInsensitive) == 0)
+                    return FoundSetting{&setting, place};
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+Outcome Settings::Apply(const QString& name, const QString& text) {
+    const auto found = Find(name);
+    if (!found.has_value() && undeclared_) return undeclared_(name, text);
+    if (!found.has_value() || found->setting->by != SettingBy::Hand) {
+        return Outcome::Failure(
+            u"There is no setting %1 that can be set by hand."_s.arg(name.mid(name.indexOf(u'/') + 1)));
+    }
+    return Apply(*found->setting, text, found->place);
+}
+
+Outcome Settings::Apply(const Setting& setting, QString text, const SettingPlace& place) {
+    Outcome checked = CheckSetting(setting, text, store_);
+    if (checked) store_.Save(setting, text, place);
+    return checked;
+}
+
+QString Settings::ChangeText(const QString& name, const QString& text) const {
+    const auto found = Find(name);
+    if (!found.has_value()) return {};
+    const auto& [setting, place] = *found;
+    const bool shown = setting->privacy != SettingPrivacy::Secret;
+    return u"%1 = %2%3"_s.arg(SettingKey(*setting, place), shown ? text : kNotShown,
+                              SettingEffectText(setting->effect));
+}
+
+}  // namespace corvane

@@ -1,0 +1,66 @@
+// The one way in for values that people enter: window, browser and command line change settings through it.
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "base/outcome.h"
+#include "base/setting.h"
+
+namespace corvane {
+
+class SettingsStore;
+
+/// A declared setting, and which one of its family.
+struct FoundSetting {
+    const Setting* setting;
+    SettingPlace place;
+};
+
+class Settings {
+public:
+    using List = std::span<const Setting>;
+
+    using Rule = std::function<Outcome(const QString& name, const QString& text)>;
+
+    /// `lists`: what the owners of settings declare. `undeclared` applies those that no owner declares yet.
+    Settings(SettingsStore& store, std::vector<List> lists, Rule undeclared)
+        : store_(store), lists_(std::move(lists)), undeclared_(std::move(undeclared)) {}
+
+    /// Adds the settings of an owner that is made later, such as a page of the window. They must live as long
+    /// as this does.
+    void Add(List list) { lists_.push_back(list); }
+
+    [[nodiscard]] const std::vector<List>& Lists() const { return lists_; }
+
+    /// The setting of a name, "KEY" or "SECTION/KEY" in any case of letters; nothing where none is declared.
+    [[nodiscard]] std::optional<FoundSetting> Find(const QString& name) const;
+
+    /// Checks a text that was entered and keeps it. Refused, with a text, where the check says so, where no
+    /// such setting is declared, so that a slip of the pen is no silent loss, and where it is not for the
+    /// hand.
+    Outcome Apply(const QString& name, const QString& text);
+
+    /// The same of a declared setting.
+    Outcome Apply(const Setting& setting, QString text, const SettingPlace& place = {});
+
+    /// "KEY = VALUE" as it was entered, and from when on that is in effect; a secret is not told.
+    [[nodiscard]] QString ChangeText(const QString& name, const QString& text) const;
+
+    [[nodiscard]] SettingsStore& Store() { return store_; }
+
+private:
+    SettingsStore& store_;
+    std::vector<List> lists_;
+    Rule undeclared_;
+};
+
+/// What stands for a value that is not shown.
+inline const QString kNotShown = QStringLiteral("(not shown)");
+
+}  // namespace corvane
