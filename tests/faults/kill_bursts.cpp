@@ -4,16 +4,13 @@
 //
 // Each round starts the service on the same folder and sends the first packets of six monitors, which makes
 // it write six hourly records, and wraps that make it save carries.
-#include <QCoreApplication>
 #include <QThread>
 
 #include <cstdio>
 #include <random>
-#include <stdexcept>
 
-#include "store/capture_database.h"
+#include "faults/fault.h"
 #include "support/packets.h"
-#include "system/programs.h"
 
 namespace corvane {
 namespace {
@@ -22,10 +19,6 @@ using namespace Qt::StringLiterals;
 
 constexpr int kMonitors = 6;
 constexpr int kPacketsEach = 8;
-
-void Require(bool condition, const QString& what) {
-    if (!condition) throw std::runtime_error(what.toStdString());
-}
 
 /// Packets of all monitors in turn, whose AUX1 wraps with every second one.
 QByteArray Traffic() {
@@ -48,12 +41,8 @@ struct Left {
 
 /// What the folder holds after a kill: a whole database, and settings that are not empty.
 Left Inspect(const ServiceFolder& house) {
-    const CaptureDatabase database(house.folder.Path(u"vrq1.db3"_s).toStdString());
-    const QueryResult whole = database.Run("PRAGMA integrity_check");
-    Require(whole.Ok() && whole.rows.front().front() == "ok", u"the database is damaged"_s);
-    const QueryResult rows = database.Run("SELECT count(*) FROM monitordata_hourly");
-    Require(rows.Ok(), u"the rows cannot be counted"_s);
-
+    const std::string rows =
+        RowOfWhole(house.folder.Path(u"vrq1.db3"_s), "SELECT count(*) FROM monitordata_hourly");
     const SettingsStore settings(house.folder.Path(u"corvane.ini"_s));
     Require(settings.GetSetting(u"TcpPortA"_s) == QString::number(house.portA),
             u"the settings lost a port"_s);
@@ -63,7 +52,7 @@ Left Inspect(const ServiceFolder& house) {
         Require(serial == u"30000%1"_s.arg(slot), u"the settings lost a device"_s);
         carries += settings.GetSetting(u"Roll3"_s, u"0"_s, QString::number(slot)).toInt();
     }
-    return {std::stoll(rows.rows.front().front().value_or("0")), carries};
+    return {std::stoll(rows), carries};
 }
 
 void Run(int rounds, unsigned seed) {
@@ -72,8 +61,7 @@ void Run(int rounds, unsigned seed) {
         house.Preset(u"DevSerial"_s, u"30000%1"_s.arg(slot), QString::number(slot - 1));
     }
     {
-        Started first(u"corvaned"_s, house.Arguments());
-        Require(first.Says(u"TCP Server B listens"_s), u"the service does not start: "_s + first.Output());
+        Service first(house);
         first.Terminate();
         Require(first.ExitCode() == 0, u"the service does not end"_s);
     }
@@ -83,17 +71,11 @@ void Run(int rounds, unsigned seed) {
     Left before{0, 0};
     int midway = 0;
     for (int round = 0; round < rounds; ++round) {
-        Started service(u"corvaned"_s, house.Arguments());
-        Require(service.Says(u"TCP Server B listens"_s),
-                u"the service does not start again: "_s + service.Output());
+        Service service(house);
         FarEnd gateway(house.portA);
-        Require(SpinUntil([&gateway] { return gateway.Socket().state() == QAbstractSocket::ConnectedState; }),
-                u"no connection"_s);
         gateway.Send(traffic);
-        gateway.Socket().flush();
         QThread::usleep(random() % 150'000);
-        service.Kill();
-        (void)service.ExitCode();
+        service.KillNow();
 
         const Left after = Inspect(house);
         Require(after.rows >= before.rows && after.carries >= before.carries, u"something written is gone"_s);
@@ -111,18 +93,5 @@ void Run(int rounds, unsigned seed) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    const QCoreApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    const int rounds = arguments.value(1).toInt();
-    if (rounds <= 0) {
-        std::fputs("usage: fault_kill ROUNDS [SEED]\n", stderr);
-        return 64;
-    }
-    try {
-        corvane::Run(rounds, arguments.value(2, QStringLiteral("1")).toUInt());
-    } catch (const std::runtime_error& fault) {
-        std::fprintf(stderr, "%s\n", fault.what());
-        return 1;
-    }
-    return 0;
+    return corvane::RunRounds(argc, argv, corvane::Run);
 }

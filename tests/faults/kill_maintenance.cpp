@@ -2,7 +2,6 @@
 // looks at what they leave behind:
 //
 //   fault_kill_maintenance ROUNDS [SEED]
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QThread>
@@ -10,11 +9,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <random>
-#include <stdexcept>
 
-#include "store/capture_database.h"
+#include "faults/fault.h"
 #include "store/schema.h"
-#include "system/programs.h"
 
 namespace corvane {
 namespace {
@@ -23,24 +20,12 @@ using namespace Qt::StringLiterals;
 
 constexpr int kRows = 60'000;
 
-void Require(bool condition, const QString& what) {
-    if (!condition) throw std::runtime_error(what.toStdString());
-}
-
 /// Rows, a row's content, and the type of the column to be mended, in one text.
 std::string Fingerprint(const QString& path) {
-    const CaptureDatabase database(path.toStdString());
-    const QueryResult whole = database.Run("PRAGMA integrity_check");
-    Require(whole.Ok() && whole.rows.front().front() == "ok", path + u" is damaged"_s);
-    const QueryResult rows = database.Run(
+    return RowOfWhole(
+        path,
         "SELECT COUNT(*), SUM(id), SUM(ch1kwh), (SELECT type FROM pragma_table_info('monitordata_minute') "
-        "WHERE "
-        "name='ch1kwh'), (SELECT COUNT(*) FROM sqlite_master) FROM monitordata_minute");
-    Require(rows.Ok(), u"%1: %2"_s.arg(path, QString::fromStdString(rows.errorText)));
-    std::string text;
-    for (const auto& cell : rows.rows.front())
-        text += cell.value_or("NULL") + " ";
-    return text;
+        "WHERE name='ch1kwh'), (SELECT COUNT(*) FROM sqlite_master) FROM monitordata_minute");
 }
 
 /// A day of a row each second or so, in a table whose energy has the wrong type.
@@ -90,9 +75,7 @@ private:
         ServiceFolder house;
         const QString path = house.folder.Path(u"vrq1.db3"_s);
         Require(QFile::copy(pristine_, path), u"no copy"_s);
-        Started service(u"corvaned"_s, house.Arguments());
-        Require(service.Says(u"TCP Server B listens"_s),
-                u"the service does not start: "_s + service.Output());
+        Service service(house);
         Started ctl(u"corvanectl"_s, QStringList{u"--yes"_s} + house.Arguments() + command);
         if (microseconds >= 0) {
             QThread::usleep(static_cast<unsigned long>(microseconds));
@@ -100,8 +83,7 @@ private:
         }
         const int code = ctl.ExitCode();
         Require(microseconds >= 0 || code == 0, ctl.Output());
-        service.Kill();
-        (void)service.ExitCode();
+        service.KillNow();
         // A backup that has its name is whole.
         const QString backup = house.folder.Path(u"vrq1_bak1.db3"_s);
         Require(!QFile::exists(backup) || Fingerprint(backup) == old_, u"a backup is not whole"_s);
@@ -124,18 +106,5 @@ void Run(int rounds, unsigned seed) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    const QCoreApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    const int rounds = arguments.value(1).toInt();
-    if (rounds <= 0) {
-        std::fputs("usage: fault_kill_maintenance ROUNDS [SEED]\n", stderr);
-        return 64;
-    }
-    try {
-        corvane::Run(rounds, arguments.value(2, QStringLiteral("1")).toUInt());
-    } catch (const std::runtime_error& fault) {
-        std::fprintf(stderr, "%s\n", fault.what());
-        return 1;
-    }
-    return 0;
+    return corvane::RunRounds(argc, argv, corvane::Run);
 }

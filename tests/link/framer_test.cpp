@@ -7,27 +7,19 @@
 #include <string>
 #include <utility>
 
-#include "support/packets.h"
+#include "support/received_packets.h"
 
 namespace corvane {
 namespace {
 
 using Framed = std::pair<int, Bytes>;  ///< stream and packet
 
-/// Notes what comes through.
-struct Recorder final : PacketReceiver {
-    void DisplayData(int stream, std::span<const std::uint8_t> packet) override {
-        framed.emplace_back(stream, Bytes(packet.begin(), packet.end()));
-    }
-    std::vector<Framed> framed;
-};
-
 /// Notes among the received packets, under the stream -10 and less, what was forwarded to it.
 struct Destination final : PacketDestination {
-    Destination(Recorder& recorder, int number) : recorder_(recorder), stream_(-10 - number) {}
+    Destination(NotedPackets& recorder, int number) : recorder_(recorder), stream_(-10 - number) {}
     void Forward(std::span<const std::uint8_t> packet) override { recorder_.DisplayData(stream_, packet); }
 
-    Recorder& recorder_;
+    NotedPackets& recorder_;
     int stream_;
 };
 
@@ -38,7 +30,7 @@ struct Result {
 };
 
 Result Framing(const Bytes& bytes) {
-    Recorder recorder;
+    NotedPackets recorder;
     Framer framer(recorder);
     for (const std::uint8_t byte : bytes)
         framer.ProcessByte(0, byte);
@@ -138,7 +130,7 @@ protected:
             framer_.ProcessByte(stream, byte);
     }
 
-    Recorder recorder_;
+    NotedPackets recorder_;
     Framer framer_{recorder_};
 };
 

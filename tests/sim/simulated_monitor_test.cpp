@@ -7,7 +7,7 @@
 #include <optional>
 #include <tuple>
 
-#include "link/framer.h"
+#include "support/received_packets.h"
 
 namespace corvane {
 namespace {
@@ -45,22 +45,13 @@ void ForAllConfigs(Check check) {
     }
 }
 
-/// A receiver that keeps what the framer accepts.
-class Received : public PacketReceiver {
-public:
-    void DisplayData(int stream, std::span<const std::uint8_t> packet) override {
-        packets.push_back(DecodePacket(stream, packet));
-    }
-    std::vector<RealtimePacket> packets;
-};
-
 TEST(SimulatedMonitor, PacketsArriveAsSentAndTheSameForTheSameSeedOnly) {
     ForAllConfigs([](MonitorConfig config) {
         SimulatedMonitor monitor(config);
         SimulatedMonitor twin(config);
         config.seed = 8;
         SimulatedMonitor other(config);
-        Received received;
+        NotedPackets received;
         Framer framer(received);
         std::size_t arrived = 0;
         bool othersDiffer = false;
@@ -71,11 +62,12 @@ TEST(SimulatedMonitor, PacketsArriveAsSentAndTheSameForTheSameSeedOnly) {
             for (const std::uint8_t byte : bytes)
                 framer.ProcessByte(kStreamTcpA, byte);
             arrived += monitor.LastPacketLost() ? 0 : 1;
-            ASSERT_EQ(received.packets.size(), arrived) << "after packet " << i;
+            ASSERT_EQ(received.framed.size(), arrived) << "after packet " << i;
             if (monitor.LastPacketLost()) continue;
-            ASSERT_EQ(received.packets.back().raw, monitor.AllRaw());
-            ASSERT_EQ(received.packets.back().SerialText(), "301234");
-            ASSERT_EQ(received.packets.back().kind, config.kind);
+            const RealtimePacket packet = DecodePacket(kStreamTcpA, received.framed.back().second);
+            ASSERT_EQ(packet.raw, monitor.AllRaw());
+            ASSERT_EQ(packet.SerialText(), "301234");
+            ASSERT_EQ(packet.kind, config.kind);
         }
         EXPECT_TRUE(othersDiffer);
         EXPECT_EQ(framer.BadPackets(), monitor.RefusedPackets());

@@ -1,4 +1,4 @@
-// Packets of the links' tests: as bytes to send, and noted down as they come out of the framer.
+// Packets as bytes to send, and noted down as they come out of the framer.
 #pragma once
 
 #include <QByteArray>
@@ -19,8 +19,10 @@ class NotedPackets final : public PacketReceiver {
 public:
     void DisplayData(int stream, std::span<const std::uint8_t> packet) override {
         packets.emplace_back(stream, static_cast<int>(DecodePacket(stream, packet).Raw(Field::SerialNumber)));
+        framed.emplace_back(stream, Bytes(packet.begin(), packet.end()));
     }
     Packets packets;
+    std::vector<std::pair<int, Bytes>> framed;  ///< the same, byte for byte
 };
 
 inline QByteArray PacketBytes(std::uint16_t serialNumber) {
