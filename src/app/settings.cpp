@@ -8,16 +8,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kSections = 6;  ///< of settings that a device slot has each
+constexpr int kSlotSections = 6;
 
-/// The section of this setting that has this name; nothing where it is none.
-std::optional<int> SectionNumber(const Setting& setting, const QString& name) {
-    if (setting.section == SettingSection::Startup) {
-        return name.compare("startup"_L1, Qt::CaseInsensitive) == 0 ? std::optional(0) : std::nullopt;
-    }
-    const int first = setting.section == SettingSection::SlotFromZero ? 0 : 1;
-    for (int number = first; number < first + kSections; ++number) {
-        if (name == QString::number(number)) return number;
+/// Where this setting lies whose section has this name: its slot, or 0 where it has none; nothing where the
+/// setting is not of that section.
+std::optional<int> SlotOfSection(const Setting& setting, const QString& name) {
+    const bool general = setting.section == SettingSection::Startup;
+    for (int slot = general ? 0 : 1; slot <= (general ? 0 : kSlotSections); ++slot) {
+        if (name.compare(SettingSectionName(setting, {.slot = slot}), Qt::CaseInsensitive) == 0) return slot;
     }
     return std::nullopt;
 }
@@ -30,10 +28,10 @@ std::optional<FoundSetting> Settings::Find(const QString& name) const {
     const QString key = name.mid(slash + 1);
     for (const List list : lists_) {
         for (const Setting& setting : list) {
-            const auto number = SectionNumber(setting, section);
-            if (!number.has_value()) continue;
+            const auto slot = SlotOfSection(setting, section);
+            if (!slot.has_value()) continue;
             for (const QString& member : SettingMembers(setting)) {
-                const SettingPlace place{.member = member, .section = *number};
+                const SettingPlace place{.member = member, .slot = *slot};
                 if (key.compare(SettingKey(setting, place), Qt::CaseInsensitive) == 0)
                     return FoundSetting{&setting, place};
             }
@@ -53,7 +51,7 @@ Outcome Settings::Apply(const QString& name, const QString& text) {
 }
 
 Outcome Settings::Apply(const Setting& setting, QString text, const SettingPlace& place) {
-    Outcome checked = CheckSetting(setting, text, store_);
+    Outcome checked = CheckSetting(setting, text, store_, place);
     if (checked) store_.Save(setting, text, place);
     return checked;
 }

@@ -11,31 +11,53 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-Outcome CheckSwitch(const Setting& setting, QString& text) {
+Outcome CheckSwitch(const QString& key, QString& text) {
     const QString word = text.trimmed().toLower();
     if (word != "true"_L1 && word != "false"_L1) {
-        return Outcome::Failure(u"%1 is True or False."_s.arg(SettingKey(setting)));
+        return Outcome::Failure(u"%1 is True or False."_s.arg(key));
     }
     text = word == "true"_L1 ? u"True"_s : u"False"_s;
     return Outcome::Success();
 }
 
-Outcome CheckNumber(const Setting& setting, QString& text) {
+Outcome CheckNumber(const Setting& setting, const QString& key, QString& text) {
     const auto number = NumberEntry(text);
     if (!number.has_value() || std::trunc(*number) != *number || *number < setting.least ||
         *number > setting.most) {
-        return Outcome::Failure(u"%1 is a whole number from %2 to %3."_s.arg(SettingKey(setting))
-                                    .arg(setting.least)
-                                    .arg(setting.most));
+        return Outcome::Failure(
+            u"%1 is a whole number from %2 to %3."_s.arg(key).arg(setting.least).arg(setting.most));
     }
     text = QString::number(static_cast<int>(*number));
     return Outcome::Success();
 }
 
-Outcome CheckChoice(const Setting& setting, const QString& text) {
+Outcome CheckChoice(const Setting& setting, const QString& key, const QString& text) {
     const QStringList choices = QString::fromLatin1(setting.choices).split(u' ');
     if (choices.contains(text)) return Outcome::Success();
-    return Outcome::Failure(u"%1 is %2."_s.arg(SettingKey(setting), choices.join(u" or "_s)));
+    return Outcome::Failure(u"%1 is %2."_s.arg(key, choices.join(u" or "_s)));
+}
+
+Outcome CheckByOwner(const Setting& setting, QString& text, const SettingValues& values,
+                     const QString& member) {
+    Outcome checked = setting.check(text, values);
+    if (checked || member.isEmpty()) return checked;
+    return Outcome::Failure(QString(checked.Error()).replace(u'#', member));
+}
+
+/// "3-7" and "A-C" with all that lies between; anything else stands for itself.
+void AppendMembers(QStringList& members, const QString& range) {
+    const QStringList ends = range.split(u'-');
+    bool numbered = false;
+    const int first = ends.first().toInt(&numbered);
+    if (ends.size() != 2) {
+        members.append(range);
+    } else if (numbered) {
+        for (int number = first; number <= ends[1].toInt(); ++number)
+            members.append(QString::number(number));
+    } else {
+        for (char16_t letter = ends[0].front().unicode(); letter <= ends[1].front().unicode(); ++letter)
+            members.append(QChar(letter));
+    }
 }
 
 }  // namespace
@@ -45,34 +67,41 @@ QString SettingKey(const Setting& setting, const SettingPlace& place) {
 }
 
 QString SettingSectionName(const Setting& setting, const SettingPlace& place) {
-    return setting.section == SettingSection::Startup ? u"startup"_s : QString::number(place.section);
+    switch (setting.section) {
+        case SettingSection::Startup:
+            break;
+        case SettingSection::SlotFromZero:
+            return QString::number(place.slot - 1);
+        case SettingSection::SlotFromOne:
+            return QString::number(place.slot);
+    }
+    return u"startup"_s;
 }
 
 QStringList SettingMembers(const Setting& setting) {
-    const QStringList ends = QString::fromLatin1(setting.members).split(u'-');
-    if (ends.size() != 2) return {QString()};
     QStringList members;
-    bool numbered = false;
-    const int first = ends[0].toInt(&numbered);
-    if (numbered) {
-        for (int number = first; number <= ends[1].toInt(); ++number)
-            members.append(QString::number(number));
-    } else {
-        for (char16_t letter = ends[0].front().unicode(); letter <= ends[1].front().unicode(); ++letter)
-            members.append(QChar(letter));
-    }
+    for (const QString& range : QString::fromLatin1(setting.members).split(u' '))
+        AppendMembers(members, range);
     return members;
 }
 
-Outcome CheckSetting(const Setting& setting, QString& text, const SettingValues& values) {
-    if (setting.check != nullptr) return setting.check(text, values);
+bool IsKeyOf(const Setting& setting, const QString& key) {
+    return std::ranges::any_of(SettingMembers(setting), [&](const QString& member) {
+        return key.compare(SettingKey(setting, {.member = member}), Qt::CaseInsensitive) == 0;
+    });
+}
+
+Outcome CheckSetting(const Setting& setting, QString& text, const SettingValues& values,
+                     const SettingPlace& place) {
+    if (setting.check != nullptr) return CheckByOwner(setting, text, values, place.member);
+    const QString key = SettingKey(setting, place);
     switch (setting.kind) {
         case SettingKind::Switch:
-            return CheckSwitch(setting, text);
+            return CheckSwitch(key, text);
         case SettingKind::Number:
-            return CheckNumber(setting, text);
+            return CheckNumber(setting, key, text);
         case SettingKind::Choice:
-            return CheckChoice(setting, text);
+            return CheckChoice(setting, key, text);
         case SettingKind::Text:
             break;
     }

@@ -1,5 +1,5 @@
-// A setting, as its owner declares it, once. Whatever reads, shows, checks, hides, reports or documents settings
-// walks these declarations.
+// A setting, as its owner declares it, once. Whatever reads, shows, checks, hides, reports or documents
+// settings walks these declarations.
 #pragma once
 
 #include <QString>
@@ -15,8 +15,8 @@ struct Setting;
 
 /// Which one of a setting that there is more than one of.
 struct SettingPlace {
-    QString member = {};  ///< what stands in the key in the place of "#": "A", "12"; in any case of letters
-    int section = 0;      ///< of a setting whose section is a number
+    QString member = {};  ///< what stands in the key in the place of "#": "A", "12"
+    int slot = 0;         ///< 1 to 6, of a setting that each device slot has
 };
 
 /// What the checks of a setting may look at: the values of others.
@@ -42,7 +42,14 @@ enum class SettingSection : std::uint8_t {
 };
 
 /// From when on a changed value is in effect.
-enum class SettingEffect : std::uint8_t { AtOnce, NextListen, NextConnect, NextOpening, NextTarget, NextStart };
+enum class SettingEffect : std::uint8_t {
+    AtOnce,
+    NextListen,
+    NextConnect,
+    NextOpening,
+    NextTarget,
+    NextStart
+};
 
 /// Who changes it.
 enum class SettingBy : std::uint8_t {
@@ -59,7 +66,7 @@ enum class SettingPrivacy : std::uint8_t {
 
 struct Setting {
     const char* key;           ///< with "#" where the keys of a family differ: "BindDevice#"
-    const char* members = "";  ///< of a family: "A-F", "1-64"
+    const char* members = "";  ///< of a family, in their order: "A-F", "1-64", "1A 1P 2-7"
     SettingSection section = SettingSection::Startup;
     SettingKind kind = SettingKind::Text;
     const char* fallback = "";  ///< the value where none is kept
@@ -67,8 +74,9 @@ struct Setting {
     int most = 0;
     const char* choices = "";  ///< separated by blanks
 
-    /// Checks a text that was entered, beyond what the kind says, or in its stead where the texts of the refusal
-    /// are to be others; it may put the text into the form in which it is kept. Null: the kind says it all.
+    /// Checks a text that was entered, beyond what the kind says, or in its stead where the texts of the
+    /// refusal are to be others; it may put the text into the form in which it is kept. "#" in a refusal
+    /// stands for the member, as in the key. Null: the kind says it all.
     Outcome (*check)(QString& text, const SettingValues& values) = nullptr;
 
     SettingPrivacy privacy = SettingPrivacy::Open;
@@ -80,14 +88,18 @@ struct Setting {
 /// The key of one of a family, or of the setting itself.
 [[nodiscard]] QString SettingKey(const Setting& setting, const SettingPlace& place = {});
 
-/// The name of the section: "startup", or the number of `place`.
+/// Whether `key` is that of the setting, or of one of its family, in any case of letters.
+[[nodiscard]] bool IsKeyOf(const Setting& setting, const QString& key);
+
+/// The name of the section: "startup", or the number that it has for the slot of `place`.
 [[nodiscard]] QString SettingSectionName(const Setting& setting, const SettingPlace& place = {});
 
 /// What stands for "#" in the keys of a family, in their order; one empty text for a setting alone.
 [[nodiscard]] QStringList SettingMembers(const Setting& setting);
 
 /// Checks a text that was entered, and puts it into the form in which it is kept.
-Outcome CheckSetting(const Setting& setting, QString& text, const SettingValues& values);
+Outcome CheckSetting(const Setting& setting, QString& text, const SettingValues& values,
+                     const SettingPlace& place = {});
 
 /// ", from the next listen on" and the like; empty where a change is in effect at once.
 [[nodiscard]] QString SettingEffectText(SettingEffect effect);

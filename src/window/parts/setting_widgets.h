@@ -3,6 +3,8 @@
 
 #include <QString>
 
+#include "base/setting.h"
+
 class QCheckBox;
 class QFormLayout;
 class QLineEdit;
@@ -11,12 +13,20 @@ namespace corvane {
 
 class Actions;
 class Program;
+class Settings;
 
-/// An entry for a setting. A refused text is said, and the value that is in force comes back.
+/// An entry for a setting, with its help line as tool tip. A refused text is said, and the value that is in
+/// effect comes back.
+QLineEdit* AddSettingEntry(QFormLayout* form, const QString& label, Settings& settings, Actions& actions,
+                           const Setting& setting, const SettingPlace& place = {});
+
+/// A switch for a setting, with its help line as tool tip.
+QCheckBox* AddSettingSwitch(QFormLayout* form, const QString& label, Settings& settings, Actions& actions,
+                            const Setting& setting, const SettingPlace& place = {});
+
+/// The same by the key, for settings that no owner declares yet.
 QLineEdit* AddSettingEntry(QFormLayout* form, const QString& label, Program& program, Actions& actions,
                            const QString& key, const QString& fallback = {});
-
-/// A switch for a setting.
 QCheckBox* AddSettingSwitch(QFormLayout* form, const QString& label, Program& program, Actions& actions,
                             const QString& key);
 
