@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "store/channel_labels.h"
 #include "store/schema.h"
 #include "store/sql_cursor.h"
 
@@ -148,10 +149,8 @@ std::vector<HistoryDevice> DevicesOf(const QueryResult& rows) {
         HistoryDevice& device = devices.emplace_back();
         device.address = row[0].value_or("");
         device.id = std::atoi(row[1].value_or("0").c_str());
-        for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
-            std::string label = row[2 + channel].value_or("");
-            if (label != "no label") device.labels[channel] = std::move(label);
-        }
+        for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+            device.labels[channel] = ChannelLabelOf(row[2 + channel].value_or(""));
     }
     return devices;
 }

@@ -21,6 +21,11 @@ std::string Column(std::size_t channel, ChannelText which) {
 
 }  // namespace
 
+std::string ChannelLabelOf(const std::string& text) {
+    const bool blank = text.find_first_not_of(' ') == std::string::npos;
+    return blank || text == "no label" ? std::string() : text;
+}
+
 std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) {
     std::map<int, ChannelLabels> labels;
     const QueryResult result = database.Run(
@@ -29,7 +34,7 @@ std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) 
     for (const auto& row : result.rows) {
         ChannelLabels& texts = labels[std::stoi(row.front().value_or("0"))];
         for (std::size_t i = 0; i < kChannels; ++i)
-            texts[i] = QString::fromStdString(row[i + 1].value_or(""));
+            texts[i] = QString::fromStdString(ChannelLabelOf(row[i + 1].value_or("")));
     }
     return labels;
 }

@@ -286,7 +286,7 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
 }
 
 TEST_F(HistoryReading, KnowsDevicesWithRecordsAndTheirLabels) {
-    Execute(path, "UPDATE applicationinfo SET deviceaddress = 300002, ch2alias = 'Kitchen'");
+    Execute(path, "UPDATE applicationinfo SET deviceaddress = 300002, ch1alias = ' ', ch2alias = 'Kitchen'");
     Hour("2026-05-01 08:10:00", 1);
     const auto devices = DevicesOf(Run(ReadDevices()));
     ASSERT_EQ(devices.size(), 2U);

@@ -27,8 +27,7 @@ export function duration(seconds) {
 
 /** A channel's own name where it has one, else CH1 or AUX1. */
 export function channelTitle(channel) {
-    const label = channel.label.trim();
-    return label && label !== "no label" ? label : channel.name;
+    return channel.label || channel.name;
 }
 
 function seconds(stamp) {  // of a local time; only differences are made of it

@@ -19,7 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kNoLabel = u"no label"_s;  // what a new database says
 const QString kNone = u"–"_s;
 
 QIcon Dot(QColor color) {
@@ -37,7 +36,7 @@ QIcon Dot(QColor color) {
 
 QString ChannelTitle(std::size_t channel, const QString& label) {
     const QString name = QLatin1StringView(ChannelName(channel));
-    return label.trimmed().isEmpty() || label == kNoLabel ? name : name + u"  "_s + label;
+    return label.isEmpty() ? name : name + u"  "_s + label;
 }
 
 ChannelModel::ChannelModel(const Measurement& measurement, const PulseCounters& pulses, int slot)
