@@ -54,7 +54,7 @@ Program::Program(const Options& options, Clock& theClock)
       getUpload(settings, clock),
       feedUpload(measurement, database, settings, options.dataFolder, clock),
       connectionCheck(settings, clock),
-      liveEvents([this](std::optional<int> slot) { return Readings(slot); }, clock),
+      liveEvents([this](std::optional<int> slot) { return Readings(slot); }, measurement, clock),
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
                 settings, statusBoard, clock),

@@ -1,5 +1,6 @@
 #include "measure/measurement.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "base/clock.h"
@@ -106,6 +107,7 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     }
     readings.kind = packet.kind;
     readings.time = clock_.Now();
+    readings.at = clock_.Monotonic();
     readings.volt = packet.Value(Field::Voltage) * voltFactor_;
     TakeSeconds(readings, static_cast<std::int32_t>(packet.Raw(Field::Seconds)));
     readings.channels[0].amps = OneDecimalAmps(packet.Raw(Field::Ch1Current));
@@ -177,9 +179,18 @@ void Measurement::ZeroCarries(int slot) {
         settings_.SaveSetting(source.carryKey, u"0"_s, QString::number(slot));
 }
 
-bool Measurement::Online(int slot) const {
+Presence Measurement::PresenceOf(int slot) const {
     const DeviceReadings& readings = Readings(slot);
-    return readings.Seen() && clock_.Now().unixSeconds - readings.time.unixSeconds < kOfflineAfter;
+    if (!readings.Seen()) return Presence::Never;
+    const std::int64_t silence = clock_.Monotonic() - readings.at;
+    if (silence >= kOfflineAfter * 1000) return Presence::OffLine;
+    const std::int64_t patience = std::max(kStaleAfter, kMissedPackets * readings.elapsed);
+    return silence >= patience * 1000 ? Presence::Stale : Presence::Live;
+}
+
+bool Measurement::Online(int slot) const {
+    const Presence presence = PresenceOf(slot);
+    return presence == Presence::Live || presence == Presence::Stale;
 }
 
 }  // namespace corvane

@@ -25,6 +25,8 @@ class Measurement : public QObject, public PacketReceiver {
 
 public:
     static constexpr std::int64_t kOfflineAfter = 120;  ///< seconds without a packet
+    static constexpr std::int64_t kStaleAfter = 15;     ///< at least, however often the monitor sends
+    static constexpr std::int64_t kMissedPackets = 4;   ///< that make a device stale
 
     Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog, const Clock& clock);
 
@@ -46,7 +48,11 @@ public:
     /// Serial texts of monitors that were heard and are bound to no slot; the first sixteen.
     [[nodiscard]] std::vector<std::string> UnboundSerials() const;
 
-    /// Whether a packet of the slot came within the last two minutes.
+    /// The one verdict on the device of slot 1..6, by the clock that is never set back. It is stale when four
+    /// packets are missing, each as far apart as its last two were, and off line after two minutes.
+    [[nodiscard]] Presence PresenceOf(int slot) const;
+
+    /// Whether a packet of the slot came within the last two minutes: it is live or stale.
     [[nodiscard]] bool Online(int slot) const;
 
 private:

@@ -39,11 +39,25 @@ struct ChannelReadings {
     float amps = 0;           ///< of CH1 and CH2 only, one decimal
 };
 
+/// How much of a device is to be heard right now.
+enum class Presence : std::uint8_t {
+    Never,    ///< nothing since the start
+    Live,     ///< its packets come
+    Stale,    ///< four of them are missing
+    OffLine,  ///< none came for two minutes
+};
+
+/// "on line", "stale", or "off line", as it is told everywhere.
+[[nodiscard]] constexpr const char* PresenceText(Presence presence) {
+    return presence == Presence::Live ? "on line" : presence == Presence::Stale ? "stale" : "off line";
+}
+
 struct DeviceReadings {
     int slot = 1;        ///< 1..6
     std::string serial;  ///< of the last packet; empty before the first
     const PacketKind* kind = nullptr;
     LocalTime time;                       ///< of the last packet
+    std::int64_t at = 0;                  ///< the same in ms, by the clock that is never set back
     double volt = 0;                      ///< one decimal
     std::optional<std::int32_t> seconds;  ///< the monitor's seconds counter
     std::int32_t elapsed = 0;             ///< seconds since the packet before; 0 where unknown

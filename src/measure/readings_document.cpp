@@ -80,10 +80,11 @@ QJsonValue VirtualValue(const VirtualChannels& virtualChannels) {
                        {u"other"_s, values.other.watts},
                        {u"otherKwh"_s, values.other.Kwh()},
                        {u"channels"_s, channels},
+                       {u"stale"_s, values.stale},
                        {u"missing"_s, missing}};
 }
 
-QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const ChannelLabels& labels,
+QJsonObject DeviceObject(const DeviceReadings& readings, Presence presence, const ChannelLabels& labels,
                          const std::optional<PulseReadings>& pulse) {
     QJsonArray channels;
     for (std::size_t i = 0; i < kChannels; ++i) {
@@ -93,7 +94,8 @@ QJsonObject DeviceObject(const DeviceReadings& readings, bool online, const Chan
         {u"slot"_s, SlotLetter(readings.slot)},
         {u"serial"_s, QString::fromStdString(readings.serial)},
         {u"model"_s, QLatin1StringView(readings.kind->model.data(), qsizetype(readings.kind->model.size()))},
-        {u"online"_s, online},
+        {u"online"_s, presence != Presence::OffLine},
+        {u"stale"_s, presence != Presence::Live},
         {u"lastPacket"_s, QString::fromStdString(DateTimeText(readings.time))},
         {u"volt"_s, readings.volt},
         {u"seconds"_s, readings.seconds.value_or(0)},
@@ -113,7 +115,8 @@ QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measuremen
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = measurement.Readings(slot);
         if (!readings.Seen() || onlySlot.value_or(slot) != slot) continue;
-        devices.append(DeviceObject(readings, measurement.Online(slot), labels[slot], pulses.Readings(slot)));
+        devices.append(
+            DeviceObject(readings, measurement.PresenceOf(slot), labels[slot], pulses.Readings(slot)));
     }
     return {{u"time"_s, QString::fromStdString(DateTimeText(clock.Now()))},
             {u"badPackets"_s, qint64{framer.BadPackets()}},

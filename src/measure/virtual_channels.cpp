@@ -67,16 +67,16 @@ VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
     return sum;
 }
 
-std::vector<int> VirtualChannels::Missing() const {
-    std::vector<int> missing;
+std::vector<int> VirtualChannels::ChosenSlots() const {
+    std::vector<int> chosen;
     for (int slot = 1; slot <= kSlots; ++slot) {
         const auto isOfSlot = [slot](const ChannelChoice& choice) { return choice.slot == slot; };
-        const bool chosen = std::ranges::any_of(kChannelGroups, [&](ChannelGroup group) {
+        const bool isChosen = std::ranges::any_of(kChannelGroups, [&](ChannelGroup group) {
             return std::ranges::any_of(groups_.Of(group), isOfSlot);
         });
-        if (chosen && !measurement_.Online(slot)) missing.push_back(slot);
+        if (isChosen) chosen.push_back(slot);
     }
-    return missing;
+    return chosen;
 }
 
 VirtualReadings VirtualChannels::Read() const {
@@ -84,7 +84,11 @@ VirtualReadings VirtualChannels::Read() const {
     values.netMetering = netMetering_;
     values.bipolarMain = bipolarMain_;
     values.averageAmps = averageAmps_;
-    values.missing = Missing();
+    const std::vector<int> chosen = ChosenSlots();
+    std::ranges::copy_if(chosen, std::back_inserter(values.missing),
+                         [this](int slot) { return !measurement_.Online(slot); });
+    values.stale = !std::ranges::all_of(
+        chosen, [this](int slot) { return measurement_.PresenceOf(slot) == Presence::Live; });
 
     const GroupSum main = Sum(ChannelGroup::MainPanel);
     values.main = main.absolute;

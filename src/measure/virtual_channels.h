@@ -47,6 +47,7 @@ struct VirtualReadings {
     bool bipolarMain = false;  ///< the main panel's power is shown with its sign
     bool averageAmps = false;  ///< of the main panel's two lines the mean is shown
     std::vector<int> missing;  ///< chosen slots that are off line, whose power is in no sum
+    bool stale = false;        ///< a chosen slot is stale or off line, or was never heard
 
     /// The main panel's watts as they are shown.
     [[nodiscard]] double ShownMainPower() const {
@@ -84,7 +85,7 @@ private:
 
     void LoadSettings(const SettingsStore& settings);
     [[nodiscard]] GroupSum Sum(ChannelGroup group) const;
-    [[nodiscard]] std::vector<int> Missing() const;
+    [[nodiscard]] std::vector<int> ChosenSlots() const;
 
     const ChannelGroups& groups_;
     const Measurement& measurement_;

@@ -15,15 +15,15 @@ QCoro::Task<Reply> Slots(Program& program, QStringList, Operator&) {
     QJsonArray slotObjects;
     for (int slot = 1; slot <= kSlots; ++slot) {
         const QString serial = program.deviceSlots.Bound(slot);
-        const bool online = program.measurement.Online(slot);
+        const Presence presence = program.measurement.PresenceOf(slot);
         const bool counterReset = program.measurement.Readings(slot).counterReset;
         QString line = u"Device %1: %2"_s.arg(SlotLetter(slot), serial.isEmpty() ? u"not bound"_s : serial);
-        if (!serial.isEmpty()) line += online ? u", on line"_s : u", off line"_s;
+        if (!serial.isEmpty()) line += u", "_s + QLatin1StringView(PresenceText(presence));
         if (counterReset) line += u", a counter was reset"_s;
         reply.lines.append(line);
         slotObjects.append(QJsonObject{{u"slot"_s, SlotLetter(slot)},
                                        {u"serial"_s, serial},
-                                       {u"online"_s, online},
+                                       {u"online"_s, program.measurement.Online(slot)},
                                        {u"counterReset"_s, counterReset}});
     }
     QStringList unbound;

@@ -114,8 +114,11 @@ QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = program.measurement.Readings(slot);
         if (!readings.Seen()) continue;
+        const Presence presence = program.measurement.PresenceOf(slot);
         reply.lines.append(PacketLine(readings) +
-                           (program.measurement.Online(slot) ? u""_s : u"  (off line)"_s));
+                           (presence == Presence::Live
+                                ? QString()
+                                : u"  (%1)"_s.arg(QLatin1StringView(PresenceText(presence)))));
         if (const auto pulse = program.pulses.Readings(slot))
             reply.lines.append(u"Device %1  "_s.arg(SlotLetter(slot)) + FlowText(*pulse));
     }

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/clock.h"
-#include "measure/readings.h"
+#include "measure/measurement.h"
 
 namespace corvane {
 
@@ -51,13 +51,29 @@ std::size_t EventStream::Take(char* buffer, std::size_t room) {
     return moved;
 }
 
-LiveEvents::LiveEvents(ReadingsSource readings, Clock& clock)
-    : readings_(std::move(readings)), clock_(clock) {
-    connect(&clock, &Clock::SecondPassed, this, [this] {
-        if (readers_.empty() || ++secondsSinceAll_ < kHeartbeat) return;
-        secondsSinceAll_ = 0;
-        Tell("readings", std::nullopt);
-    });
+LiveEvents::LiveEvents(ReadingsSource readings, const Measurement& measurement, Clock& clock)
+    : readings_(std::move(readings)), measurement_(measurement), clock_(clock) {
+    connect(&clock, &Clock::SecondPassed, this, &LiveEvents::OnSecond);
+}
+
+void LiveEvents::OnSecond() {
+    const bool fellSilent = AnyFellSilent();
+    if (readers_.empty()) return;
+    ++secondsSinceAll_;
+    if (!fellSilent && secondsSinceAll_ < kHeartbeat) return;
+    secondsSinceAll_ = 0;
+    Tell("readings", std::nullopt);
+}
+
+/// Since the last second. That a device is live again is told by its packet.
+bool LiveEvents::AnyFellSilent() {
+    bool any = false;
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const Presence now = measurement_.PresenceOf(slot);
+        const Presence before = std::exchange(presences_[static_cast<std::size_t>(slot - 1)], now);
+        any = any || (now != before && now != Presence::Live);
+    }
+    return any;
 }
 
 void LiveEvents::OnReadings(const DeviceReadings& readings) {

@@ -15,11 +15,13 @@
 #include <vector>
 
 #include "link/device_slots.h"
+#include "measure/readings.h"
 #include "measure/readings_sink.h"
 
 namespace corvane {
 
 class Clock;
+class Measurement;
 
 /// The readings document, of all devices or of the one in a slot.
 using ReadingsSource = std::function<QJsonObject(std::optional<int> slot)>;
@@ -49,7 +51,8 @@ private:
 };
 
 /// Costs a packet no more than a mark: events are made when the event loop gets round to it. A device that
-/// sends more often than `kLeastSpacing` is told of by its newest readings.
+/// sends more often than `kLeastSpacing` is told of by its newest readings; one that fell silent is told of,
+/// too.
 class LiveEvents final : public QObject, public ReadingsSink {
     Q_OBJECT
 
@@ -58,7 +61,7 @@ public:
     static constexpr int kHeartbeat = 10;               ///< seconds between two events of all devices
     static constexpr std::size_t kMostReaders = 100;
 
-    LiveEvents(ReadingsSource readings, Clock& clock);
+    LiveEvents(ReadingsSource readings, const Measurement& measurement, Clock& clock);
 
     void OnReadings(const DeviceReadings& readings) override;
 
@@ -67,13 +70,17 @@ public:
     [[nodiscard]] std::shared_ptr<EventStream> Join(std::function<void()> wake);
 
 private:
+    void OnSecond();
+    [[nodiscard]] bool AnyFellSilent();
     QCoro::Task<> TellPackets();
     void Tell(const char* name, std::optional<int> slot);
 
     ReadingsSource readings_;
+    const Measurement& measurement_;
     Clock& clock_;
     std::vector<std::weak_ptr<EventStream>> readers_;
-    std::array<bool, kSlots> due_{};  ///< slots whose packet is still to be told
+    std::array<bool, kSlots> due_{};            ///< slots whose packet is still to be told
+    std::array<Presence, kSlots> presences_{};  ///< a second ago
     bool telling_ = false;
     int secondsSinceAll_ = 0;
 };

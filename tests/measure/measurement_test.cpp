@@ -142,14 +142,31 @@ TEST_F(MeasurementTest, AReboundSlotKeepsNothingOfTheFormerMonitorButItsCarries)
     EXPECT_EQ(Ch1().watts, 300);
 }
 
-TEST_F(MeasurementTest, ASlotIsOffLineAfterTwoMinutesWithoutAPacket) {
-    EXPECT_FALSE(measurement_->Online(1));
-    Send({});
-    clock_.AdvanceSeconds(119);
-    EXPECT_TRUE(measurement_->Online(1));
+TEST_F(MeasurementTest, ADeviceIsStaleAfterFourMissedPacketsAndOffLineAfterTwoMinutes) {
+    EXPECT_EQ(measurement_->PresenceOf(1), Presence::Never);
+    const struct {
+        std::uint32_t interval;  ///< between its last two packets
+        std::int64_t silence;    ///< ms
+        Presence presence;
+    } cases[] = {
+        {1, 14'999, Presence::Live},   {1, 15'000, Presence::Stale},     {3, 14'999, Presence::Live},
+        {4, 15'999, Presence::Live},   {4, 16'000, Presence::Stale},     {10, 39'000, Presence::Live},
+        {10, 40'000, Presence::Stale}, {10, 119'999, Presence::Stale},   {10, 120'000, Presence::OffLine},
+        {60, 119'999, Presence::Live}, {60, 120'000, Presence::OffLine}, {0, 14'999, Presence::Live},
+        {0, 15'000, Presence::Stale},
+    };
+    std::uint32_t seconds = 1000;
+    for (const auto& c : cases) {
+        Send({.seconds = ++seconds});
+        seconds += c.interval;
+        Send({.seconds = seconds});
+        clock_.Jump(-1000);  // whatever becomes of the wall clock
+        clock_.Advance(c.silence);
+        EXPECT_EQ(measurement_->PresenceOf(1), c.presence) << c.interval << " s, after " << c.silence;
+        EXPECT_EQ(measurement_->Online(1), c.presence != Presence::OffLine) << c.silence;
+        EXPECT_EQ(measurement_->PresenceOf(2), Presence::Never);
+    }
     EXPECT_FALSE(measurement_->Online(2));
-    clock_.AdvanceSeconds(1);
-    EXPECT_FALSE(measurement_->Online(1));
 }
 
 }  // namespace

@@ -190,7 +190,7 @@ TEST_F(VirtualCommands, ReadingsTellTheSumsAndTheFlow) {
         R"({"bipolarMain":false,"channels":[{"kwh":0,"power":0},{"kwh":0,"power":0},{"kwh":0.001,"power":360}],)"
         R"("kwhBought":0.0025,"kwhGen":0.005,"kwhSold":0.0075,"kwhUsed":0,"mainAmps":4.2,"mainKwh":0.01,"mainPower":3600,)"
         R"("missing":["B"],"netKwh":-0.005,"netMetering":true,"netPower":-1800,"other":2880,"otherKwh":0.008,"powerBought":0,)"
-        R"("powerGen":1800,"powerSold":1800,"powerUsed":0})");
+        R"("powerGen":1800,"powerSold":1800,"powerUsed":0,"stale":true})");
     EXPECT_TRUE(reply.lines.contains(u"Device A  Flow 360.00 GPH, 100.00 Gals"_s));
     EXPECT_TRUE(reply.lines.contains(u"Sending Power to the Grid  -1800 W"_s));
 

@@ -184,6 +184,12 @@ TEST_F(WebServerTest, EveryPacketIsAnEventForEveryListener) {
 
     clock.AdvanceSeconds(LiveEvents::kHeartbeat);
     ASSERT_TRUE(SpinUntil([&] { return toldTo(two, "event: readings") == 2; }));
+    clock.AdvanceSeconds(4);  // no packet for 14 s
+    EXPECT_EQ(toldTo(two, "event: readings"), 2);
+    EXPECT_EQ(toldTo(two, "\"stale\":true"), 0);
+    clock.AdvanceSeconds(1);
+    ASSERT_TRUE(SpinUntil([&] { return toldTo(two, "event: readings") == 3; })) << "both fell silent";
+    EXPECT_EQ(toldTo(two, "\"stale\":true"), 2);
     program.settings.SaveSetting(u"WebEnable"_s, false);
     EXPECT_TRUE(SpinUntil([&] { return one->IsGone() && two->IsGone(); }));
 }

@@ -1,6 +1,6 @@
 // The live dashboard: a card for each device, with a gauge for every channel in use.
 import {Gauge, number} from "/gauges.js";
-import {ageOf, areStale, channelTitle, duration, isStale, make, setText, start} from "/live.js";
+import {channelTitle, isStale, make, setText, staleText, start} from "/live.js";
 
 const cards = new Map();  // by letter
 
@@ -40,9 +40,8 @@ class Card {
     }
 
     show(device) {
-        const stale = isStale(device);
-        this.element.classList.toggle("stale", stale);
-        setText(this.age, stale ? `Stale: last packet ${duration(ageOf(device))} ago` : "");
+        this.element.classList.toggle("stale", isStale(device));
+        setText(this.age, staleText(device));
         setText(this.serial, `${device.model} ${device.serial}`);
         setText(this.volt, `${number(device.volt, 1)} V`);
         device.channels.forEach((channel, i) => {
@@ -63,7 +62,7 @@ const house = document.getElementById("house");
 const figures = new Map();
 
 /** What is summed over devices, in figures to be read from afar. */
-function showHouse(sums, devices) {
+function showHouse(sums) {
     house.hidden = sums === null;
     if (sums === null) return;
     const shown = sums.netMetering
@@ -80,12 +79,12 @@ function showHouse(sums, devices) {
         }
     }
     for (const [title, watts] of shown) setText(figures.get(title), `${number(watts)} W`);
-    house.classList.toggle("stale", areStale(sums, devices));
+    house.classList.toggle("stale", isStale(sums));
 }
 
 start((devices, newest) => {
     document.getElementById("empty").hidden = devices.length > 0;
-    showHouse(newest.virtual, devices);
+    showHouse(newest.virtual);
     for (const device of devices) {
         if (!cards.has(device.slot)) {
             cards.set(device.slot, new Card(device));

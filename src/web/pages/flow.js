@@ -1,6 +1,6 @@
 // The flow of water or gas: of every device that counts pulses in the unit of this page.
 import {Gauge, number} from "/gauges.js";
-import {ageOf, duration, isStale, make, setText, start} from "/live.js";
+import {isStale, make, setText, staleText, start} from "/live.js";
 
 const unit = document.getElementById("main").dataset.unit;
 const views = new Map();  // by letter
@@ -27,6 +27,6 @@ start((devices) => {
         gauge.set(device.pulse.rate, "flow");
         setText(total, `${number(device.pulse.total, 2)} ${device.pulse.totalUnit}`);
         element.classList.toggle("stale", isStale(device));
-        setText(age, isStale(device) ? `Stale: last packet ${duration(ageOf(device))} ago` : "");
+        setText(age, staleText(device));
     }
 });

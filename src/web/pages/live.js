@@ -19,7 +19,7 @@ export function setText(element, text) {
     if (element.textContent !== text) element.textContent = text;
 }
 
-export function duration(seconds) {
+function duration(seconds) {
     if (seconds < 90) return `${Math.round(seconds)} s`;
     if (seconds < 5400) return `${Math.round(seconds / 60)} min`;
     return seconds < 172800 ? `${Math.round(seconds / 3600)} h` : `${Math.round(seconds / 86400)} days`;
@@ -60,18 +60,18 @@ function take(document) {
 }
 
 /** Seconds since the device's last packet. */
-export function ageOf(device) {
+function ageOf(device) {
     return device.age + now() - device.heardAt;
 }
 
-/** Whether a device has missed some of its packets. */
-export function isStale(device) {
-    return !connected || ageOf(device) > Math.max(15, 4 * device.elapsed);
+/** Whether a device, or what is summed over devices, is stale: the program says so, or says nothing any more. */
+export function isStale(what) {
+    return !connected || what.stale;
 }
 
-/** Whether the sums lack the power of a device, or are made of old values alone. */
-export function areStale(sums, devices) {
-    return sums.missing.length > 0 || devices.every(isStale);
+/** What is told of a stale device. */
+export function staleText(device) {
+    return isStale(device) ? `Stale: last packet ${duration(ageOf(device))} ago` : "";
 }
 
 function open() {

@@ -1,6 +1,6 @@
 // Net metering: what goes to and comes from the grid, what is generated and what the home uses.
 import {Gauge, number} from "/gauges.js";
-import {areStale, make, setText, start} from "/live.js";
+import {isStale, make, setText, start} from "/live.js";
 
 const grid = new Gauge({name: "Grid", unit: "W", bothWays: true});
 const generated = new Gauge({name: "Generated", unit: "W", bothWays: true});
@@ -56,7 +56,7 @@ start((devices, {virtual: sums}) => {
     gauges.hidden = energyList.element.hidden = !sums.netMetering;
     missing.hidden = sums.missing.length === 0;
     setText(missing, `Device ${sums.missing.join(", ")} is off line; its power is missing here.`);
-    gauges.classList.toggle("stale", areStale(sums, devices));
+    gauges.classList.toggle("stale", isStale(sums));
     grid.set(sums.netPower, sums.netPower < 0 ? "sell" : "buy");
     setText(gridTitle, sums.netPower < 0 ? "Sending Power to the Grid" : "Receiving Power From the Grid");
     generated.set(sums.powerGen, sums.powerGen < 0 ? "buy" : "gen");

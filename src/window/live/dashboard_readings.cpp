@@ -25,7 +25,7 @@ public:
 
 private:
     [[nodiscard]] bool Uses(ChannelGroup group) const { return !program_.channelGroups.Empty(group); }
-    [[nodiscard]] bool Online(std::initializer_list<ChannelGroup> groups) const;
+    [[nodiscard]] Presence WorstOf(std::initializer_list<ChannelGroup> groups) const;
     void AddNetMetering();
     void AddSum(const QString& title, const Flow& flow, std::initializer_list<ChannelGroup> groups,
                 QColor color);
@@ -34,12 +34,15 @@ private:
     const VirtualReadings values_;
 };
 
-bool Readings::Online(std::initializer_list<ChannelGroup> groups) const {
-    return std::ranges::all_of(groups, [this](ChannelGroup group) {
-        return std::ranges::all_of(program_.channelGroups.Of(group), [this](const ChannelChoice& choice) {
-            return program_.measurement.Online(choice.slot);
-        });
-    });
+Presence Readings::WorstOf(std::initializer_list<ChannelGroup> groups) const {
+    Presence worst = Presence::Live;
+    for (const ChannelGroup group : groups) {
+        for (const ChannelChoice& choice : program_.channelGroups.Of(group)) {
+            const Presence presence = program_.measurement.PresenceOf(choice.slot);
+            worst = std::max(worst, presence == Presence::Never ? Presence::OffLine : presence);
+        }
+    }
+    return worst;
 }
 
 void Readings::AddSum(const QString& title, const Flow& flow, std::initializer_list<ChannelGroup> groups,
@@ -48,7 +51,7 @@ void Readings::AddSum(const QString& title, const Flow& flow, std::initializer_l
                       .value = WattsText(flow.watts),
                       .total = KwhText(flow.Kwh()),
                       .amount = flow.watts,
-                      .current = Online(groups),
+                      .presence = WorstOf(groups),
                       .color = color,
                       .otherWay = color});
 }
@@ -98,7 +101,7 @@ void Readings::AddFlows() {
                           .total = FlowTotalText(*pulse),
                           .amount = pulse->rate,
                           .leastScale = 10,
-                          .current = program_.measurement.Online(slot),
+                          .presence = program_.measurement.PresenceOf(slot),
                           .color = kFlowColor});
     }
 }
@@ -114,7 +117,7 @@ void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, Chann
                       .value = counter.lastWatts.has_value() ? WattsText(*counter.lastWatts) : u"–"_s,
                       .total = ChannelKwhText(counter.Kwh()),
                       .amount = static_cast<double>(counter.lastWatts.value_or(0)),
-                      .current = program_.measurement.Online(choice.slot),
+                      .presence = program_.measurement.PresenceOf(choice.slot),
                       .color = kChannelColors[choice.channel]});
     if (choice.channel < kMainChannels)
         gauges.back().note = AmpsText(static_cast<double>(device.channels[choice.channel].amps));

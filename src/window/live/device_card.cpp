@@ -151,7 +151,7 @@ void DeviceCard::WidenColumns() {
 void DeviceCard::Refresh(const ChannelLabels& labels) {
     ShowState();
     if (!body_->isVisibleTo(this)) return;
-    channels_->Refresh(labels, program_.measurement.Online(slot_));
+    channels_->Refresh(labels, program_.measurement.PresenceOf(slot_) == Presence::Live);
     WidenColumns();
     trace_->Refresh();
 }
@@ -170,16 +170,19 @@ void DeviceCard::ShowState() {
                                         : DottedText(kOffLineColor, u"Waiting for the first packet"_s));
         return;
     }
-    const bool online = program_.measurement.Online(slot_);
-    const LocalTime now = program_.clock.Now();
+    const Presence presence = program_.measurement.PresenceOf(slot_);
     const std::string_view model = readings.kind->model;
     monitor_->setText(bound + u"  ·  "_s + QLatin1StringView(model.data(), qsizetype(model.size())));
     volt_->setText(QString::fromStdString(FormatNumber(readings.volt, "##0.0")) + u" V"_s);
-    volt_->setForegroundRole(online ? QPalette::WindowText : QPalette::PlaceholderText);
-    state_->setText(
-        online ? DottedText(kOnLineColor, u"On line"_s)
-               : DottedText(kOffLineColor, u"<b>Off line since %1</b>"_s.arg(SinceText(readings.time, now))));
-    lastPacket_->setVisible(online);
+    volt_->setForegroundRole(presence == Presence::Live ? QPalette::WindowText : QPalette::PlaceholderText);
+    if (presence == Presence::Live)
+        state_->setText(DottedText(kOnLineColor, u"On line"_s));
+    else if (presence == Presence::Stale)
+        state_->setText(DottedText(kOffLineColor, u"<b>Stale</b>"_s));
+    else
+        state_->setText(DottedText(kOffLineColor, u"<b>Off line since %1</b>"_s.arg(
+                                                      SinceText(readings.time, program_.clock.Now()))));
+    lastPacket_->setVisible(presence != Presence::OffLine);
     lastPacket_->setText(u"  last packet "_s + QString::fromStdString(ClockText(readings.time)));
 }
 

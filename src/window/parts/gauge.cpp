@@ -33,6 +33,10 @@ void DrawFitted(QPainter& painter, const QRectF& place, const QString& text, boo
     painter.drawText(place, Qt::AlignCenter, text);
 }
 
+QString SilenceText(const GaugeReading& reading) {
+    return QString::fromLatin1(PresenceText(reading.presence));
+}
+
 void DrawArc(QPainter& painter, const QRectF& dial, double from, double span) {
     constexpr double kUnits = 16;  // of a degree
     painter.drawArc(dial, static_cast<int>(from * kUnits), static_cast<int>(span * kUnits));
@@ -51,7 +55,7 @@ void Gauge::Show(const GaugeReading& reading) {
     end_ = std::max(end_, RoundedUp(std::max(std::abs(reading.amount), reading.leastScale)));
     setAccessibleName(reading.title);
     QStringList texts = {reading.value, reading.note, reading.total};
-    if (!reading.current) texts.append(u"off line"_s);
+    if (reading.presence != Presence::Live) texts.append(SilenceText(reading));
     texts.removeAll(QString());
     setAccessibleDescription(texts.join(u", "_s));
     update();
@@ -69,7 +73,8 @@ void Gauge::paintEvent(QPaintEvent*) {
     const double line = std::min(height() / 9.5, width() / 11.0);
     const QRectF inside = QRectF(rect()).adjusted(line / 2, line / 3, -line / 2, -line / 3);
     const QColor quiet = palette().color(QPalette::PlaceholderText);
-    const QColor strong = reading_.current ? palette().color(QPalette::Text) : quiet;
+    const bool live = reading_.presence == Presence::Live;
+    const QColor strong = live ? palette().color(QPalette::Text) : quiet;
     painter.setPen(strong);
     DrawFitted(painter, {inside.left(), inside.top(), inside.width(), line}, reading_.title, true);
 
@@ -86,7 +91,7 @@ void Gauge::paintEvent(QPaintEvent*) {
                reading_.value, true, u"0000 W"_s);
     const QRectF note(inside.left(), inside.bottom() - below, inside.width(), line);
     painter.setPen(strong);
-    DrawFitted(painter, note, reading_.current ? reading_.note : u"off line"_s);
+    DrawFitted(painter, note, live ? reading_.note : SilenceText(reading_));
     painter.setPen(quiet);
     if (!reading_.total.isEmpty()) DrawFitted(painter, note.translated(0, line), reading_.total);
 }
@@ -102,7 +107,7 @@ void Gauge::DrawDial(QPainter& painter, const QRectF& dial) const {
     const double zero = bothWays ? 90 : kStart;
     const double share = std::clamp(reading_.amount / end_, bothWays ? -1.0 : 0.0, 1.0);
     QColor color = reading_.amount < 0 ? reading_.otherWay : reading_.color;
-    if (!reading_.current) color = palette().color(QPalette::PlaceholderText);
+    if (reading_.presence != Presence::Live) color = palette().color(QPalette::PlaceholderText);
     if (share != 0) {
         painter.setPen(QPen(color, thick, Qt::SolidLine, Qt::RoundCap));
         DrawArc(painter, arc, zero, -share * (bothWays ? kArc / 2 : kArc));

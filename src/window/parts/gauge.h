@@ -4,6 +4,8 @@
 #include <QColor>
 #include <QWidget>
 
+#include "measure/readings.h"
+
 namespace corvane {
 
 struct GaugeReading {
@@ -14,7 +16,7 @@ struct GaugeReading {
     double amount = 0;
     double leastScale = 1000;  ///< the gauge ends there at least
     bool bothWays = false;     ///< zero is at the top, and what flows the other way goes to the left
-    bool current = true;       ///< false: of a device that is off line
+    Presence presence = Presence::Live;  ///< of the device; but for a live one, in words instead of the note
     QColor color;
     QColor otherWay = {};  ///< of amounts below 0
 

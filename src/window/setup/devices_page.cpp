@@ -170,7 +170,7 @@ void DevicesPage::ShowStates() {
     for (int row = 0; row < devices_->rowCount(); ++row) {
         const DeviceReadings& readings = program_.measurement.Readings(row + 1);
         const QString time = QString::fromStdString(ClockText(readings.time));
-        const QString line = program_.measurement.Online(row + 1) ? u"on line"_s : u"off line"_s;
+        const QString line = QString::fromLatin1(PresenceText(program_.measurement.PresenceOf(row + 1)));
         const QString state = readings.Seen() ? u"%1, last packet %2"_s.arg(line, time) : u"no packet yet"_s;
         Cell(devices_, row, kModel)
             ->setText(readings.kind != nullptr ? QString::fromLatin1(readings.kind->model) : QString());
