@@ -149,7 +149,7 @@ SqlJob ExportPower(std::string path, std::shared_ptr<const DeviceHistory> histor
         file.EndRow();
         for (auto row = static_cast<std::size_t>(first); row < static_cast<std::size_t>(last); ++row) {
             file.Add(StampText(power.times[row]));
-            for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+            for (std::size_t channel = 0; channel < kChannels; ++channel)
                 if (channels[channel]) file.Add(power.watts[channel][row]);
             file.EndRow();
             if (!GoOn(session, file, last - first)) break;
@@ -172,7 +172,7 @@ SqlJob ExportBars(std::string path, std::vector<EnergyBar> bars, ShownChannels c
             file.Add(StampText(bar.to));
             file.Add(static_cast<double>(bar.covered));
             for (const ChannelEnergies* values : {&bar.kwh, &bar.cost})
-                for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+                for (std::size_t channel = 0; channel < kChannels; ++channel)
                     if (channels[channel]) file.Add((*values)[channel]);
             file.EndRow();
         }

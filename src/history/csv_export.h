@@ -21,7 +21,7 @@ namespace corvane {
 [[nodiscard]] SqlJob ExportQuery(std::string path, std::string sql, std::int64_t rows);
 
 /// Which channels a chart shows, each by its name; nothing for one that it does not.
-using ShownChannels = std::array<std::optional<std::string>, kHistoryChannels>;
+using ShownChannels = std::array<std::optional<std::string>, kChannels>;
 
 /// The power records from `from` up to `to`.
 [[nodiscard]] SqlJob ExportPower(std::string path, std::shared_ptr<const DeviceHistory> history,

@@ -32,7 +32,7 @@ double MeanPrice(const Tariff& tariff, WallTime from, WallTime to) {
 }
 
 void AddTo(EnergyBar& bar, const ChannelEnergies& kwh, double price, WallTime covered) {
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         bar.kwh[channel] += kwh[channel];
         bar.cost[channel] += kwh[channel] * price;
     }
@@ -61,7 +61,7 @@ std::optional<int> FullHour(std::string_view text) {
 
 void EnergyHistory::AddTo(WallTime hour, const ChannelEnergies& kwh, double share, WallTime covered) {
     Step& step = !hours_.empty() && hours_.rbegin()->first == hour ? hours_.rbegin()->second : hours_[hour];
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         step.kwh[channel] += kwh[channel] * share;
     step.covered += covered;
 }
@@ -75,7 +75,7 @@ void EnergyHistory::Add(WallTime time, const ChannelEnergies& readings, bool sig
     }
     const WallTime before = *lastTime_;
     ChannelEnergies kwh{};
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         const bool mayFall = signedCh1 && channel == 0;
         if (std::isnan(now[channel]) || (now[channel] == 0 && last_[channel] > 0 && !mayFall))
             now[channel] = last_[channel];
@@ -122,7 +122,7 @@ EnergyBars EnergyHistory::Bars(CalendarUnit unit, WallTime from, WallTime to, co
             corvane::AddTo(barAt(gap.from), gap.kwh, MeanPrice(tariff, gap.from, gap.to), gap.to - gap.from);
             continue;
         }
-        for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+        for (std::size_t channel = 0; channel < kChannels; ++channel)
             result.between[channel] += gap.kwh[channel];
     }
     result.bars.reserve(bars.size());

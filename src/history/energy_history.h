@@ -11,7 +11,7 @@
 
 namespace corvane {
 
-using ChannelEnergies = std::array<double, kHistoryChannels>;  ///< kWh
+using ChannelEnergies = std::array<double, kChannels>;  ///< kWh
 
 /// Prices of a kWh in three bands of the day, as the row of `applications` has them. A band begins at its
 /// full hour and lasts until the next one begins.

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "history/device_records.h"
 #include "store/channel_labels.h"
 #include "store/schema.h"
 #include "store/sql_cursor.h"
@@ -13,37 +14,36 @@ namespace corvane {
 
 namespace {
 
-const std::string kEnergyColumns = "ch1kwh,ch2kwh,aux1kwh,aux2kwh,aux3kwh,aux4kwh,aux5kwh";
-const std::string kPowerColumns = "ch1watt,ch2watt,aux1watt,aux2watt,aux3watt,aux4watt,aux5watt";
-
 struct HourlyReading {
     WallTime time;
     ChannelEnergies kwh;
 };
 
-ChannelEnergies EnergiesAt(const SqlCursor& rows, int column) {
-    ChannelEnergies kwh{};
-    for (double& value : kwh)
-        value = rows.Number(column++);
-    return kwh;
-}
-
-/// The condition for the records of the device in its span.
-std::string Wanted(const DeviceHistory& history) {
-    return " WHERE deviceaddress = " + SqlQuoted(history.address) + " AND date >= '" +
-           StampText(history.from) + "' AND date < '" + StampText(history.to) + "'";
+/// The values of all channels in the row, from `column` on.
+template <typename Value>
+std::array<Value, kChannels> ValuesAt(const SqlCursor& row, std::size_t column) {
+    std::array<Value, kChannels> values{};
+    for (Value& value : values)
+        value = static_cast<Value>(row.Number(static_cast<int>(column++)));
+    return values;
 }
 
 class HistoryRead {
 public:
     explicit HistoryRead(DeviceHistory& history)
-        : history_(history), signedCh1_(history.address == kVirtualDevice) {}
+        : history_(history),
+          span_{.address = history.address, .from = history.from, .to = history.to},
+          signedCh1_(history.address == kVirtualDevice) {}
 
     /// The error text, empty where all was read.
     std::string Run(const CaptureDatabase::Connection& database) {
+        using Read = std::string (HistoryRead::*)(const CaptureDatabase::Connection&);
+        std::vector<Read> reads = {&HistoryRead::ReadTariff, &HistoryRead::ReadHourly,
+                                   &HistoryRead::ReadMinutes};
+        if (history_.detail == Detail::Hours)
+            reads = {&HistoryRead::ReadHourly, &HistoryRead::ReadNewestMinute};
         ForgetIfRenumbered(database);
-        for (const auto read :
-             {&HistoryRead::ReadTariff, &HistoryRead::ReadHourly, &HistoryRead::ReadMinutes})
+        for (const Read read : reads)
             if (std::string error = (this->*read)(database); !error.empty()) return error;
         FillUpTo(history_.to);
         history_.power.Sort();
@@ -55,7 +55,8 @@ private:
     void ForgetIfRenumbered(const CaptureDatabase::Connection& database) {
         SqlCursor newest(database, "SELECT MAX(rowid) FROM monitordata_minute");
         if (!newest.Next() || newest.Integer(0) >= history_.newestId) return;
-        history_ = {.address = history_.address, .from = history_.from, .to = history_.to};
+        history_ = {
+            .address = history_.address, .from = history_.from, .to = history_.to, .detail = history_.detail};
     }
 
     std::string ReadTariff(const CaptureDatabase::Connection& database) {
@@ -75,32 +76,37 @@ private:
     }
 
     std::string ReadHourly(const CaptureDatabase::Connection& database) {
-        SqlCursor rows(database, "SELECT date," + kEnergyColumns + " FROM monitordata_hourly" +
-                                     Wanted(history_) + " ORDER BY rowid");
-        while (rows.Next())
-            if (const auto time = ParseStamp(rows.Text(0))) hourly_.push_back({*time, EnergiesAt(rows, 1)});
+        const auto last = history_.energy.LastTime();
+        std::string error =
+            WalkHourlyRecords(database, span_, ChannelColumns("kwh"), [&](const DeviceRecord& record) {
+                if (last && record.time <= *last) return;
+                hourly_.push_back({record.time, ValuesAt<double>(record.row, DeviceRecord::kFirstValue)});
+            });
         std::ranges::stable_sort(hourly_, {}, &HourlyReading::time);
-        if (const auto last = history_.energy.LastTime())
-            std::erase_if(hourly_, [last](const HourlyReading& reading) { return reading.time <= *last; });
-        return rows.ErrorText();
+        return error;
     }
 
     std::string ReadMinutes(const CaptureDatabase::Connection& database) {
-        SqlCursor rows(database, "SELECT rowid,date," + kPowerColumns + "," + kEnergyColumns +
-                                     " FROM monitordata_minute" + Wanted(history_) + " AND rowid > " +
-                                     std::to_string(history_.newestId) + " ORDER BY rowid");
-        while (rows.Next()) {
-            history_.newestId = rows.Integer(0);
-            const auto time = ParseStamp(rows.Text(1));
-            if (!time) continue;
-            std::array<float, kHistoryChannels> watts{};
-            for (int channel = 0; channel < static_cast<int>(kHistoryChannels); ++channel)
-                watts[static_cast<std::size_t>(channel)] = static_cast<float>(rows.Number(2 + channel));
-            history_.power.Add(*time, watts);
-            FillUpTo(*time);
-            history_.energy.Add(*time, EnergiesAt(rows, 2 + static_cast<int>(kHistoryChannels)), signedCh1_);
-        }
-        return rows.ErrorText();
+        WalkedBefore before{.id = history_.newestId};
+        if (!history_.power.times.empty()) before.time = history_.power.times.back();
+        const std::string columns = ChannelColumns("watt") + "," + ChannelColumns("kwh");
+        return WalkMinuteRecords(database, span_, columns, before, [this](const DeviceRecord& record) {
+            history_.newestId = record.id;
+            history_.power.Add(record.time, ValuesAt<float>(record.row, DeviceRecord::kFirstValue));
+            AddReadings(record, DeviceRecord::kFirstValue + kChannels);
+        });
+    }
+
+    std::string ReadNewestMinute(const CaptureDatabase::Connection& database) {
+        return TakeNewestMinuteRecord(
+            database, span_, ChannelColumns("kwh"),
+            [this](const DeviceRecord& record) { AddReadings(record, DeviceRecord::kFirstValue); });
+    }
+
+    /// The meter readings of a minute record, which stand in its row from `column` on.
+    void AddReadings(const DeviceRecord& record, std::size_t column) {
+        FillUpTo(record.time);
+        history_.energy.Add(record.time, ValuesAt<double>(record.row, column), signedCh1_);
     }
 
     /// Hourly readings go where the next minute record, at `time`, leaves a gap.
@@ -114,7 +120,8 @@ private:
     }
 
     DeviceHistory& history_;
-    bool signedCh1_;
+    const RecordSpan span_;
+    const bool signedCh1_;
     std::vector<HourlyReading> hourly_;
     std::size_t nextHourly_ = 0;
 };
@@ -134,8 +141,8 @@ SqlJob ReadDevices() {
         if (!session.Database()) return QueryResult{.rows = {}, .errorText = "unable to open database file"};
         // The hourly records know every device, and are few.
         return session.Database().GetTable(
-            "SELECT * FROM (SELECT CAST(deviceaddress AS TEXT) AS address, id, ch1alias, ch2alias, "
-            "aux1alias, aux2alias, aux3alias, aux4alias, aux5alias FROM applicationinfo "
+            "SELECT * FROM (SELECT CAST(deviceaddress AS TEXT) AS address, id, " + ChannelColumns("alias") +
+            " FROM applicationinfo "
             "WHERE deviceaddress <> '' UNION ALL "
             "SELECT DISTINCT CAST(deviceaddress AS TEXT), 0, '', '', '', '', '', '', '' FROM "
             "monitordata_hourly WHERE deviceaddress NOT IN (SELECT deviceaddress FROM applicationinfo)) "
@@ -149,7 +156,7 @@ std::vector<HistoryDevice> DevicesOf(const QueryResult& rows) {
         HistoryDevice& device = devices.emplace_back();
         device.address = row[0].value_or("");
         device.id = std::atoi(row[1].value_or("0").c_str());
-        for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+        for (std::size_t channel = 0; channel < kChannels; ++channel)
             device.labels[channel] = ChannelLabelOf(row[2 + channel].value_or(""));
     }
     return devices;

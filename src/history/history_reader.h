@@ -13,11 +13,18 @@
 
 namespace corvane {
 
+/// How closely the past is looked at.
+enum class Detail {
+    Minutes,  ///< all minute records; hourly ones fill the meter readings where minute records are missing
+    Hours,    ///< meter readings alone, of the hourly records and the newest minute record
+};
+
 /// The records of one device from `from` up to `to`.
 struct DeviceHistory {
     std::string address;  ///< as in the column `deviceaddress`
     WallTime from = 0;
     WallTime to = 0;
+    Detail detail = Detail::Minutes;
     PowerHistory power = {};
     EnergyHistory energy = {};
     Tariff tariff = {};
@@ -25,15 +32,15 @@ struct DeviceHistory {
 };
 
 /// A job that reads into `history` what it does not have yet: everything, or the minute records that are
-/// newer than `newestId`. Hourly records fill the meter readings where minute records are missing. The caller
-/// leaves `history` alone until the job has ended. Without rows; an error text where it fails.
+/// newer than `newestId`. The caller leaves `history` alone until the job has ended. Without rows; an error
+/// text where it fails.
 [[nodiscard]] SqlJob ReadHistory(std::shared_ptr<DeviceHistory> history);
 
 /// A device that has records, or a row of its own.
 struct HistoryDevice {
     std::string address;
-    int id = 0;  ///< of its row: 1 to 6 for Device A to F, 0 where it has none
-    std::array<std::string, kHistoryChannels> labels;  ///< empty where the user gave none
+    int id = 0;                                 ///< of its row: 1 to 6 for Device A to F, 0 where it has none
+    std::array<std::string, kChannels> labels;  ///< empty where the user gave none
 
     bool operator==(const HistoryDevice&) const = default;
 };

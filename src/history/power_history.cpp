@@ -62,10 +62,9 @@ private:
 
 }  // namespace
 
-void PowerHistory::Add(WallTime time, const std::array<float, kHistoryChannels>& values) {
-    if (!times.empty() && times.back() == time) return;
+void PowerHistory::Add(WallTime time, const std::array<float, kChannels>& values) {
     times.push_back(time);
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         watts[channel].push_back(values[channel]);
 }
 

@@ -5,12 +5,10 @@
 #include <cstddef>
 #include <vector>
 
+#include "base/channels.h"
 #include "history/wall_time.h"
 
 namespace corvane {
-
-/// CH1, CH2, AUX1 to AUX5.
-inline constexpr std::size_t kHistoryChannels = 7;
 
 /// While a device is on line, its minute records are never further apart: the first packet of a minute may
 /// come at its very end, and one later than 120 s after the last means that the device was off line.
@@ -19,10 +17,10 @@ inline constexpr WallTime kPowerGap = 180;
 /// The minute records of a device in the order of their times.
 struct PowerHistory {
     std::vector<WallTime> times;
-    std::array<std::vector<float>, kHistoryChannels> watts;  ///< NaN for NULL
+    std::array<std::vector<float>, kChannels> watts;  ///< NaN for NULL
 
-    /// Adds a record. One with the time of the last is left out: it is there twice.
-    void Add(WallTime time, const std::array<float, kHistoryChannels>& values);
+    /// Adds a record.
+    void Add(WallTime time, const std::array<float, kChannels>& values);
 
     /// Puts records that came while a clock was set back in their places. To be called after the last `Add`.
     void Sort();

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 #include <variant>
-#include <vector>
 
+#include "history/channel_steps.h"
 #include "store/sql_worker.h"
 #include "web/web_reply.h"
 
@@ -18,8 +18,7 @@ class CaptureDatabase;
 class Clock;
 class DeviceSlots;
 
-/// What is asked for. Times are those of the clock on the wall, as seconds since 1970-01-01 00:00 of that
-/// clock: the database's stamps have no zone.
+/// What a request asks for.
 struct HistoryQuery {
     static constexpr std::int64_t kMostPoints = 1500;
 
@@ -29,15 +28,8 @@ struct HistoryQuery {
     static std::variant<HistoryQuery, QString> Parse(const QHash<QString, QString>& arguments,
                                                      const DeviceSlots& slots);
 
-    QString address;  ///< digits
-    QString channel;  ///< "CH1" .. "AUX5"
-    QString step;     ///< as it was given
-    std::int64_t from = 0;
-    std::int64_t to = 0;  ///< not included
-    int minutes = 0;      ///< of a step of power; 0 where energy is asked for
-
-    /// Where each step starts, and where the last one ends.
-    [[nodiscard]] std::vector<std::int64_t> Bounds() const;
+    ChannelSteps steps;
+    QString step;  ///< as it was given
 };
 
 /// Reads beside the one thread, one query after the other.

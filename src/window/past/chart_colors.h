@@ -10,7 +10,7 @@
 namespace corvane {
 
 /// The colours of the channels, such as are told apart on `background`.
-[[nodiscard]] const std::array<QColor, kHistoryChannels>& ChannelColors(const QColor& background);
+[[nodiscard]] const std::array<QColor, kChannels>& ChannelColors(const QColor& background);
 
 /// The colour that lies between the two; 0 is all of `a`, 1 all of `b`.
 [[nodiscard]] QColor Mixed(const QColor& a, const QColor& b, double share);

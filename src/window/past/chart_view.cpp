@@ -109,7 +109,7 @@ ChartView::ChartView()
     timeTicker_->setDateTimeSpec(Qt::UTC);
     addLayer(u"bands"_s, layer(u"background"_s));
     bands_->setLayer(u"bands"_s);
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         lines_[channel] = addGraph();
         lines_[channel]->setAdaptiveSampling(false);  // it is reduced to the columns already
         dots_[channel] = addGraph();
@@ -181,7 +181,7 @@ void ChartView::TakePalette() {
     nothing_->setColor(quiet);
     nothing_->setFont(font());
     const auto& colors = ChannelColors(background);
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         lines_[channel]->setPen(QPen(colors[channel], 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         dots_[channel]->setScatterStyle(
             QCPScatterStyle(QCPScatterStyle::ssDisc, colors[channel], colors[channel], kDotSize));
@@ -195,7 +195,7 @@ void ChartView::TakePalette() {
 
 void ChartView::Redraw() {
     const bool power = choice_.measure == Measure::Power;
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         for (QCPGraph* graph : {lines_[channel], dots_[channel]})
             graph->setVisible(power && choice_.channels[channel]);
         for (QCPBars* bars : {fullBars_[channel], partBars_[channel]})
@@ -224,7 +224,7 @@ void ChartView::DrawLines() {
     double lowest = 0;
     double highest = 0;
     bool any = false;
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         if (!choice_.channels[channel]) continue;
         std::vector<TracePoint> trace;
         if (history_ != nullptr)
@@ -272,7 +272,7 @@ void ChartView::DrawBars() {
     double highest = 0;
     const double width = 0.8 * ShortestLength(choice_.unit) / shown;
     double at = -0.5 * (shown - 1) * width;  // of the channel's bar, from the middle of the unit
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         if (!choice_.channels[channel]) continue;
         QVector<QCPBarsData> full;
         QVector<QCPBarsData> part;
@@ -341,9 +341,9 @@ ChartView::Values ChartView::WholeSpan() const {
     ChannelEnergies sums{};
     if (bars_.bars.empty()) sums.fill(kUnknown);
     for (const EnergyBar& bar : bars_.bars)
-        for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+        for (std::size_t channel = 0; channel < kChannels; ++channel)
             sums[channel] += ValuesOf(bar, choice_.measure)[channel];
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         result.texts[channel] =
             ValueText(choice_.measure == Measure::Power ? Measure::Energy : choice_.measure, sums[channel]);
     return result;
@@ -362,10 +362,10 @@ ChartView::Values ChartView::PointedAt() const {
         const auto row = static_cast<std::size_t>(nearest);
         const WallTime time = nearest < 0 ? *cursor_ : history_->power.times[row];
         result.name = QLocale().toString(DateTimeOf(time), u"ddd d MMM yyyy, HH:mm:ss"_s);
-        for (std::size_t channel = 0; nearest >= 0 && channel < kHistoryChannels; ++channel)
+        for (std::size_t channel = 0; nearest >= 0 && channel < kChannels; ++channel)
             values[channel] = static_cast<double>(history_->power.watts[channel][row]);
     }
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         result.texts[channel] = ValueText(choice_.measure, values[channel]);
     return result;
 }

@@ -19,8 +19,8 @@ public:
     struct Choice {
         Measure measure = Measure::Power;
         CalendarUnit unit = CalendarUnit::Day;  ///< of the bars
-        std::array<bool, kHistoryChannels> channels{};
-        std::array<QString, kHistoryChannels> names{};
+        std::array<bool, kChannels> channels{};
+        std::array<QString, kChannels> names{};
     };
 
     ChartView();
@@ -44,7 +44,7 @@ public:
     /// channel with its unit.
     struct Values {
         QString name;
-        std::array<QString, kHistoryChannels> texts;
+        std::array<QString, kChannels> texts;
     };
     [[nodiscard]] Values PointedAt() const;
 
@@ -79,10 +79,10 @@ private:
     Choice choice_;
     EnergyBars bars_;
     std::optional<WallTime> cursor_;
-    std::array<QCPGraph*, kHistoryChannels> lines_{};  ///< of records that have columns of their own
-    std::array<QCPGraph*, kHistoryChannels> dots_{};   ///< of records that no line shows
-    std::array<QCPBars*, kHistoryChannels> fullBars_{};
-    std::array<QCPBars*, kHistoryChannels> partBars_{};  ///< of units that are known in part, drawn paler
+    std::array<QCPGraph*, kChannels> lines_{};  ///< of records that have columns of their own
+    std::array<QCPGraph*, kChannels> dots_{};   ///< of records that no line shows
+    std::array<QCPBars*, kChannels> fullBars_{};
+    std::array<QCPBars*, kChannels> partBars_{};  ///< of units that are known in part, drawn paler
     DenseLines* bands_;
     DenseLines* means_;
     QCPItemStraightLine* crosshair_;

@@ -244,7 +244,7 @@ QWidget* ChartsPage::ChannelPanel() {
     grid->addWidget(Line(), 1, 0, 1, 2);
     const QString shown =
         program_.settings.GetSetting(kChartChannelsKey, u"1100000"_s).leftJustified(7, u'0');
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         auto* box = new QCheckBox;
         box->setChecked(shown[static_cast<qsizetype>(channel)] == u'1');
         connect(box, &QCheckBox::toggled, this, [this] {
@@ -261,18 +261,18 @@ QWidget* ChartsPage::ChannelPanel() {
         grid->addWidget(box, row, 0);
         grid->addWidget(values_[channel], row, 1);
     }
-    grid->setRowStretch(static_cast<int>(kHistoryChannels) + 2, 1);
+    grid->setRowStretch(static_cast<int>(kChannels) + 2, 1);
     QLabel* hint = PaleLabel(
         u"Drag to move, turn the wheel to zoom. Keys: \u2190 \u2192 move, + \u2212 zoom, Ctrl with "
         u"\u2190 \u2192 points at a time."_s);
     hint->setWordWrap(true);
-    grid->addWidget(hint, static_cast<int>(kHistoryChannels) + 3, 0, 1, 2);
+    grid->addWidget(hint, static_cast<int>(kChannels) + 3, 0, 1, 2);
     return panel;
 }
 
 void ChartsPage::TakePalette() {
     const auto& colors = ChannelColors(palette().color(QPalette::Base));
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         const double ratio = devicePixelRatioF();
         QPixmap swatch(QSize(12, 12) * ratio);
         swatch.setDevicePixelRatio(ratio);
@@ -302,7 +302,7 @@ void ChartsPage::Choose() {
     choice.measure = static_cast<Measure>(measure_->checkedId());
     choice.unit = static_cast<CalendarUnit>(unit_->currentIndex());
     const int index = device_->currentIndex();
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel) {
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
         QString name = QString::fromLatin1(ChannelName(channel));
         if (index >= 0) {
             const std::string& label = devices_[static_cast<std::size_t>(index)].labels[channel];
@@ -352,10 +352,10 @@ void ChartsPage::ShowDates() {
 void ChartsPage::ShowValues() {
     const ChartView::Values values = view_->PointedAt();
     valuesName_->setText(values.name);
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         values_[channel]->setText(values.texts[channel]);
     double between = 0;
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         if (channels_[channel]->isChecked()) between += std::abs(view_->Bars().between[channel]);
     QStringList notes;
     if (between >= 0.005)
@@ -383,7 +383,7 @@ std::string ChartsPage::Address() const {
 
 ShownChannels ChartsPage::Shown() const {
     ShownChannels shown;
-    for (std::size_t channel = 0; channel < kHistoryChannels; ++channel)
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
         if (channels_[channel]->isChecked()) shown[channel] = channels_[channel]->text().toStdString();
     return shown;
 }

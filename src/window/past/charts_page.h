@@ -84,8 +84,8 @@ private:
     QDateEdit* last_ = nullptr;
     QLabel* valuesName_ = nullptr;
     QLabel* note_ = nullptr;
-    std::array<QCheckBox*, kHistoryChannels> channels_{};
-    std::array<QLabel*, kHistoryChannels> values_{};
+    std::array<QCheckBox*, kChannels> channels_{};
+    std::array<QLabel*, kChannels> values_{};
 };
 
 }  // namespace corvane
