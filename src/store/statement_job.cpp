@@ -15,6 +15,7 @@ bool IsFailure(const QueryResult& result) {
 
 /// The error text of a statement, empty where it succeeded.
 std::string RunOne(SqlSession& session, const Statement& statement, double rows) {
+    if (session.MustStop()) return SqlWorker::kInterrupted;  // a short statement would not notice it
     session.Begin(statement.notice, rows * statement.passes);
     QueryResult result = session.Database().GetTable(statement.sql);
     // SQLite reads a name behind VACUUM as that of a database; it means the file.
