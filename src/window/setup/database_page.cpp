@@ -194,8 +194,9 @@ void DatabasePage::AddNightly(QVBoxLayout* page) {
         days->setAccessibleName(on->text());
         const auto apply = [this, task, on, days] {
             days->setModified(false);
-            if (!actions_.Done(program_.nightlyRuns.Switch(*task, on->isChecked(), days->text())))
-                on->setChecked(program_.nightlyRuns.IsOn(*task));
+            if (actions_.Done(program_.nightlyRuns.Switch(*task, on->isChecked(), days->text()))) return;
+            on->setChecked(program_.nightlyRuns.IsOn(*task));
+            days->setText(QString::number(program_.nightlyRuns.Days(*task)));
         };
         connect(on, &QCheckBox::clicked, this, apply);
         connect(days, &QLineEdit::editingFinished, this, [days, apply] {
@@ -210,12 +211,7 @@ void DatabasePage::AddNightly(QVBoxLayout* page) {
 void DatabasePage::Refresh() {
     const QString path = QString::fromStdString(program_.database.databasePath());
     path_->setText(u"%1 (%2)"_s.arg(path, QLocale().formattedDataSize(QFileInfo(path).size())));
-    const std::vector<int> backups = program_.backups.Numbers();
-    if (backup_->count() != static_cast<int>(backups.size())) {
-        backup_->clear();
-        for (const int number : backups)
-            backup_->addItem(QFileInfo(program_.backups.PathOf(number)).fileName(), number);
-    }
+    RefreshBackups();
     const DbWriter& writer = program_.dbWriter;
     enabled_->setChecked(writer.Enabled());
     enabled_->setToolTip(writer.Enabled() ? u"Database is Enabled"_s : u"Database is Disabled"_s);
@@ -224,6 +220,22 @@ void DatabasePage::Refresh() {
     buffer_->setText(writer.BufferText());
     writeState_->setText(writer.WriteStateText());
     message_->setText(writer.DatabaseMessageText());
+}
+
+void DatabasePage::RefreshBackups() {
+    const std::vector<int> numbers = program_.backups.Numbers();
+    QStringList names;
+    for (const int number : numbers)
+        names.append(QFileInfo(program_.backups.PathOf(number)).fileName());
+    QStringList shown;
+    for (int i = 0; i < backup_->count(); ++i)
+        shown.append(backup_->itemText(i));
+    if (shown == names) return;
+    backup_->clear();
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        backup_->addItem(names[static_cast<qsizetype>(i)], numbers[i]);
+    // The newest: a box with a placeholder chooses none by itself.
+    backup_->setCurrentIndex(backup_->count() - 1);
 }
 
 }  // namespace corvane

@@ -32,6 +32,7 @@ private:
     void AddMaintenance(QVBoxLayout* page);
     void AddPeriod(QFormLayout* form);
     void AddRepairs(QFormLayout* form);
+    void RefreshBackups();
 
     Program& program_;
     Actions& actions_;
