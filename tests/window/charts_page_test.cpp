@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "store/rows.h"
-#include "window/past/chart_colors.h"
+#include "window/parts/palette.h"
 #include "window/past/chart_view.h"
 #include "window/window_fixture.h"
 
@@ -145,7 +145,7 @@ TEST(ChartView, ShowsARecordThatStandsAlone) {
     ChartView::Choice choice;
     choice.channels[0] = true;
     view.Choose(choice);
-    const QColor color = ChannelColors(view.palette().color(QPalette::Base))[0];
+    const QColor color = PaletteOn(view.palette().color(QPalette::Base)).channels[0];
     const QImage with = picture();
     const auto count = [color](const QImage& image) {
         int pixels = 0;

@@ -6,8 +6,8 @@
 
 #include "measure/channel_groups.h"
 #include "support/packets.h"
-#include "window/live/live_colors.h"
 #include "window/parts/gauge.h"
+#include "window/parts/palette.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -85,13 +85,14 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColourAndSign) {
     EXPECT_EQ(Told(u"Generation"_s), "4000 W, Power Being Generated, Generated Energy  1.001 kWh");
     EXPECT_EQ(Told(u"Used"_s), "3000 W, Energy Consumed By Home Loads, 2.001 kWh");
     EXPECT_EQ(Told(u"Main Panel"_s), "3000 W, 25.1 A, 1.001 kWh");
-    const auto [sentLeft, sentRight] = Sides(u"Net"_s, kExportColor);
+    const Palette& colors = PaletteOn(window_->palette().color(QPalette::Base));
+    const auto [sentLeft, sentRight] = Sides(u"Net"_s, colors.Generated());
     EXPECT_GT(sentLeft, 10 * sentRight) << "what is sent goes to the left";
     Measure(1, 3000, 0);
     EXPECT_EQ(Told(u"Net"_s).substr(0, 38), "3000 W, Receiving Power From the Grid,");
-    const auto [takenLeft, takenRight] = Sides(u"Net"_s, kImportColor);
+    const auto [takenLeft, takenRight] = Sides(u"Net"_s, colors.FromGrid());
     EXPECT_GT(takenRight, 10 * takenLeft);
-    EXPECT_EQ(Sides(u"Net"_s, kExportColor), std::pair(0, 0));
+    EXPECT_EQ(Sides(u"Net"_s, colors.Generated()), std::pair(0, 0));
 
     program_->settings.SaveSetting(u"NegGen"_s, true);
     Measure(2, 500, 900);

@@ -8,8 +8,8 @@
 #include <cstdlib>
 
 #include "support/packets.h"
-#include "window/live/live_colors.h"
 #include "window/live/power_trace.h"
+#include "window/parts/palette.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -56,11 +56,12 @@ protected:
     /// How many pixels of the trace of Device A are of the hue of that channel, however faint.
     int PixelsOf(std::size_t channel) {
         const QImage image = Trace()->grab().toImage();
+        const auto& colors = PaletteOn(Trace()->palette().color(QPalette::Base)).channels;
         int found = 0;
         for (int y = 0; y < image.height(); ++y) {
             for (int x = 0; x < image.width(); ++x) {
                 const QColor pixel = image.pixelColor(x, y);
-                const int distance = std::abs(pixel.hsvHue() - kChannelColors[channel].hsvHue());
+                const int distance = std::abs(pixel.hsvHue() - colors[channel].hsvHue());
                 found += pixel.hsvSaturation() > 40 && distance < 8 ? 1 : 0;
             }
         }

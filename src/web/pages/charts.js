@@ -71,12 +71,14 @@ function draw(view, points) {
     const size = parseFloat(getComputedStyle(document.documentElement).fontSize);
     const font = {size: size * 0.75, family: getComputedStyle(document.body).fontFamily};
     const ink = colour("--muted");
+    const full = colour(`--${choice.channel.toLowerCase()}`);
+    const pale = `${full}66`;
     const dataset = {data: points.map((point) => point.value)};
     if (bars) {
-        dataset.backgroundColor = points.map((point) => colour(point.partial ? "--use-faint" : "--use"));
+        dataset.backgroundColor = points.map((point) => point.partial ? pale : full);
         Object.assign(dataset, {borderRadius: size / 5, maxBarThickness: size * 3});
     } else {
-        Object.assign(dataset, {borderColor: colour("--use"), backgroundColor: colour("--use-faint"), fill: true,
+        Object.assign(dataset, {borderColor: full, backgroundColor: pale, fill: true,
                                 borderWidth: size / 8, pointRadius: points.map(isAlone(points)),
                                 pointHitRadius: size / 2, spanGaps: false});
     }

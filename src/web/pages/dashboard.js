@@ -16,7 +16,7 @@ class ChannelView {
 
     show(channel) {
         setText(this.title, channelTitle(channel));
-        this.gauge.set(channel.watts);
+        this.gauge.set(channel.watts, channel.name.toLowerCase());
         const parts = [];
         if (channel.amps !== undefined) parts.push(`${number(channel.amps, 1)} A`);
         parts.push(`${number(channel.kwh, 1)} kWh`);

@@ -63,13 +63,13 @@ export class Gauge {
         this.set(null);
     }
 
-    /** `value` is null where there is none; `tone` names the colour of style.css. */
+    /** `value` is null where there is none; `tone` names a colour of style.css. */
     set(value, tone = "use") {
         this.end = scaleEnd(Math.abs(value ?? 0), this.end);
         const share = Math.min(Math.abs(value ?? 0) / this.end, 1) * 100;
         this.fill(this.rising, value > 0 ? share : 0);
         this.fill(this.falling, this.bothWays && value < 0 ? share : 0);
-        this.element.dataset.tone = tone;
+        this.element.style.setProperty("--tone", `var(--${tone})`);
         const shown = value === null ? "–" : number(value, this.decimals);
         this.text.textContent = shown;
         this.text.setAttribute("font-size", Math.min(40, 205 / shown.length).toFixed(1));

@@ -7,11 +7,12 @@
 #include <QPixmap>
 
 #include <algorithm>
+#include <utility>
 
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/virtual_texts.h"
-#include "window/live/live_colors.h"
+#include "window/parts/palette.h"
 
 namespace corvane {
 
@@ -40,15 +41,16 @@ QString ChannelTitle(std::size_t channel, const QString& label) {
 }
 
 ChannelModel::ChannelModel(const Measurement& measurement, const PulseCounters& pulses, int slot)
-    : measurement_(measurement), pulses_(pulses), slot_(slot) {
-    std::ranges::transform(kChannelColors, dots_.begin(), Dot);
-}
+    : measurement_(measurement), pulses_(pulses), slot_(slot) {}
 
 void ChannelModel::Refresh(const ChannelLabels& labels, bool current) {
     const PacketKind* kind = measurement_.Readings(slot_).kind;
     const int rows = static_cast<int>(kind == nullptr ? 0 : kind->hasAux ? kChannels : kMainChannels);
     labels_ = labels;
     current_ = current;
+    const Palette& palette = PaletteOn(QGuiApplication::palette().color(QPalette::Base));
+    if (std::exchange(palette_, &palette) != &palette)
+        std::ranges::transform(palette.channels, dots_.begin(), Dot);
     if (rows != rows_) {
         beginResetModel();
         rows_ = rows;

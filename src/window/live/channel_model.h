@@ -12,6 +12,7 @@ namespace corvane {
 
 class Measurement;
 class PulseCounters;
+struct Palette;
 
 /// "AUX1  Fridge", or the name alone where the user gave no label. Index into `kChannelTable`.
 [[nodiscard]] QString ChannelTitle(std::size_t channel, const QString& label);
@@ -42,6 +43,7 @@ private:
     const Measurement& measurement_;
     const PulseCounters& pulses_;
     int slot_;
+    const Palette* palette_ = nullptr;
     std::array<QIcon, kChannels> dots_;  ///< in the colours of the lines
     int rows_ = 0;
     ChannelLabels labels_;

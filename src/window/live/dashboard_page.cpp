@@ -18,6 +18,7 @@
 #include "window/live/channel_model.h"
 #include "window/live/dashboard_readings.h"
 #include "window/parts/gauge.h"
+#include "window/parts/palette.h"
 #include "window/parts/widgets.h"
 
 namespace corvane {
@@ -68,7 +69,8 @@ DashboardPage::DashboardPage(Program& program) : program_(program) {
 
 void DashboardPage::Refresh() {
     if (auto labels = ReadChannelLabels(program_.database); !labels.empty()) labels_ = std::move(labels);
-    const std::vector<GaugeReading> readings = DashboardReadings(program_, Chosen(), labels_);
+    const std::vector<GaugeReading> readings =
+        DashboardReadings(program_, Chosen(), labels_, PaletteOn(palette().color(QPalette::Base)));
     SetGauges(readings.size());
     for (std::size_t i = 0; i < readings.size(); ++i)
         gauges_[i]->Show(readings[i]);

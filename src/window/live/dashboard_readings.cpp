@@ -5,7 +5,7 @@
 #include "app/program.h"
 #include "measure/virtual_texts.h"
 #include "window/live/channel_model.h"
-#include "window/live/live_colors.h"
+#include "window/parts/palette.h"
 
 namespace corvane {
 
@@ -15,7 +15,8 @@ namespace {
 
 class Readings {
 public:
-    explicit Readings(const Program& program) : program_(program), values_(program.virtualChannels.Read()) {}
+    Readings(const Program& program, const Palette& palette)
+        : program_(program), palette_(palette), values_(program.virtualChannels.Read()) {}
 
     void AddSums();
     void AddFlows();
@@ -31,6 +32,7 @@ private:
                 QColor color);
 
     const Program& program_;
+    const Palette& palette_;
     const VirtualReadings values_;
 };
 
@@ -59,36 +61,36 @@ void Readings::AddSum(const QString& title, const Flow& flow, std::initializer_l
 void Readings::AddSums() {
     if (values_.netMetering && Uses(ChannelGroup::MainPanel)) AddNetMetering();
     if (Uses(ChannelGroup::MainPanel)) {
-        AddSum(u"Main Panel"_s, values_.main, {ChannelGroup::MainPanel}, kUsedColor);
+        AddSum(u"Main Panel"_s, values_.main, {ChannelGroup::MainPanel}, palette_.Used());
         GaugeReading& panel = gauges.back();
         panel.value = MainPowerText(values_);
         panel.note = AmpsText(values_.ShownMainAmps());
         panel.amount = values_.ShownMainPower();
         panel.bothWays = values_.bipolarMain;
-        panel.otherWay = kExportColor;
+        panel.otherWay = palette_.Generated();
     }
     for (std::size_t i = 0; i < kVirtualChannels.size(); ++i) {
         if (!Uses(kVirtualChannels[i])) continue;
         AddSum(u"Virtual Channel %1"_s.arg(i + 1), values_.virtuals[i], {kVirtualChannels[i]},
-               kChannelColors[i + kMainChannels]);
+               palette_.channels[i + kMainChannels]);
     }
     if (Uses(ChannelGroup::MainPanel) && Uses(ChannelGroup::Loads)) {
         AddSum(u"Other"_s, values_.other, {ChannelGroup::MainPanel, ChannelGroup::Loads},
-               kChannelColors.back());
+               palette_.channels.back());
     }
 }
 
 void Readings::AddNetMetering() {
-    AddSum(u"Net"_s, values_.net, {ChannelGroup::MainPanel}, kImportColor);
+    AddSum(u"Net"_s, values_.net, {ChannelGroup::MainPanel}, palette_.FromGrid());
     gauges.back().bothWays = true;
-    gauges.back().otherWay = kExportColor;
+    gauges.back().otherWay = palette_.Generated();
     gauges.back().note = GridText(values_.net.watts);
     gauges.back().total.prepend(u"Net Energy From Grid  "_s);
-    AddSum(u"Generation"_s, values_.generated, {ChannelGroup::Generator}, kExportColor);
-    gauges.back().otherWay = kImportColor;
+    AddSum(u"Generation"_s, values_.generated, {ChannelGroup::Generator}, palette_.Generated());
+    gauges.back().otherWay = palette_.FromGrid();
     gauges.back().note = GeneratorText(values_.generated.watts);
     gauges.back().total.prepend(u"Generated Energy  "_s);
-    AddSum(u"Used"_s, values_.used, {ChannelGroup::MainPanel, ChannelGroup::Generator}, kUsedColor);
+    AddSum(u"Used"_s, values_.used, {ChannelGroup::MainPanel, ChannelGroup::Generator}, palette_.Used());
     gauges.back().note = u"Energy Consumed By Home Loads"_s;
 }
 
@@ -102,7 +104,7 @@ void Readings::AddFlows() {
                           .amount = pulse->rate,
                           .leastScale = 10,
                           .presence = program_.measurement.PresenceOf(slot),
-                          .color = kFlowColor});
+                          .color = palette_.Flow()});
     }
 }
 
@@ -118,7 +120,7 @@ void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, Chann
                       .total = ChannelKwhText(counter.Kwh()),
                       .amount = static_cast<double>(counter.lastWatts.value_or(0)),
                       .presence = program_.measurement.PresenceOf(choice.slot),
-                      .color = kChannelColors[choice.channel]});
+                      .color = palette_.channels[choice.channel]});
     if (choice.channel < kMainChannels)
         gauges.back().note = AmpsText(static_cast<double>(device.channels[choice.channel].amps));
 }
@@ -127,8 +129,9 @@ void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, Chann
 
 std::vector<GaugeReading> DashboardReadings(const Program& program,
                                             const std::vector<ChannelChoice>& channels,
-                                            const std::map<int, ChannelLabels>& labels) {
-    Readings readings(program);
+                                            const std::map<int, ChannelLabels>& labels,
+                                            const Palette& palette) {
+    Readings readings(program, palette);
     readings.AddSums();
     readings.AddFlows();
     for (const ChannelChoice& choice : channels)

@@ -11,11 +11,13 @@
 namespace corvane {
 
 class Program;
+struct Palette;
 
 /// The sums of the groups that are in use, then the flows of the inputs that count pulses, then `channels`;
 /// those of devices that have not sent anything are left out. `labels` are by slot.
 [[nodiscard]] std::vector<GaugeReading> DashboardReadings(const Program& program,
                                                           const std::vector<ChannelChoice>& channels,
-                                                          const std::map<int, ChannelLabels>& labels);
+                                                          const std::map<int, ChannelLabels>& labels,
+                                                          const Palette& palette);
 
 }  // namespace corvane

@@ -10,9 +10,9 @@
 #include "base/clock.h"
 #include "base/number_format.h"
 #include "window/live/channel_model.h"
-#include "window/live/live_colors.h"
 #include "window/live/power_trace.h"
 #include "window/parts/card.h"
+#include "window/parts/palette.h"
 
 namespace corvane {
 
@@ -159,6 +159,7 @@ void DeviceCard::Refresh(const ChannelLabels& labels) {
 void DeviceCard::ShowState() {
     const DeviceReadings& readings = program_.measurement.Readings(slot_);
     const QString bound = program_.deviceSlots.Bound(slot_);
+    const Palette& colors = PaletteOn(palette().color(QPalette::Base));
     // After another monitor was bound, the values of the one before are not this device's.
     const bool seen = readings.Seen() && bound.toStdString() == readings.serial;
     body_->setVisible(seen);
@@ -167,7 +168,7 @@ void DeviceCard::ShowState() {
     if (!seen) {
         monitor_->setText(bound);
         state_->setText(bound.isEmpty() ? u"Not bound to a monitor: choose one on the Devices tab"_s
-                                        : DottedText(kOffLineColor, u"Waiting for the first packet"_s));
+                                        : DottedText(colors.stale, u"Waiting for the first packet"_s));
         return;
     }
     const Presence presence = program_.measurement.PresenceOf(slot_);
@@ -176,12 +177,12 @@ void DeviceCard::ShowState() {
     volt_->setText(QString::fromStdString(FormatNumber(readings.volt, "##0.0")) + u" V"_s);
     volt_->setForegroundRole(presence == Presence::Live ? QPalette::WindowText : QPalette::PlaceholderText);
     if (presence == Presence::Live)
-        state_->setText(DottedText(kOnLineColor, u"On line"_s));
+        state_->setText(DottedText(colors.live, u"On line"_s));
     else if (presence == Presence::Stale)
-        state_->setText(DottedText(kOffLineColor, u"<b>Stale</b>"_s));
+        state_->setText(DottedText(colors.stale, u"<b>Stale</b>"_s));
     else
-        state_->setText(DottedText(kOffLineColor, u"<b>Off line since %1</b>"_s.arg(
-                                                      SinceText(readings.time, program_.clock.Now()))));
+        state_->setText(DottedText(
+            colors.stale, u"<b>Off line since %1</b>"_s.arg(SinceText(readings.time, program_.clock.Now()))));
     lastPacket_->setVisible(presence != Presence::OffLine);
     lastPacket_->setText(u"  last packet "_s + QString::fromStdString(ClockText(readings.time)));
 }

@@ -10,8 +10,8 @@
 #include "base/clock.h"
 #include "measure/measurement.h"
 #include "measure/virtual_texts.h"
-#include "window/live/live_colors.h"
 #include "window/live/recent_power.h"
+#include "window/parts/palette.h"
 #include "window/parts/scale.h"
 
 namespace corvane {
@@ -71,7 +71,8 @@ void PowerTrace::paintEvent(QPaintEvent*) {
     DrawScale(painter, field, top);
     const QRect place = field.adjusted(0, -kMargin, 0, kMargin);
     const double ratio = devicePixelRatioF();
-    UpdateLines({(QSizeF(place.size()) * ratio).toSize(), ratio, top, emphasized_});
+    const Palette& colors = PaletteOn(palette().color(QPalette::Base));
+    UpdateLines({(QSizeF(place.size()) * ratio).toSize(), ratio, top, emphasized_, &colors});
     painter.drawPixmap(place, lines_, lines_.rect());
 }
 
@@ -145,7 +146,7 @@ void PowerTrace::DrawLines(QPainter& painter, double from) const {
 
 void PowerTrace::DrawLine(QPainter& painter, std::size_t first, std::size_t channel) const {
     const bool emphasized = look_.emphasized == channel;
-    QColor color = kChannelColors[channel];
+    QColor color = look_.palette->channels[channel];
     if (look_.emphasized.has_value() && !emphasized) color.setAlphaF(0.25F);
     painter.setPen(
         QPen(color, (emphasized ? 2.5 : 1.5) * look_.ratio, Qt::SolidLine, Qt::FlatCap, Qt::RoundJoin));

@@ -10,6 +10,7 @@
 namespace corvane {
 
 class RecentPower;
+struct Palette;
 
 class PowerTrace final : public QWidget {
     Q_OBJECT
@@ -37,6 +38,7 @@ private:
         double ratio = 1;
         double top = 0;  ///< watts at the upper edge
         std::optional<std::size_t> emphasized;
+        const Palette* palette = nullptr;
 
         bool operator==(const Look&) const = default;
     };

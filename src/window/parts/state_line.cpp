@@ -7,6 +7,7 @@
 
 #include <utility>
 
+#include "window/parts/palette.h"
 #include "window/parts/widgets.h"
 
 namespace corvane {
@@ -46,16 +47,16 @@ protected:
     }
 
 private:
-    /// Each can be told from the others on white as on black.
     [[nodiscard]] QColor Colour() const {
+        const Palette& colors = PaletteOn(palette().color(QPalette::Window));
         switch (light_) {
             case Light::Waiting:
-                return {0xe0, 0xa0, 0x20};
+                return colors.stale;
             case Light::On:
             case Light::Active:
-                return {0x2f, 0xa8, 0x55};
+                return colors.live;
             case Light::Fault:
-                return {0xd6, 0x45, 0x45};
+                return colors.lost;
             case Light::Off:
                 break;
         }

@@ -8,7 +8,7 @@
 #include <limits>
 #include <utility>
 
-#include "window/past/chart_colors.h"
+#include "window/parts/palette.h"
 
 namespace corvane {
 
@@ -180,7 +180,7 @@ void ChartView::TakePalette() {
     crosshair_->setPen(QPen(quiet, 1, Qt::DashLine));
     nothing_->setColor(quiet);
     nothing_->setFont(font());
-    const auto& colors = ChannelColors(background);
+    const auto& colors = PaletteOn(background).channels;
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
         lines_[channel]->setPen(QPen(colors[channel], 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         dots_[channel]->setScatterStyle(
@@ -218,7 +218,7 @@ void ChartView::Redraw() {
 void ChartView::DrawLines() {
     const bool alone = std::ranges::count(choice_.channels, true) == 1;
     const QColor background = palette().color(QPalette::Base);
-    const auto& colors = ChannelColors(background);
+    const auto& colors = PaletteOn(background).channels;
     const auto dense = std::make_shared<std::vector<DenseLines::Line>>();
     const double dot = kDotSize * xAxis->range().size() / std::max(axisRect()->width(), 1);
     double lowest = 0;

@@ -18,9 +18,9 @@
 #include "app/program.h"
 #include "base/clock.h"
 #include "window/actions.h"
+#include "window/parts/palette.h"
 #include "window/parts/state_line.h"
 #include "window/parts/widgets.h"
-#include "window/past/chart_colors.h"
 #include "window/past/chart_view.h"
 #include "window/past/history_choices.h"
 
@@ -271,7 +271,7 @@ QWidget* ChartsPage::ChannelPanel() {
 }
 
 void ChartsPage::TakePalette() {
-    const auto& colors = ChannelColors(palette().color(QPalette::Base));
+    const auto& colors = PaletteOn(palette().color(QPalette::Base)).channels;
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
         const double ratio = devicePixelRatioF();
         QPixmap swatch(QSize(12, 12) * ratio);

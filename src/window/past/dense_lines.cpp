@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-#include "window/past/chart_colors.h"
+#include "window/parts/palette.h"
 
 namespace corvane {
 
