@@ -118,20 +118,23 @@ public:
     Text text;
 };
 
-std::string Compact(const QJsonObject& object) {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
-}
-
-/// What the program holds at the end: its devices, each channel on a line, and its counts.
+/// What the program holds at the end: the counters of its devices, each channel on a line, and its own
+/// counts.
 Text Summary(const Program& program) {
     Text text;
     const QJsonObject document = program.Readings();
-    for (const QJsonValue& value : document[u"devices"_s].toArray()) {
-        QJsonObject device = value.toObject();
-        const QJsonArray channels = device.take(u"channels"_s).toArray();
-        text.push_back(Compact(device));
-        for (const QJsonValue& channel : channels)
-            text.push_back("  " + Compact(channel.toObject()));
+    for (const QJsonValue& device : document[u"devices"_s].toArray()) {
+        text.push_back(u"Device %1 %2, %3, seconds %4, elapsed %5"_s
+                           .arg(device[u"slot"_s].toString(), device[u"serial"_s].toString(),
+                                device[u"model"_s].toString())
+                           .arg(device[u"seconds"_s].toInt())
+                           .arg(device[u"elapsed"_s].toInt())
+                           .toStdString());
+        for (const QJsonValue& value : device[u"channels"_s].toArray()) {
+            QJsonObject channel = value.toObject();
+            channel.remove(u"label"_s);  // which is not of the traffic
+            text.push_back("  " + QJsonDocument(channel).toJson(QJsonDocument::Compact).toStdString());
+        }
     }
     for (const std::string& serial : program.measurement.UnboundSerials())
         text.push_back("bound to no device: " + serial);
