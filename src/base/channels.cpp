@@ -12,12 +12,15 @@ std::optional<std::size_t> FindChannel(std::string_view name) {
     return std::nullopt;
 }
 
+std::string ChannelColumn(std::size_t channel, std::string_view end) {
+    return std::string(kChannelTable[channel].column).append(end);
+}
+
 std::string ChannelColumns(std::string_view end) {
     std::string columns;
-    for (const Channel& channel : kChannelTable) {
-        if (!columns.empty()) columns += ',';
-        columns += channel.column;
-        columns += end;
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
+        if (channel > 0) columns += ',';
+        columns += ChannelColumn(channel, end);
     }
     return columns;
 }

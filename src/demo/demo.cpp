@@ -62,7 +62,7 @@ Outcome DemoFolder::Prepare(const LocalTime& now) {
     for (int slot = 1; slot <= static_cast<int>(kDevices.size()); ++slot) {
         const DemoDevice& device = kDevices[static_cast<std::size_t>(slot - 1)];
         settings.SaveSetting(u"DevSerial"_s, QString::fromLatin1(device.serial), QString::number(slot - 1));
-        std::array<std::string, kChannels> labels;
+        sql::RowLabels labels;
         std::ranges::transform(device.labels, labels.begin(), &QString::toStdString);
         (void)file.Run("DELETE FROM applicationinfo WHERE id = " + std::to_string(slot));
         const QueryResult row = file.Run(sql::NewDeviceRow(std::to_string(slot), device.serial, labels));

@@ -140,7 +140,7 @@ void FeedUpload::SavePacdata(const QString& result) const {
 }
 
 std::vector<Datastream> FeedUpload::Datastreams() const {
-    auto labels = ReadChannelLabels(database_);
+    auto labels = ReadStoredLabels(database_);
     const FeedChannels channels = Channels();
     std::vector<Datastream> datastreams;
     for (std::size_t id = 0; id < channels.size(); ++id) {

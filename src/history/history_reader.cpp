@@ -139,14 +139,17 @@ SqlJob ReadHistory(std::shared_ptr<DeviceHistory> history) {
 SqlJob ReadDevices() {
     return [](SqlSession& session) {
         if (!session.Database()) return QueryResult{.rows = {}, .errorText = "unable to open database file"};
+        std::string noLabels;
+        for (std::size_t channel = 0; channel < kChannels; ++channel)
+            noLabels += ",''";
         // The hourly records know every device, and are few.
         return session.Database().GetTable(
-            "SELECT * FROM (SELECT CAST(deviceaddress AS TEXT) AS address, id, " + ChannelColumns("alias") +
-            " FROM applicationinfo "
-            "WHERE deviceaddress <> '' UNION ALL "
-            "SELECT DISTINCT CAST(deviceaddress AS TEXT), 0, '', '', '', '', '', '', '' FROM "
-            "monitordata_hourly WHERE deviceaddress NOT IN (SELECT deviceaddress FROM applicationinfo)) "
-            "ORDER BY id = 0, id, address");
+            "SELECT * FROM (SELECT CAST(deviceaddress AS TEXT) AS address,id," + ChannelColumns("alias") +
+            " FROM applicationinfo WHERE deviceaddress <> '' UNION ALL "
+            "SELECT DISTINCT CAST(deviceaddress AS TEXT),0" +
+            noLabels +
+            " FROM monitordata_hourly WHERE deviceaddress NOT IN "
+            "(SELECT deviceaddress FROM applicationinfo)) ORDER BY id = 0, id, address");
     };
 }
 
@@ -157,7 +160,8 @@ std::vector<HistoryDevice> DevicesOf(const QueryResult& rows) {
         device.address = row[0].value_or("");
         device.id = std::atoi(row[1].value_or("0").c_str());
         for (std::size_t channel = 0; channel < kChannels; ++channel)
-            device.labels[channel] = ChannelLabelOf(row[2 + channel].value_or(""));
+            device.labels[channel] =
+                GivenLabel(QString::fromStdString(row[2 + channel].value_or(""))).toStdString();
     }
     return devices;
 }

@@ -123,8 +123,7 @@ Outcome DeviceSlots::SaveSerial(int slot, const QString& text) {
     const QueryResult row = run("SELECT  deviceaddress FROM applicationinfo WHERE id = '" + id + "' ");
     QueryResult done = row;
     if (row.Ok() && row.rows.empty()) {
-        done = run(sql::NewDeviceRow(
-            id, "", {"no label", "no label", "no label", "no label", "no label", "no label", "no label"}));
+        done = run(sql::NewDeviceRow(id, ""));
     }
     if (done.Ok()) {
         done = run("UPDATE applicationinfo SET deviceaddress = " + SqlQuoted(text.toStdString()) +

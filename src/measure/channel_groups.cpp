@@ -37,11 +37,9 @@ std::optional<ChannelChoice> ChannelChoice::Parse(const QString& text) {
     const QStringList parts = text.trimmed().split(u':');
     const auto slot = SlotOfLetter(parts.first());
     if (parts.size() != 2 || !slot.has_value()) return std::nullopt;
-    for (std::size_t i = 0; i < kChannels; ++i) {
-        if (parts[1].compare(QLatin1StringView(ChannelName(i)), Qt::CaseInsensitive) == 0)
-            return ChannelChoice{.slot = *slot, .channel = i};
-    }
-    return std::nullopt;
+    const auto channel = FindChannel(parts[1].toStdString());
+    if (!channel.has_value()) return std::nullopt;
+    return ChannelChoice{.slot = *slot, .channel = *channel};
 }
 
 QString ChannelChoice::Text() const {

@@ -8,7 +8,8 @@
 
 namespace corvane {
 
-/// Steps of a counter before it starts again at 0: CH1 and CH2 have 40 bits, the AUX channels 32.
+/// Steps of a counter before it starts again at 0: those of the main channels have 40 bits (five bytes),
+/// those of the AUX channels 32.
 inline constexpr double kMainSpan = 1099511627776.0;
 inline constexpr double kAuxSpan = 4294967296.0;
 

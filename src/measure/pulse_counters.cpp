@@ -33,14 +33,9 @@ constexpr FlowUnit kUndefined = {"Undefined", "Undefined", "", "Undefined"};
 
 const QString kFlowPageKey = u"FlowPage"_s;
 
-constexpr std::size_t kFirstSource = kMainChannels;
-constexpr std::size_t kSources = 4;  // AUX5 has no pulse input
-
 std::optional<std::size_t> SourceOf(const QString& text) {
-    for (std::size_t i = kFirstSource; i < kFirstSource + kSources; ++i) {
-        if (text.trimmed().compare(QLatin1StringView(ChannelName(i)), Qt::CaseInsensitive) == 0) return i;
-    }
-    return std::nullopt;
+    const auto channel = FindChannel(text.trimmed().toStdString());
+    return channel.has_value() && kChannelTable[*channel].pulseInput ? channel : std::nullopt;
 }
 
 std::optional<int> FlowTypeOf(const QString& text) {

@@ -22,7 +22,7 @@ QJsonValue Watts(const EnergyCounter& counter) {
     return counter.lastWatts.has_value() ? QJsonValue(*counter.lastWatts) : QJsonValue();
 }
 
-/// The suffix "Polarized" tells the second counter of a main channel from the first.
+/// The suffix "Polarized" tells the second counter of a channel from the first.
 void AddCounter(QJsonObject& channel, const EnergyCounter& counter, const QString& suffix) {
     channel[u"wattSeconds"_s + suffix] = counter.current;
     channel[u"carry"_s + suffix] = counter.carry;
@@ -34,7 +34,7 @@ QJsonObject ChannelObject(const ChannelReadings& readings, std::size_t index, co
                         {u"label"_s, label},
                         {u"watts"_s, Watts(readings.absolute)}};
     AddCounter(channel, readings.absolute, {});
-    if (index < kMainChannels) {
+    if (kChannelTable[index].polarized) {
         const QString polarized = u"Polarized"_s;
         channel[u"watts"_s + polarized] = Watts(readings.polarized);
         AddCounter(channel, readings.polarized, polarized);

@@ -13,103 +13,120 @@ namespace {
 constexpr std::int64_t kHour = 3600;
 constexpr std::int64_t kFirstHourLead = 61 * 60;
 
-/// The values of an insert statement, joined by commas.
-class ValueList {
+/// Channels that stand side by side: `end` is the one behind the last.
+struct ChannelRange {
+    std::size_t begin;
+    std::size_t end;
+};
+constexpr ChannelRange kEvery = {0, kChannels};
+constexpr ChannelRange kMain = {0, kMainChannels};
+constexpr ChannelRange kAux = {kMainChannels, kChannels};
+
+/// What a column holds of a channel.
+using ChannelValue = std::string (*)(const ChannelReadings&);
+
+/// A channel without power in this packet has 0 in the row.
+constexpr ChannelValue kRowWatts = [](const ChannelReadings& channel) {
+    return std::to_string(channel.absolute.watts.value_or(0));
+};
+constexpr ChannelValue kRowAmps = [](const ChannelReadings& channel) { return ShortestText(channel.amps); };
+constexpr ChannelValue kRowKwh = [](const ChannelReadings& channel) {
+    return ShortestText(channel.absolute.Kwh());
+};
+constexpr ChannelValue kRowKwhPolarized = [](const ChannelReadings& channel) {
+    return ShortestText(channel.polarized.Kwh());
+};
+constexpr ChannelValue kRowCounter = [](const ChannelReadings& channel) {
+    return ShortestText(channel.absolute.Lifetime());
+};
+constexpr ChannelValue kRowCounterPolarized = [](const ChannelReadings& channel) {
+    return ShortestText(channel.polarized.Lifetime());
+};
+
+/// An insert statement: its columns, and their values beside them.
+class Insert {
 public:
-    ValueList& Add(const std::string& text) {
-        text_ += ',';
-        text_ += text;
-        return *this;
-    }
-    ValueList& Add(double value) { return Add(ShortestText(value)); }
-
-    /// A row without power for this packet holds 0.
-    ValueList& AddWatts(const DeviceReadings& readings) {
-        for (const auto& channel : readings.channels)
-            Add(channel.absolute.watts.value_or(0));
-        return *this;
-    }
-    ValueList& AddAuxKwh(const DeviceReadings& readings) {
-        for (std::size_t aux = kMainChannels; aux < kChannels; ++aux)
-            Add(readings.channels[aux].absolute.Kwh());
-        return *this;
+    Insert(const char* table, const std::string& date, const DeviceReadings& readings)
+        : readings_(readings), columns_("insert into "), values_(") values ('") {
+        columns_ += table;
+        columns_ += "(date";
+        values_ += date;
+        values_ += '\'';
     }
 
-    [[nodiscard]] const std::string& Text() const { return text_; }
+    Insert& Add(const std::string& column, const std::string& value) {
+        columns_ += ',';
+        columns_ += column;
+        values_ += ',';
+        values_ += value;
+        return *this;
+    }
+    Insert& Add(std::size_t channel, const char* columnEnd, ChannelValue value) {
+        return Add(ChannelColumn(channel, columnEnd), value(readings_.channels[channel]));
+    }
+    Insert& Add(ChannelRange channels, const char* columnEnd, ChannelValue value) {
+        for (std::size_t channel = channels.begin; channel < channels.end; ++channel)
+            Add(channel, columnEnd, value);
+        return *this;
+    }
+    Insert& AddSerial() { return Add("deviceaddress", readings_.serial); }
+    Insert& AddVolt() { return Add("volt", ShortestText(readings_.volt)); }
+    Insert& AddOnline() { return Add("online", "1"); }
+
+    [[nodiscard]] std::string Text() const { return columns_ + values_ + ")"; }
 
 private:
-    std::string text_;
+    const DeviceReadings& readings_;
+    std::string columns_;
+    std::string values_;
 };
 
 }  // namespace
 
 std::string sql::MinuteRow(const DeviceReadings& readings) {
-    const auto& [ch1, ch2, aux1, aux2, aux3, aux4, aux5] = readings.channels;
-    ValueList values;
-    values.AddWatts(readings)
-        .Add(ch1.absolute.Kwh())
-        .Add(ch2.absolute.Kwh())
-        .Add(ShortestText(ch1.amps))
-        .Add(ShortestText(ch2.amps))
-        .Add(readings.volt)
-        .AddAuxKwh(readings)
-        .Add(ch1.absolute.Lifetime())
-        .Add(ch2.absolute.Lifetime())
-        .Add(ch1.polarized.Lifetime())
-        .Add(ch2.polarized.Lifetime())
-        .Add(aux1.absolute.Lifetime())
-        .Add(aux2.absolute.Lifetime())
-        .Add(aux3.absolute.Lifetime())
-        .Add(aux4.absolute.Lifetime())
-        .Add(aux5.absolute.Lifetime())
-        .Add(readings.seconds.value_or(0))
-        .Add("1")
-        .Add(readings.serial);
-    return "insert into monitordata_minute(date,ch1watt,ch2watt,aux1watt,aux2watt,aux3watt,aux4watt,aux5watt,"
-           "ch1kwh,ch2kwh,ch1amps,ch2amps,volt,aux1kwh,aux2kwh,aux3kwh,aux4kwh,aux5kwh,ch1awsc,ch2awsc,"
-           "ch1pwsc,"
-           "ch2pwsc,aux1awsc,aux2awsc,aux3awsc,aux4awsc,aux5awsc,secondscounter,online,deviceaddress) values "
-           "('" +
-           DateTimeText(readings.time) + "'" + values.Text() + ")";
+    return Insert("monitordata_minute", DateTimeText(readings.time), readings)
+        .Add(kEvery, "watt", kRowWatts)
+        .Add(kMain, "kwh", kRowKwh)
+        .Add(kMain, "amps", kRowAmps)
+        .AddVolt()
+        .Add(kAux, "kwh", kRowKwh)
+        .Add(kMain, "awsc", kRowCounter)
+        .Add(kMain, "pwsc", kRowCounterPolarized)
+        .Add(kAux, "awsc", kRowCounter)
+        .Add("secondscounter", std::to_string(readings.seconds.value_or(0)))
+        .AddOnline()
+        .AddSerial()
+        .Text();
 }
 
 std::string sql::PowerRow(const DeviceReadings& readings) {
-    ValueList values;
-    values.Add(readings.serial).AddWatts(readings).Add(readings.volt);
-    return "insert into minute_power(date,deviceaddress,ch1watt,ch2watt,aux1watt,aux2watt,aux3watt,aux4watt,"
-           "aux5watt,volt) values ('" +
-           DateMinuteText(readings.time) + "'" + values.Text() + ")";
+    return Insert("minute_power", DateMinuteText(readings.time), readings)
+        .AddSerial()
+        .Add(kEvery, "watt", kRowWatts)
+        .AddVolt()
+        .Text();
 }
 
 std::string sql::EnergyRow(const DeviceReadings& readings) {
-    const auto& channels = readings.channels;
-    ValueList values;
-    values.Add(readings.serial)
-        .Add(channels[0].absolute.Kwh())
-        .Add(channels[1].polarized.Kwh())
-        .Add(channels[1].absolute.Kwh())
-        .Add(channels[1].polarized.Kwh())
-        .AddAuxKwh(readings);
     // The list names ch2Pkwh twice, each time with its value, and ch1Pkwh never: on purpose.
-    return "insert into "
-           "minute_energy(date,deviceaddress,ch1Akwh,ch2Pkwh,ch2Akwh,ch2Pkwh,aux1kwh,aux2kwh,aux3kwh,"
-           "aux4kwh,aux5kwh) values ('" +
-           DateMinuteText(readings.time) + "'" + values.Text() + ")";
+    return Insert("minute_energy", DateMinuteText(readings.time), readings)
+        .AddSerial()
+        .Add(0, "Akwh", kRowKwh)
+        .Add(1, "Pkwh", kRowKwhPolarized)
+        .Add(1, "Akwh", kRowKwh)
+        .Add(1, "Pkwh", kRowKwhPolarized)
+        .Add(kAux, "kwh", kRowKwh)
+        .Text();
 }
 
 std::string sql::HourlyRow(const DeviceReadings& readings) {
-    const auto& channels = readings.channels;
-    ValueList values;
-    values.Add(readings.serial)
-        .Add(channels[0].absolute.Kwh())
-        .Add(channels[1].absolute.Kwh())
-        .Add(channels[0].polarized.Kwh())
-        .Add(channels[1].polarized.Kwh())
-        .AddAuxKwh(readings)
-        .Add("1");
-    return "insert into monitordata_hourly(date,deviceaddress,ch1kwh,ch2kwh,ch1kwhp,ch2kwhp,aux1kwh,aux2kwh,"
-           "aux3kwh,aux4kwh,aux5kwh,online) values ('" +
-           DateTimeText(readings.time) + "'" + values.Text() + ")";
+    return Insert("monitordata_hourly", DateTimeText(readings.time), readings)
+        .AddSerial()
+        .Add(kMain, "kwh", kRowKwh)
+        .Add(kMain, "kwhp", kRowKwhPolarized)
+        .Add(kAux, "kwh", kRowKwh)
+        .AddOnline()
+        .Text();
 }
 
 RecordWriter::RecordWriter(DbWriter& writer, const VirtualChannels& virtualChannels, const Clock& clock)

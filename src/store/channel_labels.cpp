@@ -1,5 +1,6 @@
 #include "store/channel_labels.h"
 
+#include <algorithm>
 #include <string>
 
 #include "store/capture_database.h"
@@ -11,31 +12,35 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The columns of the table are named by channel and text.
-constexpr std::array<const char*, kChannels> kColumnStarts = {"ch1",  "ch2",  "aux1", "aux2",
-                                                              "aux3", "aux4", "aux5"};
 constexpr std::array<const char*, kChannelTexts> kColumnEnds = {"alias", "image", "desc"};
 
 std::string Column(std::size_t channel, ChannelText which) {
-    return std::string(kColumnStarts[channel]) + kColumnEnds[static_cast<std::size_t>(which)];
+    return ChannelColumn(channel, kColumnEnds[static_cast<std::size_t>(which)]);
 }
 
 }  // namespace
 
-std::string ChannelLabelOf(const std::string& text) {
-    const bool blank = text.find_first_not_of(' ') == std::string::npos;
-    return blank || text == "no label" ? std::string() : text;
+QString GivenLabel(const QString& stored) {
+    QString label = stored.trimmed();
+    return label == QLatin1StringView(kNoLabel) ? QString() : label;
 }
 
-std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) {
+std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database) {
     std::map<int, ChannelLabels> labels;
-    const QueryResult result = database.Run(
-        "SELECT id, ch1alias, ch2alias, aux1alias, aux2alias, aux3alias, aux4alias, aux5alias FROM "
-        "applicationinfo");
+    const std::string columns = ChannelColumns("alias");
+    const QueryResult result = database.Run("SELECT id," + columns + " FROM applicationinfo");
     for (const auto& row : result.rows) {
         ChannelLabels& texts = labels[std::stoi(row.front().value_or("0"))];
         for (std::size_t i = 0; i < kChannels; ++i)
             texts[i] = QString::fromStdString(ChannelLabelOf(row[i + 1].value_or("")));
     }
+    return labels;
+}
+
+std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) {
+    std::map<int, ChannelLabels> labels = ReadStoredLabels(database);
+    for (auto& [slot, texts] : labels)
+        std::ranges::transform(texts, texts.begin(), GivenLabel);
     return labels;
 }
 
@@ -54,6 +59,10 @@ std::optional<std::array<ChannelTexts, kChannels>> ReadChannelTexts(const Captur
     for (std::size_t i = 0; i < kChannels * kChannelTexts; ++i) {
         const std::string cell = result.rows.front()[i].value_or("");
         texts[i / kChannelTexts][i % kChannelTexts] = QString::fromStdString(cell);
+    }
+    for (ChannelTexts& channel : texts) {
+        QString& label = channel[static_cast<std::size_t>(ChannelText::Label)];
+        label = GivenLabel(label);
     }
     return texts;
 }

@@ -28,12 +28,22 @@ inline constexpr std::size_t kChannelTexts = 3;
 /// By `ChannelText`.
 using ChannelTexts = std::array<QString, kChannelTexts>;
 
-/// By slot 1..6, from the database, empty where the user gave none; without an entry for a slot that has
-/// none, or while the database is locked.
+/// What the database says at first of a channel that nobody has named yet.
+inline constexpr const char* kNoLabel = "no label";
+
+/// The label that the database has as `stored`, without blanks around it; empty where nobody named the
+/// channel.
+[[nodiscard]] QString GivenLabel(const QString& stored);
+
+/// The labels that were given, by slot 1..6; without an entry for a slot that has none, or while the database
+/// is locked.
 [[nodiscard]] std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database);
 
-/// All that is kept of the channels of slot 1..6, empty where the slot has no row; nothing while the database
-/// is locked.
+/// The same as they are stored, `kNoLabel` among them: for those whose readers are to get just that.
+[[nodiscard]] std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database);
+
+/// All that was given to the channels of slot 1..6, empty where the slot has no row; nothing while the
+/// database is locked.
 [[nodiscard]] std::optional<std::array<ChannelTexts, kChannels>> ReadChannelTexts(
     const CaptureDatabase& database, int slot);
 

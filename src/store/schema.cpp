@@ -23,29 +23,21 @@ const char* const kNewMinuteDataTable =
     "aux4awsc NUMERIC,aux5awsc NUMERIC,ch1kwh DOUBLE,ch2kwh DOUBLE,aux1kwh DOUBLE,aux2kwh DOUBLE,"
     "aux3kwh DOUBLE,aux4kwh DOUBLE,aux5kwh DOUBLE,online BOOLEAN,username TEXT)";
 
-const std::array<const char*, 6> kNewDatabase = {
+const char* const kNewInfoTable =
     "CREATE TABLE applicationinfo (id INTEGER PRIMARY KEY,username TEXT, applicationid TEXT,"
     "deviceaddress NUMERIC, ch1alias TEXT,ch2alias TEXT,aux1alias TEXT,aux2alias TEXT,aux3alias TEXT,"
     "aux4alias TEXT,aux5alias TEXT,isprimarydevice BOOLEAN,ch1image TEXT,ch2image TEXT,aux1image TEXT,"
     "aux2image TEXT,aux3image TEXT,aux4image TEXT,aux5image TEXT,ch1desc TEXT, ch2desc TEXT,aux1desc TEXT,"
-    "aux2desc TEXT,aux3desc TEXT,aux4desc TEXT,aux5desc Text)",
+    "aux2desc TEXT,aux3desc TEXT,aux4desc TEXT,aux5desc Text)";
 
+const char* const kNewApplicationsTable =
     "CREATE TABLE applications (id INTEGER PRIMARY KEY,username TEXT, applicationid TEXT,kwhcost1 NUMERIC, "
     "kwhcost2 NUMERIC,kwhcost3 NUMERIC, totalpanelchannel TEXT,generatedpowerchannel TEXT,"
-    "monthlyconsumptiontarget NUMERIC, kwhtime1 TEXT, kwhtime2 TEXT,kwhtime3 TEXT)",
+    "monthlyconsumptiontarget NUMERIC, kwhtime1 TEXT, kwhtime2 TEXT,kwhtime3 TEXT)";
 
-    kNewHourlyTable,
-
-    kNewMinuteDataTable,
-
-    "insert into applicationinfo(id,username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
-    "aux2alias,aux3alias,aux4alias,aux5alias,ch1desc,ch2desc,aux1desc,aux2desc,aux3desc,aux4desc,aux5desc) "
-    "values ('1','USER','HOME','','no label','no label','no label','no label','no label','no label',"
-    "'no label',' ',' ',' ',' ',' ',' ',' ')",
-
+const char* const kNewApplicationsRow =
     "insert into applications(id,username,applicationid,kwhcost1,kwhcost2,kwhcost3,totalpanelchannel,"
-    "monthlyconsumptiontarget) values ('1','USER','HOME','0.126','0.128','0.134','','1200')",
-};
+    "monthlyconsumptiontarget) values ('1','USER','HOME','0.126','0.128','0.134','','1200')";
 
 const char* const kNewMinuteTable =
     "CREATE TABLE minutedata (id INTEGER PRIMARY KEY,date TEXT,deviceaddress NUMERIC,secondscounter NUMERIC,"
@@ -60,33 +52,40 @@ const char* const kNewEnergyTable =
     "CREATE TABLE minute_energy (ID key INTEGER PRIMARY KEY, date, deviceaddress, ch1Akwh, ch1Pkwh, ch2Akwh, "
     "ch2Pkwh, aux1kwh, aux2kwh, aux3kwh, aux4kwh, aux5kwh, volt)";
 
-std::string NewDeviceRow(const std::string& id, const std::string& address,
-                         const std::array<std::string, 7>& labels) {
-    std::string statement =
-        "insert into applicationinfo(id,username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
-        "aux2alias,aux3alias,aux4alias,aux5alias,ch1desc,ch2desc,aux1desc,aux2desc,aux3desc,aux4desc,"
-        "aux5desc) "
-        "values ('";
-    statement += id;
-    statement += "','USER','HOME',";
-    statement += SqlQuoted(address);
+RowLabels AllLabelled(const std::string& label) {
+    RowLabels labels;
+    labels.fill(label);
+    return labels;
+}
+
+std::string NewDeviceRow(const std::string& id, const std::string& address, const RowLabels& labels) {
+    std::string columns = id.empty() ? "" : "id,";
+    std::string values = id.empty() ? "" : SqlQuoted(id) + ",";
+    columns += "username,applicationid,deviceaddress,";
+    values += "'USER','HOME',";
+    values += SqlQuoted(address);
     for (const std::string& label : labels) {
-        statement += ',';
-        statement += SqlQuoted(label);
+        values += ',';
+        values += SqlQuoted(label);
     }
-    return statement + ",' ',' ',' ',' ',' ',' ',' ')";
+    columns += ChannelColumns("alias");
+    columns += ',';
+    columns += ChannelColumns("desc");
+    for (std::size_t channel = 0; channel < kChannels; ++channel)
+        values += ",' '";
+    return "insert into applicationinfo(" + columns + ") values (" + values + ")";
 }
 
 }  // namespace sql
 
 namespace {
 
-const std::array<std::string, 7> kConsumptionLabels = {
+const sql::RowLabels kConsumptionLabels = {
     "Main Panel Consumption", "Not Used",          "Not Used",         "Other (Un-Monitored) Loads",
     "Virtual Channel 1",      "Virtual Channel 2", "Virtual Channel 3"};
-const std::array<std::string, 7> kNetMeteringLabels = {
-    "Net Energy",      "Energy Sold",       "Energy Bought",    "Energy Generated",
-    "Energy Consumed", "Virtual Channel 2", "Virtual Channel 3"};
+const sql::RowLabels kNetMeteringLabels = {"Net Energy",       "Energy Sold",     "Energy Bought",
+                                           "Energy Generated", "Energy Consumed", "Virtual Channel 2",
+                                           "Virtual Channel 3"};
 
 const QString kNoDatabase = u"The database file could not be opened."_s;
 
@@ -105,7 +104,12 @@ QString ValidationError(const QString& path) {
 Outcome CreateTables(const std::string& path) {
     const auto connection = CaptureDatabase::OpenFile(path, true);
     if (!connection) return Outcome::Failure(u"The database file %1 cannot be made."_s.arg(Text(path)));
-    for (const char* statement : sql::kNewDatabase) {
+    // The four base tables, and a row in each of the first two.
+    const std::string statements[] = {
+        sql::kNewInfoTable,       sql::kNewApplicationsTable, sql::kNewHourlyTable,
+        sql::kNewMinuteDataTable, sql::NewDeviceRow("1", ""), sql::kNewApplicationsRow,
+    };
+    for (const std::string& statement : statements) {
         const QueryResult result = connection.GetTable(statement);
         if (!result.Ok()) return Outcome::Failure(Text(path) + u": "_s + Text(result.errorText));
     }

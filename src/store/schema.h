@@ -6,7 +6,9 @@
 #include <array>
 #include <string>
 
+#include "base/channels.h"
 #include "base/outcome.h"
+#include "store/channel_labels.h"
 
 namespace corvane {
 
@@ -22,17 +24,21 @@ enum class InstallationType { ConsumptionOnly, NetMetering };
 
 namespace sql {
 
-/// The four base tables and the two rows of a fresh file, in the order of their execution.
-extern const std::array<const char*, 6> kNewDatabase;
-extern const char* const kNewHourlyTable;      ///< monitordata_hourly, as in kNewDatabase
-extern const char* const kNewMinuteDataTable;  ///< monitordata_minute, the same
+extern const char* const kNewHourlyTable;      ///< monitordata_hourly
+extern const char* const kNewMinuteDataTable;  ///< monitordata_minute
 extern const char* const kNewMinuteTable;
 extern const char* const kNewPowerTable;
 extern const char* const kNewEnergyTable;
 
-/// The statement that adds row `id` of `applicationinfo` with an address and seven labels.
+/// The labels of a row of `applicationinfo`, by channel.
+using RowLabels = std::array<std::string, kChannels>;
+
+/// `label` for each channel.
+[[nodiscard]] RowLabels AllLabelled(const std::string& label);
+
+/// The statement that adds row `id` of `applicationinfo`, or the next one where `id` is empty.
 [[nodiscard]] std::string NewDeviceRow(const std::string& id, const std::string& address,
-                                       const std::array<std::string, 7>& labels);
+                                       const RowLabels& labels = AllLabelled(kNoLabel));
 
 }  // namespace sql
 

@@ -98,6 +98,7 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
     ScriptedOperator op;
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"0"_s, u"A:CH1"_s, op)));
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"2"_s, u"b:aux5"_s, op)));
+    EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"4"_s, u"A:CH2"_s, op)));
     ASSERT_TRUE(database_.Run("UPDATE applicationinfo SET ch1alias = 'Oven' WHERE id = 1").Ok());
     Send({.serialNumber = 1234, .seconds = 10});
     Send({.ch1Absolute = 12345, .serialNumber = 1234, .seconds = 20});
@@ -124,6 +125,7 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
             request.contains("<data id='0'>\r\n<current_value>1235</current_value>\r\n<tag>Oven</tag>"));
         EXPECT_TRUE(
             request.contains("<data id='2'>\r\n<current_value>0</current_value>\r\n<tag>No Label</tag>"));
+        EXPECT_TRUE(request.contains("<tag>no label</tag>")) << "what the database has is sent as it is";
         EXPECT_EQ(bool(*result), c.line == std::string("200 - Success"));
         const std::string told = upload_.Log().Lines().back().toStdString();
         EXPECT_EQ(told.substr(0, std::string(c.line).size()), c.line);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/channels.h"
 #include "base/clock.h"
 #include "base/date_entry.h"
 #include "base/number_entry.h"
@@ -82,17 +83,17 @@ SqlJob EmptyJob() {
 }
 
 SqlJob OutlierJob(double kwh) {
-    // Spaced as they are known; the columns of polarized energy differ.
-    static constexpr const char* kZeroings[] = {
-        "ch1kwh= 0 where ch1kwh > ",    "ch1kwhp = 0 where ch1kwhp > ", "ch2kwh= 0 where ch2kwh > ",
-        "ch2kwhp = 0 where ch2kwhp > ", "aux1kwh= 0 where aux1kwh > ",  "aux2kwh= 0 where aux2kwh > ",
-        "aux3kwh= 0 where aux3kwh > ",  "aux4kwh= 0 where aux4kwh > ",  "aux5kwh= 0 where aux5kwh > "};
     std::vector<Statement> statements;
-    for (const char* zeroing : kZeroings) {
+    // Spaced as they are known; the columns of polarized energy differ.
+    const auto zero = [&statements, kwh](const std::string& column, const char* blank) {
         std::string statement = "UPDATE  monitordata_hourly SET ";
-        statement += zeroing;
+        statement.append(column).append(blank).append("= 0 where ").append(column).append(" > ");
         statement += ShortestText(kwh);
         statements.push_back({.notice = u"Please wait....."_s, .sql = statement, .passes = 1});
+    };
+    for (std::size_t channel = 0; channel < kChannels; ++channel) {
+        zero(ChannelColumn(channel, "kwh"), "");
+        if (kChannelTable[channel].polarized) zero(ChannelColumn(channel, "kwhp"), " ");
     }
     return StatementJob(std::move(statements), kHourlyTable, Effect::Each);
 }

@@ -5,6 +5,7 @@
 
 #include "base/operator.h"
 #include "store/capture_database.h"
+#include "store/schema.h"
 #include "store/settings_store.h"
 #include "store/upkeep/database_work.h"
 #include "store/upkeep/maintenance.h"
@@ -59,24 +60,13 @@ SqlJob RenamingJob(const std::string& from, const std::string& to) {
     return StatementJob(std::move(statements), "monitordata_minute", Effect::Whole);
 }
 
-std::string LabelRow(const std::string& serial) {
-    std::string statement =
-        "insert into applicationinfo(username,applicationid,deviceaddress,ch1alias,ch2alias,aux1alias,"
-        "aux2alias,aux3alias,aux4alias,aux5alias,ch1desc,ch2desc,aux1desc,aux2desc,aux3desc,aux4desc,"
-        "aux5desc) values ('USER','HOME',";
-    statement += SqlQuoted(serial);
-    statement +=
-        ",'No Label','No Label','No Label','No Label','No Label','No Label','No Label',"
-        "' ',' ',' ',' ',' ',' ',' ')";
-    return statement;
-}
-
 /// The rows of Device A and those behind it.
 SqlJob LabelJob(const std::vector<std::string>& serials) {
+    const sql::RowLabels labels = sql::AllLabelled("No Label");
     std::vector<Statement> statements;
     statements.push_back({.notice = kPleaseWait, .sql = "Delete From applicationinfo"});
     for (const std::string& serial : serials)
-        statements.push_back({.notice = kPleaseWait, .sql = LabelRow(serial)});
+        statements.push_back({.notice = kPleaseWait, .sql = sql::NewDeviceRow("", serial, labels)});
     const std::string primary = "UPDATE applicationinfo SET isprimarydevice = 'TRUE' WHERE id = '1'";
     statements.insert(statements.begin() + 2, {.notice = kPleaseWait, .sql = primary});
     return StatementJob(std::move(statements), "applicationinfo", Effect::Whole);

@@ -19,6 +19,19 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// None, and the channels that have an input for pulses.
+QStringList SourceTexts() {
+    QStringList texts{u"None"_s};
+    for (const Channel& channel : kChannelTable) {
+        if (channel.pulseInput) texts.append(QLatin1StringView(channel.name));
+    }
+    return texts;
+}
+
+}  // namespace
+
 PulseBox::PulseBox(PulseCounters& pulses, const WebServer& web, Actions& actions)
     : pulses_(pulses), web_(web), actions_(actions) {
     auto* form = new QFormLayout(this);
@@ -30,7 +43,7 @@ PulseBox::PulseBox(PulseCounters& pulses, const WebServer& web, Actions& actions
                      [this, slot = slot_, on](Operator& op) { return pulses_.SetEnabled(slot, on, op); });
     });
     form->addRow(enabled_);
-    source_ = AddChoice(form, u"Source"_s, {u"None"_s, u"AUX1"_s, u"AUX2"_s, u"AUX3"_s, u"AUX4"_s});
+    source_ = AddChoice(form, u"Source"_s, SourceTexts());
     flowType_ = AddChoice(form, u"Unit"_s,
                           {u"Undefined"_s, u"Cubic feet"_s, u"Cubic metres"_s, u"Gallons"_s, u"Litres"_s});
     period_ = AddChoice(form, u"Rate"_s, {u"per minute"_s, u"per hour"_s});
