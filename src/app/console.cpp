@@ -34,8 +34,8 @@ QCoro::Task<std::optional<QString>> ServiceOperator::AskFile(FileQuestion questi
 QString PacketLine(const DeviceReadings& readings) {
     std::string line = ClockText(readings.time) + "  Device " + SlotLetter(readings.slot).toStdString() +
                        " " + readings.serial + "  " + FormatNumber(readings.volt, "##0.0") + " V";
-    const std::size_t channels = readings.kind->hasAux ? kChannels : kMainChannels;
-    for (std::size_t i = 0; i < channels; ++i) {
+    for (std::size_t i = 0; i < kChannels; ++i) {
+        if (!readings.model->Has(i)) continue;
         const EnergyCounter& counter = readings.channels[i].absolute;
         line += std::string("  ") + ChannelName(i) + " ";
         line += counter.watts.has_value() ? std::to_string(*counter.watts) : "-";

@@ -40,8 +40,8 @@ QString CommandByteKey(int slot) {
 
 /// A piece as people read it.
 QString PieceText(const Piece& piece, const QByteArray& bytes) {
-    return piece.kind == Piece::Kind::Word ? Text(piece.word)
-                                           : QString::number(static_cast<std::uint8_t>(bytes.front()));
+    const bool isWord = piece.kind == Piece::Kind::Word || piece.kind == Piece::Kind::StartWord;
+    return isWord ? QString::fromLatin1(bytes) : QString::number(static_cast<std::uint8_t>(bytes.front()));
 }
 
 void TellProgress(const Sequence& sequence, int sent, const QString& piece, std::int64_t milliseconds,
@@ -176,21 +176,25 @@ void CommandLayer::XmitMessage(QByteArrayView text) {
 }
 
 QCoro::Task<Outcome> CommandLayer::StartRealtime(Operator& op) {
-    const bool modelUnknown = Target() != nullptr && framer_.LastKind(CmdDevice()) == nullptr;
+    const bool modelUnknown = Target() != nullptr && framer_.LastModel(CmdDevice()) == nullptr;
     if (modelUnknown) {
         const Outcome asked = co_await SendOnePacket(op);
         if (!asked) co_return asked;
     }
     if (!co_await clock_.DLY(kBeforeRealtime)) co_return Outcome::Failure(kClosing);
-    const bool twoChannel = co_await IsTwoChannel(op);
-    co_return co_await Send(twoChannel ? Operation::StartTwoChannel : Operation::StartFiveChannel, {}, op);
+    const QByteArray word = co_await StartWord(op);
+    co_return co_await Send(Operation::StartRealtime, word, op);
 }
 
-QCoro::Task<bool> CommandLayer::IsTwoChannel(Operator& op) {
-    const PacketKind* kind = Target() != nullptr ? framer_.LastKind(CmdDevice()) : nullptr;
-    if (kind == nullptr) co_return settings_.GetBool(kSingleTwoChannelKey, false);
-    if (kind->hasAux) co_return false;
-    co_return co_await op.AskYesNo(u"Are you sure your monitor is model VRQ-5806 two channel device?"_s);
+QCoro::Task<QByteArray> CommandLayer::StartWord(Operator& op) {
+    const MonitorModel* model = Target() != nullptr ? framer_.LastModel(CmdDevice()) : nullptr;
+    if (model == nullptr) {
+        model = settings_.GetBool(kSingleTwoChannelKey, false) ? &kTwoChannel : &kFiveChannel;
+    } else if (!model->startQuestion.empty()) {
+        const bool sure = co_await op.AskYesNo(Text(model->startQuestion));
+        if (!sure) model = &kFiveChannel;
+    }
+    co_return Text(model->startWord).toLatin1();
 }
 
 QCoro::Task<Outcome> CommandLayer::StopRealtime(Operator& op) {
@@ -283,13 +287,18 @@ QString CommandLayer::LogBroken(const QString& what, const Sequence& sequence, i
     return text;
 }
 
-/// The bytes of a piece; an argument is taken off the front of `arguments`.
+/// The bytes of a piece; a start word or an argument is taken off the front of `arguments`.
 QByteArray CommandLayer::BytesOf(const Piece& piece, QByteArray& arguments) const {
     switch (piece.kind) {
         case Piece::Kind::CommandByte:
             return {1, static_cast<char>(CommandByte(TargetSlot()))};
         case Piece::Kind::Word:
             return {piece.word.data(), static_cast<qsizetype>(piece.word.size())};
+        case Piece::Kind::StartWord: {
+            QByteArray word = arguments.first(kWordLength);
+            arguments.remove(0, kWordLength);
+            return word;
+        }
         case Piece::Kind::FixedByte:
             return {1, static_cast<char>(piece.byte)};
         case Piece::Kind::Argument: {

@@ -97,7 +97,9 @@ private:
     [[nodiscard]] MonitorLink* Target() const;
     [[nodiscard]] int CmdDevice() const;
     QCoro::Task<Outcome> Walk(Operation operation, QByteArray arguments, Operator& op);
-    QCoro::Task<bool> IsTwoChannel(Operator& op);
+
+    /// Of the model whose packets come on the target's link, else of the one that the settings tell of.
+    QCoro::Task<QByteArray> StartWord(Operator& op);
     QByteArray BytesOf(const Piece& piece, QByteArray& arguments) const;
     QString LogBroken(const QString& what, const Sequence& sequence, int sent);
 

@@ -19,17 +19,20 @@ namespace corvane {
 /// In place of a pause: the monitor acknowledges the piece before the next one is sent.
 inline constexpr int kAcknowledged = -1;
 
+inline constexpr std::size_t kWordLength = 3;
+
 struct Piece {
     enum class Kind : std::uint8_t {
         CommandByte,  ///< that of the device
         Word,
+        StartWord,  ///< that of the monitor's model; its letters come with the call
         FixedByte,
         Argument,  ///< one byte that comes with the call
         Pause,     ///< nothing is sent
     };
     Kind kind = Kind::Pause;
     int pause = 0;                               ///< ms after the piece, or kAcknowledged
-    std::string_view word = {};                  ///< three upper-case letters
+    std::string_view word = {};                  ///< of a Word: `kWordLength` upper-case letters
     std::uint8_t byte = 0;                       ///< of a FixedByte
     std::optional<MonitorSetting> setting = {};  ///< what an argument sets
     bool highByte = false;  ///< the argument is the higher half of the setting's two bytes
@@ -42,6 +45,9 @@ constexpr Piece Command(int pause) {
 }
 constexpr Piece Word(std::string_view word, int pause = 0) {
     return {.kind = Piece::Kind::Word, .pause = pause, .word = word};
+}
+constexpr Piece StartWord(int pause) {
+    return {.kind = Piece::Kind::StartWord, .pause = pause};
 }
 constexpr Piece Fixed(std::uint8_t byte, int pause = 0) {
     return {.kind = Piece::Kind::FixedByte, .pause = pause, .byte = byte};
@@ -85,8 +91,7 @@ struct Sequence {
 };
 
 enum class Operation : std::uint8_t {
-    StartFiveChannel,
-    StartTwoChannel,
+    StartRealtime,
     StopRealtime,
     OnePacket,
     PassThrough,
@@ -120,9 +125,6 @@ enum class Operation : std::uint8_t {
 
 namespace piece {
 
-constexpr Sequence Realtime(std::string_view name, std::string_view mode) {
-    return {name, {Command(1600), Word("TOG", 840), Word(mode, 840)}};
-}
 constexpr Sequence Trim(std::string_view name, std::string_view word, MonitorSetting setting) {
     return {name, {Command(1600), Word("SET", 840), Word(word, 840), Argument(32, setting)}};
 }
@@ -139,9 +141,8 @@ constexpr Sequence Ct(std::string_view name, std::string_view word, MonitorSetti
 
 /// In the order of `Operation`.
 inline constexpr auto kTable = std::to_array<Sequence>({
-    Realtime("Start realtime", "XTD"),
-    Realtime("Start realtime", "PLR"),
-    Realtime("Stop realtime", "OFF"),
+    {"Start realtime", {Command(1600), Word("TOG", 840), StartWord(840)}},
+    {"Stop realtime", {Command(1600), Word("TOG", 840), Word("OFF", 840)}},
     {"One packet", {Command(1600), Word("SPK")}},
     {"Pass-through mode", {Command(140), Word("BT1", 20), Fixed(0x05)}},
     {"Pass-through mode", {Command(1600), Word("BT1", 20), Fixed(0x05)}},

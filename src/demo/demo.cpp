@@ -23,7 +23,7 @@ constexpr int kDaysBefore = 7;
 struct DemoDevice {
     const char* serial;
     MonitorSerial monitor;
-    const PacketKind* kind;
+    const MonitorModel* model;
     const char* scenario;
     ChannelLabels labels;
 };
@@ -67,7 +67,7 @@ Outcome DemoFolder::Prepare(const LocalTime& now) {
         (void)file.Run("DELETE FROM applicationinfo WHERE id = " + std::to_string(slot));
         const QueryResult row = file.Run(sql::NewDeviceRow(std::to_string(slot), device.serial, labels));
         if (!row.Ok()) return Outcome::Failure(QString::fromStdString(row.errorText));
-        monitors_.emplace_back(MonitorConfig{.kind = device.kind,
+        monitors_.emplace_back(MonitorConfig{.model = device.model,
                                              .serial = device.monitor,
                                              .scenario = FindScenario(device.scenario),
                                              .interval = kSecondsPerRecord,

@@ -16,7 +16,6 @@ namespace {
 
 const QString kSerialKey = u"DevSerial"_s;
 const QString kSingleTwoChannelKey = u"VRQ5806"_s;
-constexpr const char* kSingleTwoChannelText = "999998";
 
 /// Slots are counted from 0 in the names of their sections.
 QString SectionOf(int slot) {
@@ -50,8 +49,8 @@ void DeviceSlots::Load() {
 }
 
 std::string DeviceSlots::RoutingText(const RealtimePacket& packet) const {
-    if (singleTwoChannel_ && packet.kind != &kFiveChannel) return kSingleTwoChannelText;
-    return packet.SerialText();
+    const std::string_view sole = packet.model->soleSerial;
+    return singleTwoChannel_ && !sole.empty() ? std::string(sole) : packet.SerialText();
 }
 
 int DeviceSlots::Choose(std::string_view serialText) const {

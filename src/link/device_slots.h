@@ -34,9 +34,8 @@ class DeviceSlots : public QObject {
 public:
     DeviceSlots(SettingsStore& settings, const CaptureDatabase& database);
 
-    /// The serial text by which a packet is routed: its own, or "999998" for a packet that is not a
-    /// five-channel one while the setting `VRQ5806` is 1 (a single two-channel monitor, whatever its serial
-    /// number).
+    /// The serial text by which a packet is routed: its own, or while the setting `VRQ5806` is 1 (a single
+    /// two-channel monitor, whatever its serial number) the one that its model has for that.
     [[nodiscard]] std::string RoutingText(const RealtimePacket& packet) const;
 
     /// The slot 1..6 that is bound to `serialText`, or `kNoSlot`. Where two are, the last one wins, on

@@ -3,13 +3,6 @@
 #include <utility>
 
 namespace corvane {
-namespace {
-
-constexpr std::uint8_t kFirstHeaderByte = 0xFE;
-constexpr std::uint8_t kSecondHeaderByte = 0xFF;
-
-}  // namespace
-
 void Framer::ProcessTurningPoint(int stream, std::uint8_t byte) {
     Stream& s = At(stream);
     if (held_) {
@@ -17,17 +10,17 @@ void Framer::ProcessTurningPoint(int stream, std::uint8_t byte) {
         return;
     }
     if (s.rawDisplay) KeepRaw(s, byte);
-    if (s.kind == nullptr) {
+    if (s.model == nullptr) {
         Hunt(s, byte);
         return;
     }
     s.packet[s.count++] = byte;
-    if (s.count == s.kind->length) Finish(stream, s);
+    if (s.count == s.model->length) Finish(stream, s);
 }
 
 void Framer::SetPlainEnd(Stream& s) const {
-    const bool plain = s.kind != nullptr && !s.rawDisplay && !held_;
-    s.plainEnd = plain ? static_cast<std::uint32_t>(s.kind->length - 1) : 0;
+    const bool plain = s.model != nullptr && !s.rawDisplay && !held_;
+    s.plainEnd = plain ? static_cast<std::uint32_t>(s.model->length - 1) : 0;
 }
 
 void Framer::KeepRaw(Stream& s, std::uint8_t byte) {
@@ -41,17 +34,13 @@ void Framer::Hunt(Stream& s, std::uint8_t byte) const {
     s.oldest = s.previous;
     s.previous = s.newest;
     s.newest = byte;
-    if (s.oldest != kFirstHeaderByte || s.previous != kSecondHeaderByte) return;
-    if (s.newest == kTwoChannel.thirdHeaderByte) {
-        Open(s, kTwoChannel);
-    } else if (s.newest == kFiveChannel.thirdHeaderByte) {
-        Open(s, kFiveChannel);
-    }
+    if (s.oldest != kHeaderBegin[0] || s.previous != kHeaderBegin[1]) return;
+    if (const MonitorModel* model = ModelOfHeader(s.newest, models_)) Open(s, *model);
 }
 
-void Framer::Open(Stream& s, const PacketKind& kind) const {
-    s.kind = &kind;
-    s.lastKind = &kind;
+void Framer::Open(Stream& s, const MonitorModel& model) const {
+    s.model = &model;
+    s.lastModel = &model;
     s.packet[0] = s.oldest;
     s.packet[1] = s.previous;
     s.packet[2] = s.newest;
@@ -73,14 +62,14 @@ void Framer::Finish(int stream, Stream& s) {
 
 void Framer::Close(Stream& s) const {
     // The header window stays as it was when this packet was opened: its bytes are not seen again.
-    s.kind = nullptr;
+    s.model = nullptr;
     SetPlainEnd(s);
 }
 
 void Framer::DropOpenPacket(int stream) {
     if (handOff_.open && handOff_.stream == stream) return;  // it is whole, and only waits to be handed on
     Stream& s = At(stream);
-    s.kind = nullptr;
+    s.model = nullptr;
     SetPlainEnd(s);
 }
 

@@ -51,7 +51,9 @@ class Framer {
 public:
     static constexpr std::size_t kRawTextKept = std::size_t{64} * 1024;  ///< bytes; older ones are dropped
 
-    explicit Framer(PacketReceiver& receiver) : receiver_(receiver) {}
+    /// Frames the packets of `models`, none longer than `kLongestPacket`. Neither is owned.
+    explicit Framer(PacketReceiver& receiver, std::span<const MonitorModel> models = kModels)
+        : receiver_(receiver), models_(models) {}
 
     /// Takes the next byte of stream 0..4. There is no time-out: a packet cut short takes in what follows
     /// until it is long enough, and is then judged by its checksum.
@@ -94,16 +96,16 @@ public:
     void SetRawDisplay(int stream, bool on);
     [[nodiscard]] const std::string& RawText(int stream) const { return At(stream).rawText; }
 
-    /// The kind of the stream's last header; null before the first one.
-    [[nodiscard]] const PacketKind* LastKind(int stream) const { return At(stream).lastKind; }
+    /// The model of the stream's last header; null before the first one.
+    [[nodiscard]] const MonitorModel* LastModel(int stream) const { return At(stream).lastModel; }
 
     [[nodiscard]] std::uint32_t BadPackets() const { return badPackets_; }
     [[nodiscard]] std::uint64_t GoodPackets() const { return goodPackets_; }
 
 private:
     struct Stream {
-        const PacketKind* kind = nullptr;  ///< of the packet that is open; null while hunting for a header
-        const PacketKind* lastKind = nullptr;
+        const MonitorModel* model = nullptr;  ///< of the packet that is open; null while hunting for a header
+        const MonitorModel* lastModel = nullptr;
         std::uint32_t count = 0;  ///< bytes held, header included
 
         /// Up to here a byte is only to be kept: it opens and ends no packet, and nobody looks at it.
@@ -136,7 +138,7 @@ private:
     static void KeepRaw(Stream& s, std::uint8_t byte);
     void SetPlainEnd(Stream& s) const;
     void Hunt(Stream& s, std::uint8_t byte) const;
-    void Open(Stream& s, const PacketKind& kind) const;
+    void Open(Stream& s, const MonitorModel& model) const;
     void Finish(int stream, Stream& s);
     void Close(Stream& s) const;
     void HandOn();
@@ -144,6 +146,7 @@ private:
     void ProcessKept();
 
     PacketReceiver& receiver_;
+    std::span<const MonitorModel> models_;
     std::vector<PacketDestination*> destinations_;
     std::vector<ByteSource*> sources_;
     HandOff handOff_;

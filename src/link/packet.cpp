@@ -7,11 +7,11 @@ namespace corvane {
 namespace {
 
 // The table is walked at compile time: each field becomes a few loads with fixed offsets.
-template <std::size_t Index>
+template <bool kHasAll, std::size_t Index>
 void DecodeField(RealtimePacket& packet) {
     constexpr PacketField field = kPacketFields[Index];
-    if constexpr (field.fiveChannelOnly) {
-        if (!packet.kind->hasAux) return;
+    if constexpr (!kHasAll) {
+        if (!packet.model->Has(static_cast<Field>(Index))) return;
     }
     const std::uint8_t* bytes = packet.bytes.data() + field.offset;
     std::uint64_t value = 0;
@@ -22,19 +22,25 @@ void DecodeField(RealtimePacket& packet) {
     packet.raw[Index] = value;
 }
 
-template <std::size_t... Indexes>
+template <bool kHasAll, std::size_t... Indexes>
 void DecodeFields(RealtimePacket& packet, std::index_sequence<Indexes...>) {
-    (DecodeField<Indexes>(packet), ...);
+    (DecodeField<kHasAll, Indexes>(packet), ...);
 }
 
 }  // namespace
 
-RealtimePacket DecodePacket(int source, std::span<const std::uint8_t> bytes) {
+RealtimePacket DecodePacket(int source, std::span<const std::uint8_t> bytes,
+                            std::span<const MonitorModel> models) {
+    constexpr auto kIndexes = std::make_index_sequence<kPacketFields.size()>();
     RealtimePacket packet;
     packet.source = source;
-    packet.kind = bytes.size() == kFiveChannel.length ? &kFiveChannel : &kTwoChannel;
+    packet.model = ModelOfHeader(bytes[kHeaderLength - 1], models);
     packet.bytes = bytes;
-    DecodeFields(packet, std::make_index_sequence<kPacketFields.size()>());
+    if (packet.model->fields == FieldSet::All()) {
+        DecodeFields<true>(packet, kIndexes);
+    } else {
+        DecodeFields<false>(packet, kIndexes);
+    }
     return packet;
 }
 

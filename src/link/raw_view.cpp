@@ -20,22 +20,21 @@ std::string Padded(std::string text, std::size_t width) {
     return text;
 }
 
-/// The kind of the packet that begins at the front of `bytes` and is there as a whole; else null.
-const PacketKind* PacketAt(std::string_view bytes) {
-    for (const PacketKind* kind : {&kTwoChannel, &kFiveChannel}) {
-        const char header[] = {'\xFE', '\xFF', static_cast<char>(kind->thirdHeaderByte)};
-        if (bytes.size() >= kind->length && bytes.starts_with(std::string_view(header, sizeof header)))
-            return kind;
-    }
-    return nullptr;
-}
-
 std::span<const std::uint8_t> Bytes(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
+/// The model of the packet that begins at the front of `text` and is there as a whole; else null.
+const MonitorModel* PacketAt(std::string_view text) {
+    const std::span<const std::uint8_t> bytes = Bytes(text);
+    if (bytes.size() < kHeaderLength || !std::ranges::equal(bytes.first(kHeaderBegin.size()), kHeaderBegin))
+        return nullptr;
+    const MonitorModel* model = ModelOfHeader(bytes[kHeaderLength - 1]);
+    return model != nullptr && bytes.size() >= model->length ? model : nullptr;
+}
+
 void AddPacket(std::vector<std::string>& lines, const RawRun& packet) {
-    lines.push_back(std::string(packet.kind->model) + " packet, serial text " +
+    lines.push_back(std::string(packet.model->name) + " packet, serial text " +
                     DecodePacket(0, Bytes(packet.bytes)).SerialText() +
                     (packet.accepted ? "" : ", refused by its checksum"));
     for (const RawField& field : RawFields(packet)) {
@@ -70,16 +69,16 @@ std::vector<RawRun> RawRuns(std::string_view bytes) {
     std::vector<RawRun> runs;
     std::size_t between = 0;  // bytes in front that belong to no packet
     while (between < bytes.size()) {
-        const PacketKind* kind = PacketAt(bytes.substr(between));
-        if (kind == nullptr) {
+        const MonitorModel* model = PacketAt(bytes.substr(between));
+        if (model == nullptr) {
             ++between;
             continue;
         }
         if (between > 0) runs.push_back({.bytes = bytes.substr(0, between)});
-        const std::string_view packet = bytes.substr(between, kind->length);
+        const std::string_view packet = bytes.substr(between, model->length);
         const bool accepted = IsAccepted(PacketChecksum(Bytes(packet)), Bytes(packet).back());
-        runs.push_back({.bytes = packet, .kind = kind, .accepted = accepted});
-        bytes.remove_prefix(between + kind->length);
+        runs.push_back({.bytes = packet, .model = model, .accepted = accepted});
+        bytes.remove_prefix(between + model->length);
         between = 0;
     }
     if (!bytes.empty()) runs.push_back({.bytes = bytes});
@@ -91,7 +90,7 @@ std::vector<RawField> RawFields(const RawRun& packet) {
     std::vector<RawField> fields;
     for (std::size_t i = 0; i < kPacketFields.size(); ++i) {
         const PacketField& field = kPacketFields[i];
-        if (field.fiveChannelOnly && !packet.kind->hasAux) continue;
+        if (!packet.model->Has(static_cast<Field>(i))) continue;
         std::string value = ShortestText(decoded.Value(static_cast<Field>(i)));
         if (!field.unit.empty()) value.append(" ").append(field.unit);
         fields.push_back({field.name, field.offset, field.width, std::move(value)});
@@ -103,7 +102,7 @@ std::vector<RawField> RawFields(const RawRun& packet) {
 std::vector<std::string> RawView(std::string_view bytes) {
     std::vector<std::string> lines;
     for (const RawRun& run : RawRuns(bytes)) {
-        if (run.kind != nullptr) {
+        if (run.model != nullptr) {
             AddPacket(lines, run);
         } else {
             AddHex(lines, run.bytes);

@@ -8,13 +8,13 @@
 
 namespace corvane {
 
-struct PacketKind;
+struct MonitorModel;
 
 /// Bytes that belong together: what looks like a whole packet, or what stands between two of those.
 struct RawRun {
     std::string_view bytes;
-    const PacketKind* kind = nullptr;  ///< null where it is no packet
-    bool accepted = false;             ///< a packet that its checksum lets through
+    const MonitorModel* model = nullptr;  ///< null where it is no packet
+    bool accepted = false;                ///< a packet that its checksum lets through
 };
 
 /// A field of a packet.

@@ -12,30 +12,29 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-/// Where one of a slot's nine counters comes from, and the key under which its carry is kept.
+/// One of a slot's nine counters: the field that brings it, and the key under which its carry is kept.
 struct Measurement::CounterSource {
-    std::size_t channel;
-    EnergyCounter ChannelReadings::*counter;
     Field field;
     QLatin1StringView carryKey;
 
     [[nodiscard]] EnergyCounter& Of(DeviceReadings& readings) const {
-        return readings.channels[channel].*counter;
+        ChannelReadings& channel = readings.channels[Layout(field).channel];
+        return Layout(field).quantity == Quantity::PolarizedEnergy ? channel.polarized : channel.absolute;
     }
 
     static const std::array<CounterSource, 9> kAll;
 };
 
 constexpr std::array<Measurement::CounterSource, 9> Measurement::CounterSource::kAll = {{
-    {0, &ChannelReadings::absolute, Field::Ch1Absolute, "Roll1A"_L1},
-    {1, &ChannelReadings::absolute, Field::Ch2Absolute, "Roll2A"_L1},
-    {0, &ChannelReadings::polarized, Field::Ch1Polarized, "Roll1P"_L1},
-    {1, &ChannelReadings::polarized, Field::Ch2Polarized, "Roll2P"_L1},
-    {2, &ChannelReadings::absolute, Field::Aux1, "Roll3"_L1},
-    {3, &ChannelReadings::absolute, Field::Aux2, "Roll4"_L1},
-    {4, &ChannelReadings::absolute, Field::Aux3, "Roll5"_L1},
-    {5, &ChannelReadings::absolute, Field::Aux4, "Roll6"_L1},
-    {6, &ChannelReadings::absolute, Field::Aux5, "Roll7"_L1},
+    {Field::Ch1Absolute, "Roll1A"_L1},
+    {Field::Ch2Absolute, "Roll2A"_L1},
+    {Field::Ch1Polarized, "Roll1P"_L1},
+    {Field::Ch2Polarized, "Roll2P"_L1},
+    {Field::Aux1, "Roll3"_L1},
+    {Field::Aux2, "Roll4"_L1},
+    {Field::Aux3, "Roll5"_L1},
+    {Field::Aux4, "Roll6"_L1},
+    {Field::Aux5, "Roll7"_L1},
 }};
 
 namespace {
@@ -53,8 +52,8 @@ float OneDecimalAmps(std::uint64_t hundredths) {
 }  // namespace
 
 Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog,
-                         const Clock& clock)
-    : slots_(slots), settings_(settings), errorLog_(errorLog), clock_(clock) {
+                         const Clock& clock, std::span<const MonitorModel> models)
+    : slots_(slots), settings_(settings), errorLog_(errorLog), clock_(clock), models_(models) {
     for (int slot = 1; slot <= kSlots; ++slot)
         StartAnew(readings_[static_cast<std::size_t>(slot - 1)], slot);
     LoadCarries();
@@ -95,7 +94,7 @@ std::vector<std::string> Measurement::UnboundSerials() const {
 }
 
 void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
-    const RealtimePacket packet = DecodePacket(stream, bytes);
+    const RealtimePacket packet = DecodePacket(stream, bytes, models_);
     const std::string serial = slots_.RoutingText(packet);
     const int slot = slots_.Choose(serial);
     if (slot == kNoSlot) return NoteUnbound(serial);
@@ -105,15 +104,15 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
         StartAnew(readings, slot);
         readings.serial = serial;
     }
-    readings.kind = packet.kind;
+    readings.model = packet.model;
     readings.time = clock_.Now();
     readings.at = clock_.Monotonic();
     readings.volt = packet.Value(Field::Voltage) * voltFactor_;
     TakeSeconds(readings, static_cast<std::int32_t>(packet.Raw(Field::Seconds)));
-    readings.channels[0].amps = OneDecimalAmps(packet.Raw(Field::Ch1Current));
-    readings.channels[1].amps = OneDecimalAmps(packet.Raw(Field::Ch2Current));
+    for (const Field current : {Field::Ch1Current, Field::Ch2Current})
+        readings.channels[Layout(current).channel].amps = OneDecimalAmps(packet.Raw(current));
     for (const CounterSource& source : CounterSource::kAll) {
-        if (packet.kind->hasAux || !Layout(source.field).fiveChannelOnly) {
+        if (packet.model->Has(source.field)) {
             TakeCounter(readings, source, static_cast<double>(packet.Raw(source.field)));
         } else {
             source.Of(readings).watts.reset();
@@ -127,7 +126,7 @@ void Measurement::StartAnew(DeviceReadings& readings, int slot) {
     DeviceReadings fresh;
     fresh.slot = slot;
     for (const CounterSource& source : CounterSource::kAll) {
-        source.Of(fresh).fiveByte = Layout(source.field).width == 5;
+        source.Of(fresh).fiveByte = kChannelTable[Layout(source.field).channel].fiveByte;
         source.Of(fresh).carry = source.Of(readings).carry;
     }
     readings = fresh;

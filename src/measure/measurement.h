@@ -28,7 +28,9 @@ public:
     static constexpr std::int64_t kStaleAfter = 15;     ///< at least, however often the monitor sends
     static constexpr std::int64_t kMissedPackets = 4;   ///< that make a device stale
 
-    Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog, const Clock& clock);
+    /// Of monitors of `models`.
+    Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog, const Clock& clock,
+                std::span<const MonitorModel> models = kModels);
 
     /// Turns an accepted packet of receive stream 0..4 into the readings of its slot and hands them to the
     /// sinks. A packet whose serial text is bound to no slot ends here.
@@ -70,6 +72,7 @@ private:
     SettingsStore& settings_;
     ErrorLog& errorLog_;
     const Clock& clock_;
+    std::span<const MonitorModel> models_;
     std::array<DeviceReadings, kSlots> readings_;
     std::vector<ReadingsSink*> sinks_;
     std::vector<std::string> unbound_;  ///< when they were heard

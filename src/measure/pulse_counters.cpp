@@ -106,7 +106,7 @@ void PulseCounters::Load(int slot) {
 void PulseCounters::OnReadings(const DeviceReadings& readings) {
     Slot& slot = Of(readings.slot);
     const PulseSetup& setup = slot.setup;
-    if (!setup.enabled || !setup.channel.has_value() || !readings.kind->hasAux) return;
+    if (!setup.enabled || !setup.channel.has_value() || !readings.model->Has(*setup.channel)) return;
     const double count = readings.channels[*setup.channel].absolute.current;
     const bool follows = slot.count.has_value() && !readings.restart;
     // The same second again: as with power, the rate is reckoned when the next one comes.

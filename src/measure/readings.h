@@ -35,8 +35,8 @@ struct EnergyCounter {
 
 struct ChannelReadings {
     EnergyCounter absolute;
-    EnergyCounter polarized;  ///< of CH1 and CH2 only: energy of one power direction
-    float amps = 0;           ///< of CH1 and CH2 only, one decimal
+    EnergyCounter polarized;  ///< energy of one power direction, where the channel is polarized
+    float amps = 0;           ///< one decimal; of polarized channels, too
 };
 
 /// How much of a device is to be heard right now.
@@ -53,9 +53,9 @@ enum class Presence : std::uint8_t {
 }
 
 struct DeviceReadings {
-    int slot = 1;        ///< 1..6
-    std::string serial;  ///< of the last packet; empty before the first
-    const PacketKind* kind = nullptr;
+    int slot = 1;                         ///< 1..6
+    std::string serial;                   ///< of the last packet; empty before the first
+    const MonitorModel* model = nullptr;  ///< of the last packet; null before the first
     LocalTime time;                       ///< of the last packet
     std::int64_t at = 0;                  ///< the same in ms, by the clock that is never set back
     double volt = 0;                      ///< one decimal

@@ -93,7 +93,7 @@ QJsonObject DeviceObject(const DeviceReadings& readings, Presence presence, cons
     return {
         {u"slot"_s, SlotLetter(readings.slot)},
         {u"serial"_s, QString::fromStdString(readings.serial)},
-        {u"model"_s, QLatin1StringView(readings.kind->model.data(), qsizetype(readings.kind->model.size()))},
+        {u"model"_s, QLatin1StringView(readings.model->name.data(), qsizetype(readings.model->name.size()))},
         {u"online"_s, presence != Presence::OffLine},
         {u"stale"_s, presence != Presence::Live},
         {u"lastPacket"_s, QString::fromStdString(DateTimeText(readings.time))},

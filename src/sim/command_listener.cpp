@@ -52,7 +52,7 @@ const Piece* SentPiece(const Sequence& sequence, std::size_t index) {
 }
 
 std::size_t Length(const Piece& piece) {
-    return piece.kind == Piece::Kind::Word ? piece.word.size() : 1;
+    return piece.kind == Piece::Kind::Word || piece.kind == Piece::Kind::StartWord ? kWordLength : 1;
 }
 
 bool Matches(const Piece& piece, const std::string& bytes) {
@@ -62,6 +62,8 @@ bool Matches(const Piece& piece, const std::string& bytes) {
             return first == kCommandByte;
         case Piece::Kind::Word:
             return bytes == piece.word;
+        case Piece::Kind::StartWord:
+            return std::ranges::find(kModels, bytes, &MonitorModel::startWord) != kModels.end();
         case Piece::Kind::FixedByte:
             return first == piece.byte;
         case Piece::Kind::Argument:
@@ -142,8 +144,7 @@ QCoro::Task<> CommandListener::EndPiece(std::int64_t readyAfter) {
 void CommandListener::CarryOut(Operation operation) {
     carriedOut_.push_back(operation);
     switch (operation) {
-        case Operation::StartFiveChannel:
-        case Operation::StartTwoChannel:
+        case Operation::StartRealtime:
             monitor_.SendRealtime(true);
             break;
         case Operation::StopRealtime:

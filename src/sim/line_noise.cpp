@@ -28,30 +28,33 @@ LineNoise RandomBytes(Packet packet, std::mt19937& random) {
     return {.bytes = std::move(bytes)};
 }
 
+constexpr std::uint8_t kNoModel = 0x02;
+static_assert(ModelOfHeader(kNoModel) == nullptr);
+
 /// The packet's own header follows, so that none of these makes a whole one with it.
 LineNoise HeaderFragment(Packet packet, std::mt19937& random) {
     const std::array<std::vector<std::uint8_t>, 5> fragments = {{
         {packet[0]},
         {packet[0], packet[1]},
         {packet[0], packet[0], packet[1]},
-        {packet[0], packet[1], 0x02},
+        {packet[0], packet[1], kNoModel},
         {packet[1], packet[2]},
     }};
     return {.bytes = fragments[random() % fragments.size()]};
 }
 
-/// The start of a packet of either model, the rest of it turned to noise.
+/// The start of a packet of any model, the rest of it turned to noise.
 LineNoise DamagedPacket(Packet packet, std::mt19937& random) {
-    const PacketKind& kind = random() % 2 == 0 ? kTwoChannel : kFiveChannel;
-    const auto shorter = std::min(packet.size(), kind.length);
+    const MonitorModel& model = kModels[random() % kModels.size()];
+    const auto shorter = std::min(packet.size(), model.length);
     const auto intact = static_cast<std::ptrdiff_t>(kHeaderLength + random() % (shorter - kHeaderLength));
-    std::vector<std::uint8_t> bytes(kind.length);
+    std::vector<std::uint8_t> bytes(model.length);
     std::copy_n(packet.begin(), intact, bytes.begin());
     std::generate(bytes.begin() + intact, bytes.end(), [&random] { return AnyByte(random); });
-    bytes[2] = kind.thirdHeaderByte;
+    bytes[2] = model.thirdHeaderByte;
     bytes.back() = 0;
     if (IsAccepted(PacketChecksum(bytes), 0)) {
-        std::uint8_t& last = bytes[kind.length - 2];
+        std::uint8_t& last = bytes[model.length - 2];
         last = static_cast<std::uint8_t>(last + 3);  // the sum is 254, 255 or 0, and becomes 1, 2 or 3
     }
     return {.bytes = std::move(bytes), .refused = true};

@@ -9,13 +9,13 @@ constexpr std::int32_t kSecondsPerDay = 24 * 3600;
 
 /// A house whose main panel carries all loads, less what is generated.
 constexpr ChannelWatts House(std::int32_t otherLoads, std::int32_t generated,
-                             std::array<std::int32_t, kSimChannels - kFirstAux> loads) {
+                             std::array<std::int32_t, kChannels - kMainChannels> loads) {
     ChannelWatts watts{};
     watts[kMainPanel] = otherLoads - generated;
     watts[kGenerator] = generated;
     for (std::size_t i = 0; i < loads.size(); ++i) {
         watts[kMainPanel] += loads[i];
-        watts[kFirstAux + i] = loads[i];
+        watts[kMainChannels + i] = loads[i];
     }
     return watts;
 }
@@ -115,7 +115,7 @@ ChannelWatts WattsAt(const Scenario& scenario, std::int32_t secondOfDay) {
     const ChannelWatts& from = scenario.day[static_cast<std::size_t>(row)];
     const ChannelWatts& to = scenario.day[static_cast<std::size_t>((row + 1) % rows)];
     ChannelWatts watts{};
-    for (std::size_t i = 0; i < kSimChannels; ++i)
+    for (std::size_t i = 0; i < kChannels; ++i)
         watts[i] = from[i] + (to[i] - from[i]) * (secondOfDay % rowSeconds) / rowSeconds;
     return watts;
 }

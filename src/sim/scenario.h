@@ -7,16 +7,16 @@
 #include <span>
 #include <string_view>
 
+#include "base/channels.h"
+
 namespace corvane {
 
-inline constexpr std::size_t kSimChannels = 7;
 inline constexpr std::size_t kMainPanel = 0;  ///< CH1
 inline constexpr std::size_t kGenerator = 1;  ///< CH2
-inline constexpr std::size_t kFirstAux = 2;
 
 /// Power of CH1, CH2 and AUX1..AUX5 in whole watts. CH1 is negative while power goes out to the grid, CH2
 /// while the inverter draws rather than generates.
-using ChannelWatts = std::array<std::int32_t, kSimChannels>;
+using ChannelWatts = std::array<std::int32_t, kChannels>;
 
 enum class CounterStart : std::uint8_t {
     Used,      ///< those of a monitor that has run for ten days

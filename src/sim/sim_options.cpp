@@ -125,10 +125,9 @@ std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& a
 
 MonitorConfig OptionReader::ReadMonitor() {
     MonitorConfig config;
-    const QString model = parser_.value(model_);
-    if (model == Text(kTwoChannel.model)) {
-        config.kind = &kTwoChannel;
-    } else if (model != Text(kFiveChannel.model)) {
+    if (const MonitorModel* model = ModelOfName(parser_.value(model_).toStdString())) {
+        config.model = model;
+    } else {
         Refuse(model_, u"no such model"_s);
     }
 

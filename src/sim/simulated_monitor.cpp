@@ -8,7 +8,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::array<std::uint8_t, 2> kHeader = {0xFE, 0xFF};
 constexpr std::int32_t kSecondsPerDay = 24 * 3600;
 constexpr std::size_t kSerialDigits = 5;
 
@@ -20,26 +19,24 @@ constexpr std::uint64_t kLowestVoltage = 1180;
 constexpr std::uint64_t kFirstVoltage = 1210;
 constexpr std::uint64_t kHighestVoltage = 1240;
 
-/// One energy counter of the monitor.
+/// How one of the monitor's energy counters begins.
 struct Counter {
     Field field;
-    std::size_t channel;
-    bool polarized;        ///< counts while the power is negative, instead of always
     std::uint64_t used;    ///< watt-seconds after some days of use; all differ, so that mix-ups show
     std::uint64_t wrapAt;  ///< the packet that brings it past its top, where it starts below that
 };
 
 // The wraps fall on packets of their own: the seconds counter's makes receivers start anew.
 constexpr std::array<Counter, 9> kCounters = {{
-    {Field::Ch1Absolute, 0, false, 7'200'000'000, 3},
-    {Field::Ch2Absolute, 1, false, 5'400'000'000, 4},
-    {Field::Ch1Polarized, 0, true, 1'800'000'000, 5},
-    {Field::Ch2Polarized, 1, true, 7'200'000, 6},
-    {Field::Aux1, 2, false, 900'000'000, 7},
-    {Field::Aux2, 3, false, 720'000'000, 8},
-    {Field::Aux3, 4, false, 540'000'000, 9},
-    {Field::Aux4, 5, false, 360'000'000, 10},
-    {Field::Aux5, 6, false, 180'000'000, 11},
+    {Field::Ch1Absolute, 7'200'000'000, 3},
+    {Field::Ch2Absolute, 5'400'000'000, 4},
+    {Field::Ch1Polarized, 1'800'000'000, 5},
+    {Field::Ch2Polarized, 7'200'000, 6},
+    {Field::Aux1, 900'000'000, 7},
+    {Field::Aux2, 720'000'000, 8},
+    {Field::Aux3, 540'000'000, 9},
+    {Field::Aux4, 360'000'000, 10},
+    {Field::Aux5, 180'000'000, 11},
 }};
 
 /// Counts of a field before it starts again at 0.
@@ -47,14 +44,11 @@ constexpr std::uint64_t Span(Field field) {
     return std::uint64_t{1} << (8U * Layout(field).width);
 }
 
-bool Has(const PacketKind& kind, Field field) {
-    return kind.hasAux || !Layout(field).fiveChannelOnly;
-}
-
 /// Watt-seconds that a counter takes up in `seconds`.
-std::uint64_t Energy(const Counter& counter, const ChannelWatts& watts, std::int32_t seconds) {
-    const std::int32_t power = watts[counter.channel];
-    if (counter.polarized && power >= 0) return 0;
+std::uint64_t Energy(Field counter, const ChannelWatts& watts, std::int32_t seconds) {
+    const std::int32_t power = watts[Layout(counter).channel];
+    // The polarized counters run while the power is negative, instead of always.
+    if (Layout(counter).quantity == Quantity::PolarizedEnergy && power >= 0) return 0;
     return static_cast<std::uint64_t>(std::abs(power)) * static_cast<std::uint64_t>(seconds);
 }
 
@@ -106,7 +100,7 @@ void SimulatedMonitor::SetSerial(MonitorSerial serial) {
 void SimulatedMonitor::StartCounters() {
     Set(Field::Seconds, kUsedSeconds);
     for (const Counter& counter : kCounters) {
-        if (Has(*config_.kind, counter.field)) Set(counter.field, counter.used);
+        if (config_.model->Has(counter.field)) Set(counter.field, counter.used);
     }
 }
 
@@ -114,9 +108,9 @@ void SimulatedMonitor::StartBelowTop() {
     const ChannelWatts watts = WattsAt(*config_.scenario, secondOfDay_);
     Set(Field::Seconds, Span(Field::Seconds) - kSecondsWrapAt * static_cast<std::uint64_t>(config_.interval));
     for (const Counter& counter : kCounters) {
-        if (!Has(*config_.kind, counter.field)) continue;
+        if (!config_.model->Has(counter.field)) continue;
         // By half a step more than 0: a counter at 0 is taken as reset, not as wrapped.
-        const std::uint64_t step = Energy(counter, watts, config_.interval);
+        const std::uint64_t step = Energy(counter.field, watts, config_.interval);
         Set(counter.field, Span(counter.field) - counter.wrapAt * step + step / 2);
     }
 }
@@ -155,7 +149,7 @@ void SimulatedMonitor::Measure() {
 
     watts_ = WattsAt(*config_.scenario, secondOfDay_);
     const std::int32_t unrest = config_.scenario->unrest;
-    for (std::size_t i = kGenerator; unrest > 0 && i < kSimChannels; ++i) {
+    for (std::size_t i = kGenerator; unrest > 0 && i < kChannels; ++i) {
         const auto thousandths =
             static_cast<std::int32_t>(random_() % (2U * static_cast<unsigned>(unrest) + 1));
         const std::int32_t change = watts_[i] * (thousandths - unrest) / 1000;
@@ -168,22 +162,22 @@ void SimulatedMonitor::Measure() {
 void SimulatedMonitor::CountEnergy() {
     Add(Field::Seconds, static_cast<std::uint64_t>(config_.interval));
     for (const Counter& counter : kCounters)
-        Add(counter.field, Energy(counter, watts_, config_.interval));
-    Set(Field::Ch1Current, Current(watts_[kMainPanel], Raw(Field::Voltage)));
-    Set(Field::Ch2Current, Current(watts_[kGenerator], Raw(Field::Voltage)));
+        Add(counter.field, Energy(counter.field, watts_, config_.interval));
+    for (const Field current : {Field::Ch1Current, Field::Ch2Current})
+        Set(current, Current(watts_[Layout(current).channel], Raw(Field::Voltage)));
 }
 
 void SimulatedMonitor::Add(Field field, std::uint64_t counts) {
-    if (Has(*config_.kind, field)) Set(field, (Raw(field) + counts) % Span(field));
+    if (config_.model->Has(field)) Set(field, (Raw(field) + counts) % Span(field));
 }
 
 void SimulatedMonitor::Encode() {
-    const std::span<std::uint8_t> packet(packet_.data(), config_.kind->length);
-    std::copy(kHeader.begin(), kHeader.end(), packet.begin());
-    packet[kHeader.size()] = config_.kind->thirdHeaderByte;
+    const std::span<std::uint8_t> packet(packet_.data(), config_.model->length);
+    std::ranges::copy(kHeaderBegin, packet.begin());
+    packet[kHeaderBegin.size()] = config_.model->thirdHeaderByte;
     for (std::size_t i = 0; i < kPacketFields.size(); ++i) {
         const auto field = static_cast<Field>(i);
-        if (Has(*config_.kind, field)) EncodeField(packet, field, Raw(field));
+        if (config_.model->Has(field)) EncodeField(packet, field, Raw(field));
     }
     packet.back() = PacketChecksum(packet);
 }

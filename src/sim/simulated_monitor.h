@@ -26,7 +26,7 @@ struct MonitorSerial {
 [[nodiscard]] std::variant<MonitorSerial, std::string> ParseMonitorSerial(std::string_view text);
 
 struct MonitorConfig {
-    const PacketKind* kind = &kFiveChannel;
+    const MonitorModel* model = &kFiveChannel;
     MonitorSerial serial = {};
     const Scenario* scenario = FindScenario("steady");
     std::uint32_t seed = 1;
@@ -45,7 +45,7 @@ public:
 
     /// The packet sent last, without noise; before the first, one with the counters as they are.
     [[nodiscard]] std::span<const std::uint8_t> LastPacket() const {
-        return {packet_.data(), config_.kind->length};
+        return {packet_.data(), config_.model->length};
     }
 
     /// Whether a packet is sent when an interval has passed; at first it is.

@@ -32,7 +32,7 @@ std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database) {
     for (const auto& row : result.rows) {
         ChannelLabels& texts = labels[std::stoi(row.front().value_or("0"))];
         for (std::size_t i = 0; i < kChannels; ++i)
-            texts[i] = QString::fromStdString(ChannelLabelOf(row[i + 1].value_or("")));
+            texts[i] = QString::fromStdString(row[i + 1].value_or(""));
     }
     return labels;
 }

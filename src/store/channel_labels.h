@@ -18,9 +18,6 @@ class CaptureDatabase;
 
 using ChannelLabels = std::array<QString, kChannels>;
 
-/// The label that a text of the database stands for: empty where that is blank, or what a new database says.
-[[nodiscard]] std::string ChannelLabelOf(const std::string& text);
-
 /// What is kept of a channel: its name, the path of a picture, and what else there is to say.
 enum class ChannelText : std::uint8_t { Label, Picture, Comment };
 inline constexpr std::size_t kChannelTexts = 3;

@@ -135,7 +135,7 @@ protected:
 };
 
 TEST_F(FramerTest, APacketEndsWithItsLastByteAndAHeaderWithinItOpensNone) {
-    EXPECT_EQ(framer_.LastKind(3), nullptr);
+    EXPECT_EQ(framer_.LastModel(3), nullptr);
     Feed({0xFE, 0xFE, 0xFF, 0xFE, 0xFF, 0x02, 0xFF, 0x03, 0xFE}, 3);  // a header may start within it
     for (const Model model : {Model::TwoChannel, Model::FiveChannel}) {
         Bytes packet = Packet(model, 1);
@@ -147,7 +147,7 @@ TEST_F(FramerTest, APacketEndsWithItsLastByteAndAHeaderWithinItOpensNone) {
         EXPECT_TRUE(recorder_.framed.empty());
         framer_.ProcessByte(3, packet.back());
         EXPECT_EQ(recorder_.framed, (std::vector<Framed>{{3, packet}}));
-        EXPECT_EQ(framer_.LastKind(3), model == Model::TwoChannel ? &kTwoChannel : &kFiveChannel);
+        EXPECT_EQ(framer_.LastModel(3), model == Model::TwoChannel ? &kTwoChannel : &kFiveChannel);
     }
 }
 

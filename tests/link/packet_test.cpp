@@ -45,7 +45,7 @@ TEST(Packet, EveryFieldIsDecodedFromItsPlaceAndEncodedIntoIt) {
         const Bytes bytes = PacketOf(state);
         const RealtimePacket packet = DecodePacket(2, bytes);
         EXPECT_EQ(packet.source, 2);
-        EXPECT_EQ(packet.kind, model == Model::FiveChannel ? &kFiveChannel : &kTwoChannel);
+        EXPECT_EQ(packet.model, model == Model::FiveChannel ? &kFiveChannel : &kTwoChannel);
         EXPECT_TRUE(std::ranges::equal(packet.bytes, bytes));
         Bytes encoded(bytes.size(), 0);
         std::copy_n(bytes.begin(), kHeaderLength, encoded.begin());

@@ -61,7 +61,7 @@ TEST_F(MeasurementTest, AuxChannelsComeAndGo) {
     Send({.ch1Absolute = 900, .seconds = 116, .aux = {7200}});
     EXPECT_EQ(Aux1().watts, 100);
     Send({.model = Model::TwoChannel, .ch1Absolute = 1300, .seconds = 124});
-    EXPECT_EQ(A().kind, &kTwoChannel);
+    EXPECT_EQ(A().model, &kTwoChannel);
     EXPECT_EQ(Ch1().watts, 50);
     EXPECT_EQ(Aux1().Kwh(), 0.002);
     EXPECT_EQ(Aux1().watts, std::nullopt);

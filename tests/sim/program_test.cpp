@@ -82,7 +82,7 @@ TEST(SimOptions, AreTakenAsGiven) {
                     " --scenario wrap --start 13:30 --seed 4294967295 --count 12"));
     ASSERT_TRUE(std::holds_alternative<SimOptions>(parsed));
     const auto& options = std::get<SimOptions>(parsed);
-    EXPECT_EQ(options.monitor.kind, &kTwoChannel);
+    EXPECT_EQ(options.monitor.model, &kTwoChannel);
     EXPECT_EQ(options.monitor.serial.unitId, 255);
     EXPECT_EQ(options.monitor.serial.number, 65535);
     ASSERT_TRUE(std::holds_alternative<ConnectTo>(options.line));

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "support/received_packets.h"
+#include "support/third_model.h"
 
 namespace corvane {
 namespace {
@@ -23,19 +24,19 @@ constexpr std::array kEnergyFields = {
 /// Watt-seconds that a counter takes up in an interval.
 std::uint64_t Energy(const MonitorConfig& config, Field field, std::int32_t watts) {
     const bool polarized = field == Ch1Polarized || field == Ch2Polarized;
-    const bool sent = config.kind->hasAux || !Layout(field).fiveChannelOnly;
+    const bool sent = config.model->Has(field);
     return sent && (!polarized || watts < 0) ? static_cast<std::uint64_t>(std::abs(watts) * config.interval)
                                              : 0;
 }
 
-/// Calls `check` with the configuration of every scenario for both models and several intervals.
+/// Calls `check` with the configuration of every scenario for all models and several intervals.
 template <typename Check>
 void ForAllConfigs(Check check) {
     for (const Scenario& scenario : Scenarios()) {
-        for (const PacketKind* kind : {&kTwoChannel, &kFiveChannel}) {
+        for (const MonitorModel& model : kWithThird) {
             for (const int interval : {1, 8, 255}) {
-                SCOPED_TRACE(testing::Message() << scenario.name << " " << kind->model << " " << interval);
-                check(MonitorConfig{.kind = kind,
+                SCOPED_TRACE(testing::Message() << scenario.name << " " << model.name << " " << interval);
+                check(MonitorConfig{.model = &model,
                                     .serial = {.unitId = 3, .number = 1234},
                                     .scenario = &scenario,
                                     .seed = 7,
@@ -52,7 +53,7 @@ TEST(SimulatedMonitor, PacketsArriveAsSentAndTheSameForTheSameSeedOnly) {
         config.seed = 8;
         SimulatedMonitor other(config);
         NotedPackets received;
-        Framer framer(received);
+        Framer framer(received, kWithThird);
         std::size_t arrived = 0;
         bool othersDiffer = false;
         for (int i = 1; i <= 400; ++i) {
@@ -64,10 +65,11 @@ TEST(SimulatedMonitor, PacketsArriveAsSentAndTheSameForTheSameSeedOnly) {
             arrived += monitor.LastPacketLost() ? 0 : 1;
             ASSERT_EQ(received.framed.size(), arrived) << "after packet " << i;
             if (monitor.LastPacketLost()) continue;
-            const RealtimePacket packet = DecodePacket(kStreamTcpA, received.framed.back().second);
+            const RealtimePacket packet =
+                DecodePacket(kStreamTcpA, received.framed.back().second, kWithThird);
             ASSERT_EQ(packet.raw, monitor.AllRaw());
             ASSERT_EQ(packet.SerialText(), "301234");
-            ASSERT_EQ(packet.kind, config.kind);
+            ASSERT_EQ(packet.model, config.model);
         }
         EXPECT_TRUE(othersDiffer);
         EXPECT_EQ(framer.BadPackets(), monitor.RefusedPackets());
@@ -81,14 +83,14 @@ TEST(SimulatedMonitor, CountersVoltageAndCurrentsFitThePower) {
         for (int i = 1; i <= 100; ++i) {
             (void)monitor.NextPacket();
             const ChannelWatts& watts = monitor.Watts();
-            const RealtimePacket packet = DecodePacket(0, monitor.LastPacket());
+            const RealtimePacket packet = DecodePacket(0, monitor.LastPacket(), kWithThird);
             const double volts = packet.Value(Voltage);
             ASSERT_TRUE(volts >= 118 && volts <= 124) << volts;
             ASSERT_NEAR(packet.Value(Ch1Current), std::abs(watts[kMainPanel]) / volts, 0.00501);
             ASSERT_NEAR(packet.Value(Ch2Current), std::abs(watts[kGenerator]) / volts, 0.00501);
             for (const auto& [field, channel] : kEnergyFields) {
                 if (i == 1 || (i == 11 && config.scenario->name == "restart")) continue;
-                const std::uint64_t top = std::uint64_t{1} << (channel < kFirstAux ? 40 : 32);
+                const std::uint64_t top = std::uint64_t{1} << (channel < kMainChannels ? 40 : 32);
                 ASSERT_EQ((packet.Raw(field) - previous[static_cast<std::size_t>(field)]) % top,
                           Energy(config, field, watts[channel]))
                     << Layout(field).name << ", packet " << i;
@@ -122,7 +124,7 @@ TEST(SimulatedMonitor, EveryCounterWrapsOnceAndTheSecondsAtAPacketOfTheirOwn) {
         EXPECT_EQ(seconds.size(), 1U);
         for (const auto& [field, channel] : kEnergyFields) {
             const auto steps = StepsBack(config, field);
-            EXPECT_EQ(steps.size(), channel < kFirstAux || config.kind->hasAux ? 1U : 0U);
+            EXPECT_EQ(steps.size(), config.model->Has(field) ? 1U : 0U);
             EXPECT_NE(steps, seconds) << Layout(field).name;
         }
     });
@@ -150,7 +152,7 @@ TEST(SimulatedMonitor, ASolarDaySellsAtNoonAndBuysAtNight) {
         (void)monitor.NextPacket();
         const ChannelWatts& watts = monitor.Watts();
         const int consumed = watts[kMainPanel] + watts[kGenerator];
-        for (std::size_t i = kFirstAux; i < kSimChannels; ++i)
+        for (std::size_t i = kMainChannels; i < kChannels; ++i)
             ASSERT_TRUE(watts[i] >= 0 && watts[i] < consumed) << "minute " << minute;
         ASSERT_LT(consumed, 10'000);
         soldMinutes[static_cast<std::size_t>(minute / 60 % 24)] += watts[kMainPanel] < 0 ? 1 : 0;

@@ -146,14 +146,14 @@ protected:
 };
 
 TEST_F(Capture, EveryColumnHoldsWhatTheMonitorsSent) {
-    const Monitor five{.config = {.kind = &kFiveChannel,
+    const Monitor five{.config = {.model = &kFiveChannel,
                                   .serial = {.unitId = 3, .number = 1234},
                                   .seed = 7,
                                   .interval = kInterval},
                        .serial = u"301234"_s,
                        .model = u"VRQ-5810"_s,
                        .port = house_.portA};
-    const Monitor two{.config = {.kind = &kTwoChannel,
+    const Monitor two{.config = {.model = &kTwoChannel,
                                  .serial = {.unitId = 4, .number = 123},
                                  .seed = 8,
                                  .interval = kInterval},

@@ -44,19 +44,22 @@ ChannelModel::ChannelModel(const Measurement& measurement, const PulseCounters& 
     : measurement_(measurement), pulses_(pulses), slot_(slot) {}
 
 void ChannelModel::Refresh(const ChannelLabels& labels, bool current) {
-    const PacketKind* kind = measurement_.Readings(slot_).kind;
-    const int rows = static_cast<int>(kind == nullptr ? 0 : kind->hasAux ? kChannels : kMainChannels);
+    const MonitorModel* model = measurement_.Readings(slot_).model;
+    std::vector<std::size_t> channels;
+    for (std::size_t channel = 0; model != nullptr && channel < kChannels; ++channel) {
+        if (model->Has(channel)) channels.push_back(channel);
+    }
     labels_ = labels;
     current_ = current;
     const Palette& palette = PaletteOn(QGuiApplication::palette().color(QPalette::Base));
     if (std::exchange(palette_, &palette) != &palette)
         std::ranges::transform(palette.channels, dots_.begin(), Dot);
-    if (rows != rows_) {
+    if (channels != channels_) {
         beginResetModel();
-        rows_ = rows;
+        channels_ = std::move(channels);
         endResetModel();
-    } else if (rows > 0) {
-        Q_EMIT dataChanged(index(0, 0), index(rows - 1, Columns - 1));
+    } else if (!channels.empty()) {
+        Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, Columns - 1));
     }
 }
 
@@ -81,7 +84,7 @@ QString ChannelModel::Text(std::size_t channel, int column) const {
 
 QVariant ChannelModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid()) return {};
-    const auto channel = static_cast<std::size_t>(index.row());
+    const auto channel = channels_[static_cast<std::size_t>(index.row())];
     const int column = index.column();
     switch (role) {
         case Qt::DisplayRole:

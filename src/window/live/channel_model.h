@@ -5,6 +5,7 @@
 #include <QIcon>
 
 #include <array>
+#include <vector>
 
 #include "store/channel_labels.h"
 
@@ -32,7 +33,9 @@ public:
     /// not `current` are shown faded.
     void Refresh(const ChannelLabels& labels, bool current);
 
-    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : rows_; }
+    int rowCount(const QModelIndex& parent = {}) const override {
+        return parent.isValid() ? 0 : static_cast<int>(channels_.size());
+    }
     int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : Columns; }
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
@@ -45,7 +48,7 @@ private:
     int slot_;
     const Palette* palette_ = nullptr;
     std::array<QIcon, kChannels> dots_;  ///< in the colours of the lines
-    int rows_ = 0;
+    std::vector<std::size_t> channels_;  ///< that the monitor has, a row each
     ChannelLabels labels_;
     bool current_ = false;
 };

@@ -110,7 +110,7 @@ void Readings::AddFlows() {
 
 void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, ChannelLabels>& labels) {
     const DeviceReadings& device = program_.measurement.Readings(choice.slot);
-    if (!device.Seen() || (choice.channel >= kMainChannels && !device.kind->hasAux)) return;
+    if (!device.Seen() || !device.model->Has(choice.channel)) return;
     const EnergyCounter& counter = device.channels[choice.channel].absolute;
     const auto label = labels.find(choice.slot);
     const QString title =

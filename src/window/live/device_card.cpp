@@ -172,7 +172,7 @@ void DeviceCard::ShowState() {
         return;
     }
     const Presence presence = program_.measurement.PresenceOf(slot_);
-    const std::string_view model = readings.kind->model;
+    const std::string_view model = readings.model->name;
     monitor_->setText(bound + u"  ·  "_s + QLatin1StringView(model.data(), qsizetype(model.size())));
     volt_->setText(QString::fromStdString(FormatNumber(readings.volt, "##0.0")) + u" V"_s);
     volt_->setForegroundRole(presence == Presence::Live ? QPalette::WindowText : QPalette::PlaceholderText);

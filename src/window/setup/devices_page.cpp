@@ -173,7 +173,7 @@ void DevicesPage::ShowStates() {
         const QString line = QString::fromLatin1(PresenceText(program_.measurement.PresenceOf(row + 1)));
         const QString state = readings.Seen() ? u"%1, last packet %2"_s.arg(line, time) : u"no packet yet"_s;
         Cell(devices_, row, kModel)
-            ->setText(readings.kind != nullptr ? QString::fromLatin1(readings.kind->model) : QString());
+            ->setText(readings.model != nullptr ? QString::fromLatin1(readings.model->name) : QString());
         Cell(devices_, row, kState)->setText(state);
     }
     QStringList serials;

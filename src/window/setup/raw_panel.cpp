@@ -147,7 +147,7 @@ void RawPanel::ShowBytes() {
     cursor.endEditBlock();
     bytes_->verticalScrollBar()->setValue(bytes_->verticalScrollBar()->maximum());
     const auto last =
-        std::find_if(runs.rbegin(), runs.rend(), [](const RawRun& run) { return run.kind != nullptr; });
+        std::find_if(runs.rbegin(), runs.rend(), [](const RawRun& run) { return run.model != nullptr; });
     ShowFields(last == runs.rend() ? nullptr : &*last);
 }
 
@@ -157,7 +157,7 @@ void RawPanel::WriteRun(QTextCursor& cursor, const RawRun& run) const {
     ink.setAlphaF(0.55F);
     pale.setForeground(ink);
     std::size_t written = 0;
-    if (run.kind != nullptr) {
+    if (run.model != nullptr) {
         const std::vector<RawField> fields = RawFields(run);
         for (std::size_t i = 0; i < fields.size(); ++i) {
             const RawField& field = fields[i];
