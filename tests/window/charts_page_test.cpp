@@ -22,7 +22,7 @@ const QString kPage = u"charts"_s;
 class ChartsTest : public WindowTest {
 protected:
     /// The window over minute records of 2026-03-10: 600 W from 00:00 to 05:59, then nothing until 18:00.
-    void OpenWithRecords() {
+    void SetUp() override {
         const std::string path = folder.Path(u"vrq1.db3"_s).toStdString();
         Open(u"database"_s);  // which reads nothing: the rows below find the file free
         Execute(path, "UPDATE applicationinfo SET deviceaddress = 300001, ch1alias = 'Panel'");
@@ -56,14 +56,15 @@ protected:
     }
 };
 
-TEST_F(ChartsTest, PowerEnergyAndCostOfADayAreShownWhereThePointerIs) {
-    OpenWithRecords();
+TEST_F(ChartsTest, PowerIsShownWhereThePointerIsAndNoneInAGap) {
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"7.18 kWh"_s);
     PointAt("2026-03-10 03:00:00");
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"600 W"_s);
     PointAt("2026-03-10 12:00:00");
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"\u2013"_s) << "no power in a gap";
+    EXPECT_EQ(Value(u"CH1  Panel"_s), u"\u2013"_s);
+}
 
+TEST_F(ChartsTest, EnergyAndCostOfAGapAreInTheBarThatHoldsAllOfItOnly) {
     Click(kPage, u"Energy"_s);
     PointAt("2026-03-10 03:30:00");
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"0.60 kWh"_s);
@@ -75,14 +76,18 @@ TEST_F(ChartsTest, PowerEnergyAndCostOfADayAreShownWhereThePointerIs) {
     Click(kPage, u"Cost"_s);
     Find<QComboBox>(kPage, u"Bars"_s)->setCurrentText(u"per hour"_s);
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"0.08"_s);
+}
 
+TEST_F(ChartsTest, TheDatesFollowTheChartAndTheChartTheDates) {
     Click(kPage, u"Later"_s);
     EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 11));
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"\u2013"_s);
     QTest::keyClick(View(), Qt::Key_Escape);
     QTest::keyClick(View(), Qt::Key_Minus);
-    EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 10)) << "the dates follow the chart";
+    EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 10));
+}
 
+TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
     const auto* channel = Find<QCheckBox>(kPage, u"CH1  Panel"_s);
     window_->ShowPage(u"log"_s);
     ASSERT_TRUE(SpinUntil([this] {
@@ -94,11 +99,10 @@ TEST_F(ChartsTest, PowerEnergyAndCostOfADayAreShownWhereThePointerIs) {
     EXPECT_TRUE(SpinUntil([&] {
         Q_EMIT clock.SecondPassed();
         return channel->text() == u"CH1  Mains"_s && Value(u"CH1  Mains"_s) == u"\u2013"_s;
-    })) << "a channel was named anew meanwhile, and all records were deleted";
+    }));
 }
 
 TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {
-    OpenWithRecords();
     const QString csv = folder.Path(u"power.csv"_s);
     Click(kPage, u"Save CSV..."_s);
     EnterFile(csv);
