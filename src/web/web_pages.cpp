@@ -2,7 +2,10 @@
 
 #include <QResource>
 
+#include "base/channels.h"
+#include "link/device_slots.h"
 #include "measure/pulse_counters.h"
+#include "store/schema.h"
 
 namespace corvane {
 
@@ -18,12 +21,13 @@ struct Page {
     const char* file;
     const char* type;
     bool lasting = false;
+    bool offersChoices = false;  ///< of devices and channels
 };
 
 constexpr Page kPages[] = {
     {"/", "index.html", kHtml},
     {"/net.html", "net.html", kHtml},
-    {"/charts.html", "charts.html", kHtml},
+    {.path = "/charts.html", .file = "charts.html", .type = kHtml, .offersChoices = true},
     {"/style.css", "style.css", "text/css; charset=utf-8"},
     {"/gauges.js", "gauges.js", kScript},
     {"/live.js", "live.js", kScript},
@@ -41,6 +45,23 @@ QByteArray BytesOf(const char* file) {
     return QByteArray::fromRawData(reinterpret_cast<const char*>(resource.data()), resource.size());
 }
 
+QByteArray Option(const QByteArray& value, const QByteArray& text) {
+    return "<option value=\"" + value + "\">" + text + "</option>";
+}
+
+QByteArray WithChoices(QByteArray page) {
+    QByteArray devices;
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const QByteArray letter = SlotLetter(slot).toLatin1();
+        devices += Option(letter, "Device " + letter);
+    }
+    devices += Option(kVirtualDevice, "Sums");
+    QByteArray channels;
+    for (const Channel& channel : kChannelTable)
+        channels += Option(channel.name, channel.name);
+    return page.replace("{{devices}}", devices).replace("{{channels}}", channels);
+}
+
 QByteArray FlowPage(const FlowUnit& unit) {
     return QByteArray(BytesOf("flow.html"))
         .replace("{{rate}}", unit.rate)
@@ -52,7 +73,10 @@ QByteArray FlowPage(const FlowUnit& unit) {
 std::optional<WebReply> WebPage(std::string_view path) {
     for (const Page& page : kPages) {
         if (page.path != path) continue;
-        return WebReply{.type = page.type, .body = BytesOf(page.file), .lasting = page.lasting};
+        const QByteArray bytes = BytesOf(page.file);
+        return WebReply{.type = page.type,
+                        .body = page.offersChoices ? WithChoices(bytes) : bytes,
+                        .lasting = page.lasting};
     }
     for (const FlowUnit& unit : FlowUnits()) {
         if (unit.page == path) return WebReply{.type = kHtml, .body = FlowPage(unit)};

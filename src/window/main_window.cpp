@@ -65,8 +65,12 @@ MainWindow::~MainWindow() = default;
 void MainWindow::ShowProgram() {
     AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
     AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
-    AddPage(new ChartsPage(program_, actions_), u"charts"_s, u"Charts"_s);
-    AddPage(new DataPage(program_, actions_), u"data"_s, u"Data"_s);
+    AddPage(new ChartsPage(program_.database, program_.databaseFiles, program_.settings, program_.clock,
+                           actions_),
+            u"charts"_s, u"Charts"_s);
+    AddPage(
+        new DataPage(program_.database, program_.databaseFiles, program_.settings, program_.clock, actions_),
+        u"data"_s, u"Data"_s);
     AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
     AddPage(new DevicesPage(program_, actions_), u"devices"_s, u"Devices"_s);
     AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);

@@ -102,6 +102,25 @@ TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
     }));
 }
 
+TEST_F(ChartsTest, AnotherDatabaseIsForgottenAndRead) {
+    OpenWithRecords();
+    ASSERT_TRUE(SpinUntil([this] {
+        return program_->database
+            .Run(
+                "UPDATE applicationinfo SET deviceaddress = 300002; UPDATE monitordata_minute SET "
+                "deviceaddress = 300002, ch1kwh = ch1kwh * 2")
+            .Ok();
+    }));
+    const auto* device = Find<QComboBox>(kPage, u"Device"_s);
+    Q_EMIT program_->databaseFiles.Adopted();
+    EXPECT_EQ(device->count(), 0);
+    EXPECT_EQ(Value(u"CH1"_s), u"\u2013"_s);
+    EXPECT_TRUE(SpinUntil([&] {
+        Q_EMIT clock.SecondPassed();
+        return device->currentText() == u"Device A (300002)"_s && Value(u"CH1  Panel"_s) == u"14.36 kWh"_s;
+    })) << Value(u"CH1  Panel"_s).toStdString();
+}
+
 TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {
     const QString csv = folder.Path(u"power.csv"_s);
     Click(kPage, u"Save CSV..."_s);

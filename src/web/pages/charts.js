@@ -2,9 +2,7 @@
 import {number} from "/gauges.js";
 import {channelTitle, make, setText, start} from "/live.js";
 
-const CHANNELS = ["CH1", "CH2", "AUX1", "AUX2", "AUX3", "AUX4", "AUX5"];
 const MONTHS = ["Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"];
-const SUMS = "999999";  // the device of the database that holds what is summed over devices
 
 // Of a day of power, every third hour is named; on a narrow chart, every sixth.
 const everyThirdHour = (size) => ({
@@ -32,7 +30,8 @@ const byId = (id) => document.getElementById(id);
 const iso = (date) => date.toISOString().slice(0, 10);
 const localToday = () => iso(new Date(Date.now() - new Date().getTimezoneOffset() * 60000));
 
-const choice = {device: "A", channel: "CH1", view: "power", day: localToday()};
+// Which devices and channels there are stands in the page.
+const choice = {device: byId("device").value, channel: byId("channel").value, view: "power", day: localToday()};
 let today = choice.day;
 let chart = null;
 let asked = 0;  // requests so far: an answer that comes late belongs to nobody
@@ -45,19 +44,11 @@ function readAddress() {
     if (Number.isNaN(Date.parse(choice.day))) choice.day = today;
 }
 
-function setOptions(select, options, chosen) {
-    const same = select.options.length === options.length
-        && options.every(([value, text], i) => select.options[i].value === value && select.options[i].text === text);
-    if (!same) select.replaceChildren(...options.map(([value, text]) => make("option", {value}, text)));
-    select.value = chosen;
-}
-
 function showChoice() {
-    const letters = ["A", "B", "C", "D", "E", "F"];
-    setOptions(byId("device"), [...letters.map((letter) => [letter, `Device ${letter}`]), [SUMS, "Sums"]],
-               choice.device);
     const titles = names.get(choice.device);
-    setOptions(byId("channel"), CHANNELS.map((name, i) => [name, titles?.[i] ?? name]), choice.channel);
+    [...byId("channel").options].forEach((option, i) => setText(option, titles?.[i] ?? option.value));
+    byId("device").value = choice.device;
+    byId("channel").value = choice.channel;
     byId("day").value = choice.day;
     byId(`view-${choice.view}`).checked = true;
 }

@@ -3,14 +3,16 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
-#include "app/program.h"
+#include "base/clock.h"
+#include "base/operator.h"
+#include "store/capture_database.h"
 #include "store/told_job.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-FileExport::FileExport(Program& program) : program_(program) {
+FileExport::FileExport(const CaptureDatabase& database, Clock& clock) : database_(database), clock_(clock) {
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, &worker_, [this] { worker_.End(); });
 }
 
@@ -31,7 +33,7 @@ QCoro::Task<Outcome> FileExport::Run(QString prompt, JobFor jobFor, Operator& op
     QString operation = u"Writing %1"_s.arg(*path);
     SqlJob job = jobFor(path->toStdString());
     const QueryResult result =
-        co_await RunTold(worker_, program_.clock, operation, program_.database.databasePath(), job, op);
+        co_await RunTold(worker_, clock_, operation, database_.databasePath(), job, op);
     if (result.errorText == SqlWorker::kInterrupted)
         op.Show(u"The export was cancelled, and no file was made."_s);
     else if (!result.Ok())

@@ -12,15 +12,16 @@
 
 namespace corvane {
 
+class CaptureDatabase;
+class Clock;
 class Operator;
-class Program;
 
 class FileExport {
 public:
     /// Makes the job that writes the file `path`.
     using JobFor = std::function<SqlJob(std::string path)>;
 
-    explicit FileExport(Program& program);
+    FileExport(const CaptureDatabase& database, Clock& clock);
 
     /// Asks for a file, by its kind "csv" or "png"; nothing where none was chosen, or one that is to be kept.
     static QCoro::Task<std::optional<QString>> AskPath(QString prompt, QString kind, Operator& op);
@@ -29,7 +30,8 @@ public:
     QCoro::Task<Outcome> Run(QString prompt, JobFor jobFor, Operator& op);
 
 private:
-    Program& program_;
+    const CaptureDatabase& database_;
+    Clock& clock_;
     SqlWorker worker_;
 };
 

@@ -1,6 +1,5 @@
 #include "window/past/chart_view.h"
 
-#include <QDateTime>
 #include <QLocale>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <utility>
 
 #include "window/parts/palette.h"
+#include "window/past/chart_texts.h"
 
 namespace corvane {
 
@@ -21,32 +21,6 @@ constexpr double kShortestSpan = 300;  // s
 constexpr double kLongestSpan = 25.0 * 366 * kWallDay;
 constexpr double kDotSize = 4;    // pixels, also of the shortest run that needs no dots
 constexpr double kPartly = 0.98;  // of a unit; what is less covered is drawn paler
-
-QDateTime DateTimeOf(WallTime time) {
-    return QDateTime::fromSecsSinceEpoch(time, Qt::UTC);
-}
-
-QString BarName(CalendarUnit unit, WallTime time, bool brief) {
-    const QDateTime from = DateTimeOf(time);
-    const QLocale locale;
-    switch (unit) {
-        case CalendarUnit::Hour:
-            if (brief)
-                return from.time().hour() == 0 ? locale.toString(from, u"d MMM"_s)
-                                               : locale.toString(from, u"HH:mm"_s);
-            return locale.toString(from, u"ddd d MMM yyyy, HH:mm"_s);
-        case CalendarUnit::Day:
-            return locale.toString(from, brief ? u"d MMM"_s : u"ddd d MMM yyyy"_s);
-        case CalendarUnit::Week:
-            return (brief ? u"W%1"_s : u"Week %1, from "_s + locale.toString(from, u"d MMM yyyy"_s))
-                .arg(from.date().weekNumber());
-        case CalendarUnit::Month:
-            return locale.toString(from, brief ? u"MMM yy"_s : u"MMMM yyyy"_s);
-        case CalendarUnit::Year:
-            break;
-    }
-    return locale.toString(from, u"yyyy"_s);
-}
 
 /// A width that all units of the kind have room for.
 double ShortestLength(CalendarUnit unit) {
@@ -77,15 +51,6 @@ QVector<QCPGraphData> ShortRuns(const std::vector<TracePoint>& trace, double sho
         if (run != trace.end()) ++run;
     }
     return found;
-}
-
-QString ValueText(Measure measure, double value) {
-    if (std::isnan(value)) return u"\u2013"_s;
-    const QLocale locale;
-    if (measure == Measure::Power)
-        return locale.toString(static_cast<qlonglong>(std::llround(value))) + u" W"_s;
-    const int decimals = measure == Measure::Energy && std::abs(value) >= 100 ? 0 : 2;
-    return locale.toString(value, 'f', decimals) + (measure == Measure::Energy ? u" kWh"_s : QString());
 }
 
 }  // namespace

@@ -6,11 +6,10 @@
 #include <optional>
 
 #include "history/history_reader.h"
+#include "window/past/chart_texts.h"
 #include "window/past/dense_lines.h"
 
 namespace corvane {
-
-enum class Measure { Power, Energy, Cost };
 
 class ChartView : public QCustomPlot {
     Q_OBJECT
@@ -20,7 +19,6 @@ public:
         Measure measure = Measure::Power;
         CalendarUnit unit = CalendarUnit::Day;  ///< of the bars
         std::array<bool, kChannels> channels{};
-        std::array<QString, kChannels> names{};
     };
 
     ChartView();

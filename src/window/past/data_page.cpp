@@ -6,7 +6,6 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSignalBlocker>
@@ -15,8 +14,8 @@
 
 #include <algorithm>
 
-#include "app/program.h"
 #include "history/csv_export.h"
+#include "store/settings_store.h"
 #include "window/actions.h"
 #include "window/parts/widgets.h"
 #include "window/past/history_choices.h"
@@ -28,8 +27,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString kTableKey = u"DataTable"_s;
-
-constexpr std::size_t kPagesWanted = 3;  ///< of a view that is scrolled fast, only the last are read
 
 /// What the tables are called, in the order in which they are offered. Others have their own names.
 struct TableName {
@@ -61,7 +58,9 @@ std::string DayText(QDate day) {
 
 }  // namespace
 
-DataPage::DataPage(Program& program, Actions& actions) : program_(program), export_(program) {
+DataPage::DataPage(const CaptureDatabase& database, const DatabaseFiles& files, SettingsStore& settings,
+                   Clock& clock, Actions& actions)
+    : settings_(settings), source_(database, files), export_(database, clock) {
     auto* page = new QVBoxLayout(this);
     page->setContentsMargins(12, 12, 12, 12);
     page->setSpacing(10);
@@ -70,24 +69,12 @@ DataPage::DataPage(Program& program, Actions& actions) : program_(program), expo
     state_ = TextLabel();
     state_->setAccessibleName(u"Rows"_s);
     page->addWidget(state_);
-    connect(&model_, &TableModel::PageWanted, this, [this](int first) {
-        pagesWanted_.push_front(first);
-        if (pagesWanted_.size() > kPagesWanted) {
-            model_.GiveUpPage(pagesWanted_.back());
-            pagesWanted_.pop_back();
-        }
-        ReadNext();
+    connect(&source_, &TableSource::StateChanged, this, [this] { state_->setText(source_.StateText()); });
+    connect(&source_, &TableSource::ChoicesRead, this, [this] {
+        ShowTables();
+        ShowDevices();
+        Show();
     });
-    connect(&program_.databaseFiles, &DatabaseFiles::Adopted, this, [this] {
-        model_.Show(nullptr);
-        choicesWanted_ = true;
-        if (isVisible()) ReadNext();
-    });
-}
-
-DataPage::~DataPage() {
-    ending_ = true;
-    worker_.End();
 }
 
 QWidget* DataPage::FilterBar(Actions& actions) {
@@ -106,33 +93,30 @@ QWidget* DataPage::FilterBar(Actions& actions) {
     last_->setDate(QDate::currentDate());
     for (QComboBox* choice : {table_, device_}) {
         choice->setMinimumWidth(170);
-        connect(choice, &QComboBox::currentIndexChanged, this, &DataPage::Want);
+        connect(choice, &QComboBox::currentIndexChanged, this, &DataPage::Show);
         row->addWidget(choice);
     }
     connect(table_, &QComboBox::activated, this,
-            [this] { program_.settings.SaveSetting(kTableKey, table_->currentData().toString()); });
+            [this] { settings_.SaveSetting(kTableKey, table_->currentData().toString()); });
     row->addWidget(limited_);
     row->addWidget(first_);
     row->addWidget(new QLabel(u"to"_s));
     row->addWidget(last_);
-    connect(limited_, &QCheckBox::toggled, this, &DataPage::Want);
+    connect(limited_, &QCheckBox::toggled, this, &DataPage::Show);
     for (QDateEdit* day : {first_, last_})
         connect(day, &QDateEdit::dateChanged, this, [this] {
-            if (limited_->isChecked()) Want();
+            if (limited_->isChecked()) Show();
         });
     row->addStretch();
     auto* again = new QPushButton(u"Read again"_s);
     again->setToolTip(u"F5"_s);
-    connect(again, &QPushButton::clicked, this, [this] {
-        choicesWanted_ = true;
-        ReadNext();
-    });
+    connect(again, &QPushButton::clicked, &source_, &TableSource::ReadAgain);
     connect(new QShortcut(Qt::Key_F5, this), &QShortcut::activated, again, &QPushButton::click);
     row->addWidget(again);
     row->addWidget(ActionButton(u"Save CSV..."_s, actions, [this](Operator& op) {
         return export_.Run(
             u"Save the rows"_s,
-            [rows = model_.Rows()](std::string path) {
+            [rows = source_.Model().Rows()](std::string path) {
                 const TableRows none;
                 const TableRows& shown = rows != nullptr ? *rows : none;
                 return ExportQuery(std::move(path), AllRows(shown),
@@ -145,8 +129,9 @@ QWidget* DataPage::FilterBar(Actions& actions) {
 
 QWidget* DataPage::Table() {
     auto* view = new QTableView;
+    TableModel& model = source_.Model();
     view->setAccessibleName(u"Rows of the table"_s);
-    view->setModel(&model_);
+    view->setModel(&model);
     view->setStyleSheet(QString::fromLatin1(kTableStyle));
     view->setAlternatingRowColors(true);
     view->setCornerButtonEnabled(false);
@@ -161,10 +146,10 @@ QWidget* DataPage::Table() {
     view->verticalHeader()->setDefaultSectionSize(height);
     view->verticalHeader()->setDefaultAlignment(Qt::AlignRight | Qt::AlignVCenter);
     view->horizontalHeader()->setHighlightSections(false);
-    connect(&model_, &TableModel::modelReset, view, [this, view] {
+    connect(&model, &TableModel::modelReset, view, [&model, view] {
         const QFontMetrics metrics(view->font());
-        for (int column = 0; column < model_.columnCount(); ++column) {
-            const QString name = model_.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        for (int column = 0; column < model.columnCount(); ++column) {
+            const QString name = model.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
             const QString widest = name == u"date"_s ? u"0000-00-00 00:00:00"_s : u"00000.000"_s;
             view->setColumnWidth(
                 column, std::max(metrics.horizontalAdvance(name), metrics.horizontalAdvance(widest)) + 24);
@@ -184,81 +169,15 @@ TableFilter DataPage::Filter() const {
     return filter;
 }
 
-void DataPage::Want() {
-    tableWanted_ = true;
-    worker_.Interrupt();  // what it reads is not wanted any more
-    ReadNext();
+void DataPage::Show() {
+    source_.Show(Filter());
 }
 
-void DataPage::Refresh() {
-    if (model_.Rows() == nullptr) ReadNext();
-}
-
-void DataPage::ReadNext() {
-    if (ending_ || worker_.Busy()) return;
-    if (std::exchange(choicesWanted_, false)) {
-        ReadChoices();
-    } else if (std::exchange(tableWanted_, false)) {
-        pagesWanted_.clear();
-        auto rows = std::make_shared<TableRows>();
-        rows->filter = Filter();
-        ReadTable(std::move(rows));
-        state_->setText(u"Reading..."_s);
-    } else if (!pagesWanted_.empty()) {
-        const int first = pagesWanted_.front();
-        pagesWanted_.pop_front();
-        ReadPage(first);
-    }
-}
-
-QCoro::Task<> DataPage::ReadChoices() {
-    const QueryResult names = co_await worker_.Run(program_.database.databasePath(), ReadTableNames());
-    if (ending_) co_return;
-    if (!names.Ok()) {
-        choicesWanted_ = true;  // with the next refresh
-        co_return ShowState(names.errorText);
-    }
-    const QueryResult devices = co_await worker_.Run(program_.database.databasePath(), ReadDevices());
-    if (ending_) co_return;
-    devices_ = DevicesOf(devices);  // none where the file is none of ours
-    TakeTables(names);
-    TakeDevices();
-    Want();
-}
-
-QCoro::Task<> DataPage::ReadTable(std::shared_ptr<TableRows> rows) {
-    const QueryResult result = co_await worker_.Run(program_.database.databasePath(), FindRows(rows));
-    if (ending_) co_return;
-    if (result.errorText != SqlWorker::kInterrupted) {
-        model_.Show(result.Ok() ? rows : nullptr);
-        ShowState(result.errorText);
-    }
-    ReadNext();
-}
-
-QCoro::Task<> DataPage::ReadPage(int first) {
-    const std::shared_ptr<const TableRows> rows = model_.Rows();
-    if (rows == nullptr) co_return;
-    SqlJob job = corvane::ReadRows(*rows, static_cast<std::size_t>(first), TableModel::kPageRows);
-    QueryResult result = co_await worker_.Run(program_.database.databasePath(), job);
-    if (ending_) co_return;
-    const bool isShown = model_.Rows() == rows;
-    if (isShown && result.Ok()) {
-        model_.TakePage(first, std::move(result));
-    } else if (isShown) {
-        model_.GiveUpPage(first);
-        if (result.errorText != SqlWorker::kInterrupted) ShowState(result.errorText);
-    }
-    ReadNext();
-}
-
-void DataPage::TakeTables(const QueryResult& names) {
+void DataPage::ShowTables() {
     const QSignalBlocker blocked(table_);
-    const QString chosen = program_.settings.GetSetting(kTableKey);
+    const QString chosen = settings_.GetSetting(kTableKey);
     table_->clear();
-    std::vector<std::string> others;
-    for (const auto& row : names.rows)
-        others.push_back(row.front().value_or(""));
+    std::vector<std::string> others = source_.Tables();
     for (const TableName& known : kTableNames)
         if (std::erase(others, known.table) > 0)
             table_->addItem(QString::fromLatin1(known.name), QString::fromLatin1(known.table));
@@ -267,21 +186,14 @@ void DataPage::TakeTables(const QueryResult& names) {
     table_->setCurrentIndex(std::max(table_->findData(chosen), 0));
 }
 
-void DataPage::TakeDevices() {
+void DataPage::ShowDevices() {
     const QSignalBlocker blocked(device_);
     const QString chosen = device_->currentData().toString();
     device_->clear();
     device_->addItem(u"All devices"_s, QString());
-    for (const HistoryDevice& device : devices_)
+    for (const HistoryDevice& device : source_.Devices())
         device_->addItem(DeviceName(device), QString::fromStdString(device.address));
     device_->setCurrentIndex(std::max(device_->findData(chosen), 0));
-}
-
-void DataPage::ShowState(const std::string& error) {
-    if (!error.empty())
-        state_->setText(u"Reading failed: "_s + QString::fromStdString(error));
-    else
-        state_->setText(u"%1 rows, the newest first"_s.arg(QLocale().toString(model_.rowCount())));
 }
 
 }  // namespace corvane
