@@ -63,8 +63,11 @@ MainWindow::MainWindow(Program& program)
 MainWindow::~MainWindow() = default;
 
 void MainWindow::ShowProgram() {
-    AddPage(new LivePage(program_), u"live"_s, u"Live"_s);
-    AddPage(new DashboardPage(program_), u"dashboard"_s, u"Dashboard"_s);
+    const LiveParts live{program_.measurement, program_.pulses, program_.deviceSlots, program_.database,
+                         program_.clock};
+    AddPage(new LivePage(live, program_.framer, program_.tcpA, program_.tcpB), u"live"_s, u"Live"_s);
+    AddPage(new DashboardPage(live, program_.virtualChannels, program_.settings), u"dashboard"_s,
+            u"Dashboard"_s);
     AddPage(new ChartsPage(program_.database, program_.databaseFiles, program_.settings, program_.clock,
                            actions_),
             u"charts"_s, u"Charts"_s);

@@ -12,9 +12,12 @@
 #include <cmath>
 #include <utility>
 
-#include "app/program.h"
 #include "base/number_format.h"
+#include "link/device_slots.h"
+#include "measure/measurement.h"
+#include "measure/virtual_channels.h"
 #include "measure/virtual_texts.h"
+#include "store/settings_store.h"
 #include "window/live/channel_model.h"
 #include "window/live/dashboard_readings.h"
 #include "window/parts/gauge.h"
@@ -40,7 +43,9 @@ QString HeaderTime(const LocalTime& time) {
 
 }  // namespace
 
-DashboardPage::DashboardPage(Program& program) : program_(program) {
+DashboardPage::DashboardPage(const LiveParts& parts, const VirtualChannels& virtualChannels,
+                             SettingsStore& settings)
+    : parts_(parts), virtualChannels_(virtualChannels), settings_(settings) {
     QVBoxLayout* page = ScrolledLayout(this);
     time_ = new QLabel;
     time_->setAccessibleName(u"Last packet"_s);
@@ -68,15 +73,15 @@ DashboardPage::DashboardPage(Program& program) : program_(program) {
 }
 
 void DashboardPage::Refresh() {
-    if (auto labels = ReadChannelLabels(program_.database); !labels.empty()) labels_ = std::move(labels);
-    const std::vector<GaugeReading> readings =
-        DashboardReadings(program_, Chosen(), labels_, PaletteOn(palette().color(QPalette::Base)));
+    if (auto labels = ReadChannelLabels(parts_.database); !labels.empty()) labels_ = std::move(labels);
+    const std::vector<GaugeReading> readings = DashboardReadings(parts_, virtualChannels_, Chosen(), labels_,
+                                                                 PaletteOn(palette().color(QPalette::Base)));
     SetGauges(readings.size());
     for (std::size_t i = 0; i < readings.size(); ++i)
         gauges_[i]->Show(readings[i]);
     empty_->setVisible(readings.empty());
     QStringList missing;
-    for (const int slot : program_.virtualChannels.Read().missing)
+    for (const int slot : virtualChannels_.Read().missing)
         missing.append(MissingText(slot));
     missing_->setText(missing.join(u'\n'));
     missing_->setVisible(!missing.isEmpty() && !readings.empty());
@@ -87,7 +92,7 @@ void DashboardPage::Refresh() {
 void DashboardPage::ShowHeader() {
     const DeviceReadings* last = nullptr;
     for (int slot = 1; slot <= kSlots; ++slot) {
-        const DeviceReadings& readings = program_.measurement.Readings(slot);
+        const DeviceReadings& readings = parts_.measurement.Readings(slot);
         if (!readings.Seen()) continue;
         if (last == nullptr || readings.time.unixSeconds > last->time.unixSeconds) last = &readings;
     }
@@ -100,10 +105,10 @@ void DashboardPage::ShowHeader() {
 /// Until somebody chooses: the main channels of every device, unless there are sums to look at.
 std::vector<ChannelChoice> DashboardPage::Chosen() const {
     std::vector<ChannelChoice> chosen;
-    const QString saved = program_.settings.GetSetting(kGaugesKey);
-    if (saved.isEmpty() && program_.channelGroups.Empty()) {
+    const QString saved = settings_.GetSetting(kGaugesKey);
+    if (saved.isEmpty() && virtualChannels_.Groups().Empty()) {
         for (int slot = 1; slot <= kSlots; ++slot) {
-            if (program_.deviceSlots.Bound(slot).isEmpty()) continue;
+            if (parts_.deviceSlots.Bound(slot).isEmpty()) continue;
             for (std::size_t channel = 0; channel < kMainChannels; ++channel)
                 chosen.push_back({.slot = slot, .channel = channel});
         }
@@ -121,14 +126,14 @@ void DashboardPage::Choose(const ChannelChoice& choice, bool on) {
     QStringList texts;
     for (const ChannelChoice& each : chosen)
         texts.append(each.Text());
-    program_.settings.SaveSetting(kGaugesKey, texts.isEmpty() ? kNoChannels : texts.join(u';'));
+    settings_.SaveSetting(kGaugesKey, texts.isEmpty() ? kNoChannels : texts.join(u';'));
     Refresh();
 }
 
 void DashboardPage::FillMenu() {
     menu_->clear();
     const std::vector<ChannelChoice> chosen = Chosen();
-    for (int slot = 1; slot <= program_.deviceSlots.InUse(); ++slot) {
+    for (int slot = 1; slot <= parts_.deviceSlots.InUse(); ++slot) {
         QMenu* device = menu_->addMenu(u"Device &%1"_s.arg(SlotLetter(slot)));
         for (std::size_t channel = 0; channel < kChannels; ++channel) {
             const ChannelChoice choice{.slot = slot, .channel = channel};

@@ -6,6 +6,7 @@
 
 #include "measure/channel_groups.h"
 #include "store/channel_labels.h"
+#include "window/live/live_parts.h"
 #include "window/page.h"
 
 class QGridLayout;
@@ -16,13 +17,14 @@ class QPushButton;
 namespace corvane {
 
 class Gauge;
-class Program;
+class SettingsStore;
+class VirtualChannels;
 
 class DashboardPage final : public Page {
     Q_OBJECT
 
 public:
-    explicit DashboardPage(Program& program);
+    DashboardPage(const LiveParts& parts, const VirtualChannels& virtualChannels, SettingsStore& settings);
 
     void Refresh() override;
 
@@ -37,7 +39,9 @@ private:
     void SetGauges(std::size_t count);
     void Arrange();
 
-    Program& program_;
+    const LiveParts parts_;
+    const VirtualChannels& virtualChannels_;
+    SettingsStore& settings_;
     std::map<int, ChannelLabels> labels_;  ///< as they were last read
     QLabel* time_;
     QLabel* volt_;

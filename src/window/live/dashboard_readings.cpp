@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include "app/program.h"
+#include "measure/measurement.h"
+#include "measure/pulse_counters.h"
+#include "measure/virtual_channels.h"
 #include "measure/virtual_texts.h"
 #include "window/live/channel_model.h"
 #include "window/parts/palette.h"
@@ -15,8 +17,11 @@ namespace {
 
 class Readings {
 public:
-    Readings(const Program& program, const Palette& palette)
-        : program_(program), palette_(palette), values_(program.virtualChannels.Read()) {}
+    Readings(const LiveParts& parts, const VirtualChannels& virtualChannels, const Palette& palette)
+        : parts_(parts),
+          groups_(virtualChannels.Groups()),
+          palette_(palette),
+          values_(virtualChannels.Read()) {}
 
     void AddSums();
     void AddFlows();
@@ -25,13 +30,14 @@ public:
     std::vector<GaugeReading> gauges;
 
 private:
-    [[nodiscard]] bool Uses(ChannelGroup group) const { return !program_.channelGroups.Empty(group); }
+    [[nodiscard]] bool Uses(ChannelGroup group) const { return !groups_.Empty(group); }
     [[nodiscard]] Presence WorstOf(std::initializer_list<ChannelGroup> groups) const;
     void AddNetMetering();
     void AddSum(const QString& title, const Flow& flow, std::initializer_list<ChannelGroup> groups,
                 QColor color);
 
-    const Program& program_;
+    const LiveParts parts_;
+    const ChannelGroups& groups_;
     const Palette& palette_;
     const VirtualReadings values_;
 };
@@ -39,8 +45,8 @@ private:
 Presence Readings::WorstOf(std::initializer_list<ChannelGroup> groups) const {
     Presence worst = Presence::Live;
     for (const ChannelGroup group : groups) {
-        for (const ChannelChoice& choice : program_.channelGroups.Of(group)) {
-            const Presence presence = program_.measurement.PresenceOf(choice.slot);
+        for (const ChannelChoice& choice : groups_.Of(group)) {
+            const Presence presence = parts_.measurement.PresenceOf(choice.slot);
             worst = std::max(worst, presence == Presence::Never ? Presence::OffLine : presence);
         }
     }
@@ -96,20 +102,20 @@ void Readings::AddNetMetering() {
 
 void Readings::AddFlows() {
     for (int slot = 1; slot <= kSlots; ++slot) {
-        const auto pulse = program_.pulses.Readings(slot);
+        const auto pulse = parts_.pulses.Readings(slot);
         if (!pulse.has_value()) continue;
         gauges.push_back({.title = u"Flow  Device %1"_s.arg(SlotLetter(slot)),
                           .value = FlowRateText(*pulse),
                           .total = FlowTotalText(*pulse),
                           .amount = pulse->rate,
                           .leastScale = 10,
-                          .presence = program_.measurement.PresenceOf(slot),
+                          .presence = parts_.measurement.PresenceOf(slot),
                           .color = palette_.Flow()});
     }
 }
 
 void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, ChannelLabels>& labels) {
-    const DeviceReadings& device = program_.measurement.Readings(choice.slot);
+    const DeviceReadings& device = parts_.measurement.Readings(choice.slot);
     if (!device.Seen() || !device.model->Has(choice.channel)) return;
     const EnergyCounter& counter = device.channels[choice.channel].absolute;
     const auto label = labels.find(choice.slot);
@@ -119,7 +125,7 @@ void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, Chann
                       .value = counter.lastWatts.has_value() ? WattsText(*counter.lastWatts) : u"–"_s,
                       .total = ChannelKwhText(counter.Kwh()),
                       .amount = static_cast<double>(counter.lastWatts.value_or(0)),
-                      .presence = program_.measurement.PresenceOf(choice.slot),
+                      .presence = parts_.measurement.PresenceOf(choice.slot),
                       .color = palette_.channels[choice.channel]});
     if (choice.channel < kMainChannels)
         gauges.back().note = AmpsText(static_cast<double>(device.channels[choice.channel].amps));
@@ -127,11 +133,11 @@ void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, Chann
 
 }  // namespace
 
-std::vector<GaugeReading> DashboardReadings(const Program& program,
+std::vector<GaugeReading> DashboardReadings(const LiveParts& parts, const VirtualChannels& virtualChannels,
                                             const std::vector<ChannelChoice>& channels,
                                             const std::map<int, ChannelLabels>& labels,
                                             const Palette& palette) {
-    Readings readings(program, palette);
+    Readings readings(parts, virtualChannels, palette);
     readings.AddSums();
     readings.AddFlows();
     for (const ChannelChoice& choice : channels)

@@ -6,9 +6,10 @@
 #include <QPainter>
 #include <QTableView>
 
-#include "app/program.h"
 #include "base/clock.h"
 #include "base/number_format.h"
+#include "link/device_slots.h"
+#include "measure/measurement.h"
 #include "window/live/channel_model.h"
 #include "window/live/power_trace.h"
 #include "window/parts/card.h"
@@ -50,8 +51,8 @@ QString SinceText(const LocalTime& time, const LocalTime& now) {
 
 }  // namespace
 
-DeviceCard::DeviceCard(const Program& program, const RecentPower& recent, int slot)
-    : program_(program), slot_(slot) {
+DeviceCard::DeviceCard(const LiveParts& parts, const RecentPower& recent, int slot)
+    : parts_(parts), slot_(slot) {
     setAccessibleName(u"Device %1"_s.arg(SlotLetter(slot)));
     const int line = fontMetrics().height();
     auto* card = new QVBoxLayout(this);
@@ -61,7 +62,7 @@ DeviceCard::DeviceCard(const Program& program, const RecentPower& recent, int sl
     bodyLayout_ = new QVBoxLayout(body_);
     bodyLayout_->setContentsMargins(0, line / 2, 0, 0);
     bodyLayout_->setSpacing(line / 2);
-    channels_ = new ChannelModel(program.measurement, program.pulses, slot);
+    channels_ = new ChannelModel(parts.measurement, parts.pulses, slot);
     channels_->setParent(this);
     BuildTable();
     trace_ = new PowerTrace(recent, slot);
@@ -151,14 +152,14 @@ void DeviceCard::WidenColumns() {
 void DeviceCard::Refresh(const ChannelLabels& labels) {
     ShowState();
     if (!body_->isVisibleTo(this)) return;
-    channels_->Refresh(labels, program_.measurement.PresenceOf(slot_) == Presence::Live);
+    channels_->Refresh(labels, parts_.measurement.PresenceOf(slot_) == Presence::Live);
     WidenColumns();
     trace_->Refresh();
 }
 
 void DeviceCard::ShowState() {
-    const DeviceReadings& readings = program_.measurement.Readings(slot_);
-    const QString bound = program_.deviceSlots.Bound(slot_);
+    const DeviceReadings& readings = parts_.measurement.Readings(slot_);
+    const QString bound = parts_.deviceSlots.Bound(slot_);
     const Palette& colors = PaletteOn(palette().color(QPalette::Base));
     // After another monitor was bound, the values of the one before are not this device's.
     const bool seen = readings.Seen() && bound.toStdString() == readings.serial;
@@ -171,7 +172,7 @@ void DeviceCard::ShowState() {
                                         : DottedText(colors.stale, u"Waiting for the first packet"_s));
         return;
     }
-    const Presence presence = program_.measurement.PresenceOf(slot_);
+    const Presence presence = parts_.measurement.PresenceOf(slot_);
     const std::string_view model = readings.model->name;
     monitor_->setText(bound + u"  ·  "_s + QLatin1StringView(model.data(), qsizetype(model.size())));
     volt_->setText(QString::fromStdString(FormatNumber(readings.volt, "##0.0")) + u" V"_s);
@@ -182,7 +183,7 @@ void DeviceCard::ShowState() {
         state_->setText(DottedText(colors.stale, u"<b>Stale</b>"_s));
     else
         state_->setText(DottedText(
-            colors.stale, u"<b>Off line since %1</b>"_s.arg(SinceText(readings.time, program_.clock.Now()))));
+            colors.stale, u"<b>Off line since %1</b>"_s.arg(SinceText(readings.time, parts_.clock.Now()))));
     lastPacket_->setVisible(presence != Presence::OffLine);
     lastPacket_->setText(u"  last packet "_s + QString::fromStdString(ClockText(readings.time)));
 }

@@ -4,6 +4,7 @@
 #include <QWidget>
 
 #include "store/channel_labels.h"
+#include "window/live/live_parts.h"
 
 class QBoxLayout;
 class QLabel;
@@ -13,7 +14,6 @@ namespace corvane {
 
 class ChannelModel;
 class PowerTrace;
-class Program;
 class RecentPower;
 
 class DeviceCard final : public QWidget {
@@ -21,7 +21,7 @@ class DeviceCard final : public QWidget {
 
 public:
     /// Of slot 1..6.
-    DeviceCard(const Program& program, const RecentPower& recent, int slot);
+    DeviceCard(const LiveParts& parts, const RecentPower& recent, int slot);
 
     /// Shows what is so now.
     void Refresh(const ChannelLabels& labels);
@@ -37,7 +37,7 @@ private:
     void WidenColumns();
     void ShowState();
 
-    const Program& program_;
+    const LiveParts parts_;
     int slot_;
     QLabel* monitor_;
     QLabel* volt_;

@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "app/program.h"
+#include "link/framer.h"
+#include "link/tcp_link.h"
+#include "measure/measurement.h"
 #include "window/live/device_card.h"
 #include "window/parts/widgets.h"
 
@@ -15,7 +17,8 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-LivePage::LivePage(Program& program) : program_(program), recent_(program.clock) {
+LivePage::LivePage(const LiveParts& parts, const Framer& framer, const TcpLink& tcpA, const TcpLink& tcpB)
+    : parts_(parts), framer_(framer), tcpA_(tcpA), tcpB_(tcpB), recent_(parts.clock) {
     QVBoxLayout* page = ScrolledLayout(this);
     BuildEmptyState();
     page->addWidget(empty_);
@@ -23,7 +26,7 @@ LivePage::LivePage(Program& program) : program_(program), recent_(program.clock)
     grid_ = new QGridLayout(cardArea_);
     grid_->setContentsMargins(0, 0, 0, 0);
     page->addWidget(cardArea_);
-    program.measurement.AddSink(recent_);
+    parts.measurement.AddSink(recent_);
 }
 
 void LivePage::BuildEmptyState() {
@@ -60,25 +63,25 @@ void LivePage::ShowEmptyState() {
         "%1, "
         "B: port %2).\n\n"
         "2.  Bind it to a device on the Devices tab, by its serial number.\n\n"
-        "3.  Come back: its values are here as soon as its next packet comes."_s.arg(port(program_.tcpA),
-                                                                                     port(program_.tcpB)));
-    const auto packets = program_.framer.GoodPackets();
+        "3.  Come back: its values are here as soon as its next packet comes."_s.arg(port(tcpA_),
+                                                                                     port(tcpB_)));
+    const auto packets = framer_.GoodPackets();
     strangers_->setVisible(packets > 0);
     strangers_->setText(
         u"%1 packets have come, from monitors that no device is bound to: step 2 is next."_s.arg(packets));
 }
 
 void LivePage::Refresh() {
-    const int inUse = program_.deviceSlots.InUse();
+    const int inUse = parts_.deviceSlots.InUse();
     bool any = false;
     for (int slot = 1; slot <= inUse; ++slot)
-        any = any || !program_.deviceSlots.Bound(slot).isEmpty();
+        any = any || !parts_.deviceSlots.Bound(slot).isEmpty();
     empty_->setVisible(!any);
     cardArea_->setVisible(any);
     if (!any) return ShowEmptyState();
     SetCards(inUse);
     // Nothing while the database is locked: then those of before go on being shown.
-    if (auto labels = ReadChannelLabels(program_.database); !labels.empty()) labels_ = std::move(labels);
+    if (auto labels = ReadChannelLabels(parts_.database); !labels.empty()) labels_ = std::move(labels);
     for (std::size_t i = 0; i < cards_.size(); ++i)
         cards_[i]->Refresh(labels_[static_cast<int>(i) + 1]);
 }
@@ -88,7 +91,7 @@ void LivePage::SetCards(int count) {
     for (; static_cast<int>(cards_.size()) > count; cards_.pop_back())
         delete cards_.back();
     while (static_cast<int>(cards_.size()) < count)
-        cards_.push_back(new DeviceCard(program_, recent_, static_cast<int>(cards_.size()) + 1));
+        cards_.push_back(new DeviceCard(parts_, recent_, static_cast<int>(cards_.size()) + 1));
     columns_ = 0;
     Arrange();
 }

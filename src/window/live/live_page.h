@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "store/channel_labels.h"
+#include "window/live/live_parts.h"
 #include "window/live/recent_power.h"
 #include "window/page.h"
 
@@ -13,14 +14,15 @@ class QLabel;
 namespace corvane {
 
 class DeviceCard;
-class Program;
+class Framer;
+class TcpLink;
 
 /// Looks at the packets from its building on, and must live as long as any are handled.
 class LivePage final : public Page {
     Q_OBJECT
 
 public:
-    explicit LivePage(Program& program);
+    LivePage(const LiveParts& parts, const Framer& framer, const TcpLink& tcpA, const TcpLink& tcpB);
 
     void Refresh() override;
 
@@ -33,7 +35,10 @@ private:
     void SetCards(int count);
     void Arrange();
 
-    Program& program_;
+    const LiveParts parts_;
+    const Framer& framer_;
+    const TcpLink& tcpA_;
+    const TcpLink& tcpB_;
     RecentPower recent_;
     std::map<int, ChannelLabels> labels_;  ///< as they were last read
     QWidget* empty_;
