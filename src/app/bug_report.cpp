@@ -35,16 +35,11 @@ QStringList SettingLines(const Program& program) {
     return lines;
 }
 
-QStringList Links(Program& program) {
+QStringList LinkLines(Program& program) {
     QStringList lines;
-    for (const TcpLink* link : {&program.tcpA, &program.tcpB}) {
-        lines.append(u"%1: %2 %3 %4"_s
-                         .arg(link->Name(), link->WinsockStateDisplay(), link->ErrorText(), link->Notice())
-                         .trimmed());
-    }
-    for (const SerialLink* link : program.SerialLinks()) {
-        const QString state = link->IsOpen() ? u"Open, port %1"_s.arg(link->Port()) : u"Closed"_s;
-        lines.append(u"%1: %2 %3"_s.arg(link->Name(), state, link->Notice()).trimmed());
+    for (const MonitorLink* link : Listed(program.Links())) {
+        const QString error = link->Status().error;
+        lines.append(StatusLine(*link) + (error.isEmpty() ? QString() : u", "_s + error));
     }
     return lines;
 }
@@ -64,7 +59,7 @@ QString BugReport(Program& program) {
             .arg(writer.BufferText(), writer.WriteStateText(), writer.DatabaseMessageText())
             .trimmed(),
     };
-    lines += Links(program);
+    lines += LinkLines(program);
     lines += u"\nSettings"_s;
     lines += SettingLines(program);
     lines += u"\nStatus list"_s;

@@ -39,9 +39,9 @@ public:
         }
         const Outcome listening = remote_.Listen(ControlSocketPath(program_.DataFolder()));
         if (!listening) Say(listening.Error());  // the capture goes on without it
-        for (const TcpLink* link : {&program_.tcpA, &program_.tcpB}) {
+        for (const TcpLink* link : program_.TcpLinks()) {
             if (link->State() != SocketState::Listening) continue;
-            Say(u"TCP Server %1 listens on port %2."_s.arg(link->Letter()).arg(link->LocalPort()));
+            Say(u"%1 listens on port %2."_s.arg(link->Name()).arg(link->LocalPort()));
         }
     }
 

@@ -46,8 +46,7 @@ Program::Program(const Options& options, Clock& theClock)
       serialA(SerialLink::kA, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock),
-      commands({&tcpA, &serialA, &tcpB, &serialB, &serialC}, framer, deviceSlots, settings, statusBoard,
-               errorLog, clock),
+      commands(Links(), framer, deviceSlots, settings, statusBoard, errorLog, clock),
       monitorHistory(options.dataFolder),
       deviceSettings(commands, deviceSlots, monitorHistory, errorLog, clock),
       forwarding(framer, settings, statusBoard, errorLog, clock),
@@ -72,9 +71,7 @@ Program::Program(const Options& options, Clock& theClock)
     measurement.AddSink(records);
     measurement.AddSink(forwarding);
     measurement.AddSink(getUpload);
-    for (TcpLink* link : {&tcpA, &tcpB})
-        framer.AddSource(*link);
-    for (SerialLink* link : SerialLinks())
+    for (MonitorLink* link : Links())
         framer.AddSource(*link);
     measurement.AddSink(liveEvents);
     QObject::connect(&webServer, &WebServer::LocationChanged, &pulses, &PulseCounters::SetDashboard);
@@ -90,13 +87,6 @@ void Program::SetRawDisplay(bool on) {
         framer.SetRawDisplay(stream, on);
 }
 
-SerialLink* Program::SerialLinkOf(const QString& letter) {
-    for (SerialLink* link : SerialLinks()) {
-        if (letter.compare(link->Letter(), Qt::CaseInsensitive) == 0) return link;
-    }
-    return nullptr;
-}
-
 QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
@@ -108,8 +98,8 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     nightlyRuns.StartUp();
     if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
     forwarding.StartUp();
-    tcpA.StartUp();
-    tcpB.StartUp();
+    for (TcpLink* link : TcpLinks())
+        link->StartUp();
     for (SerialLink* link : SerialLinks())
         link->StartUp();  // nobody waits for the lines to settle
     pulses.SetDashboard(webServer.Location());

@@ -66,11 +66,10 @@ public:
     /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
     void SetRawDisplay(bool on);
 
-    /// Serial connection A, B and C.
+    /// The links to the monitors, by their streams; and those of each kind, by their letters.
+    [[nodiscard]] MonitorLinks Links() { return {&tcpA, &serialA, &tcpB, &serialB, &serialC}; }
+    [[nodiscard]] std::array<TcpLink*, 2> TcpLinks() { return {&tcpA, &tcpB}; }
     [[nodiscard]] std::array<SerialLink*, 3> SerialLinks() { return {&serialA, &serialB, &serialC}; }
-
-    /// The serial connection of that letter, in either case; null where there is none.
-    [[nodiscard]] SerialLink* SerialLinkOf(const QString& letter);
 
     [[nodiscard]] QString DataFolder() const { return dataFolder_; }
 

@@ -42,11 +42,11 @@ Outcome SaveTcpMode(Program& program, const SettingName& name, const QString& va
 
 // The letter of a serial connection ends its keys.
 Outcome SaveComPort(Program& program, const SettingName& name, const QString& value) {
-    return program.SerialLinkOf(name.key.last(1))->SetPort(value);
+    return LinkOf(program.SerialLinks(), name.key.last(1))->SetPort(value);
 }
 
 Outcome SaveBaudRate(Program& program, const SettingName& name, const QString& value) {
-    return program.SerialLinkOf(name.key.last(1))->SetBaudRate(value);
+    return LinkOf(program.SerialLinks(), name.key.last(1))->SetBaudRate(value);
 }
 
 Outcome SaveComDevice(Program& program, const SettingName& name, const QString& value) {

@@ -1,13 +1,27 @@
-// A link to a monitor as commands see it: bytes go out, and what comes back can be kept from the framer.
+// A link to a monitor, whatever it is made of: bytes go out, what comes in is framed or, as the reply to a
+// command, kept from the framer, and people see how it stands.
 #pragma once
 
 #include <QByteArrayView>
 #include <QObject>
 #include <QString>
 
+#include <algorithm>
+#include <array>
+
 #include "link/framer.h"
+#include "link/tcp_socket.h"
 
 namespace corvane {
+
+/// How a link stands, for people and programs. A serial link is open or closed.
+struct LinkStatus {
+    SocketState state = SocketState::Closed;
+    QString text = {};    ///< the state in words
+    int port = 0;         ///< the TCP port that it listens on, or the COM port that is open; 0 = none
+    QString error = {};   ///< what went wrong where the state is `Error`
+    QString notice = {};  ///< what happens next, or empty
+};
 
 class MonitorLink : public QObject, public ByteSource {
     Q_OBJECT
@@ -15,6 +29,14 @@ class MonitorLink : public QObject, public ByteSource {
 public:
     /// "TCP Server A", "Serial Connection B".
     [[nodiscard]] virtual QString Name() const = 0;
+
+    /// The one that its name and the keys of its settings end with.
+    [[nodiscard]] virtual QChar Letter() const = 0;
+
+    [[nodiscard]] virtual LinkStatus Status() const = 0;
+
+    /// Its number: 0 to 4, as the framer's.
+    [[nodiscard]] int Stream() const { return stream_; }
 
     /// Sends to the monitor. False where the link is not open or not connected: nothing was sent.
     virtual bool SendText(QByteArrayView text) = 0;
@@ -39,7 +61,6 @@ Q_SIGNALS:
 protected:
     MonitorLink(Framer& framer, int stream) : framer_(framer), stream_(stream) {}
 
-    [[nodiscard]] int Stream() const { return stream_; }
     void CountConnection() { ++connections_; }
 
     /// Passes `chunk` to the framer, byte by byte.
@@ -52,5 +73,23 @@ private:
     bool replyCapture_ = false;
     int connections_ = 0;
 };
+
+/// All links, by their streams.
+using MonitorLinks = std::array<MonitorLink*, kStreams>;
+
+/// The same as they are listed: those over TCP, then the serial ones.
+[[nodiscard]] MonitorLinks Listed(MonitorLinks links);
+
+/// "TCP Server A: Listening, port 8080", and the notice where there is one.
+[[nodiscard]] QString StatusLine(const MonitorLink& link);
+
+/// The one of these links that has the letter, in either case; null where none has.
+template <typename Links>
+[[nodiscard]] typename Links::value_type LinkOf(const Links& links, const QString& letter) {
+    const auto found = std::ranges::find_if(links, [&letter](const MonitorLink* link) {
+        return letter.compare(link->Letter(), Qt::CaseInsensitive) == 0;
+    });
+    return found != links.end() ? *found : nullptr;
+}
 
 }  // namespace corvane

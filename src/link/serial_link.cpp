@@ -212,6 +212,13 @@ bool SerialLink::Uses(const QString& path) const {
     return IsOpen() && LinkedDevice(path) == device_;
 }
 
+LinkStatus SerialLink::Status() const {
+    return {.state = IsOpen() ? SocketState::Open : SocketState::Closed,
+            .text = IsOpen() ? u"Open"_s : u"Closed"_s,
+            .port = Port(),
+            .notice = Notice()};
+}
+
 QString SerialLink::Notice() const {
     if (countdown_ == 0) return {};
     return u"The port is gone. Reconnecting in %1 sec."_s.arg(countdown_);

@@ -66,7 +66,8 @@ public:
     bool SendText(QByteArrayView text) override;
     [[nodiscard]] bool IsSerial() const override { return true; }
 
-    [[nodiscard]] QChar Letter() const { return identity_.letter; }
+    [[nodiscard]] QChar Letter() const override { return identity_.letter; }
+    [[nodiscard]] LinkStatus Status() const override;
     [[nodiscard]] bool IsOpen() const { return port_ != nullptr; }
 
     /// The number of the open COM port; 0 where none is open.

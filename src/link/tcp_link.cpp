@@ -113,8 +113,8 @@ void TcpLink::OnData(QByteArrayView data) {
 
 void TcpLink::OnPeerClosed() {
     board_.AddLine(u"TCP Server Closing"_s);
-    board_.AddLine(u"      TCP Server %1 Closing"_s.arg(identity_.letter));
-    board_.AddLine(u"      TCP Server %1 Closed"_s.arg(identity_.letter));
+    board_.AddLine(u"      %1 Closing"_s.arg(Name()));
+    board_.AddLine(u"      %1 Closed"_s.arg(Name()));
 }
 
 void TcpLink::OnStateChanged(SocketState state) {
@@ -124,7 +124,7 @@ void TcpLink::OnStateChanged(SocketState state) {
     // Tried again every few seconds, but said once.
     if (state == SocketState::Error && socket_.ErrorText() != lastFailure_) {
         lastFailure_ = socket_.ErrorText();
-        board_.AddLine(u"     TCP Server %1: %2"_s.arg(identity_.letter).arg(lastFailure_));
+        board_.AddLine(u"     %1: %2"_s.arg(Name(), lastFailure_));
     }
 }
 
@@ -144,6 +144,10 @@ QString TcpLink::Caption() const {
         default:
             return u"Stop Listening"_s;
     }
+}
+
+LinkStatus TcpLink::Status() const {
+    return {socket_.State(), WinsockStateDisplay(), LocalPort(), ErrorText(), Notice()};
 }
 
 QString TcpLink::Notice() const {

@@ -58,7 +58,12 @@ public:
     [[nodiscard]] bool IsSerial() const override { return false; }
     [[nodiscard]] bool ConnectsOut() const override;
 
-    [[nodiscard]] QChar Letter() const { return identity_.letter; }
+    [[nodiscard]] QChar Letter() const override { return identity_.letter; }
+    [[nodiscard]] LinkStatus Status() const override;
+
+    /// Whether it can be told to call the other end.
+    [[nodiscard]] bool CanConnectOut() const { return identity_.canConnectOut; }
+
     [[nodiscard]] int DefaultPort() const { return identity_.defaultPort; }
     [[nodiscard]] SocketState State() const { return socket_.State(); }
     [[nodiscard]] std::uint16_t LocalPort() const { return socket_.LocalPort(); }

@@ -2,7 +2,6 @@
 #include <QJsonArray>
 
 #include <algorithm>
-#include <vector>
 
 #include "app/console.h"
 #include "app/program.h"
@@ -18,44 +17,16 @@ namespace {
 
 constexpr std::size_t kStatusLines = 10;
 
-/// A link as people and programs see it.
-struct LinkStatus {
-    QString name;
-    SocketState state;
-    QString stateText;
-    int port;  ///< 0 = none
-    QString notice;
-};
-
-std::vector<LinkStatus> LinksOf(Program& program) {
-    std::vector<LinkStatus> links;
-    for (const TcpLink* link : {&program.tcpA, &program.tcpB}) {
-        links.push_back(
-            {link->Name(), link->State(), link->WinsockStateDisplay(), link->LocalPort(), link->Notice()});
-    }
-    for (const SerialLink* link : program.SerialLinks()) {
-        links.push_back({link->Name(), link->IsOpen() ? SocketState::Open : SocketState::Closed,
-                         link->IsOpen() ? u"Open"_s : u"Closed"_s, link->Port(), link->Notice()});
-    }
-    return links;
+QJsonObject LinkObject(const MonitorLink& link) {
+    const LinkStatus status = link.Status();
+    return {{u"name"_s, link.Name()},
+            {u"state"_s, static_cast<int>(status.state)},
+            {u"stateText"_s, status.text},
+            {u"port"_s, status.port},
+            {u"notice"_s, status.notice}};
 }
 
-QJsonObject LinkObject(const LinkStatus& link) {
-    return {{u"name"_s, link.name},
-            {u"state"_s, static_cast<int>(link.state)},
-            {u"stateText"_s, link.stateText},
-            {u"port"_s, link.port},
-            {u"notice"_s, link.notice}};
-}
-
-QString LinkLine(const LinkStatus& link) {
-    QString line = u"%1: %2"_s.arg(link.name, link.stateText);
-    if (link.port != 0) line += u", port %1"_s.arg(link.port);
-    if (!link.notice.isEmpty()) line += u", "_s + link.notice;
-    return line;
-}
-
-QString IndicatorText(const DbWriter& writer) {
+QString IndicatorWord(const DbWriter& writer) {
     switch (writer.WriteIndicator()) {
         case DbWriter::Indicator::Green:
             return u"green"_s;
@@ -79,9 +50,9 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
         u"Packets: %1 good, %2 bad"_s.arg(program.framer.GoodPackets()).arg(program.framer.BadPackets()),
     };
     QJsonArray links;
-    for (const LinkStatus& link : LinksOf(program)) {
-        reply.lines.append(LinkLine(link));
-        links.append(LinkObject(link));
+    for (const MonitorLink* link : Listed(program.Links())) {
+        reply.lines.append(StatusLine(*link));
+        links.append(LinkObject(*link));
     }
     reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
     for (const QString& text :
@@ -102,7 +73,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"pending"_s, writer.Pointer()},
                                     {u"countdown"_s, writer.WriteCountdown()},
                                     {u"state"_s, writer.WriteStateText()},
-                                    {u"indicator"_s, IndicatorText(writer)},
+                                    {u"indicator"_s, IndicatorWord(writer)},
                                     {u"message"_s, writer.DatabaseMessageText()}}},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
     co_return reply;

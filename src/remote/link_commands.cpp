@@ -11,36 +11,28 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-TcpLink* LinkOf(Program& program, const QString& letter) {
-    for (TcpLink* link : {&program.tcpA, &program.tcpB}) {
-        if (letter.compare(link->Letter(), Qt::CaseInsensitive) == 0) return link;
-    }
-    return nullptr;
-}
-
 const QString kNoSuchLink = u"There are TCP Server A and B."_s;
 
 QCoro::Task<Reply> Listen(Program& program, QStringList arguments, Operator&) {
-    TcpLink* link = LinkOf(program, arguments.first());
+    TcpLink* link = LinkOf(program.TcpLinks(), arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchLink);
     link->Listen();
-    if (link->State() == SocketState::Error) {
-        co_return Reply::Failure(u"TCP Server %1: %2"_s.arg(link->Letter()).arg(link->ErrorText()));
-    }
-    co_return Reply::Line(u"TCP Server %1: %2"_s.arg(link->Letter()).arg(link->WinsockStateDisplay()));
+    if (link->State() == SocketState::Error)
+        co_return Reply::Failure(u"%1: %2"_s.arg(link->Name(), link->ErrorText()));
+    co_return Reply::Line(u"%1: %2"_s.arg(link->Name(), link->WinsockStateDisplay()));
 }
 
 QCoro::Task<Reply> Disconnect(Program& program, QStringList arguments, Operator&) {
-    TcpLink* link = LinkOf(program, arguments.first());
+    TcpLink* link = LinkOf(program.TcpLinks(), arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchLink);
     link->Disconnect();
-    co_return Reply::Line(u"TCP Server %1: %2"_s.arg(link->Letter()).arg(link->Notice()));
+    co_return Reply::Line(u"%1: %2"_s.arg(link->Name(), link->Notice()));
 }
 
 const QString kNoSuchSerialLink = u"There are Serial Connection A, B and C."_s;
 
 QCoro::Task<Reply> OpenLink(Program& program, QStringList arguments, Operator&) {
-    SerialLink* link = program.SerialLinkOf(arguments.first());
+    SerialLink* link = LinkOf(program.SerialLinks(), arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchSerialLink);
     if (arguments.size() > 1) {
         const Outcome chosen = link->SetPort(arguments[1]);
@@ -55,7 +47,7 @@ QCoro::Task<Reply> OpenLink(Program& program, QStringList arguments, Operator&) 
 }
 
 QCoro::Task<Reply> CloseLink(Program& program, QStringList arguments, Operator&) {
-    SerialLink* link = program.SerialLinkOf(arguments.first());
+    SerialLink* link = LinkOf(program.SerialLinks(), arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchSerialLink);
     link->CloseCOM();
     co_return Reply::Line(u"%1: Closed"_s.arg(link->Name()));
@@ -98,15 +90,10 @@ QCoro::Task<Reply> FindPorts(Program& program, QStringList, Operator&) {
     co_return reply;
 }
 
-struct StreamName {
-    QLatin1StringView name;
-    int stream;
-};
-
-constexpr StreamName kStreamNames[] = {
-    {"tcp-a"_L1, kStreamTcpA},       {"tcp-b"_L1, kStreamTcpB},       {"serial-a"_L1, kStreamSerialA},
-    {"serial-b"_L1, kStreamSerialB}, {"serial-c"_L1, kStreamSerialC},
-};
+/// "tcp-a", "serial-b".
+QString StreamWord(const MonitorLink& link) {
+    return (link.IsSerial() ? u"serial-"_s : u"tcp-"_s) + link.Letter().toLower();
+}
 
 QCoro::Task<Reply> Raw(Program& program, QStringList arguments, Operator&) {
     const QString word = arguments.first().toLower();
@@ -115,10 +102,10 @@ QCoro::Task<Reply> Raw(Program& program, QStringList arguments, Operator&) {
         co_return Reply::Line(word == "on"_L1 ? u"Received bytes are kept for \"raw STREAM\"."_s
                                               : u"Received bytes are not kept."_s);
     }
-    for (const StreamName& known : kStreamNames) {
-        if (word != known.name) continue;
+    for (const MonitorLink* link : program.Links()) {
+        if (word != StreamWord(*link)) continue;
         Reply reply;
-        for (const std::string& line : RawView(program.framer.RawText(known.stream))) {
+        for (const std::string& line : RawView(program.framer.RawText(link->Stream()))) {
             reply.lines.append(QString::fromStdString(line));
         }
         reply.data = {{u"lines"_s, QJsonArray::fromStringList(reply.lines)}};

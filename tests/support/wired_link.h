@@ -27,6 +27,8 @@ public:
 
     // The end of the program under test.
     [[nodiscard]] QString Name() const override { return QStringLiteral("Link %1").arg(Stream()); }
+    [[nodiscard]] QChar Letter() const override { return QChar(u'A' + Stream()); }
+    [[nodiscard]] LinkStatus Status() const override { return {}; }
     [[nodiscard]] bool IsSerial() const override { return Stream() % 2 == 1 || Stream() == kStreamSerialC; }
     [[nodiscard]] bool ConnectsOut() const override { return connectsOut; }
     bool SendText(QByteArrayView text) override {

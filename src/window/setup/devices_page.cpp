@@ -133,10 +133,7 @@ QCoro::Task<Outcome> DevicesPage::Enter(int slot, Operator& op) {
 QWidget* DevicesPage::LinkChoice(int slot) {
     auto* choice = new QComboBox;
     choice->setAccessibleName(u"Connection of Device "_s + SlotLetter(slot));
-    // By receive stream.
-    const std::array<const MonitorLink*, kStreams> links = {&program_.tcpA, &program_.serialA, &program_.tcpB,
-                                                            &program_.serialB, &program_.serialC};
-    for (const MonitorLink* link : links)
+    for (const MonitorLink* link : program_.Links())
         choice->addItem(link->Name());
     connect(choice, &QComboBox::activated, this, [this, slot](int link) {
         const SettingName name = SettingName::Parse(kLinkKey + SlotLetter(slot));

@@ -25,17 +25,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct StreamName {
-    const char* name;
-    int stream;
-};
-
-constexpr StreamName kStreamNames[] = {
-    {"TCP Server A", kStreamTcpA},           {"TCP Server B", kStreamTcpB},
-    {"Serial Connection A", kStreamSerialA}, {"Serial Connection B", kStreamSerialB},
-    {"Serial Connection C", kStreamSerialC},
-};
-
 enum FieldColumn { kFieldName, kFieldBytes, kFieldValue, kFieldColumns };
 
 QString Text(std::string_view text) {
@@ -90,8 +79,8 @@ QWidget* RawPanel::Choices() {
     });
     stream_ = new QComboBox;
     stream_->setAccessibleName(u"Stream"_s);
-    for (const StreamName& known : kStreamNames)
-        stream_->addItem(QString::fromLatin1(known.name), known.stream);
+    for (const MonitorLink* link : Listed(program_.Links()))
+        stream_->addItem(link->Name(), link->Stream());
     connect(stream_, &QComboBox::currentIndexChanged, this, &RawPanel::TakeLatest);
     hold_ = new QCheckBox(u"Hold still"_s);
     counters_ = TextLabel();
