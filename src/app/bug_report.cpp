@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "app/console.h"
 #include "app/program.h"
 #include "app/setting_rules.h"
 
@@ -54,7 +55,7 @@ QString BugReport(Program& program) {
         u"Corvane %1, Qt %2, %3 (%4)"_s.arg(QCoreApplication::applicationVersion(),
                                             QString::fromLatin1(qVersion()), QSysInfo::prettyProductName(),
                                             QSysInfo::currentCpuArchitecture()),
-        u"Packets: %1 good, %2 bad"_s.arg(program.framer.GoodPackets()).arg(program.framer.BadPackets()),
+        PacketCountsLine(program.framer),
         u"Database: %1 %2 %3"_s
             .arg(writer.BufferText(), writer.WriteStateText(), writer.DatabaseMessageText())
             .trimmed(),

@@ -4,6 +4,7 @@
 
 #include "base/number_format.h"
 #include "link/device_slots.h"
+#include "link/framer.h"
 #include "measure/readings.h"
 
 namespace corvane {
@@ -29,6 +30,10 @@ QCoro::Task<std::optional<QString>> ServiceOperator::AskFile(FileQuestion questi
     const bool any = !question.suggestion.isEmpty();
     Say(u"%1 -> %2"_s.arg(question.prompt, any ? question.suggestion : u"none"_s));
     co_return any ? std::optional(question.suggestion) : std::nullopt;
+}
+
+QString PacketCountsLine(const Framer& framer) {
+    return u"Packets: %1 good, %2 bad"_s.arg(framer.GoodPackets()).arg(framer.BadPackets());
 }
 
 QString PacketLine(const DeviceReadings& readings) {

@@ -8,6 +8,8 @@
 
 namespace corvane {
 
+class Framer;
+
 /// Prints one line at once.
 void Say(const QString& line);
 
@@ -26,6 +28,9 @@ class PacketPrinter final : public ReadingsSink {
 public:
     void OnReadings(const DeviceReadings& readings) override;
 };
+
+/// "Packets: 1234 good, 2 bad"
+[[nodiscard]] QString PacketCountsLine(const Framer& framer);
 
 /// The line that `PacketPrinter` prints.
 [[nodiscard]] QString PacketLine(const DeviceReadings& readings);

@@ -112,6 +112,11 @@ QString CommandLayer::TargetLinkName() const {
     return link != nullptr ? link->Name() : QString();
 }
 
+QString CommandLayer::TargetLinkText() const {
+    const QString name = TargetLinkName();
+    return name.isEmpty() ? u"no link"_s : name;
+}
+
 int CommandLayer::TargetSlot() const {
     return settings_.GetNumber(kIndexKey, 0, 0, kSlots - 1) + 1;
 }

@@ -90,6 +90,7 @@ public:
     /// The slot 1..6 of the command target, and the name of its link; empty where `CmdDevice` names none.
     [[nodiscard]] int TargetSlot() const;
     [[nodiscard]] QString TargetLinkName() const;
+    [[nodiscard]] QString TargetLinkText() const;  ///< the same, or "no link"
 
 private:
     class Hold;

@@ -3,6 +3,7 @@
 #include "base/operator.h"
 #include "control/device_settings.h"
 #include "link/device_slots.h"
+#include "link/device_texts.h"
 
 namespace corvane {
 
@@ -16,25 +17,29 @@ Outcome NoSerial(int slot) {
 
 }  // namespace
 
-QCoro::Task<Outcome> BindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op) {
+QCoro::Task<Outcome> BindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+                                Operator& op) {
+    if (!slot.has_value()) co_return NoUnitSelected();
     const Outcome read = co_await monitor.Read(op);
     if (!read) co_return read;
-    if (monitor.Last()->HasNoSerial()) co_return NoSerial(slot);
-    co_return co_await slots.Bind(slot, QString::fromStdString(monitor.Last()->SerialText()), op);
+    if (monitor.Last()->HasNoSerial()) co_return NoSerial(*slot);
+    co_return co_await slots.Bind(*slot, QString::fromStdString(monitor.Last()->SerialText()), op);
 }
 
-QCoro::Task<Outcome> FindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op) {
-    const QString letter = SlotLetter(slot);
+QCoro::Task<Outcome> FindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+                                Operator& op) {
+    if (!slot.has_value()) co_return Outcome::Failure(u"Select Device to be Found"_s);
+    const QString letter = SlotLetter(*slot);
     const Outcome read = co_await monitor.Read(op);
     if (!read) {
         op.Show(read.Error());
         co_return Outcome::Failure(u"Device \"%1\" not found."_s.arg(letter));
     }
-    if (monitor.Last()->HasNoSerial()) co_return NoSerial(slot);
+    if (monitor.Last()->HasNoSerial()) co_return NoSerial(*slot);
     const QString serialText = QString::fromStdString(monitor.Last()->SerialText());
     const bool save = co_await op.AskYesNo(
         u"Device \"%1\" Serial Number: %2 Would you like to Save it?"_s.arg(letter, serialText));
-    co_return save ? slots.SaveSerial(slot, serialText) : Outcome::Success();
+    co_return save ? slots.SaveSerial(*slot, serialText) : Outcome::Success();
 }
 
 }  // namespace corvane

@@ -3,6 +3,8 @@
 
 #include <QCoroTask>
 
+#include <optional>
+
 #include "base/outcome.h"
 
 namespace corvane {
@@ -11,12 +13,14 @@ class DeviceSettings;
 class DeviceSlots;
 class Operator;
 
-// All arguments must outlive the operation; slots are 1..6.
+// All arguments must outlive the operation; slots are 1..6, and without one they fail.
 
 /// Reads the settings of the monitor and binds `slot` to its serial text, after asking.
-QCoro::Task<Outcome> BindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op);
+QCoro::Task<Outcome> BindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+                                Operator& op);
 
 /// Looks which monitor answers, and offers to save its serial text for `slot`.
-QCoro::Task<Outcome> FindDevice(int slot, DeviceSettings& monitor, DeviceSlots& slots, Operator& op);
+QCoro::Task<Outcome> FindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+                                Operator& op);
 
 }  // namespace corvane

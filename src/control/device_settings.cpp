@@ -10,6 +10,7 @@
 #include "control/monitor_history.h"
 #include "control/setters.h"
 #include "link/device_slots.h"
+#include "link/device_texts.h"
 #include "store/error_log.h"
 
 namespace corvane {
@@ -116,16 +117,18 @@ QCoro::Task<Outcome> DeviceSettings::Read(Operator& op) {
 QCoro::Task<Outcome> DeviceSettings::ReadSettings(Operator& op) {
     const Outcome read = co_await Read(op);
     if (!read) co_return read;
-    Show(op);
+    op.Show(LastLines().join(u'\n'));
     co_await CheckSendFrequency(op);
     co_return Outcome::Success();
 }
 
-void DeviceSettings::Show(Operator& op) const {
-    QStringList lines{u"Device %1 Settings."_s.arg(SlotLetter(lastSlot_))};
-    for (const std::string& line : SettingLines(*last_))
+QStringList DeviceSettings::LastLines() const {
+    const auto last = Last();
+    if (!last.has_value()) return {};
+    QStringList lines{u"%1 Settings."_s.arg(SlotName(lastSlot_))};
+    for (const std::string& line : SettingLines(*last))
         lines.append(QString::fromStdString(line));
-    op.Show(lines.join(u'\n'));
+    return lines;
 }
 
 QCoro::Task<> DeviceSettings::CheckSendFrequency(Operator& op) {

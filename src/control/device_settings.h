@@ -47,6 +47,9 @@ public:
     /// The last good read-out of the current target; nothing where there was none.
     [[nodiscard]] std::optional<SettingsBlock> Last() const;
 
+    /// The same in lines, below a line that names the device.
+    [[nodiscard]] QStringList LastLines() const;
+
     /// The serial text of the target's monitor: as last read, else as its slot is bound. May be empty.
     [[nodiscard]] QString TargetSerial() const;
 
@@ -56,7 +59,6 @@ private:
     QCoro::Task<Outcome> SetIdentity(const Setter& setter, QByteArray arguments, Operator& op);
     QCoro::Task<> CheckSendFrequency(Operator& op);
     QCoro::Task<Outcome> PutBack(KeptSettings kept, Operator& op);
-    void Show(Operator& op) const;
 
     CommandLayer& commands_;
     const DeviceSlots& slots_;

@@ -4,6 +4,7 @@
 #include "link/device_slots.h"
 #include "measure/pulse_counters.h"
 #include "measure/virtual_channels.h"
+#include "measure/virtual_device.h"
 
 namespace corvane {
 
@@ -59,6 +60,15 @@ QString GeneratorText(double powerGen) {
 
 QString MissingText(int slot) {
     return u"Device %1 is off line and missing from these sums."_s.arg(SlotLetter(slot));
+}
+
+QString ChosenText(const ChannelGroups& groups, ChannelGroup group) {
+    const QString channels = groups.TextsOf(group).join(u", "_s);
+    return channels.isEmpty() ? u"None"_s : channels;
+}
+
+QString VirtualDeviceText(const VirtualDevice& device) {
+    return device.Exists() ? u"The virtual device 999999 is recorded."_s : u"There is no virtual device."_s;
 }
 
 QStringList VirtualLines(const VirtualChannels& virtualChannels) {

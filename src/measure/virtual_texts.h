@@ -4,10 +4,15 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdint>
+
 namespace corvane {
 
+class ChannelGroups;
+enum class ChannelGroup : std::uint8_t;
 struct PulseReadings;
 class VirtualChannels;
+class VirtualDevice;
 struct VirtualReadings;
 
 /// Whole watts: "-120 W".
@@ -40,6 +45,12 @@ struct VirtualReadings;
 
 /// Of a chosen slot that is off line.
 [[nodiscard]] QString MissingText(int slot);
+
+/// The channels of a group, "A:CH1, B:CH1", or "None".
+[[nodiscard]] QString ChosenText(const ChannelGroups& groups, ChannelGroup group);
+
+/// Whether there is a virtual device.
+[[nodiscard]] QString VirtualDeviceText(const VirtualDevice& device);
 
 /// One line for each value of the groups that are in use; none where no group is.
 [[nodiscard]] QStringList VirtualLines(const VirtualChannels& virtualChannels);

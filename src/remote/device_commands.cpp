@@ -1,6 +1,7 @@
 #include <QJsonArray>
 
 #include "app/program.h"
+#include "link/device_texts.h"
 #include "remote/command.h"
 #include "remote/given_text.h"
 
@@ -17,7 +18,7 @@ QCoro::Task<Reply> Slots(Program& program, QStringList, Operator&) {
         const QString serial = program.deviceSlots.Bound(slot);
         const Presence presence = program.measurement.PresenceOf(slot);
         const bool counterReset = program.measurement.Readings(slot).counterReset;
-        QString line = u"Device %1: %2"_s.arg(SlotLetter(slot), serial.isEmpty() ? u"not bound"_s : serial);
+        QString line = u"%1: %2"_s.arg(SlotName(slot), BoundText(program.deviceSlots, slot));
         if (!serial.isEmpty()) line += u", "_s + QLatin1StringView(PresenceText(presence));
         if (counterReset) line += u", a counter was reset"_s;
         reply.lines.append(line);
@@ -29,15 +30,15 @@ QCoro::Task<Reply> Slots(Program& program, QStringList, Operator&) {
     QStringList unbound;
     for (const std::string& serial : program.measurement.UnboundSerials())
         unbound.append(QString::fromStdString(serial));
-    if (!unbound.isEmpty())
-        reply.lines.append(u"Heard, but bound to no device: %1"_s.arg(unbound.join(u", "_s)));
+    const QString unboundLine = UnboundText(program.measurement.UnboundSerials());
+    if (!unboundLine.isEmpty()) reply.lines.append(unboundLine);
     reply.data = {{u"slots"_s, slotObjects}, {u"unbound"_s, QJsonArray::fromStringList(unbound)}};
     co_return reply;
 }
 
 QCoro::Task<Reply> SetSerial(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments.first());
-    if (!slot.has_value()) co_return Reply::Failure(u"Select desired Unit."_s);
+    if (!slot.has_value()) co_return Reply::Of(NoUnitSelected(), {});
     Outcome entered = Outcome::Success();
     if (arguments.size() > 1) {
         GivenText given(op, arguments[1]);
@@ -45,10 +46,7 @@ QCoro::Task<Reply> SetSerial(Program& program, QStringList arguments, Operator& 
     } else {
         entered = co_await program.deviceSlots.EnterSerial(*slot, op);
     }
-    const QString serial = program.deviceSlots.Bound(*slot);
-    co_return Reply::Of(entered, serial.isEmpty()
-                                     ? u"Device %1 answers to no monitor."_s.arg(SlotLetter(*slot))
-                                     : u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), serial));
+    co_return Reply::Of(entered, AnswersText(program.deviceSlots, *slot));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "app/console.h"
 #include "app/program.h"
 #include "app/setting_rules.h"
+#include "link/device_texts.h"
 #include "measure/virtual_texts.h"
 #include "remote/command.h"
 
@@ -47,7 +48,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     Reply reply;
     reply.lines = {
         u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program.DataFolder()),
-        u"Packets: %1 good, %2 bad"_s.arg(program.framer.GoodPackets()).arg(program.framer.BadPackets()),
+        PacketCountsLine(program.framer),
     };
     QJsonArray links;
     for (const MonitorLink* link : Listed(program.Links())) {
@@ -56,8 +57,8 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     }
     reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
     for (const QString& text :
-         {writer.Enabled() ? QString() : u"Database is Disabled"_s, writer.BufferText(),
-          writer.WriteStateText(), writer.IndicatorText(), writer.DatabaseMessageText()}) {
+         {writer.Enabled() ? QString() : writer.EnabledText(), writer.BufferText(), writer.WriteStateText(),
+          writer.IndicatorText(), writer.DatabaseMessageText()}) {
         if (!text.isEmpty()) reply.lines.append(text);
     }
     reply.lines += statusLines;
@@ -91,7 +92,7 @@ QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
                                 ? QString()
                                 : u"  (%1)"_s.arg(QLatin1StringView(PresenceText(presence)))));
         if (const auto pulse = program.pulses.Readings(slot))
-            reply.lines.append(u"Device %1  "_s.arg(SlotLetter(slot)) + FlowText(*pulse));
+            reply.lines.append(SlotName(slot) + u"  "_s + FlowText(*pulse));
     }
     reply.lines += VirtualLines(program.virtualChannels);
     if (reply.lines.isEmpty()) reply.lines.append(u"No packet of a bound monitor has come yet."_s);

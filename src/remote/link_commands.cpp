@@ -74,9 +74,9 @@ QCoro::Task<Reply> FindPorts(Program& program, QStringList, Operator&) {
     const auto found = co_await FindPort(program.serialPorts, program.settings, links, program.clock);
     Reply reply;
     QJsonArray ports;
-    bool anyOpened = false;
+    bool anyUsable = false;
     for (const FoundPort& port : found) {
-        anyOpened |= port.state == PortState::Free || port.state == PortState::OwnLink;
+        anyUsable |= port.Usable();
         QString line = u"COM %1: %2"_s.arg(port.number).arg(port.path);
         if (!port.product.isEmpty()) line += u" (%1)"_s.arg(port.product);
         reply.lines.append(line + u' ' + PortStateText(port.state, port.path));
@@ -85,7 +85,7 @@ QCoro::Task<Reply> FindPorts(Program& program, QStringList, Operator&) {
                                  {u"state"_s, QLatin1StringView(StateName(port.state))},
                                  {u"product"_s, port.product}});
     }
-    if (!anyOpened) reply.lines.append(u"No COM Port Found"_s);
+    if (!anyUsable) reply.lines.append(kNoPortFound);
     reply.data = {{u"ports"_s, ports}};
     co_return reply;
 }

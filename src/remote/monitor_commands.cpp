@@ -7,6 +7,7 @@
 #include "base/number_entry.h"
 #include "control/device_binding.h"
 #include "control/guarded_commands.h"
+#include "link/device_texts.h"
 #include "remote/command.h"
 
 namespace corvane {
@@ -16,10 +17,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 QString TargetText(const Program& program) {
-    const QString link = program.commands.TargetLinkName();
-    return u"Device %1 is the command target, on %2, command byte %3."_s
-        .arg(SlotLetter(program.commands.TargetSlot()), link.isEmpty() ? u"no link"_s : link)
-        .arg(program.commands.CommandByte(program.commands.TargetSlot()));
+    const int slot = program.commands.TargetSlot();
+    return u"%1 is the command target, on %2, command byte %3."_s
+        .arg(SlotName(slot), program.commands.TargetLinkText())
+        .arg(program.commands.CommandByte(slot));
 }
 
 QCoro::Task<Reply> Target(Program& program, QStringList arguments, Operator&) {
@@ -41,8 +42,9 @@ QCoro::Task<Reply> CommandByte(Program& program, QStringList arguments, Operator
     bool isNumber = false;
     const int position = arguments[1].toInt(&isNumber);
     const Outcome chosen = co_await program.commands.ChooseCommandByte(*slot, isNumber ? position : -1, op);
-    co_return Reply::Of(chosen, u"Device %1 listens to command byte %2."_s.arg(SlotLetter(*slot))
-                                    .arg(program.commands.CommandByte(*slot)));
+    co_return Reply::Of(
+        chosen,
+        u"%1 listens to command byte %2."_s.arg(SlotName(*slot)).arg(program.commands.CommandByte(*slot)));
 }
 
 QCoro::Task<Reply> Realtime(Program& program, QStringList arguments, Operator& op) {
@@ -63,22 +65,21 @@ QCoro::Task<Reply> Realtime(Program& program, QStringList arguments, Operator& o
     co_return Reply::Failure(u"Realtime data are to start, to stop or to come once."_s);
 }
 
+/// The failure, or which monitor the device answers to now.
+Reply Answers(const Program& program, const Outcome& outcome, std::optional<int> slot) {
+    return Reply::Of(outcome, slot.has_value() ? AnswersText(program.deviceSlots, *slot) : QString());
+}
+
 QCoro::Task<Reply> Bind(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments.value(0));
-    if (!slot.has_value()) co_return Reply::Failure(u"Select desired Unit."_s);
-    const Outcome bound = co_await BindDevice(*slot, program.deviceSettings, program.deviceSlots, op);
-    co_return Reply::Of(
-        bound, u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), program.deviceSlots.Bound(*slot)));
+    const Outcome bound = co_await BindDevice(slot, program.deviceSettings, program.deviceSlots, op);
+    co_return Answers(program, bound, slot);
 }
 
 QCoro::Task<Reply> Find(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments.value(0));
-    if (!slot.has_value()) co_return Reply::Failure(u"Select Device to be Found"_s);
-    const Outcome found = co_await FindDevice(*slot, program.deviceSettings, program.deviceSlots, op);
-    const QString serial = program.deviceSlots.Bound(*slot);
-    co_return Reply::Of(found, serial.isEmpty()
-                                   ? u"Device %1 answers to no monitor."_s.arg(SlotLetter(*slot))
-                                   : u"Device %1 answers to %2."_s.arg(SlotLetter(*slot), serial));
+    const Outcome found = co_await FindDevice(slot, program.deviceSettings, program.deviceSlots, op);
+    co_return Answers(program, found, slot);
 }
 
 QCoro::Task<Reply> ResetAccumulated(Program& program, QStringList, Operator& op) {

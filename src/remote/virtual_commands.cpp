@@ -2,6 +2,7 @@
 
 #include "app/program.h"
 #include "base/number_format.h"
+#include "link/device_texts.h"
 #include "measure/readings.h"
 #include "measure/virtual_texts.h"
 #include "remote/command.h"
@@ -14,9 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 QString GroupLine(const Program& program, ChannelGroup group) {
-    const QString channels = program.channelGroups.TextsOf(group).join(u", "_s);
-    return u"%1: %2"_s.arg(QLatin1StringView(WordsOf(group).title),
-                           channels.isEmpty() ? u"None"_s : channels);
+    return u"%1: %2"_s.arg(QLatin1StringView(WordsOf(group).title), ChosenText(program.channelGroups, group));
 }
 
 QJsonObject GroupObject(const Program& program, ChannelGroup group) {
@@ -36,14 +35,12 @@ Reply DeviceReply(const Program& program) {
     const VirtualDevice& device = program.virtualDevice;
     const InstallationType type = device.Type();
     const bool net = type == InstallationType::NetMetering;
-    return {.lines = {u"Installation Type: "_s + VirtualDevice::TypeText(type),
-                      device.Exists() ? u"The virtual device 999999 is recorded."_s
-                                      : u"There is no virtual device."_s},
+    return {.lines = {u"Installation Type: "_s + VirtualDevice::TypeText(type), VirtualDeviceText(device)},
             .data = {{u"installation"_s, net ? u"net"_s : u"consumption"_s},
                      {u"virtualDevice"_s, device.Exists()}}};
 }
 
-/// A failure, or what is in force now.
+/// A failure, or what is in effect now.
 Reply DeviceReply(const Program& program, const Outcome& outcome) {
     return outcome ? DeviceReply(program) : Reply::Failure(outcome.Error());
 }
@@ -103,8 +100,8 @@ Reply PulseReply(const Program& program, int slot) {
         setup.channel.has_value() ? QString::fromLatin1(ChannelName(*setup.channel)) : u"no input"_s;
     const QString factor = QString::fromStdString(ShortestText(setup.countK));
     Reply reply;
-    reply.lines = {u"Device %1: pulses on %2 are %3"_s.arg(SlotLetter(slot), source,
-                                                           setup.enabled ? u"counted"_s : u"not counted"_s),
+    reply.lines = {u"%1: pulses on %2 are %3"_s.arg(SlotName(slot), source,
+                                                    setup.enabled ? u"counted"_s : u"not counted"_s),
                    u"One Pulse Equals: %1 %2, rate in %3"_s.arg(factor, QLatin1StringView(unit.total),
                                                                 QLatin1StringView(unit.rate))};
     if (const QString page = program.pulses.FlowPage(slot); !page.isEmpty())

@@ -84,7 +84,11 @@ void DbWriter::Timer6() {
 QString DbWriter::SetEnabled(bool enabled) {
     enabled_ = enabled;
     settings_.SaveSetting(kEnabledKey, enabled);
-    return enabled ? u"Database is Enabled"_s : u"Database is Disabled"_s;
+    return EnabledText();
+}
+
+QString DbWriter::EnabledText() const {
+    return enabled_ ? u"Database is Enabled"_s : u"Database is Disabled"_s;
 }
 
 Outcome DbWriter::SetWriteFrequency(const QString& text) {

@@ -67,6 +67,7 @@ public:
     }  ///< last error with its time
     [[nodiscard]] Indicator WriteIndicator() const { return indicator_; }
     [[nodiscard]] QString IndicatorText() const { return indicatorText_; }
+    [[nodiscard]] QString EnabledText() const;  ///< "Database is Enabled" or "Database is Disabled"
 
 private:
     void Timer6();  ///< the tick of the second
