@@ -12,10 +12,16 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
-#include "app/program.h"
+#include "app/settings.h"
 #include "base/clock.h"
+#include "link/device_slots.h"
+#include "link/device_texts.h"
 #include "link/port_finder.h"
+#include "link/serial_link.h"
+#include "link/tcp_link.h"
+#include "measure/measurement.h"
 #include "store/channel_labels.h"
+#include "store/settings_store.h"
 #include "window/actions.h"
 #include "window/parts/widgets.h"
 
@@ -31,15 +37,21 @@ enum PageId { kPlacePage, kFoundPage, kNamePage, kReadyPage };
 
 }  // namespace
 
-bool FirstSteps::AreDue(Program& program) {
+bool FirstSteps::AreDue(const DeviceSlots& slots, const SettingsStore& settings) {
     for (int slot = 1; slot <= kSlots; ++slot) {
-        if (!program.deviceSlots.Bound(slot).isEmpty()) return false;
+        if (!slots.Bound(slot).isEmpty()) return false;
     }
-    return program.settings.GetBool(kDoneKey, true);
+    return settings.GetBool(kDoneKey, true);
 }
 
-FirstSteps::FirstSteps(Program& program, Actions& actions, QWidget* parent)
-    : QWizard(parent), program_(program), actions_(actions) {
+FirstSteps::FirstSteps(const FirstLinks& links, DeviceSlots& slots, const CaptureDatabase& database,
+                       Settings& settings, Clock& clock, Actions& actions, QWidget* parent)
+    : QWizard(parent),
+      links_(links),
+      slots_(slots),
+      database_(database),
+      settings_(settings),
+      actions_(actions) {
     setWindowTitle(u"First steps"_s);
     setWizardStyle(QWizard::ModernStyle);
     setPage(kPlacePage, PlacePage());
@@ -47,8 +59,8 @@ FirstSteps::FirstSteps(Program& program, Actions& actions, QWidget* parent)
     setPage(kNamePage, NamePage());
     setPage(kReadyPage, ReadyPage());
     connect(this, &QWizard::currentIdChanged, this, &FirstSteps::OnPage);
-    connect(&program_.clock, &Clock::SecondPassed, this, &FirstSteps::LookForMonitors);
-    connect(this, &QDialog::finished, this, [this] { program_.settings.SaveSetting(kDoneKey, false); });
+    connect(&clock, &Clock::SecondPassed, this, &FirstSteps::LookForMonitors);
+    connect(this, &QDialog::finished, this, [this] { settings_.Store().SaveSetting(kDoneKey, false); });
 }
 
 QWizardPage* FirstSteps::PlacePage() {
@@ -92,7 +104,7 @@ QWizardPage* FirstSteps::NamePage() {
     device_ = new QComboBox;
     device_->setAccessibleName(u"Device"_s);
     for (int slot = 1; slot <= kSlots; ++slot)
-        device_->addItem(u"Device "_s + SlotLetter(slot), slot);
+        device_->addItem(SlotName(slot), slot);
     form->addRow(u"It becomes"_s, device_);
     for (const Channel& channel : kChannelTable)
         labels_.push_back(AddEntry(form, QString::fromLatin1(channel.name)));
@@ -120,7 +132,7 @@ void FirstSteps::OnPage(int page) {
     } else {
         how_->setText(
             u"Let the gateway connect to this computer, %1, port %2."_s.arg(QHostInfo::localHostName())
-                .arg(program_.tcpA.LocalPort()));
+                .arg(links_.network.LocalPort()));
     }
     LookForMonitors();
 }
@@ -128,25 +140,27 @@ void FirstSteps::OnPage(int page) {
 void FirstSteps::FillPorts() {
     port_->clear();
     for (int number = 1; number <= kComPorts; ++number) {
-        const QString path = ComDevice(number, program_.settings);
-        const PortState state = program_.serialPorts.TestPort(path);
+        const QString path = ComDevice(number, settings_.Store());
+        const PortState state = links_.ports.TestPort(path);
         if (state == PortState::Missing) continue;
-        const QString product = program_.serialPorts.Product(path);
+        const QString product = links_.ports.Product(path);
         const QString name = product.isEmpty() ? path : u"%1, %2"_s.arg(path, product);
         port_->addItem(u"COM %1: %2"_s.arg(number).arg(name), number);
     }
-    if (port_->count() == 0) how_->setText(u"No COM Port Found"_s);
+    if (port_->count() == 0) how_->setText(kNoPortFound);
 }
 
 void FirstSteps::OpenPort() {
     if (port_->count() == 0) return;
-    if (!actions_.Done(program_.serialA.SetPort(port_->currentData().toString()))) return;
-    actions_.Run(u"Open"_s, [this](Operator&) { return program_.serialA.OpenCOM(); });
+    if (!actions_.Done(
+            settings_.Apply(u"ComPort"_s + links_.serial.Letter(), port_->currentData().toString())))
+        return;
+    actions_.Run(u"Open"_s, [this](Operator&) { return links_.serial.OpenCOM(); });
 }
 
 void FirstSteps::LookForMonitors() {
     if (currentId() != kFoundPage) return;
-    for (const std::string& serial : program_.measurement.UnboundSerials()) {
+    for (const std::string& serial : links_.measurement.UnboundSerials()) {
         const QString text = QString::fromStdString(serial);
         if (heard_->findItems(text, Qt::MatchExactly).isEmpty()) heard_->addItem(text);
     }
@@ -172,11 +186,11 @@ bool FirstSteps::validateCurrentPage() {
 
 bool FirstSteps::Bind() {
     const int slot = device_->currentData().toInt();
-    if (!actions_.Done(program_.deviceSlots.SaveSerial(slot, heard_->currentItem()->text()))) return false;
+    if (!actions_.Done(slots_.SaveSerial(slot, heard_->currentItem()->text()))) return false;
     ChannelLabels labels;
     for (std::size_t i = 0; i < kChannels; ++i)
         labels[i] = labels_[i]->text().trimmed();
-    return actions_.Done(SaveChannelLabels(program_.database, slot, labels));
+    return actions_.Done(SaveChannelLabels(database_, slot, labels));
 }
 
 /// In a program of its own, so that nothing simulated gets into what is kept.

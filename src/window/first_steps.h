@@ -14,16 +14,33 @@ class QRadioButton;
 namespace corvane {
 
 class Actions;
-class Program;
+class CaptureDatabase;
+class Clock;
+class DeviceSlots;
+class Measurement;
+class SerialLink;
+class SerialPorts;
+class Settings;
+class SettingsStore;
+class TcpLink;
+
+/// Where the first monitor may be, and how it is heard.
+struct FirstLinks {
+    const TcpLink& network;
+    SerialLink& serial;
+    SerialPorts& ports;
+    const Measurement& measurement;
+};
 
 class FirstSteps final : public QWizard {
     Q_OBJECT
 
 public:
-    FirstSteps(Program& program, Actions& actions, QWidget* parent);
+    FirstSteps(const FirstLinks& links, DeviceSlots& slots, const CaptureDatabase& database,
+               Settings& settings, Clock& clock, Actions& actions, QWidget* parent);
 
     /// Whether this program has not met a monitor yet, and nobody said that they need no help.
-    [[nodiscard]] static bool AreDue(Program& program);
+    [[nodiscard]] static bool AreDue(const DeviceSlots& slots, const SettingsStore& settings);
 
 private:
     QWizardPage* PlacePage();
@@ -38,7 +55,10 @@ private:
     bool Bind();
     void StartDemo();
 
-    Program& program_;
+    FirstLinks links_;
+    DeviceSlots& slots_;
+    const CaptureDatabase& database_;
+    Settings& settings_;
     Actions& actions_;
     QRadioButton* serial_;
     QRadioButton* network_;

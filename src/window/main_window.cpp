@@ -14,7 +14,10 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
+#include "app/bug_report.h"
 #include "app/program.h"
 #include "base/clock.h"
 #include "window/first_steps.h"
@@ -23,15 +26,26 @@
 #include "window/page.h"
 #include "window/parts/browser.h"
 #include "window/parts/style.h"
+#include "window/parts/widgets.h"
 #include "window/past/charts_page.h"
 #include "window/past/data_page.h"
 #include "window/setup/burden_dialog.h"
+#include "window/setup/channel_texts_box.h"
 #include "window/setup/connections_page.h"
 #include "window/setup/database_page.h"
+#include "window/setup/devices_box.h"
 #include "window/setup/devices_page.h"
 #include "window/setup/forwarding_page.h"
+#include "window/setup/groups_box.h"
+#include "window/setup/installation_box.h"
 #include "window/setup/log_page.h"
+#include "window/setup/maintenance_box.h"
 #include "window/setup/monitor_page.h"
+#include "window/setup/port_search_box.h"
+#include "window/setup/pulse_box.h"
+#include "window/setup/raw_panel.h"
+#include "window/setup/serial_link_box.h"
+#include "window/setup/tcp_link_box.h"
 
 namespace corvane {
 
@@ -42,6 +56,32 @@ namespace {
 const QString kTabKey = u"COMtab"_s;
 const QString kPlaceKey = u"WindowPlace"_s;
 constexpr QSize kFirstSize(1180, 760);
+
+Page* Connections(Program& program, Actions& actions) {
+    std::vector<TcpLinkBox*> tcp;
+    for (TcpLink* link : program.TcpLinks())
+        tcp.push_back(new TcpLinkBox(*link, program.userSettings, actions));
+    std::vector<SerialLinkBox*> serial;
+    for (SerialLink* link : program.SerialLinks())
+        serial.push_back(new SerialLinkBox(*link, program.userSettings, actions));
+    const auto links = program.SerialLinks();
+    auto* search = new PortSearchBox(program.serialPorts, {links.begin(), links.end()}, program.userSettings,
+                                     program.clock, actions);
+    auto* raw = new RawPanel(program.framer, program.Links(), program.settings,
+                             [&program](bool on) { program.SetRawDisplay(on); });
+    return new ConnectionsPage(std::move(tcp), std::move(serial), search, raw);
+}
+
+Page* Devices(Program& program, Actions& actions) {
+    return new DevicesPage(
+        {.devices = new DevicesBox(program.deviceSlots, program.measurement, program.Links(),
+                                   program.commands, program.deviceSettings, program.userSettings, actions),
+         .channels = new ChannelTextsBox(program.database, program.databaseFiles, actions),
+         .pulses = new PulseBox(program.pulses, program.webServer, actions),
+         .installation = new InstallationBox(program.virtualDevice, program.userSettings, actions),
+         .groups = new GroupsBox(program.channelGroups, program.deviceSlots, program.database, actions)},
+        actions);
+}
 
 }  // namespace
 
@@ -74,12 +114,7 @@ void MainWindow::ShowProgram() {
     AddPage(
         new DataPage(program_.database, program_.databaseFiles, program_.settings, program_.clock, actions_),
         u"data"_s, u"Data"_s);
-    AddPage(new ConnectionsPage(program_, actions_), u"connections"_s, u"Connections"_s);
-    AddPage(new DevicesPage(program_, actions_), u"devices"_s, u"Devices"_s);
-    AddPage(new MonitorPage(program_, actions_), u"monitor"_s, u"Monitor"_s);
-    AddPage(new DatabasePage(program_, actions_), u"database"_s, u"Database"_s);
-    AddPage(new ForwardingPage(program_, actions_), u"forwarding"_s, u"Forwarding"_s);
-    AddPage(new LogPage(program_, actions_), u"log"_s, u"Log"_s);
+    AddSetupPages();
     BuildMenus();
     const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
     tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));
@@ -94,11 +129,31 @@ void MainWindow::ShowProgram() {
     });
     RefreshPage();
     RefreshStatus();
-    if (FirstSteps::AreDue(program_)) ShowFirstSteps();
+    if (FirstSteps::AreDue(program_.deviceSlots, program_.settings)) ShowFirstSteps();
+}
+
+void MainWindow::AddSetupPages() {
+    Program& p = program_;
+    AddPage(Connections(p, actions_), u"connections"_s, u"Connections"_s);
+    AddPage(Devices(p, actions_), u"devices"_s, u"Devices"_s);
+    AddPage(new MonitorPage({p.commands, p.deviceSettings, p.monitorHistory}, p.deviceSlots, p.measurement,
+                            actions_),
+            u"monitor"_s, u"Monitor"_s);
+    auto* maintenance = new MaintenanceBox(p.maintenance, p.database, p.dbWriter, p.records, actions_);
+    AddPage(new DatabasePage({p.database, p.databaseFiles, p.backups}, p.dbWriter, p.nightlyRuns, maintenance,
+                             p.userSettings, actions_),
+            u"database"_s, u"Database"_s);
+    AddPage(new ForwardingPage(p, actions_), u"forwarding"_s, u"Forwarding"_s);
+    AddPage(new LogPage(
+                p.statusBoard, p.errorLog, p.framer, p.dbWriter, p.DataFolder(),
+                [&p] { return BugReport(p); }, actions_),
+            u"log"_s, u"Log"_s);
 }
 
 void MainWindow::ShowFirstSteps() {
-    auto* steps = new FirstSteps(program_, actions_, this);
+    auto* steps = new FirstSteps(
+        {program_.tcpA, program_.serialA, program_.serialPorts, program_.measurement}, program_.deviceSlots,
+        program_.database, program_.userSettings, program_.clock, actions_, this);
     steps->setAttribute(Qt::WA_DeleteOnClose);
     steps->open();
 }
@@ -173,8 +228,7 @@ void MainWindow::BuildStatusBar() {
 }
 
 void MainWindow::RefreshStatus() {
-    packets_->setText(
-        u"%1 good packets, %2 bad"_s.arg(program_.framer.GoodPackets()).arg(program_.framer.BadPackets()));
+    packets_->setText(PacketCounts(program_.framer));
     writeState_->setText(program_.dbWriter.WriteStateText());
 }
 

@@ -50,6 +50,7 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    void AddSetupPages();
     void AddPage(Page* page, const QString& name, const QString& title);
     void BuildMenus();
     void ShowFirstSteps();

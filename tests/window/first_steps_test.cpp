@@ -39,7 +39,7 @@ TEST_F(WindowTest, FirstStepsLeadFromAMonitorThatIsHeardToNamedChannels) {
     QTest::mouseClick(steps->button(QWizard::FinishButton), Qt::LeftButton);
     EXPECT_EQ(program_->deviceSlots.Bound(1), serial);
     EXPECT_EQ(ReadChannelLabels(program_->database)[1][3], u"Anna's kettle"_s);
-    EXPECT_FALSE(FirstSteps::AreDue(*program_));
+    EXPECT_FALSE(FirstSteps::AreDue(program_->deviceSlots, program_->settings));
     EXPECT_TRUE(program_->measurement.UnboundSerials().empty());
 }
 

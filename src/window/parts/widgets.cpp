@@ -4,13 +4,18 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QVBoxLayout>
 
 #include <utility>
 
+#include "link/framer.h"
+
 namespace corvane {
+
+using namespace Qt::StringLiterals;
 
 QPushButton* ActionButton(const QString& text, Actions& actions, Actions::Action action) {
     auto* button = new QPushButton(text);
@@ -58,6 +63,12 @@ QWidget* Row(std::initializer_list<QWidget*> widgets) {
     }
     layout->addStretch();
     return row;
+}
+
+QString PacketCounts(const Framer& framer) {
+    const QLocale locale;
+    return u"%1 good packets, %2 bad"_s.arg(locale.toString(qulonglong{framer.GoodPackets()}),
+                                            locale.toString(framer.BadPackets()));
 }
 
 QVBoxLayout* ScrolledLayout(QWidget* page) {

@@ -17,6 +17,8 @@ class QWidget;
 
 namespace corvane {
 
+class Framer;
+
 /// A button that runs an action, and is greyed out while anything runs. `text` may end in "...": more is
 /// asked.
 QPushButton* ActionButton(const QString& text, Actions& actions, Actions::Action action);
@@ -32,6 +34,9 @@ QLabel* TextLabel(const QString& text = {});
 
 /// A row of widgets, the first at the left.
 QWidget* Row(std::initializer_list<QWidget*> widgets);
+
+/// "12,345 good packets, 2 bad"
+[[nodiscard]] QString PacketCounts(const Framer& framer);
 
 /// Makes `page` show a layout that scrolls where the window is too small for it. The caller fills it.
 QVBoxLayout* ScrolledLayout(QWidget* page);

@@ -7,7 +7,8 @@
 #include <QLineEdit>
 #include <QToolButton>
 
-#include "link/device_slots.h"
+#include "link/device_texts.h"
+#include "store/upkeep/database_files.h"
 #include "window/actions.h"
 
 namespace corvane {
@@ -20,7 +21,8 @@ enum GridColumn { kName, kLabel, kComment, kPicture, kBrowse, kPreview };
 
 }  // namespace
 
-ChannelTextsBox::ChannelTextsBox(const CaptureDatabase& database, Actions& actions)
+ChannelTextsBox::ChannelTextsBox(const CaptureDatabase& database, const DatabaseFiles& files,
+                                 Actions& actions)
     : database_(database), actions_(actions) {
     auto* grid = new QGridLayout(this);
     grid->setContentsMargins(2, 2, 2, 2);
@@ -39,6 +41,7 @@ ChannelTextsBox::ChannelTextsBox(const CaptureDatabase& database, Actions& actio
         grid->addWidget(Entry(i, ChannelText::Picture, name + u" picture"_s), row, kPicture);
         AddPicture(i, name);
     }
+    connect(&files, &DatabaseFiles::Adopted, this, [this] { ShowSlot(slot_); });
     ShowSlot(0);
 }
 
@@ -101,7 +104,7 @@ void ChannelTextsBox::ShowPicture(std::size_t channel) {
 void ChannelTextsBox::ShowSlot(int slot) {
     slot_ = slot;
     setEnabled(slot > 0);
-    setTitle(slot > 0 ? u"Channels of Device "_s + SlotLetter(slot) : u"Channels"_s);
+    setTitle(slot > 0 ? u"Channels of "_s + SlotName(slot) : u"Channels"_s);
     const auto texts = slot > 0 ? ReadChannelTexts(database_, slot) : std::nullopt;
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
         for (std::size_t which = 0; which < kChannelTexts; ++which) {

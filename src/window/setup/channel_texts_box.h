@@ -14,12 +14,13 @@ namespace corvane {
 
 class Actions;
 class CaptureDatabase;
+class DatabaseFiles;
 
 class ChannelTextsBox final : public QGroupBox {
     Q_OBJECT
 
 public:
-    ChannelTextsBox(const CaptureDatabase& database, Actions& actions);
+    ChannelTextsBox(const CaptureDatabase& database, const DatabaseFiles& files, Actions& actions);
 
     /// Shows the texts of slot 1..6 as the database has them; 0 for none.
     void ShowSlot(int slot);

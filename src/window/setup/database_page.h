@@ -1,13 +1,10 @@
 // The database: which file it is, how it is written, and what keeps it small and correct.
 #pragma once
 
-#include "store/upkeep/maintenance.h"
 #include "window/page.h"
 
 class QCheckBox;
 class QComboBox;
-class QDateEdit;
-class QFormLayout;
 class QLabel;
 class QLineEdit;
 class QVBoxLayout;
@@ -15,13 +12,28 @@ class QVBoxLayout;
 namespace corvane {
 
 class Actions;
-class Program;
+class CaptureDatabase;
+class DatabaseBackups;
+class DatabaseFiles;
+class DbWriter;
+class MaintenanceBox;
+class NightlyRuns;
+class Settings;
+
+/// The database as a file among others.
+struct DatabaseOnDisk {
+    const CaptureDatabase& database;
+    DatabaseFiles& files;
+    DatabaseBackups& backups;
+};
 
 class DatabasePage final : public Page {
     Q_OBJECT
 
 public:
-    DatabasePage(Program& program, Actions& actions);
+    /// `maintenance` becomes the page's.
+    DatabasePage(const DatabaseOnDisk& disk, DbWriter& writer, NightlyRuns& nightlyRuns,
+                 MaintenanceBox* maintenance, Settings& settings, Actions& actions);
 
     void Refresh() override;
 
@@ -29,12 +41,12 @@ private:
     void AddFile(QVBoxLayout* page);
     void AddWriting(QVBoxLayout* page);
     void AddNightly(QVBoxLayout* page);
-    void AddMaintenance(QVBoxLayout* page);
-    void AddPeriod(QFormLayout* form);
-    void AddRepairs(QFormLayout* form);
     void RefreshBackups();
 
-    Program& program_;
+    DatabaseOnDisk disk_;
+    DbWriter& writer_;
+    NightlyRuns& nightlyRuns_;
+    Settings& settings_;
     Actions& actions_;
     QLabel* path_;
     QComboBox* backup_;
@@ -44,8 +56,6 @@ private:
     QLabel* buffer_;
     QLabel* writeState_;
     QLabel* message_;
-    QDateEdit* start_;
-    QDateEdit* end_;
 };
 
 }  // namespace corvane

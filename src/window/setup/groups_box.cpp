@@ -7,7 +7,10 @@
 #include <QLabel>
 #include <QPushButton>
 
-#include "app/program.h"
+#include "link/device_slots.h"
+#include "link/device_texts.h"
+#include "measure/channel_groups.h"
+#include "measure/virtual_texts.h"
 #include "store/channel_labels.h"
 #include "window/actions.h"
 #include "window/parts/state_line.h"
@@ -22,17 +25,18 @@ namespace {
 /// A check box for each channel of the devices in use.
 class ChannelDialog final : public QDialog {
 public:
-    ChannelDialog(const Program& program, ChannelGroup group, QWidget* parent) : QDialog(parent) {
+    /// `devices` of them are in use; `labels` are those of their channels, by slot.
+    ChannelDialog(ChannelGroup group, const QStringList& chosen, int devices,
+                  const std::map<int, ChannelLabels>& labels, QWidget* parent)
+        : QDialog(parent) {
         const GroupWords& words = WordsOf(group);
         setWindowTitle(QString::fromLatin1(words.title));
         auto* column = new QVBoxLayout(this);
         column->addWidget(TextLabel(QString::fromLatin1(words.note)));
         auto* grid = new QGridLayout;
         column->addLayout(grid);
-        const QStringList chosen = program.channelGroups.TextsOf(group);
-        const auto labels = ReadChannelLabels(program.database);
-        for (int slot = 1; slot <= program.deviceSlots.InUse(); ++slot) {
-            grid->addWidget(new QLabel(u"Device "_s + SlotLetter(slot)), 0, slot);
+        for (int slot = 1; slot <= devices; ++slot) {
+            grid->addWidget(new QLabel(SlotName(slot)), 0, slot);
             const auto names = labels.find(slot);
             for (std::size_t i = 0; i < kChannels; ++i) {
                 const QString channel = QString::fromLatin1(ChannelName(i));
@@ -65,8 +69,13 @@ private:
 
 }  // namespace
 
-GroupsBox::GroupsBox(Program& program, Actions& actions)
-    : QGroupBox(u"Groups of channels"_s), program_(program), actions_(actions) {
+GroupsBox::GroupsBox(ChannelGroups& groups, const DeviceSlots& slots, const CaptureDatabase& database,
+                     Actions& actions)
+    : QGroupBox(u"Groups of channels"_s),
+      groups_(groups),
+      slots_(slots),
+      database_(database),
+      actions_(actions) {
     auto* grid = new QGridLayout(this);
     grid->setContentsMargins(2, 2, 2, 2);
     grid->setColumnStretch(1, 1);
@@ -86,7 +95,7 @@ void GroupsBox::AddGroup(QGridLayout* grid, ChannelGroup group) {
     auto* clear = new QPushButton(u"Clear"_s);
     clear->setAccessibleName(title + u": Clear"_s);
     connect(clear, &QPushButton::clicked, this, [this, group] {
-        program_.channelGroups.Clear(group);
+        groups_.Clear(group);
         Refresh();
     });
     grid->addWidget(new QLabel(title), row, 0);
@@ -97,20 +106,19 @@ void GroupsBox::AddGroup(QGridLayout* grid, ChannelGroup group) {
 }
 
 void GroupsBox::Choose(ChannelGroup group) {
-    auto* dialog = new ChannelDialog(program_, group, this);
+    auto* dialog =
+        new ChannelDialog(group, groups_.TextsOf(group), slots_.InUse(), ReadChannelLabels(database_), this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::accepted, this, [this, dialog, group] {
-        actions_.Done(program_.channelGroups.Choose(group, dialog->Chosen()));
+        actions_.Done(groups_.Choose(group, dialog->Chosen()));
         Refresh();
     });
     dialog->open();
 }
 
 void GroupsBox::Refresh() {
-    for (const ChannelGroup group : kChannelGroups) {
-        const QString texts = program_.channelGroups.TextsOf(group).join(u", "_s);
-        chosen_[static_cast<std::size_t>(group)]->setText(texts.isEmpty() ? u"None"_s : texts);
-    }
+    for (const ChannelGroup group : kChannelGroups)
+        chosen_[static_cast<std::size_t>(group)]->setText(ChosenText(groups_, group));
 }
 
 }  // namespace corvane

@@ -13,13 +13,15 @@ class QLabel;
 namespace corvane {
 
 class Actions;
-class Program;
+class CaptureDatabase;
+class DeviceSlots;
 
 class GroupsBox final : public QGroupBox {
     Q_OBJECT
 
 public:
-    GroupsBox(Program& program, Actions& actions);
+    GroupsBox(ChannelGroups& groups, const DeviceSlots& slots, const CaptureDatabase& database,
+              Actions& actions);
 
     void Refresh();
 
@@ -27,7 +29,9 @@ private:
     void AddGroup(QGridLayout* grid, ChannelGroup group);
     void Choose(ChannelGroup group);
 
-    Program& program_;
+    ChannelGroups& groups_;
+    const DeviceSlots& slots_;
+    const CaptureDatabase& database_;
     Actions& actions_;
     std::vector<QLabel*> chosen_;  ///< by group
 };

@@ -8,8 +8,10 @@
 
 #include <array>
 
-#include "app/program.h"
-#include "app/setting_rules.h"
+#include "app/settings.h"
+#include "measure/virtual_device.h"
+#include "measure/virtual_texts.h"
+#include "store/settings_store.h"
 #include "window/actions.h"
 #include "window/parts/widgets.h"
 
@@ -35,8 +37,8 @@ constexpr std::array<SwitchWords, 5> kSwitches = {{
 
 }  // namespace
 
-InstallationBox::InstallationBox(Program& program, Actions& actions)
-    : QGroupBox(u"Installation Type"_s), program_(program), actions_(actions) {
+InstallationBox::InstallationBox(VirtualDevice& device, Settings& settings, Actions& actions)
+    : QGroupBox(u"Installation Type"_s), virtualDevice_(device), settings_(settings), actions_(actions) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(2, 2, 2, 2);
     consumption_ = TypeChoice(InstallationType::ConsumptionOnly);
@@ -47,7 +49,6 @@ InstallationBox::InstallationBox(Program& program, Actions& actions)
         column->addWidget(Switch(QString::fromLatin1(words.key), QString::fromLatin1(words.text)));
     device_ = TextLabel();
     column->addWidget(device_);
-    VirtualDevice& device = program.virtualDevice;
     column->addWidget(Row({ActionButton(u"Create virtual device..."_s, actions,
                                         [&device](Operator& op) { return device.Create(op); }),
                            ActionButton(u"Delete virtual device..."_s, actions,
@@ -59,31 +60,28 @@ QRadioButton* InstallationBox::TypeChoice(InstallationType type) {
     auto* choice = new QRadioButton(VirtualDevice::TypeText(type));
     connect(choice, &QRadioButton::clicked, this, [this, type] {
         Refresh();  // until the answer has come
-        actions_.Run(u"Installation Type"_s, [this, type](Operator& op) {
-            return program_.virtualDevice.SetInstallationType(type, op);
-        });
+        actions_.Run(u"Installation Type"_s,
+                     [this, type](Operator& op) { return virtualDevice_.SetInstallationType(type, op); });
     });
     return choice;
 }
 
 QCheckBox* InstallationBox::Switch(const QString& key, const QString& text) {
     auto* box = new QCheckBox(text);
-    connect(box, &QCheckBox::clicked, this, [this, key](bool on) {
-        actions_.Done(ApplySetting(program_, SettingName::Parse(key), SettingsStore::BoolText(on)).outcome);
-    });
+    connect(box, &QCheckBox::clicked, this,
+            [this, key](bool on) { actions_.Done(settings_.Apply(key, SettingsStore::BoolText(on))); });
     return switches_.emplace_back(box);
 }
 
 void InstallationBox::Refresh() {
-    const bool net = program_.virtualDevice.Type() == InstallationType::NetMetering;
+    const bool net = virtualDevice_.Type() == InstallationType::NetMetering;
     consumption_->setChecked(!net);
     netMetering_->setChecked(net);
     for (std::size_t i = 0; i < kSwitches.size(); ++i) {
         const SwitchWords& words = kSwitches[i];
-        switches_[i]->setChecked(program_.settings.GetBool(QString::fromLatin1(words.key), words.fallback));
+        switches_[i]->setChecked(settings_.Store().GetBool(QString::fromLatin1(words.key), words.fallback));
     }
-    device_->setText(program_.virtualDevice.Exists() ? u"The virtual device 999999 is recorded."_s
-                                                     : u"There is no virtual device."_s);
+    device_->setText(VirtualDeviceText(virtualDevice_));
 }
 
 }  // namespace corvane

@@ -12,14 +12,15 @@ class QRadioButton;
 namespace corvane {
 
 class Actions;
-class Program;
+class Settings;
+class VirtualDevice;
 enum class InstallationType;
 
 class InstallationBox final : public QGroupBox {
     Q_OBJECT
 
 public:
-    InstallationBox(Program& program, Actions& actions);
+    InstallationBox(VirtualDevice& device, Settings& settings, Actions& actions);
 
     void Refresh();
 
@@ -27,7 +28,8 @@ private:
     QRadioButton* TypeChoice(InstallationType type);
     QCheckBox* Switch(const QString& key, const QString& text);
 
-    Program& program_;
+    VirtualDevice& virtualDevice_;
+    Settings& settings_;
     Actions& actions_;
     QRadioButton* consumption_;
     QRadioButton* netMetering_;

@@ -9,7 +9,6 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLocale>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSplitter>
@@ -17,9 +16,12 @@
 #include <QTimer>
 
 #include <chrono>
+#include <utility>
 
-#include "app/bug_report.h"
-#include "app/program.h"
+#include "base/status_board.h"
+#include "link/framer.h"
+#include "store/db_writer.h"
+#include "store/error_log.h"
 #include "window/parts/state_line.h"
 #include "window/parts/widgets.h"
 #include "window/setup/error_log_model.h"
@@ -34,7 +36,15 @@ constexpr std::chrono::milliseconds kCopiedShown(1500);
 
 }  // namespace
 
-LogPage::LogPage(Program& program, Actions& actions) : program_(program), model_(new ErrorLogModel(this)) {
+LogPage::LogPage(const StatusBoard& status, ErrorLog& errorLog, const Framer& framer, const DbWriter& writer,
+                 QString dataFolder, std::function<QString()> bugReport, Actions& actions)
+    : board_(status),
+      errorLog_(errorLog),
+      framer_(framer),
+      writer_(writer),
+      dataFolder_(std::move(dataFolder)),
+      bugReport_(std::move(bugReport)),
+      model_(new ErrorLogModel(this)) {
     auto* page = new QVBoxLayout(this);
     auto* lists = new QSplitter(Qt::Vertical);
     lists->setChildrenCollapsible(false);
@@ -56,7 +66,7 @@ QWidget* LogPage::Summary() {
         u"Puts versions, counters, links, settings, status list and error log on the clipboard, "
         u"for a bug report. Keys are left out."_s);
     connect(copy, &QPushButton::clicked, this, [this, copy] {
-        QGuiApplication::clipboard()->setText(BugReport(program_));
+        QGuiApplication::clipboard()->setText(bugReport_());
         copy->setText(u"Copied"_s);
         QTimer::singleShot(kCopiedShown, copy, [copy] { copy->setText(u"Copy all"_s); });
     });
@@ -74,9 +84,9 @@ QWidget* LogPage::StatusList() {
     status_->setReadOnly(true);
     status_->setAccessibleName(u"Status list"_s);
     status_->setMaximumBlockCount(static_cast<int>(StatusBoard::kKept));
-    for (const QString& line : program_.statusBoard.Lines())
+    for (const QString& line : board_.Lines())
         status_->appendPlainText(line);
-    connect(&program_.statusBoard, &StatusBoard::LineAdded, status_, &QPlainTextEdit::appendPlainText);
+    connect(&board_, &StatusBoard::LineAdded, status_, &QPlainTextEdit::appendPlainText);
     column->addWidget(status_);
     return box;
 }
@@ -104,17 +114,17 @@ QWidget* LogPage::Errors(Actions& actions) {
     errors_->setColumnWidth(ErrorLogModel::kDescription, 70 * em);
     column->addWidget(errors_, 1);
     errorCount_ = PaleLabel();
-    column->addWidget(Row(
-        {ActionButton(u"Delete..."_s, actions, [this](Operator& op) { return program_.errorLog.Delete(op); }),
-         errorCount_}));
+    column->addWidget(
+        Row({ActionButton(u"Delete..."_s, actions, [this](Operator& op) { return errorLog_.Delete(op); }),
+             errorCount_}));
     return box;
 }
 
 void LogPage::LoadErrors() {
-    const QFileInfo file(program_.errorLog.Path());
+    const QFileInfo file(errorLog_.Path());
     loaded_ = file.lastModified();
     loadedSize_ = file.size();
-    const ErrorLog::Listing listing = program_.errorLog.Load();
+    const ErrorLog::Listing listing = errorLog_.Load();
     model_->SetLines(listing.lines);
     // Once the rows have their place.
     QTimer::singleShot(0, errors_, &QTableView::scrollToBottom);
@@ -123,12 +133,9 @@ void LogPage::LoadErrors() {
 }
 
 void LogPage::Refresh() {
-    const QLocale locale;
-    counters_->setText(u"Corvane %1   ·   %2 good packets, %3 bad   ·   %4   ·   data in %5"_s.arg(
-        QCoreApplication::applicationVersion(), locale.toString(qulonglong{program_.framer.GoodPackets()}),
-        locale.toString(program_.framer.BadPackets()), program_.dbWriter.BufferText(),
-        program_.DataFolder()));
-    const QFileInfo file(program_.errorLog.Path());
+    counters_->setText(u"Corvane %1   ·   %2   ·   %3   ·   data in %4"_s.arg(
+        QCoreApplication::applicationVersion(), PacketCounts(framer_), writer_.BufferText(), dataFolder_));
+    const QFileInfo file(errorLog_.Path());
     if (file.size() != loadedSize_ || file.lastModified() != loaded_) LoadErrors();
 }
 

@@ -3,6 +3,8 @@
 
 #include <QDateTime>
 
+#include <functional>
+
 #include "window/page.h"
 
 class QLabel;
@@ -12,14 +14,19 @@ class QTableView;
 namespace corvane {
 
 class Actions;
+class DbWriter;
+class ErrorLog;
 class ErrorLogModel;
-class Program;
+class Framer;
+class StatusBoard;
 
 class LogPage final : public Page {
     Q_OBJECT
 
 public:
-    LogPage(Program& program, Actions& actions);
+    /// `bugReport` makes the text that is put on the clipboard.
+    LogPage(const StatusBoard& status, ErrorLog& errorLog, const Framer& framer, const DbWriter& writer,
+            QString dataFolder, std::function<QString()> bugReport, Actions& actions);
 
     void Refresh() override;
 
@@ -29,7 +36,12 @@ private:
     QWidget* Errors(Actions& actions);
     void LoadErrors();
 
-    Program& program_;
+    const StatusBoard& board_;
+    ErrorLog& errorLog_;
+    const Framer& framer_;
+    const DbWriter& writer_;
+    QString dataFolder_;
+    std::function<QString()> bugReport_;
     ErrorLogModel* model_;
     QLabel* counters_ = nullptr;
     QPlainTextEdit* status_ = nullptr;

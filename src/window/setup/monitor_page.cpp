@@ -8,9 +8,13 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "app/program.h"
+#include "control/command_layer.h"
+#include "control/device_settings.h"
 #include "control/guarded_commands.h"
+#include "control/monitor_history.h"
 #include "control/setters.h"
+#include "link/device_slots.h"
+#include "link/device_texts.h"
 #include "window/actions.h"
 #include "window/parts/widgets.h"
 
@@ -32,7 +36,9 @@ QPlainTextEdit* TextBox(const QString& name) {
 
 }  // namespace
 
-MonitorPage::MonitorPage(Program& program, Actions& actions) : program_(program), actions_(actions) {
+MonitorPage::MonitorPage(const TargetMonitor& monitor, const DeviceSlots& slots, Measurement& measurement,
+                         Actions& actions)
+    : monitor_(monitor), slots_(slots), measurement_(measurement), actions_(actions) {
     QVBoxLayout* page = ScrolledLayout(this);
     AddTarget(page);
     AddCommands(page);
@@ -54,9 +60,9 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
     target_->setAccessibleName(u"Command target"_s);
     target_->addItem(u"Select Device"_s);
     for (int slot = 1; slot <= kSlots; ++slot)
-        target_->addItem(u"Bind to Device "_s + SlotLetter(slot));
+        target_->addItem(u"Bind to "_s + SlotName(slot));
     connect(target_, &QComboBox::activated, this, [this](int item) {
-        if (item > 0) program_.commands.BindTarget(item - 1);
+        if (item > 0) monitor_.commands.BindTarget(item - 1);
         Refresh();
     });
     targetText_ = TextLabel();
@@ -65,18 +71,18 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
         auto* byte = new QComboBox;
         for (const int value : CommandLayer::kCommandBytes)
             byte->addItem(QString::number(value));
-        const QString label = u"Command byte of Device "_s + SlotLetter(slot);
+        const QString label = u"Command byte of "_s + SlotName(slot);
         byte->setAccessibleName(label);
-        byte->setCurrentText(QString::number(program_.commands.CommandByte(slot)));
+        byte->setCurrentText(QString::number(monitor_.commands.CommandByte(slot)));
         connect(byte, &QComboBox::activated, this, [this, slot, byte](int position) {
             actions_.Run(u"Command byte"_s, [this, slot, position](Operator& op) {
-                return program_.commands.ChooseCommandByte(slot, position, op);
+                return monitor_.commands.ChooseCommandByte(slot, position, op);
             });
             // After a refusal the list is at its first position again.
             connect(
                 &actions_, &Actions::BusyChanged, byte,
                 [this, slot, byte] {
-                    const int item = byte->findText(QString::number(program_.commands.CommandByte(slot)));
+                    const int item = byte->findText(QString::number(monitor_.commands.CommandByte(slot)));
                     byte->setCurrentIndex(std::max(item, 0));
                 },
                 Qt::SingleShotConnection);
@@ -87,7 +93,7 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
 
 void MonitorPage::AddCommands(QVBoxLayout* page) {
     QFormLayout* form = AddSection(page, u"Commands"_s);
-    CommandLayer& commands = program_.commands;
+    CommandLayer& commands = monitor_.commands;
     const auto button = [this](const QString& text, Actions::Action action) {
         return ActionButton(text, actions_, std::move(action));
     };
@@ -99,12 +105,10 @@ void MonitorPage::AddCommands(QVBoxLayout* page) {
     form->addRow(u"Energy"_s,
                  Row({button(u"Reset accumulated values..."_s,
                              [this](Operator& op) {
-                                 return ResetAccumulatedValues(program_.commands, program_.deviceSlots,
-                                                               program_.measurement, op);
+                                 return ResetAccumulatedValues(monitor_.commands, slots_, measurement_, op);
                              }),
-                      button(u"Zero carry counters..."_s, [this](Operator& op) {
-                          return ZeroCarryCounters(program_.deviceSlots, program_.measurement, op);
-                      })}));
+                      button(u"Zero carry counters..."_s,
+                             [this](Operator& op) { return ZeroCarryCounters(slots_, measurement_, op); })}));
     form->addRow(u"Monitor"_s,
                  Row({button(u"Restart"_s, [&commands](Operator& op) { return commands.ReBoot5810(op); }),
                       button(u"Pass-through..."_s,
@@ -116,7 +120,7 @@ void MonitorPage::AddCommands(QVBoxLayout* page) {
 void MonitorPage::AddSettings(QVBoxLayout* page) {
     QFormLayout* form = AddSection(page, u"Settings"_s);
     form->addRow(Row({ActionButton(u"Read Settings"_s, actions_,
-                                   [this](Operator& op) { return program_.deviceSettings.Read(op); })}));
+                                   [this](Operator& op) { return monitor_.settings.Read(op); })}));
     settings_ = TextBox(u"Settings of the monitor"_s);
     settings_->setPlaceholderText(u"Not read yet. Realtime packets must be stopped first."_s);
     form->addRow(settings_);
@@ -139,7 +143,7 @@ void MonitorPage::AddSetters(QVBoxLayout* page) {
             QStringList inputs;
             for (const QLineEdit* entry : entries)
                 inputs.append(entry->text());
-            return program_.deviceSettings.Set(name, inputs, op);
+            return monitor_.settings.Set(name, inputs, op);
         });
         set->setAccessibleName(u"Set "_s + setter.title);
         auto* layout = static_cast<QHBoxLayout*>(row->layout());
@@ -164,26 +168,19 @@ void MonitorPage::AddHistory(QVBoxLayout* page) {
     }
     form->addRow(u"Compare"_s,
                  Row({from_, to_, ActionButton(u"Put back the first..."_s, actions_, [this](Operator& op) {
-                          return program_.deviceSettings.Restore(from_->currentText(), op);
+                          return monitor_.settings.Restore(from_->currentText(), op);
                       })}));
     form->addRow(difference_);
 }
 
 void MonitorPage::ShowSettings() {
-    const auto last = program_.deviceSettings.Last();
-    QStringList lines;
-    if (last.has_value()) {
-        lines.append(u"Device %1 Settings."_s.arg(SlotLetter(program_.commands.TargetSlot())));
-        for (const std::string& line : SettingLines(*last))
-            lines.append(QString::fromStdString(line));
-    }
-    const QString text = lines.join(u'\n');
+    const QString text = monitor_.settings.LastLines().join(u'\n');
     if (settings_->toPlainText() != text) settings_->setPlainText(text);
 }
 
 void MonitorPage::ShowHistory() {
     QStringList whens;
-    for (const KeptSettings& kept : program_.monitorHistory.Of(program_.deviceSettings.TargetSerial()))
+    for (const KeptSettings& kept : monitor_.history.Of(monitor_.settings.TargetSerial()))
         whens.append(kept.when);
     for (QComboBox* choice : {from_, to_}) {
         const QSignalBlocker quiet(choice);
@@ -196,9 +193,9 @@ void MonitorPage::ShowHistory() {
 }
 
 void MonitorPage::ShowDifference() {
-    const QString serial = program_.deviceSettings.TargetSerial();
-    const auto from = program_.monitorHistory.Find(serial, from_->currentText());
-    const auto to = program_.monitorHistory.Find(serial, to_->currentText());
+    const QString serial = monitor_.settings.TargetSerial();
+    const auto from = monitor_.history.Find(serial, from_->currentText());
+    const auto to = monitor_.history.Find(serial, to_->currentText());
     QStringList lines;
     if (!from_->currentText().isEmpty() && from.has_value() && to.has_value()) {
         for (const SettingChange& change : Changes(from->block, to->block))
@@ -209,12 +206,11 @@ void MonitorPage::ShowDifference() {
 }
 
 void MonitorPage::Refresh() {
-    const QString link = program_.commands.TargetLinkName();
-    const int slot = program_.commands.TargetSlot();
+    const int slot = monitor_.commands.TargetSlot();
     target_->setCurrentIndex(slot);
     targetText_->setText(
-        u"Device %1 on %2, command byte %3"_s.arg(SlotLetter(slot), link.isEmpty() ? u"no link"_s : link)
-            .arg(program_.commands.CommandByte(slot)));
+        u"%1 on %2, command byte %3"_s.arg(SlotName(slot), monitor_.commands.TargetLinkText())
+            .arg(monitor_.commands.CommandByte(slot)));
     if (settings_->toPlainText().isEmpty()) ShowSettings();
     if (from_->count() == 0) ShowHistory();
 }

@@ -11,13 +11,25 @@ class QVBoxLayout;
 namespace corvane {
 
 class Actions;
-class Program;
+class CommandLayer;
+class DeviceSettings;
+class DeviceSlots;
+class Measurement;
+class MonitorHistory;
+
+/// The monitor at the command target: commands to it, its settings now, and as they were.
+struct TargetMonitor {
+    CommandLayer& commands;
+    DeviceSettings& settings;
+    const MonitorHistory& history;
+};
 
 class MonitorPage final : public Page {
     Q_OBJECT
 
 public:
-    MonitorPage(Program& program, Actions& actions);
+    MonitorPage(const TargetMonitor& monitor, const DeviceSlots& slots, Measurement& measurement,
+                Actions& actions);
 
     void Refresh() override;
 
@@ -31,7 +43,9 @@ private:
     void ShowHistory();
     void ShowDifference();
 
-    Program& program_;
+    TargetMonitor monitor_;
+    const DeviceSlots& slots_;
+    Measurement& measurement_;
     Actions& actions_;
     QComboBox* target_;
     QLabel* targetText_;

@@ -8,6 +8,7 @@
 #include <QPushButton>
 
 #include "base/number_format.h"
+#include "link/device_texts.h"
 #include "measure/pulse_counters.h"
 #include "measure/readings.h"
 #include "measure/virtual_texts.h"
@@ -81,7 +82,7 @@ void PulseBox::Apply() {
 void PulseBox::ShowSlot(int slot) {
     slot_ = slot;
     setEnabled(slot > 0);
-    setTitle(slot > 0 ? u"Pulses of Device "_s + SlotLetter(slot) : u"Pulses"_s);
+    setTitle(slot > 0 ? u"Pulses of "_s + SlotName(slot) : u"Pulses"_s);
     if (slot == 0) return;
     const PulseSetup& setup = pulses_.Setup(slot);
     const auto source =

@@ -7,16 +7,16 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLocale>
 #include <QScrollBar>
 #include <QTableWidget>
 #include <QTextEdit>
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
-#include "app/program.h"
 #include "link/raw_view.h"
+#include "store/settings_store.h"
 #include "window/parts/widgets.h"
 
 namespace corvane {
@@ -55,7 +55,9 @@ void Write(QTextCursor& cursor, std::string_view bytes, const QTextCharFormat& f
 
 }  // namespace
 
-RawPanel::RawPanel(Program& program) : QGroupBox(u"Received bytes"_s), program_(program) {
+RawPanel::RawPanel(const Framer& framer, const MonitorLinks& links, const SettingsStore& settings,
+                   std::function<void(bool on)> keepBytes)
+    : QGroupBox(u"Received bytes"_s), framer_(framer), settings_(settings), keepBytes_(std::move(keepBytes)) {
     bytes_ = new QTextEdit;
     bytes_->setAccessibleName(u"Received bytes"_s);
     bytes_->setReadOnly(true);
@@ -64,22 +66,22 @@ RawPanel::RawPanel(Program& program) : QGroupBox(u"Received bytes"_s), program_(
     fields_ = FieldTable();
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(2, 2, 2, 2);
-    column->addWidget(Choices());
+    column->addWidget(Choices(links));
     auto* row = new QHBoxLayout;
     row->addWidget(bytes_, 3);
     row->addWidget(fields_, 2);
     column->addLayout(row, 1);
 }
 
-QWidget* RawPanel::Choices() {
+QWidget* RawPanel::Choices(const MonitorLinks& links) {
     on_ = new QCheckBox(u"Show received bytes"_s);
     connect(on_, &QCheckBox::clicked, this, [this](bool on) {
-        program_.SetRawDisplay(on);
+        keepBytes_(on);
         Refresh();
     });
     stream_ = new QComboBox;
     stream_->setAccessibleName(u"Stream"_s);
-    for (const MonitorLink* link : Listed(program_.Links()))
+    for (const MonitorLink* link : Listed(links))
         stream_->addItem(link->Name(), link->Stream());
     connect(stream_, &QComboBox::currentIndexChanged, this, &RawPanel::TakeLatest);
     hold_ = new QCheckBox(u"Hold still"_s);
@@ -98,16 +100,13 @@ QWidget* RawPanel::Choices() {
 }
 
 void RawPanel::Refresh() {
-    const QLocale locale;
-    const Framer& framer = program_.framer;
-    counters_->setText(u"%1 good packets, %2 bad"_s.arg(locale.toString(qulonglong{framer.GoodPackets()}),
-                                                        locale.toString(framer.BadPackets())));
-    on_->setChecked(program_.settings.GetBool(u"DisplayHex"_s, false));
+    counters_->setText(PacketCounts(framer_));
+    on_->setChecked(settings_.GetBool(u"DisplayHex"_s, false));
     if (!hold_->isChecked()) TakeLatest();
 }
 
 void RawPanel::TakeLatest() {
-    const std::string& text = program_.framer.RawText(stream_->currentData().toInt());
+    const std::string& text = framer_.RawText(stream_->currentData().toInt());
     std::string latest = text.substr(text.size() - std::min(text.size(), kShown));
     if (latest == shown_) return;
     shown_ = std::move(latest);

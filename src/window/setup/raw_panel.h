@@ -3,7 +3,10 @@
 
 #include <QGroupBox>
 
+#include <functional>
 #include <string>
+
+#include "link/monitor_link.h"
 
 class QCheckBox;
 class QComboBox;
@@ -14,7 +17,7 @@ class QTextEdit;
 
 namespace corvane {
 
-class Program;
+class SettingsStore;
 struct RawRun;
 
 class RawPanel final : public QGroupBox {
@@ -23,7 +26,9 @@ class RawPanel final : public QGroupBox {
 public:
     static constexpr std::size_t kShown = 4096;  ///< bytes of a stream; older ones are left out
 
-    explicit RawPanel(Program& program);
+    /// `keepBytes` switches for all streams whether received bytes are kept.
+    RawPanel(const Framer& framer, const MonitorLinks& links, const SettingsStore& settings,
+             std::function<void(bool on)> keepBytes);
 
     /// To be called once a second while it is looked at.
     void Refresh();
@@ -32,14 +37,16 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    QWidget* Choices();
+    QWidget* Choices(const MonitorLinks& links);
     void TakeLatest();
     void ShowBytes();
     void WriteRun(QTextCursor& cursor, const RawRun& run) const;
     void ShowFields(const RawRun* packet);
     [[nodiscard]] QColor ColourOf(std::size_t field) const;
 
-    Program& program_;
+    const Framer& framer_;
+    const SettingsStore& settings_;
+    std::function<void(bool on)> keepBytes_;
     QCheckBox* on_;
     QCheckBox* hold_;
     QComboBox* stream_;

@@ -4,8 +4,10 @@
 #include <QFormLayout>
 #include <QPushButton>
 
-#include "app/program.h"
+#include "app/settings.h"
 #include "link/port_finder.h"
+#include "link/serial_link.h"
+#include "store/settings_store.h"
 #include "window/actions.h"
 #include "window/parts/state_line.h"
 #include "window/parts/widgets.h"
@@ -32,10 +34,10 @@ QComboBox* Choice(const QString& name) {
 
 }  // namespace
 
-SerialLinkBox::SerialLinkBox(SerialLink& link, Program& program, Actions& actions)
+SerialLinkBox::SerialLinkBox(SerialLink& link, Settings& settings, Actions& actions)
     : QGroupBox(link.Name()),
       link_(link),
-      program_(program),
+      settings_(settings),
       actions_(actions),
       state_(new StateLine(link.Name())),
       port_(Choice(link.Name() + u": Port"_s)),
@@ -56,11 +58,12 @@ SerialLinkBox::SerialLinkBox(SerialLink& link, Program& program, Actions& action
     connect(port_, &QComboBox::activated, this, [this] {
         // "None" cannot be saved: it only means that none is chosen yet.
         const QString number = port_->currentData().toString();
-        if (!number.isEmpty()) actions_.Done(link_.SetPort(number));
+        if (!number.isEmpty()) actions_.Done(settings_.Apply(kComPortKey + link_.Letter(), number));
     });
-    connect(baudRate_, &QComboBox::activated, this,
-            [this] { actions_.Done(link_.SetBaudRate(baudRate_->currentText())); });
-    connect(&program.settings, &SettingsStore::Changed, this, &SerialLinkBox::ShowChosen);
+    connect(baudRate_, &QComboBox::activated, this, [this] {
+        actions_.Done(settings_.Apply(kBaudRateKey + link_.Letter(), baudRate_->currentText()));
+    });
+    connect(&settings.Store(), &SettingsStore::Changed, this, &SerialLinkBox::ShowChosen);
 }
 
 QWidget* SerialLinkBox::Buttons() {
@@ -76,7 +79,7 @@ QWidget* SerialLinkBox::Buttons() {
 }
 
 QCoro::Task<Outcome> SerialLinkBox::Open() {
-    const Outcome chosen = link_.SetPort(port_->currentData().toString());
+    const Outcome chosen = settings_.Apply(kComPortKey + link_.Letter(), port_->currentData().toString());
     if (!chosen) co_return chosen;
     const Outcome opened = co_await link_.OpenCOM();
     Refresh();
@@ -95,13 +98,13 @@ void SerialLinkBox::Offer(const std::vector<FoundPort>& ports) {
 }
 
 QString SerialLinkBox::Setting(const QString& name) const {
-    return program_.settings.GetSetting(name + link_.Letter());
+    return settings_.Store().GetSetting(name + link_.Letter());
 }
 
 void SerialLinkBox::ShowChosen() {
     const QString port = Setting(kComPortKey);
     if (port_->findData(port) < 0)
-        port_->addItem(u"%1  %2"_s.arg(port, ComDevice(port.toInt(), program_.settings)), port);
+        port_->addItem(u"%1  %2"_s.arg(port, ComDevice(port.toInt(), settings_.Store())), port);
     port_->setCurrentIndex(port_->findData(port));
     const QString baudRate = Setting(kBaudRateKey);
     baudRate_->setCurrentText(baudRate.isEmpty() ? QString::number(SerialLink::kDefaultBaudRate) : baudRate);

@@ -14,8 +14,8 @@ class QPushButton;
 namespace corvane {
 
 class Actions;
-class Program;
 class SerialLink;
+class Settings;
 class StateLine;
 struct FoundPort;
 
@@ -23,7 +23,7 @@ class SerialLinkBox final : public QGroupBox {
     Q_OBJECT
 
 public:
-    SerialLinkBox(SerialLink& link, Program& program, Actions& actions);
+    SerialLinkBox(SerialLink& link, Settings& settings, Actions& actions);
 
     /// Offers these ports beside the one that is chosen.
     void Offer(const std::vector<FoundPort>& ports);
@@ -38,7 +38,7 @@ private:
     [[nodiscard]] QString Setting(const QString& name) const;
 
     SerialLink& link_;
-    Program& program_;
+    Settings& settings_;
     Actions& actions_;
     StateLine* state_;
     QComboBox* port_;

@@ -5,10 +5,10 @@
 #include <QLineEdit>
 #include <QPushButton>
 
-#include "app/program.h"
-#include "app/setting_rules.h"
+#include "app/settings.h"
+#include "link/tcp_link.h"
+#include "store/settings_store.h"
 #include "window/actions.h"
-#include "window/parts/setting_widgets.h"
 #include "window/parts/state_line.h"
 #include "window/parts/widgets.h"
 
@@ -40,10 +40,10 @@ StateLine::Light LightOf(TcpLink& link) {
 
 }  // namespace
 
-TcpLinkBox::TcpLinkBox(TcpLink& link, Program& program, Actions& actions)
+TcpLinkBox::TcpLinkBox(TcpLink& link, Settings& settings, Actions& actions)
     : QGroupBox(link.Name()),
       link_(link),
-      program_(program),
+      settings_(settings),
       actions_(actions),
       state_(new StateLine(link.Name())) {
     auto* column = new QVBoxLayout(this);
@@ -52,7 +52,7 @@ TcpLinkBox::TcpLinkBox(TcpLink& link, Program& program, Actions& actions)
     auto* form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     column->addLayout(form);
-    if (&link == &program.tcpB) AddDirection(form);
+    if (link.CanConnectOut()) AddDirection(form);
     AddPort(form);
     column->addStretch();
     column->addWidget(Buttons());
@@ -66,12 +66,18 @@ void TcpLinkBox::AddDirection(QFormLayout* form) {
     direction_->addItem(u"Calls the gateway"_s, u"client"_s);
     connect(direction_, &QComboBox::activated, this, [this](int index) {
         const QString mode = direction_->itemData(index).toString();
-        actions_.Done(ApplySetting(program_, SettingName::Parse(kModeKey + link_.Letter()), mode).outcome);
+        actions_.Done(settings_.Apply(kModeKey + link_.Letter(), mode));
         Refresh();
     });
     form->addRow(u"Mode"_s, direction_);
-    host_ = AddSettingEntry(form, u"Host"_s, program_, actions_, kHostKey + link_.Letter(), u"127.0.0.1"_s);
+    host_ = AddEntry(form, u"Host"_s);
     host_->setAccessibleName(link_.Name() + u": Host"_s);
+    connect(host_, &QLineEdit::editingFinished, this, [this] {
+        if (!host_->isModified()) return;
+        host_->setModified(false);
+        actions_.Done(settings_.Apply(kHostKey + link_.Letter(), host_->text()));
+        Refresh();
+    });
 }
 
 void TcpLinkBox::AddPort(QFormLayout* form) {
@@ -80,7 +86,7 @@ void TcpLinkBox::AddPort(QFormLayout* form) {
     connect(port_, &QLineEdit::editingFinished, this, [this] {
         if (!port_->isModified()) return;
         port_->setModified(false);
-        actions_.Done(link_.SetPort(port_->text()));
+        actions_.Done(settings_.Apply(kTcpPortKey + link_.Letter(), port_->text()));
         Refresh();
     });
 }
@@ -108,13 +114,10 @@ bool TcpLinkBox::Idle() const {
     return link_.State() == SocketState::Closed || link_.State() == SocketState::Error;
 }
 
-QString TcpLinkBox::Setting(const QString& name, const QString& fallback) const {
-    return program_.settings.GetSetting(name + link_.Letter(), fallback);
-}
-
 void TcpLinkBox::Refresh() {
     const bool serves = !link_.ConnectsOut();
-    const QString port = Setting(kTcpPortKey, QString::number(link_.DefaultPort()));
+    const SettingsStore& store = settings_.Store();
+    const QString port = store.GetSetting(kTcpPortKey + link_.Letter(), QString::number(link_.DefaultPort()));
     QString state = link_.WinsockStateDisplay();
     if (serves && link_.LocalPort() != 0) state += u", port %1"_s.arg(link_.LocalPort());
     QStringList notices;
@@ -127,11 +130,12 @@ void TcpLinkBox::Refresh() {
     listen_->setText(link_.Caption());
     listen_->setAccessibleName(link_.Name() + u": "_s + link_.Caption());
     listen_->setEnabled(link_.State() != SocketState::Connected);
-    disconnect_->setEnabled(!Idle() || !program_.settings.GetBool(kLatchKey + link_.Letter(), false));
+    disconnect_->setEnabled(!Idle() || !store.GetBool(kLatchKey + link_.Letter(), false));
     if (!port_->isModified()) port_->setText(port);
     if (direction_ == nullptr) return;
     direction_->setCurrentIndex(serves ? 0 : 1);
     host_->setEnabled(!serves);
+    if (!host_->isModified()) host_->setText(store.GetSetting(kHostKey + link_.Letter(), u"127.0.0.1"_s));
 }
 
 }  // namespace corvane

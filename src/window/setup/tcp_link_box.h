@@ -11,7 +11,7 @@ class QPushButton;
 namespace corvane {
 
 class Actions;
-class Program;
+class Settings;
 class StateLine;
 class TcpLink;
 
@@ -19,7 +19,7 @@ class TcpLinkBox final : public QGroupBox {
     Q_OBJECT
 
 public:
-    TcpLinkBox(TcpLink& link, Program& program, Actions& actions);
+    TcpLinkBox(TcpLink& link, Settings& settings, Actions& actions);
 
     /// To be called once a second while it is looked at: the light shows what came since the last call.
     void Refresh();
@@ -29,10 +29,9 @@ private:
     void AddPort(QFormLayout* form);
     QWidget* Buttons();
     [[nodiscard]] bool Idle() const;
-    [[nodiscard]] QString Setting(const QString& name, const QString& fallback = {}) const;
 
     TcpLink& link_;
-    Program& program_;
+    Settings& settings_;
     Actions& actions_;
     StateLine* state_;
     QComboBox* direction_ = nullptr;  ///< this and the host: of a link that can connect out
