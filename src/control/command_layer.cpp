@@ -211,10 +211,6 @@ QCoro::Task<Outcome> CommandLayer::SendOnePacket(Operator& op) {
     co_return co_await Send(Operation::OnePacket, {}, op);
 }
 
-QCoro::Task<Outcome> CommandLayer::ThruMode(Operator& op) {
-    co_return co_await Send(Operation::PassThrough, {}, op);
-}
-
 QCoro::Task<Outcome> CommandLayer::ReBoot5810(Operator& op) {
     co_return co_await Send(Operation::Restart, {}, op);
 }

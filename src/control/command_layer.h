@@ -58,18 +58,16 @@ public:
     /// meanwhile.
     QCoro::Task<bool> GetAck();
 
-    /// Sends on the link that connects out, if one does and is connected.
-    void XmitMessage(QByteArrayView text);
-
     // The operator must outlive each of these.
     QCoro::Task<Outcome> StartRealtime(Operator& op);
     QCoro::Task<Outcome> StopRealtime(Operator& op);
     QCoro::Task<Outcome> SendOnePacket(Operator& op);
-    QCoro::Task<Outcome> ThruMode(Operator& op);
     QCoro::Task<Outcome> ReBoot5810(Operator& op);
 
-    /// Kept for callers of old: it sends nothing, on purpose.
-    void BootLoadCmd() {}
+    // Kept for callers of old; nothing here calls them.
+    QCoro::Task<Outcome> ThruMode(Operator& op) { return Send(Operation::PassThrough, {}, op); }
+    void XmitMessage(QByteArrayView text);  ///< on the link that connects out, if one does and is connected
+    void BootLoadCmd() {}                   ///< sends nothing, on purpose
 
     /// Says one command; `arguments` are the bytes of its argument pieces, in order.
     QCoro::Task<Outcome> Send(Operation operation, QByteArray arguments, Operator& op);

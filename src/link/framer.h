@@ -66,7 +66,7 @@ public:
         }
     }
 
-    /// Kept for callers of old; the length follows from the packet's header.
+    /// Kept for callers of old; nothing here calls it: the length follows from the packet's header.
     void SetPacketLength() {}
 
     /// Adds a destination; they are served in the order of their adding, before the receiver. Not owned.

@@ -27,7 +27,8 @@ public:
     /// line ends within a text become blanks, so that an entry stays one line.
     void LogError(int number, const QString& description, const QString& context);
 
-    /// Appends `first`, ", " and `second` to the older log "errorLog.txt".
+    /// Appends `first`, ", " and `second` to the older log "errorLog.txt". Kept for callers of old; faults of
+    /// today go to `LogError`.
     void LogOld(const QString& first, const QString& second);
 
     struct Listing {

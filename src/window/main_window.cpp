@@ -168,11 +168,6 @@ void MainWindow::AddPage(Page* page, const QString& name, const QString& title) 
     tabs_->addTab(page, title);
 }
 
-void MainWindow::ShowPage(const QString& name) {
-    if (auto* page = findChild<Page*>(name)) tabs_->setCurrentWidget(page);
-    RefreshPage();
-}
-
 void MainWindow::RefreshPage() {
     if (auto* page = qobject_cast<Page*>(tabs_->currentWidget())) page->Refresh();
 }

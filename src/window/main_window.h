@@ -35,9 +35,6 @@ public:
     /// Says on the window that what is shown is simulated.
     void SayItIsADemo();
 
-    /// Brings the page of that object name to the front.
-    void ShowPage(const QString& name);
-
     /// Ends the questions that are open, and keeps the window's place. The window must not be used
     /// afterwards.
     void PrepareToEnd();

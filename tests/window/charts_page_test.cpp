@@ -33,7 +33,7 @@ protected:
                         std::string(from) + "', i || ' minutes'), 300001, 600, 100 + i * 0.01 + " +
                         (std::string(from) == "18:00" ? "20" : "0") + " FROM n");
         }
-        window_->ShowPage(kPage);
+        ShowPage(kPage);
         ASSERT_TRUE(SpinUntil([this] {
             Q_EMIT clock.SecondPassed();
             return Find<QComboBox>(kPage, u"Device"_s)->count() == 1;
@@ -89,13 +89,13 @@ TEST_F(ChartsTest, TheDatesFollowTheChartAndTheChartTheDates) {
 
 TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
     const auto* channel = Find<QCheckBox>(kPage, u"CH1  Panel"_s);
-    window_->ShowPage(u"log"_s);
+    ShowPage(u"log"_s);
     ASSERT_TRUE(SpinUntil([this] {
         return program_->database
             .Run("UPDATE applicationinfo SET ch1alias = 'Mains'; DELETE FROM monitordata_minute")
             .Ok();
     }));
-    window_->ShowPage(kPage);
+    ShowPage(kPage);
     EXPECT_TRUE(SpinUntil([&] {
         Q_EMIT clock.SecondPassed();
         return channel->text() == u"CH1  Mains"_s && Value(u"CH1  Mains"_s) == u"\u2013"_s;

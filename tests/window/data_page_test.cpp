@@ -30,7 +30,7 @@ protected:
             "UPDATE applicationinfo SET deviceaddress = 300001; WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL "
             "SELECT i + 1 FROM n LIMIT 1000) INSERT INTO monitordata_minute(date, deviceaddress, ch1watt) "
             "SELECT datetime('2026-03-10', (10 * i) || ' minutes'), 300001 + i % 2, i FROM n");
-        window_->ShowPage(kPage);
+        ShowPage(kPage);
         ASSERT_TRUE(Rows("1,000 rows, the newest first"));
     }
 

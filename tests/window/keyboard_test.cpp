@@ -31,7 +31,7 @@ TEST_F(WindowTest, EveryControlOfEveryPageHasANameAndIsReachedByKeyboard) {
     EXPECT_EQ(pages.size(), 10);
     int controls = 0;
     for (Page* page : pages) {
-        window.ShowPage(page->objectName());
+        ShowPage(page->objectName());
         for (QWidget* widget : page->findChildren<QWidget*>()) {
             if (!IsControl(*widget)) continue;
             ++controls;

@@ -111,7 +111,7 @@ TEST_F(WindowTest, WhatAMonitorWasSetToIsComparedWithWhatItIs) {
         block.Set(MonitorSetting::SendFrequency, frequency);
         ASSERT_TRUE(program_->monitorHistory.Keep(block, LocalTimeAt(1'772'446'830 + frequency)));
     }
-    window.ShowPage(kPage);
+    ShowPage(kPage);
     EXPECT_EQ(Find<QComboBox>(kPage, u"Compare from"_s)->count(), 2);
     EXPECT_EQ(Find<QPlainTextEdit>(kPage, u"What changed"_s)->toPlainText(),
               u"Packet Send Frequency: 8 -> 15"_s);

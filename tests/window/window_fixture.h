@@ -17,6 +17,7 @@
 #include "app/program_fixture.h"
 #include "support/loopback.h"
 #include "window/main_window.h"
+#include "window/page.h"
 
 namespace corvane {
 
@@ -30,8 +31,16 @@ protected:
         window_ = std::make_unique<MainWindow>(*program_);
         window_->ShowProgram();
         window_->show();
-        if (!page.isEmpty()) window_->ShowPage(page);
+        if (!page.isEmpty()) ShowPage(page);
         return *window_;
+    }
+
+    /// Brings the page of that object name to the front, up to date.
+    void ShowPage(const QString& name) {
+        auto* page = window_->findChild<Page*>(name);
+        ASSERT_NE(page, nullptr) << name.toStdString();
+        window_->findChild<QTabWidget*>()->setCurrentWidget(page);
+        page->Refresh();
     }
 
     /// The widget of that class whose text or accessible name is `name`, on `page` (its object name), which
