@@ -56,13 +56,13 @@ void DbWriter::Burst() {
         }
         indicator_ = Indicator::Green;
         indicatorText_ = u"DB Write OK"_s;
-        if (buffer_.pointer() > 1) buffer_.DropOldest();
-        if (buffer_.pointer() >= 2) {
+        if (buffer_.Pointer() > 1) buffer_.DropOldest();
+        if (buffer_.Pointer() >= 2) {
             writeState_ = u"Writing to database"_s;
         } else {
             writeCountdown_ = writeFrequency_;
         }
-    } while (buffer_.pointer() > 1);
+    } while (buffer_.Pointer() > 1);
 }
 
 void DbWriter::NoteFailure(const std::string& errorText) {
@@ -104,7 +104,7 @@ Outcome DbWriter::SetWriteFrequency(const QString& text) {
 }
 
 QString DbWriter::BufferText() const {
-    return u"DB Buffer = "_s + QString::number(buffer_.pointer() - 1);
+    return u"DB Buffer = "_s + QString::number(buffer_.Pointer() - 1);
 }
 
 }  // namespace corvane

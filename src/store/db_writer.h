@@ -54,7 +54,7 @@ public:
     /// Writes what is queued at once. It takes an empty statement, which then is the one left in the queue.
     void Flush();
 
-    [[nodiscard]] int Pointer() const { return buffer_.pointer(); }
+    [[nodiscard]] int Pointer() const { return buffer_.Pointer(); }
     [[nodiscard]] int WriteCountdown() const { return writeCountdown_; }
     [[nodiscard]] const DbBuffer& Buffer() const { return buffer_; }
     [[nodiscard]] const QString& LastDbMessage() const { return lastDbMessage_; }

@@ -117,16 +117,16 @@ TEST_F(ConnectionsPageTest, ASerialPortIsFoundOpenedAndItsBytesAreShownByFields)
     EXPECT_EQ(fields->item(17, 2)->text(), u"accepted"_s);
     auto* bytes = Find<QTextEdit>(kPage, u"Received bytes"_s);
     EXPECT_TRUE(bytes->toPlainText().startsWith(u"11 22 \nFE FF 03 04 B3 "_s)) << "all bytes, none twice";
-    // A field has the same colour in both places, and another one than its neighbour.
-    const auto colourAt = [bytes](int position) {
+    // A field has the same color in both places, and another one than its neighbour.
+    const auto colorAt = [bytes](int position) {
         QTextCursor cursor(bytes->document());
         cursor.setPosition(position + 1);
         return cursor.charFormat().background();
     };
     const int volts = static_cast<int>(bytes->toPlainText().indexOf(u"04 B3"_s));
-    EXPECT_EQ(colourAt(volts), fields->item(0, 1)->background());
-    EXPECT_EQ(colourAt(volts + 6), fields->item(1, 1)->background());
-    EXPECT_NE(colourAt(volts), colourAt(volts + 6));
+    EXPECT_EQ(colorAt(volts), fields->item(0, 1)->background());
+    EXPECT_EQ(colorAt(volts + 6), fields->item(1, 1)->background());
+    EXPECT_NE(colorAt(volts), colorAt(volts + 6));
 }
 
 }  // namespace

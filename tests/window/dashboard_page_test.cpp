@@ -59,7 +59,7 @@ protected:
         return titles;
     }
 
-    /// How much of the gauge left and right of its middle has the colour `color`.
+    /// How much of the gauge left and right of its middle has this color.
     std::pair<int, int> Sides(const QString& title, QColor color) {
         const QImage image = Find<Gauge>(u"dashboard"_s, title)->grab().toImage();
         std::pair<int, int> found;

@@ -33,21 +33,21 @@ protected:
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        QColor colour = Colour();
+        QColor color = LightColor();
         const QRectF all(rect());
         if (light_ == Light::Active) {
-            colour.setAlphaF(0.35F);
-            painter.setBrush(colour);
+            color.setAlphaF(0.35F);
+            painter.setBrush(color);
             painter.drawEllipse(all.adjusted(1, 1, -1, -1));
-            colour.setAlphaF(1);
+            color.setAlphaF(1);
         }
         const double margin = all.width() * 0.25;
-        painter.setBrush(colour);
+        painter.setBrush(color);
         painter.drawEllipse(all.adjusted(margin, margin, -margin, -margin));
     }
 
 private:
-    [[nodiscard]] QColor Colour() const {
+    [[nodiscard]] QColor LightColor() const {
         const Palette& colors = PaletteOn(palette().color(QPalette::Window));
         switch (light_) {
             case Light::Waiting:

@@ -16,7 +16,7 @@ public:
     /// `name` is that of the link, for those who cannot see where it stands.
     explicit StateLine(const QString& name);
 
-    /// The colour says nothing that `state` does not say, too.
+    /// The color says nothing that `state` does not say, too.
     void Show(Light light, const QString& state, const QString& notice);
 
 private:

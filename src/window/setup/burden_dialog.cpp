@@ -58,12 +58,12 @@ BurdenDialog::BurdenDialog(QWidget* parent)
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     form->addRow(buttons);
     for (QDoubleSpinBox* box : {primary_, ratio_, volts_})
-        connect(box, &QDoubleSpinBox::valueChanged, this, &BurdenDialog::Reckon);
-    connect(parallel_, &QSpinBox::valueChanged, this, &BurdenDialog::Reckon);
-    Reckon();
+        connect(box, &QDoubleSpinBox::valueChanged, this, &BurdenDialog::Calculate);
+    connect(parallel_, &QSpinBox::valueChanged, this, &BurdenDialog::Calculate);
+    Calculate();
 }
 
-void BurdenDialog::Reckon() {
+void BurdenDialog::Calculate() {
     const CurrentTransformers transformers{
         .primaryAmps = primary_->value(), .turnsRatio = ratio_->value(), .parallel = parallel_->value()};
     const Burden exact = BurdenFor(transformers, volts_->value());

@@ -16,7 +16,7 @@ public:
     explicit BurdenDialog(QWidget* parent);
 
 private:
-    void Reckon();
+    void Calculate();
 
     QDoubleSpinBox* primary_;
     QDoubleSpinBox* ratio_;

@@ -46,7 +46,7 @@ QTableWidget* FieldTable() {
     return table;
 }
 
-/// Writes bytes one after the other; the blank behind them takes no colour, which keeps neighbours apart.
+/// Writes bytes one after the other; the blank behind them takes no color, which keeps neighbours apart.
 void Write(QTextCursor& cursor, std::string_view bytes, const QTextCharFormat& format) {
     if (bytes.empty()) return;
     cursor.insertText(Text(HexText(bytes)), format);
@@ -114,7 +114,7 @@ void RawPanel::TakeLatest() {
 }
 
 /// Hues far from one another for neighbours, pale enough for the palette's own text.
-QColor RawPanel::ColourOf(std::size_t field) const {
+QColor RawPanel::ColorOf(std::size_t field) const {
     const bool dark = palette().color(QPalette::Base).lightness() < 128;
     const int hue = static_cast<int>(field * 137 % 360);
     return QColor::fromHsl(hue, dark ? 110 : 170, dark ? 75 : 218);
@@ -149,10 +149,10 @@ void RawPanel::WriteRun(QTextCursor& cursor, const RawRun& run) const {
         const std::vector<RawField> fields = RawFields(run);
         for (std::size_t i = 0; i < fields.size(); ++i) {
             const RawField& field = fields[i];
-            QTextCharFormat coloured;
-            coloured.setBackground(ColourOf(i));
+            QTextCharFormat inColor;
+            inColor.setBackground(ColorOf(i));
             Write(cursor, run.bytes.substr(written, field.offset - written), pale);
-            Write(cursor, run.bytes.substr(field.offset, field.width), coloured);
+            Write(cursor, run.bytes.substr(field.offset, field.width), inColor);
             written = field.offset + field.width;
         }
         if (!run.accepted) cursor.insertText(u"refused by its checksum"_s, pale);
@@ -174,7 +174,7 @@ void RawPanel::ShowFields(const RawRun* packet) {
             auto* item = new QTableWidgetItem(texts[column]);
             if (column == kFieldBytes) {
                 item->setFont(bytes_->font());
-                item->setBackground(ColourOf(i));
+                item->setBackground(ColorOf(i));
             }
             fields_->setItem(static_cast<int>(i), column, item);
         }

@@ -1,4 +1,4 @@
-// The bytes as they come in, the fields of packets told apart by colour.
+// The bytes as they come in, the fields of packets told apart by color.
 #pragma once
 
 #include <QGroupBox>
@@ -42,7 +42,7 @@ private:
     void ShowBytes();
     void WriteRun(QTextCursor& cursor, const RawRun& run) const;
     void ShowFields(const RawRun* packet);
-    [[nodiscard]] QColor ColourOf(std::size_t field) const;
+    [[nodiscard]] QColor ColorOf(std::size_t field) const;
 
     const Framer& framer_;
     const SettingsStore& settings_;
