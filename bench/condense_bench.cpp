@@ -195,11 +195,11 @@ void Run(int rows) {
         SettingsStore settings(settingsFile);
         QTcpServer free;
         free.listen();
-        settings.SaveSetting(u"TcpPortA"_s, QString::number(free.serverPort()));
-        for (int slot = 0; slot < kMonitors; ++slot)
-            settings.SaveSetting(u"DevSerial"_s, u"30000%1"_s.arg(slot + 1), QString::number(slot));
-        settings.SaveSetting(u"LatchDisconnectB"_s, true);
-        settings.SaveSetting(u"WebEnable"_s, false);
+        settings.Save(kTcpPortA, int{free.serverPort()});
+        for (int slot = 1; slot <= kMonitors; ++slot)
+            settings.Save(kDeviceSerial, u"30000%1"_s.arg(slot), {.slot = slot});
+        settings.Save(kTcpLatch, true, {.member = u"B"_s});
+        settings.Save(kWebEnabled, false);
     }
     SystemClock clock;
     Program program({.dataFolder = folder.path(), .settingsFile = settingsFile}, clock);

@@ -38,7 +38,7 @@ void DisplayData(benchmark::State& state) {
     const QTemporaryDir folder;
     SystemClock clock;
     SettingsStore settings(folder.filePath(u"corvane.ini"_s));
-    settings.SaveSetting(u"DevSerial"_s, u"301234"_s, u"5"_s);
+    settings.Save(kDeviceSerial, u"301234"_s, {.slot = 6});
     CaptureDatabase database(folder.filePath(u"none.db3"_s).toStdString());
     ErrorLog errorLog(folder.path(), u"Bench"_s, clock);
     DbWriter writer(database, settings, errorLog, clock);

@@ -26,8 +26,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "link/device_slots.h"
+#include "link/serial_link.h"
+#include "link/serial_ports.h"
+#include "link/tcp_link.h"
 #include "sim/simulated_monitor.h"
 #include "store/settings_store.h"
+#include "web/web_setup.h"
 
 namespace corvane {
 namespace {
@@ -94,18 +99,18 @@ struct Service {
 
     explicit Service(QString ctlPath) : ctl(std::move(ctlPath)) {
         SettingsStore settings(folder.filePath(u"corvane.ini"_s));
-        settings.SaveSetting(u"TcpPortA"_s, QString::number(ports[0]));
-        settings.SaveSetting(u"TcpPortB"_s, QString::number(ports[1]));
-        settings.SaveSetting(u"WebPort"_s, QString::number(FreePort()));
-        settings.SaveSetting(u"AutoOpen"_s, true);
+        settings.Save(kTcpPortA, int{ports[0]});
+        settings.Save(kTcpPortB, int{ports[1]});
+        settings.Save(kWebPort, int{FreePort()});
+        settings.Save(kAutoOpen, true);
         for (int i = 0; i < 3; ++i) {
             QString path;
             terminals[static_cast<std::size_t>(i)] = MakeTerminal(path);
-            settings.SaveSetting(u"ComDevice%1"_s.arg(i + 1), path);
-            settings.SaveSetting(u"ComPort%1"_s.arg(QChar(u'A' + i)), QString::number(i + 1));
+            settings.Save(kComDevice, path, {.member = QString::number(i + 1)});
+            settings.Save(kComPort, i + 1, {.member = SlotLetter(i + 1)});
         }
         for (int slot = 0; slot < kLinks; ++slot)
-            settings.SaveSetting(u"DevSerial"_s, u"30000%1"_s.arg(slot), QString::number(slot));
+            settings.Save(kDeviceSerial, u"30000%1"_s.arg(slot), {.slot = slot + 1});
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     }
     ~Service() {

@@ -26,8 +26,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "link/tcp_link.h"
 #include "sim/simulated_monitor.h"
+#include "store/device_serial.h"
 #include "store/settings_store.h"
+#include "web/web_setup.h"
 
 namespace corvane {
 namespace {
@@ -111,10 +114,10 @@ class Service {
 public:
     explicit Service(const QString& program) {
         SettingsStore settings(folder_.filePath(u"corvane.ini"_s));
-        settings.SaveSetting(u"TcpPortA"_s, QString::number(port_));
-        settings.SaveSetting(u"LatchDisconnectB"_s, true);
-        settings.SaveSetting(u"WebPort"_s, QString::number(webPort));
-        settings.SaveSetting(u"DevSerial"_s, u"301234"_s, u"0"_s);
+        settings.Save(kTcpPortA, int{port_});
+        settings.Save(kTcpLatch, true, {.member = u"B"_s});
+        settings.Save(kWebPort, int{webPort});
+        settings.Save(kDeviceSerial, u"301234"_s, {.slot = 1});
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         process_.start(program, {u"-v"_s, u"--data-dir"_s, folder_.path()});
         gateway_ = ConnectTo(port_);

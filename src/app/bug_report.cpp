@@ -8,7 +8,6 @@
 
 #include "app/console.h"
 #include "app/program.h"
-#include "app/setting_rules.h"
 
 namespace corvane {
 
@@ -18,20 +17,15 @@ namespace {
 
 constexpr qsizetype kReportedLogLines = 200;
 
-/// Whether the value may be a secret, going by the key. Web addresses often have one in their path.
-bool Withheld(const QString& name) {
-    const QLatin1StringView words[] = {"key"_L1, "token"_L1, "password"_L1, "secret"_L1, "url"_L1};
-    return IsSecret(name) || std::ranges::any_of(words, [&name](QLatin1StringView word) {
-               return name.contains(word, Qt::CaseInsensitive);
-           });
-}
-
+/// The values of all settings that are there for anybody to see. What a key means that nobody declares is
+/// unknown, and it may be a secret.
 QStringList SettingLines(const Program& program) {
     QStringList lines;
-    for (const QString& text : program.settings.Names()) {
-        const SettingName name = SettingName::Parse(text);
-        const QString value = program.settings.GetSetting(name.key, {}, name.section);
-        lines.append(u"%1=%2"_s.arg(text, Withheld(name.key) && !value.isEmpty() ? kNotShown : value));
+    for (const QString& name : program.settings.Names()) {
+        const auto found = program.userSettings.Find(name);
+        const bool open = found.has_value() && found->setting->privacy == SettingPrivacy::Open;
+        const QString value = program.settings.Kept(name).value_or(QString());
+        lines.append(u"%1=%2"_s.arg(name, open || value.isEmpty() ? value : kNotShown));
     }
     return lines;
 }

@@ -10,12 +10,6 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-const QString kRawDisplayKey = u"DisplayHex"_s;
-
-}  // namespace
-
 Program::Program(const Options& options, Clock& theClock)
     : dataFolder_(options.dataFolder),
       clock(theClock),
@@ -57,9 +51,27 @@ Program::Program(const Options& options, Clock& theClock)
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
                 settings, statusBoard, clock),
-      userSettings(settings, {}, [this](const QString& name, const QString& text) {
-          return ApplySetting(*this, SettingName::Parse(name), text).outcome;
-      }) {
+      userSettings(settings,
+                   {
+                       kDbWriterSettings,
+                       kDatabaseFilesSettings,
+                       kNightlyRunsSettings,
+                       kDeviceSlotsSettings,
+                       kTcpLinkSettings,
+                       kSerialLinkSettings,
+                       kSerialPortsSettings,
+                       kMeasurementSettings,
+                       kPulseCountersSettings,
+                       kChannelGroupsSettings,
+                       kVirtualChannelsSettings,
+                       kVirtualDeviceSettings,
+                       kCommandLayerSettings,
+                       kWebSettings,
+                       kProgramSettings,
+                   },
+                   [this](const QString& name, const QString& text) {
+                       return ApplySetting(*this, SettingName::Parse(name), text).outcome;
+                   }) {
     if (const std::string problem = TimeZoneProblem(TimeZoneSources::Here()); !problem.empty()) {
         const QString text = QString::fromStdString(problem);
         statusBoard.AddLine(u"     "_s + text);
@@ -82,7 +94,7 @@ QJsonObject Program::Readings(std::optional<int> slot) const {
 }
 
 void Program::SetRawDisplay(bool on) {
-    settings.SaveSetting(kRawDisplayKey, on);
+    settings.Save(kRawDisplay, on);
     for (int stream = 0; stream < kStreams; ++stream)
         framer.SetRawDisplay(stream, on);
 }
@@ -96,7 +108,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
         nightlyRuns.ForgetProgress();
     });
     nightlyRuns.StartUp();
-    if (settings.GetBool(kRawDisplayKey, false)) SetRawDisplay(true);
+    if (settings.IsOn(kRawDisplay)) SetRawDisplay(true);
     forwarding.StartUp();
     for (TcpLink* link : TcpLinks())
         link->StartUp();

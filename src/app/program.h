@@ -12,6 +12,7 @@
 #include "app/running_command.h"
 #include "app/settings.h"
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "base/status_board.h"
 #include "control/command_layer.h"
 #include "control/device_settings.h"
@@ -49,6 +50,13 @@ namespace corvane {
 class Clock;
 class Operator;
 
+inline constexpr Setting kRawDisplay{.key = "DisplayHex",
+                                     .kind = SettingKind::Switch,
+                                     .fallback = "False",
+                                     .by = SettingBy::Command,
+                                     .help = "Whether received bytes are kept for being looked at."};
+inline constexpr std::array kProgramSettings = {kRawDisplay};
+
 /// The data folder must exist and be locked for this program. `clock` must outlive it.
 class Program {
 public:
@@ -63,7 +71,7 @@ public:
     /// The readings document, of all devices or of the one in a slot.
     [[nodiscard]] QJsonObject Readings(std::optional<int> slot = std::nullopt) const;
 
-    /// Whether received bytes are kept for being looked at, on all streams (setting `DisplayHex`).
+    /// Whether received bytes are kept for being looked at, on all streams (`kRawDisplay`).
     void SetRawDisplay(bool on);
 
     /// The links to the monitors, by their streams; and those of each kind, by their letters.
@@ -119,7 +127,7 @@ public:
     LiveEvents liveEvents;
     History history;
     WebServer webServer;
-    Settings userSettings;
+    Settings userSettings;  ///< the way in for what people change
 };
 
 }  // namespace corvane

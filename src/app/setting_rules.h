@@ -1,4 +1,5 @@
-// Which settings can be changed by hand, and what their values must be.
+// The settings of the forwarding that can be changed by hand, and what their values must be. All others are
+// declared by their owners; see app/settings.h.
 #pragma once
 
 #include <QString>

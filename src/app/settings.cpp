@@ -24,7 +24,7 @@ std::optional<int> SlotOfSection(const Setting& setting, const QString& name) {
 
 std::optional<FoundSetting> Settings::Find(const QString& name) const {
     const auto slash = name.indexOf(u'/');
-    const QString section = slash < 0 ? u"startup"_s : name.left(slash);
+    const QString section = slash < 0 ? SettingsStore::kStartup : name.left(slash);
     const QString key = name.mid(slash + 1);
     for (const List list : lists_) {
         for (const Setting& setting : list) {
@@ -54,6 +54,14 @@ Outcome Settings::Apply(const Setting& setting, QString text, const SettingPlace
     Outcome checked = CheckSetting(setting, text, store_, place);
     if (checked) store_.Save(setting, text, place);
     return checked;
+}
+
+std::optional<QString> Settings::Shown(const QString& name) const {
+    auto kept = store_.Kept(name.contains(u'/') ? name : SettingsStore::kStartup + u'/' + name);
+    const auto found = Find(name);
+    const bool secret = found.has_value() && found->setting->privacy == SettingPrivacy::Secret;
+    if (secret && kept.has_value() && !kept->isEmpty()) kept = kNotShown;
+    return kept;
 }
 
 QString Settings::ChangeText(const QString& name, const QString& text) const {

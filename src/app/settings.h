@@ -49,6 +49,9 @@ public:
     /// The same of a declared setting.
     Outcome Apply(const Setting& setting, QString text, const SettingPlace& place = {});
 
+    /// The value that is kept under a name, as it may be shown; nothing where none is kept.
+    [[nodiscard]] std::optional<QString> Shown(const QString& name) const;
+
     /// "KEY = VALUE" as it was entered, and from when on that is in effect; a secret is not told.
     [[nodiscard]] QString ChangeText(const QString& name, const QString& text) const;
 

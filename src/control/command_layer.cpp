@@ -1,14 +1,12 @@
 #include "control/command_layer.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/operator.h"
 #include "base/status_board.h"
 #include "base/wait_until.h"
-#include "link/device_slots.h"
 #include "link/monitor_link.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
@@ -19,10 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kIndexKey = u"CmdIndex"_s;
-const QString kDeviceKey = u"CmdDevice"_s;
-const QString kShowOnceKey = u"ShowOnceA"_s;
-const QString kSingleTwoChannelKey = u"VRQ5806"_s;
 const QString kClosing = u"the program closes"_s;
 const QString kNotOpen = u"This port is not Open or Connected"_s;
 
@@ -32,10 +26,6 @@ constexpr std::int64_t kBeforeRealtime = 1000;          // ms; a single packet t
 
 QString Text(std::string_view text) {
     return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-QString CommandByteKey(int slot) {
-    return u"Cmd"_s + SlotLetter(slot);
 }
 
 /// A piece as people read it.
@@ -98,8 +88,7 @@ CommandLayer::CommandLayer(const Links& links, Framer& framer, const DeviceSlots
 }
 
 int CommandLayer::CmdDevice() const {
-    using Range = std::numeric_limits<std::int16_t>;
-    return settings_.GetNumber(kDeviceKey, 0, Range::min(), Range::max());
+    return settings_.Number(kCommandLink);
 }
 
 MonitorLink* CommandLayer::Target() const {
@@ -118,17 +107,17 @@ QString CommandLayer::TargetLinkText() const {
 }
 
 int CommandLayer::TargetSlot() const {
-    return settings_.GetNumber(kIndexKey, 0, 0, kSlots - 1) + 1;
+    return settings_.Number(kCommandIndex) + 1;
 }
 
 int CommandLayer::CommandByte(int slot) const {
-    return settings_.GetNumber(CommandByteKey(slot), kCommandBytes.front(), 0, 255);
+    return settings_.Number(kDeviceCommandByte, {.member = SlotLetter(slot)});
 }
 
 int CommandLayer::BindTarget(int position) {
     const int index = std::min(position, slots_.InUse() - 1);
-    settings_.SaveSetting(kIndexKey, QString::number(index));
-    settings_.SaveSetting(kDeviceKey, QString::number(slots_.LinkIndex(index + 1)));
+    settings_.Save(kCommandIndex, index);
+    settings_.Save(kCommandLink, slots_.LinkIndex(index + 1));
     Target()->SetReplyCapture(false);
     return index + 1;
 }
@@ -137,7 +126,7 @@ QCoro::Task<Outcome> CommandLayer::ChooseCommandByte(int slot, int position, Ope
     if (position < 0 || position >= static_cast<int>(kCommandBytes.size())) {
         co_return Outcome::Failure(u"The list has the positions 0 to 3, for the bytes 252 to 255."_s);
     }
-    if (position != 0 && settings_.GetBool(kShowOnceKey, true)) {
+    if (position != 0 && settings_.IsOn(kAskAboutCommandByte)) {
         const bool sure = co_await op.AskYesNo(
             u"This option is only available with VRQ-5810 energy monitors having firmware ver 1.020 or "
             u"higher.\r\n"
@@ -145,13 +134,13 @@ QCoro::Task<Outcome> CommandLayer::ChooseCommandByte(int slot, int position, Ope
             "Do you want to continue?"_s);
         if (!sure) {
             // 0, and Device A whichever device it was about: both on purpose.
-            settings_.SaveSetting(CommandByteKey(1), u"0"_s);
+            settings_.Save(kDeviceCommandByte, 0, {.member = SlotLetter(1)});
             co_return Outcome::Failure(u"No command byte was chosen; that of Device A is 0 now."_s);
         }
-        settings_.SaveSetting(kShowOnceKey, false);
+        settings_.Save(kAskAboutCommandByte, false);
     }
     const int byte = kCommandBytes[static_cast<std::size_t>(position)];
-    settings_.SaveSetting(CommandByteKey(slot), QString::number(byte));
+    settings_.Save(kDeviceCommandByte, byte, {.member = SlotLetter(slot)});
     co_return Outcome::Success();
 }
 
@@ -194,7 +183,7 @@ QCoro::Task<Outcome> CommandLayer::StartRealtime(Operator& op) {
 QCoro::Task<QByteArray> CommandLayer::StartWord(Operator& op) {
     const MonitorModel* model = Target() != nullptr ? framer_.LastModel(CmdDevice()) : nullptr;
     if (model == nullptr) {
-        model = settings_.GetBool(kSingleTwoChannelKey, false) ? &kTwoChannel : &kFiveChannel;
+        model = settings_.IsOn(kSingleTwoChannel) ? &kTwoChannel : &kFiveChannel;
     } else if (!model->startQuestion.empty()) {
         const bool sure = co_await op.AskYesNo(Text(model->startQuestion));
         if (!sure) model = &kFiveChannel;

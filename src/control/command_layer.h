@@ -8,21 +8,56 @@
 #include <QString>
 
 #include <array>
+#include <cstdint>
 #include <functional>
+#include <limits>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "control/command_sequences.h"
+#include "link/device_slots.h"
 #include "link/framer.h"
 
 namespace corvane {
 
 class Clock;
-class DeviceSlots;
 class ErrorLog;
 class MonitorLink;
 class Operator;
 class SettingsStore;
 class StatusBoard;
+
+inline constexpr Setting kCommandIndex{.key = "CmdIndex",
+                                       .kind = SettingKind::Number,
+                                       .fallback = "0",
+                                       .least = 0,
+                                       .most = kSlots - 1,
+                                       .by = SettingBy::Command,
+                                       .help = "The device of the command target, 0 to 5."};
+inline constexpr Setting kCommandLink{
+    .key = "CmdDevice",
+    .kind = SettingKind::Number,
+    .fallback = "0",
+    .least = std::numeric_limits<std::int16_t>::min(),
+    .most = std::numeric_limits<std::int16_t>::max(),
+    .by = SettingBy::Command,
+    .help = "The link of the command target; one that is none sends nothing."};
+inline constexpr Setting kDeviceCommandByte{.key = "Cmd#",
+                                            .members = "A-F",
+                                            .kind = SettingKind::Number,
+                                            .fallback = "252",
+                                            .least = 0,
+                                            .most = 255,
+                                            .by = SettingBy::Command,
+                                            .help = "The command byte of the device."};
+inline constexpr Setting kAskAboutCommandByte{
+    .key = "ShowOnceA",
+    .kind = SettingKind::Switch,
+    .fallback = "True",
+    .by = SettingBy::Command,
+    .help = "Whether another command byte than 252 is still to be agreed to."};
+inline constexpr std::array kCommandLayerSettings = {kCommandIndex, kCommandLink, kDeviceCommandByte,
+                                                     kAskAboutCommandByte};
 
 /// What a monitor answered to a command; the outcome fails where the command could not be sent, or where no
 /// whole answer came in time ("timeout error").
@@ -32,8 +67,8 @@ struct MonitorReply {
     qsizetype heard = 0;  ///< bytes that came while the command held the link, also before the answer
 };
 
-/// Sends to the command target: the device `CmdIndex` on the link `CmdDevice`. One command runs at a time;
-/// while it does, nothing of its link is framed. Commands that fail say how far they came.
+/// Sends to the command target: the device `kCommandIndex` on the link `kCommandLink`. One command runs at a
+/// time; while it does, nothing of its link is framed. Commands that fail say how far they came.
 class CommandLayer : public QObject {
     Q_OBJECT
 
@@ -85,7 +120,7 @@ public:
 
     [[nodiscard]] int CommandByte(int slot) const;
 
-    /// The slot 1..6 of the command target, and the name of its link; empty where `CmdDevice` names none.
+    /// The slot 1..6 of the command target, and the name of its link; empty where `kCommandLink` names none.
     [[nodiscard]] int TargetSlot() const;
     [[nodiscard]] QString TargetLinkName() const;
     [[nodiscard]] QString TargetLinkText() const;  ///< the same, or "no link"

@@ -50,18 +50,22 @@ Outcome DemoFolder::Prepare(const LocalTime& now) {
     const std::string database = folder_.filePath(u"vrq1.db3"_s).toStdString();
     if (Outcome made = CreateTables(database); !made) return made;
     SettingsStore settings(Where().settingsFile);
-    settings.SaveSetting(u"DBestablished"_s, true);
+    settings.Save(kDatabaseEstablished, true);
     // It takes nobody's ports.
-    for (const QString& key : {u"LatchDisconnectA"_s, u"LatchDisconnectB"_s, u"NETmeter"_s})
-        settings.SaveSetting(key, true);
-    settings.SaveSetting(u"WebEnable"_s, false);
-    settings.SaveSetting(u"DeviceQTY"_s, QString::number(kDevices.size()));
-    settings.SaveSetting(u"cbo120_0"_s, u"A:CH1"_s);
-    settings.SaveSetting(u"cbo121_0"_s, u"A:CH2"_s);
+    for (const QString& server : SettingMembers(kTcpLatch))
+        settings.Save(kTcpLatch, true, {.member = server});
+    settings.Save(kWebEnabled, false);
+    settings.Save(kNetMetering, true);
+    settings.Save(kDeviceQuantity, static_cast<int>(kDevices.size()));
+    ChannelGroups groups(settings);
+    for (const auto& [group, channel] :
+         {std::pair(ChannelGroup::MainPanel, u"A:CH1"_s), std::pair(ChannelGroup::Generator, u"A:CH2"_s)}) {
+        if (Outcome chosen = groups.Choose(group, {channel}); !chosen) return chosen;
+    }
     const CaptureDatabase file(database);
     for (int slot = 1; slot <= static_cast<int>(kDevices.size()); ++slot) {
         const DemoDevice& device = kDevices[static_cast<std::size_t>(slot - 1)];
-        settings.SaveSetting(u"DevSerial"_s, QString::fromLatin1(device.serial), QString::number(slot - 1));
+        settings.Save(kDeviceSerial, QString::fromLatin1(device.serial), {.slot = slot});
         sql::RowLabels labels;
         std::ranges::transform(device.labels, labels.begin(), &QString::toStdString);
         (void)file.Run("DELETE FROM applicationinfo WHERE id = " + std::to_string(slot));

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/operator.h"
-#include "link/framer.h"
 #include "store/capture_database.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
@@ -12,17 +11,7 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-const QString kSerialKey = u"DevSerial"_s;
-const QString kSingleTwoChannelKey = u"VRQ5806"_s;
-
-/// Slots are counted from 0 in the names of their sections.
-QString SectionOf(int slot) {
-    return QString::number(slot - 1);
-}
-
-}  // namespace
+namespace {}  // namespace
 
 QString SlotLetter(int slot) {
     return QString(QChar(u'A' + slot - 1));
@@ -43,9 +32,9 @@ DeviceSlots::DeviceSlots(SettingsStore& settings, const CaptureDatabase& databas
 void DeviceSlots::Load() {
     for (int slot = 1; slot <= kSlots; ++slot) {
         bound_[static_cast<std::size_t>(slot - 1)] =
-            settings_.GetSetting(kSerialKey, {}, SectionOf(slot)).trimmed().toStdString();
+            settings_.Value(kDeviceSerial, {.slot = slot}).trimmed().toStdString();
     }
-    singleTwoChannel_ = settings_.GetBool(kSingleTwoChannelKey, false);
+    singleTwoChannel_ = settings_.IsOn(kSingleTwoChannel);
 }
 
 std::string DeviceSlots::RoutingText(const RealtimePacket& packet) const {
@@ -66,7 +55,7 @@ QString DeviceSlots::Bound(int slot) const {
 }
 
 int DeviceSlots::InUse() const {
-    int inUse = settings_.GetNumber(u"DeviceQTY"_s, 1, 1, kSlots);
+    int inUse = settings_.Number(kDeviceQuantity);
     for (int slot = inUse + 1; slot <= kSlots; ++slot) {
         if (!Bound(slot).isEmpty()) inUse = slot;
     }
@@ -74,7 +63,7 @@ int DeviceSlots::InUse() const {
 }
 
 int DeviceSlots::LinkIndex(int slot) const {
-    return settings_.GetNumber(u"BindDevice"_s + SlotLetter(slot), kStreamTcpA, kStreamTcpA, kStreamSerialC);
+    return settings_.Number(kDeviceLink, {.member = SlotLetter(slot)});
 }
 
 QCoro::Task<Outcome> DeviceSlots::Bind(int slot, QString serialText, Operator& op) {
@@ -116,7 +105,7 @@ QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
 }
 
 Outcome DeviceSlots::SaveSerial(int slot, const QString& text) {
-    settings_.SaveSetting(kSerialKey, text, SectionOf(slot));
+    settings_.Save(kDeviceSerial, text, {.slot = slot});
     const std::string id = std::to_string(slot);
     const auto run = [this](const std::string& statement) { return database_.Run(statement); };
     const QueryResult row = run("SELECT  deviceaddress FROM applicationinfo WHERE id = '" + id + "' ");

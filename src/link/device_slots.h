@@ -11,7 +11,10 @@
 #include <string_view>
 
 #include "base/outcome.h"
+#include "base/setting.h"
+#include "link/framer.h"
 #include "link/packet.h"
+#include "store/device_serial.h"
 
 namespace corvane {
 
@@ -21,6 +24,31 @@ class SettingsStore;
 
 inline constexpr int kSlots = 6;
 inline constexpr int kNoSlot = 7;
+
+inline constexpr Setting kDeviceQuantity{.key = "DeviceQTY",
+                                         .kind = SettingKind::Number,
+                                         .fallback = "1",
+                                         .least = 1,
+                                         .most = kSlots,
+                                         .help = "How many devices are in use at least, 1 to 6."};
+inline constexpr Setting kDeviceLink{
+    .key = "BindDevice#",
+    .members = "A-F",
+    .kind = SettingKind::Number,
+    .fallback = "0",
+    .least = 0,
+    .most = kStreams - 1,
+    .effect = SettingEffect::NextTarget,
+    .help =
+        "The link that the device is on: 0 TCP Server A, 1 Serial Connection A, 2 TCP Server B, 3 and 4 "
+        "Serial Connection B and C."};
+inline constexpr Setting kSingleTwoChannel{
+    .key = "VRQ5806",
+    .kind = SettingKind::Switch,
+    .fallback = "False",
+    .help = "Whether every VRQ-5806 packet is taken for one of serial number 999998."};
+inline constexpr std::array kDeviceSlotsSettings = {kDeviceQuantity, kDeviceLink, kDeviceSerial,
+                                                    kSingleTwoChannel};
 
 /// "A".."F" for slot 1..6.
 [[nodiscard]] QString SlotLetter(int slot);
@@ -34,7 +62,7 @@ class DeviceSlots : public QObject {
 public:
     DeviceSlots(SettingsStore& settings, const CaptureDatabase& database);
 
-    /// The serial text by which a packet is routed: its own, or while the setting `VRQ5806` is 1 (a single
+    /// The serial text by which a packet is routed: its own, or while `kSingleTwoChannel` is on (a single
     /// two-channel monitor, whatever its serial number) the one that its model has for that.
     [[nodiscard]] std::string RoutingText(const RealtimePacket& packet) const;
 
@@ -45,11 +73,11 @@ public:
     /// The text that slot 1..6 answers to; empty where nothing is bound.
     [[nodiscard]] QString Bound(int slot) const;
 
-    /// How many devices are in use: those that the setting `DeviceQTY` says, and up to the last that is
+    /// How many devices are in use: those that `kDeviceQuantity` says, and up to the last that is
     /// bound.
     [[nodiscard]] int InUse() const;
 
-    /// The link that slot 1..6 is attached to: its receive stream 0..4 (setting `BindDeviceA` and so on).
+    /// The link that slot 1..6 is attached to: its receive stream 0..4 (`kDeviceLink`).
     [[nodiscard]] int LinkIndex(int slot) const;
 
     /// Binds slot 1..6 to the serial text that its monitor told, after asking; a text that another of the

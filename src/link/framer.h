@@ -94,6 +94,7 @@ public:
 
     /// Whether the stream's bytes are kept for being looked at, as they come in and before framing.
     void SetRawDisplay(int stream, bool on);
+    [[nodiscard]] bool RawDisplay(int stream) const { return At(stream).rawDisplay; }
     [[nodiscard]] const std::string& RawText(int stream) const { return At(stream).rawText; }
 
     /// The model of the stream's last header; null before the first one.

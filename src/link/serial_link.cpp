@@ -19,8 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kComPortKey = u"ComPort"_s;
-const QString kBaudRateKey = u"BaudRate"_s;
 const QString kNoPort = u"No COM port selected. Try \"Find COM Port\" utility"_s;
 const QString kOpenFailed = u"Error opening COM port: "_s;
 
@@ -51,6 +49,20 @@ Outcome NoSuchBaudRate() {
 
 }  // namespace
 
+Outcome CheckComPort(QString& text, const SettingValues&) {
+    const auto number = ComPortNumber(text);
+    if (!number.has_value()) return Outcome::Failure(kNoPort);
+    text = QString::number(*number);
+    return Outcome::Success();
+}
+
+Outcome CheckBaudRate(QString& text, const SettingValues&) {
+    const auto rate = ListedBaudRate(text);
+    if (!rate.has_value()) return NoSuchBaudRate();
+    text = QString::number(*rate);
+    return Outcome::Success();
+}
+
 // The blanks in front differ on purpose.
 const SerialLink::Identity SerialLink::kA = {u'A', kStreamSerialA, "     Serial Port A Port is Closed."};
 const SerialLink::Identity SerialLink::kB = {u'B', kStreamSerialB, "     Serial Port B Port is Closed."};
@@ -69,8 +81,7 @@ SerialLink::SerialLink(const Identity& identity, SerialPorts& ports, Framer& fra
 }
 
 QCoro::Task<> SerialLink::StartUp() {
-    if (!settings_.GetBool(u"AutoOpen"_s, false)) co_return;
-    if (settings_.GetSetting(Key(kComPortKey)).isEmpty()) co_return;
+    if (!settings_.IsOn(kAutoOpen) || settings_.Value(kComPort, Place()).isEmpty()) co_return;
     const Outcome opened = co_await OpenCOM();
     if (!opened) board_.AddLine(u"     %1: %2"_s.arg(Name(), opened.Error()));
 }
@@ -87,25 +98,10 @@ void SerialLink::CloseCOM() {
     board_.AddLine(QString::fromLatin1(identity_.closedLine));
 }
 
-Outcome SerialLink::SetPort(const QString& text) {
-    const auto number = ComPortNumber(text);
-    if (!number.has_value()) return Outcome::Failure(kNoPort);
-    settings_.SaveSetting(Key(kComPortKey), QString::number(*number));
-    return Outcome::Success();
-}
-
-Outcome SerialLink::SetBaudRate(const QString& text) {
-    const auto rate = ListedBaudRate(text);
-    if (!rate.has_value()) return NoSuchBaudRate();
-    settings_.SaveSetting(Key(kBaudRateKey), QString::number(*rate));
-    return Outcome::Success();
-}
-
 Outcome SerialLink::Open() {
-    const auto number = ComPortNumber(settings_.GetSetting(Key(kComPortKey)));
+    const auto number = ComPortNumber(settings_.Value(kComPort, Place()));
     if (!number.has_value()) return Outcome::Failure(kNoPort);
-    const auto rate =
-        ListedBaudRate(settings_.GetSetting(Key(kBaudRateKey), QString::number(kDefaultBaudRate)));
+    const auto rate = ListedBaudRate(settings_.Value(kBaudRate, Place()));
     if (!rate.has_value()) return NoSuchBaudRate();
 
     Drop();

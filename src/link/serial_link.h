@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "link/monitor_link.h"
 
 namespace corvane {
@@ -20,6 +21,28 @@ class SerialPorts;
 class SettingsStore;
 class StatusBoard;
 
+Outcome CheckComPort(QString& text, const SettingValues& values);
+Outcome CheckBaudRate(QString& text, const SettingValues& values);
+
+inline constexpr Setting kComPort{.key = "ComPort#",
+                                  .members = "A-C",
+                                  .check = CheckComPort,
+                                  .effect = SettingEffect::NextOpening,
+                                  .help = "COM port of the serial connection, 1 to 64."};
+inline constexpr Setting kBaudRate{.key = "BaudRate#",
+                                   .members = "A-C",
+                                   .fallback = "19200",
+                                   .check = CheckBaudRate,
+                                   .effect = SettingEffect::NextOpening,
+                                   .help = "Baud rate of the serial connection, 1200 to 115200."};
+inline constexpr Setting kAutoOpen{
+    .key = "AutoOpen",
+    .kind = SettingKind::Switch,
+    .fallback = "False",
+    .effect = SettingEffect::NextStart,
+    .help = "Whether the serial connections that have a port are opened at the start."};
+inline constexpr std::array kSerialLinkSettings = {kComPort, kBaudRate, kAutoOpen};
+
 /// Feeds what the monitor sends to the framer, on the link's own stream. The line is 8 bits, no parity, one
 /// stop bit, at the rate chosen. A port that vanishes is tried again until it is back or the user closes it.
 class SerialLink : public MonitorLink {
@@ -27,7 +50,6 @@ class SerialLink : public MonitorLink {
 
 public:
     static constexpr std::array kBaudRates = {1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};
-    static constexpr int kDefaultBaudRate = 19200;
     static constexpr qint64 kInputBuffer = 1024;      ///< bytes
     static constexpr std::int64_t kSettleTime = 500;  ///< ms from opening until the line is at rest
     static constexpr int kRetrySeconds = 5;
@@ -44,7 +66,7 @@ public:
     SerialLink(const Identity& identity, SerialPorts& ports, Framer& framer, SettingsStore& settings,
                StatusBoard& board, ErrorLog& errorLog, Clock& clock);
 
-    /// Opens the port that was chosen, if there is one and the setting `AutoOpen` is on. A failure is told in
+    /// Opens the port that was chosen, if there is one and `kAutoOpen` is on. A failure is told in
     /// the status list. Called once when the program starts.
     QCoro::Task<> StartUp();
 
@@ -54,10 +76,6 @@ public:
 
     /// The close button; it also ends the attempts to open a port that vanished.
     void CloseCOM();
-
-    /// Check and save a choice of the user, which is in force from the next opening on.
-    Outcome SetPort(const QString& text);
-    Outcome SetBaudRate(const QString& text);
 
     [[nodiscard]] QString Name() const override {
         return QStringLiteral("Serial Connection ") + identity_.letter;
@@ -83,7 +101,7 @@ public:
     [[nodiscard]] bool TakeActivity();
 
 private:
-    [[nodiscard]] QString Key(const QString& name) const { return name + identity_.letter; }
+    [[nodiscard]] SettingPlace Place() const { return {.member = identity_.letter}; }
     Outcome Open();
     QCoro::Task<Outcome> Settle();
     void Drop();

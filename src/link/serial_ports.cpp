@@ -21,12 +21,18 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
+Outcome CheckComDevice(QString& text, const SettingValues&) {
+    if (text.isEmpty() || text.startsWith(u'/')) return Outcome::Success();
+    return Outcome::Failure(
+        u"ComDevice# is a full path, such as /dev/ttyUSB0, or empty for the usual one."_s);
+}
+
 QString ComDevice(int number, const SettingsStore& settings) {
 #ifdef Q_OS_WIN
     Q_UNUSED(settings);
     return u"COM%1"_s.arg(number);
 #else
-    QString chosen = settings.GetSetting(u"ComDevice%1"_s.arg(number));
+    QString chosen = settings.Value(kComDevice, {.member = QString::number(number)});
     if (!chosen.isEmpty()) return chosen;
     if (number >= 49) return u"/dev/ttyACM%1"_s.arg(number - 49);
     if (number >= 33) return u"/dev/ttyUSB%1"_s.arg(number - 33);

@@ -3,14 +3,28 @@
 
 #include <QString>
 
+#include <array>
+
+#include "base/outcome.h"
+#include "base/setting.h"
+
 namespace corvane {
 
 class SettingsStore;
 
 inline constexpr int kComPorts = 64;  ///< COM ports are numbered from 1 to this
 
+Outcome CheckComDevice(QString& text, const SettingValues& values);
+
+inline constexpr Setting kComDevice{.key = "ComDevice#",
+                                    .members = "1-64",
+                                    .check = CheckComDevice,
+                                    .effect = SettingEffect::NextOpening,
+                                    .help = "Path of the device that the COM port stands for."};
+inline constexpr std::array kSerialPortsSettings = {kComDevice};
+
 /// The path of the device that COM port 1..64 stands for. On Windows that is the port's own name; elsewhere
-/// the setting `ComDevice` + number, and where there is none 1..32 = /dev/ttyS0..31, 33..48 =
+/// the setting `kComDevice`, and where there is none 1..32 = /dev/ttyS0..31, 33..48 =
 /// /dev/ttyUSB0..15, 49..64 = /dev/ttyACM0..15.
 [[nodiscard]] QString ComDevice(int number, const SettingsStore& settings);
 

@@ -13,15 +13,17 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-namespace {
+Outcome CheckTcpPort(QString& text, const SettingValues&) {
+    const auto port = NumberEntry(text);
+    if (!port.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
+    if (*port < kLeastTcpPort || *port > kMostTcpPort || std::trunc(*port) != *port)
+        return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
+    text = QString::number(static_cast<int>(*port));
+    return Outcome::Success();
+}
 
-const QString kTcpPortKey = u"TcpPort"_s;
-const QString kLatchKey = u"LatchDisconnect"_s;
-
-}  // namespace
-
-const TcpLink::Identity TcpLink::kA = {u'A', kStreamTcpA, 8080, false};
-const TcpLink::Identity TcpLink::kB = {u'B', kStreamTcpB, 8083, true};
+const TcpLink::Identity TcpLink::kA = {u'A', kStreamTcpA, kTcpPortA, false};
+const TcpLink::Identity TcpLink::kB = {u'B', kStreamTcpB, kTcpPortB, true};
 
 TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settings, StatusBoard& board,
                  ErrorLog& errorLog, Clock& clock)
@@ -31,7 +33,7 @@ TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settin
       board_(board),
       errorLog_(errorLog),
       socket_(clock),
-      latched_(settings.GetBool(Key(kLatchKey), false)) {
+      latched_(settings.IsOn(kTcpLatch, Place())) {
     socket_.ReplaceSilentPeerAfter(kSilentPeer);
     connect(&socket_, &TcpSocket::Connected, this, &TcpLink::OnConnected);
     connect(&socket_, &TcpSocket::DataArrival, this, &TcpLink::OnData);
@@ -50,7 +52,7 @@ void TcpLink::StartUp() {
 
 void TcpLink::Listen() {
     latched_ = false;
-    settings_.SaveSetting(Key(kLatchKey), false);
+    settings_.Save(kTcpLatch, false, Place());
     lastFailure_.clear();
     LoadPort();
     Begin();
@@ -58,33 +60,22 @@ void TcpLink::Listen() {
 
 void TcpLink::Disconnect() {
     latched_ = true;
-    settings_.SaveSetting(Key(kLatchKey), true);
+    settings_.Save(kTcpLatch, true, Place());
     countdown_ = 0;
     socket_.Close();
 }
 
-Outcome TcpLink::SetPort(const QString& text) {
-    const auto port = NumberEntry(text);
-    if (!port.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
-    if (*port < kLeastPort || *port > kMostPort || std::trunc(*port) != *port) {
-        return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
-    }
-    settings_.SaveSetting(Key(kTcpPortKey), QString::number(static_cast<int>(*port)));
-    return Outcome::Success();
-}
-
 bool TcpLink::ConnectsOut() const {
-    return identity_.canConnectOut && settings_.GetSetting(Key(u"TcpMode"_s)) == "client"_L1;
+    return identity_.canConnectOut && settings_.Value(kTcpModeB) == "client"_L1;
 }
 
 void TcpLink::LoadPort() {
-    port_ = static_cast<std::uint16_t>(
-        settings_.GetNumber(Key(kTcpPortKey), identity_.defaultPort, kLeastPort, kMostPort));
+    port_ = static_cast<std::uint16_t>(settings_.Number(identity_.port));
 }
 
 void TcpLink::Begin() {
     if (ConnectsOut()) {
-        socket_.Connect(settings_.GetSetting(Key(u"TcpHost"_s), u"127.0.0.1"_s), port_);
+        socket_.Connect(settings_.Value(kTcpHostB), port_);
     } else {
         socket_.Listen(port_);
     }

@@ -4,9 +4,11 @@
 #include <QByteArrayView>
 #include <QString>
 
+#include <array>
 #include <cstdint>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "link/monitor_link.h"
 #include "link/tcp_socket.h"
 
@@ -17,25 +19,63 @@ class ErrorLog;
 class SettingsStore;
 class StatusBoard;
 
+inline constexpr int kLeastTcpPort = 10;
+inline constexpr int kMostTcpPort = 65534;
+
+/// Takes a port of TCP Server A, B or the pages.
+Outcome CheckTcpPort(QString& text, const SettingValues& values);
+
+inline constexpr Setting kTcpPortA{.key = "TcpPortA",
+                                   .kind = SettingKind::Number,
+                                   .fallback = "8080",
+                                   .least = kLeastTcpPort,
+                                   .most = kMostTcpPort,
+                                   .check = CheckTcpPort,
+                                   .effect = SettingEffect::NextListen,
+                                   .help = "Port of TCP Server A, 10 to 65534."};
+inline constexpr Setting kTcpPortB{.key = "TcpPortB",
+                                   .kind = SettingKind::Number,
+                                   .fallback = "8083",
+                                   .least = kLeastTcpPort,
+                                   .most = kMostTcpPort,
+                                   .check = CheckTcpPort,
+                                   .effect = SettingEffect::NextListen,
+                                   .help = "Port of TCP Server B, 10 to 65534."};
+inline constexpr Setting kTcpModeB{.key = "TcpModeB",
+                                   .kind = SettingKind::Choice,
+                                   .fallback = "server",
+                                   .choices = "server client",
+                                   .effect = SettingEffect::NextListen,
+                                   .help = "Whether TCP Server B listens, or connects out as a client."};
+inline constexpr Setting kTcpHostB{.key = "TcpHostB",
+                                   .fallback = "127.0.0.1",
+                                   .effect = SettingEffect::NextListen,
+                                   .help = "Where TCP Server B connects to when it is a client."};
+inline constexpr Setting kTcpLatch{.key = "LatchDisconnect#",
+                                   .members = "A-B",
+                                   .kind = SettingKind::Switch,
+                                   .fallback = "False",
+                                   .by = SettingBy::Command,
+                                   .help = "Whether the server stays closed, also at the next start."};
+inline constexpr std::array kTcpLinkSettings = {kTcpPortA, kTcpPortB, kTcpModeB, kTcpHostB, kTcpLatch};
+
 /// Feeds what the gateway sends to the framer, on the link's own stream. After the peer's close or an error
-/// it counts down and starts again, unless the user has disconnected it (setting `LatchDisconnectA` or `B`).
+/// it counts down and starts again, unless the user has disconnected it (`kTcpLatch`).
 class TcpLink : public MonitorLink {
     Q_OBJECT
 
 public:
-    static constexpr int kLeastPort = 10;
-    static constexpr int kMostPort = 65534;
     static constexpr int kReconnectSeconds = 5;
     static constexpr std::int64_t kSilentPeer = 30'000;  ///< ms after which a new gateway takes the place
 
     struct Identity {
         QChar letter;
         int stream;
-        int defaultPort;
+        const Setting& port;
         bool canConnectOut;
     };
-    static const Identity kA;  ///< stream 0, port 8080
-    static const Identity kB;  ///< stream 2, port 8083
+    static const Identity kA;  ///< stream 0
+    static const Identity kB;  ///< stream 2
 
     TcpLink(const Identity& identity, Framer& framer, SettingsStore& settings, StatusBoard& board,
             ErrorLog& errorLog, Clock& clock);
@@ -49,9 +89,6 @@ public:
     /// The Disconnect button: closes and sets the latch.
     void Disconnect();
 
-    /// Checks and saves the text of the port entry; it is used from the next Listen on.
-    Outcome SetPort(const QString& text);
-
     [[nodiscard]] QString Name() const override { return QStringLiteral("TCP Server ") + identity_.letter; }
     void SetReading(bool on) override { socket_.SetReading(on); }
     bool SendText(QByteArrayView text) override { return socket_.SendText(text); }
@@ -64,7 +101,7 @@ public:
     /// Whether it can be told to call the other end.
     [[nodiscard]] bool CanConnectOut() const { return identity_.canConnectOut; }
 
-    [[nodiscard]] int DefaultPort() const { return identity_.defaultPort; }
+    [[nodiscard]] const Setting& PortSetting() const { return identity_.port; }
     [[nodiscard]] SocketState State() const { return socket_.State(); }
     [[nodiscard]] std::uint16_t LocalPort() const { return socket_.LocalPort(); }
 
@@ -84,7 +121,7 @@ public:
     [[nodiscard]] bool TakeActivity();
 
 private:
-    [[nodiscard]] QString Key(const QString& name) const { return name + identity_.letter; }
+    [[nodiscard]] SettingPlace Place() const { return {.member = identity_.letter}; }
     void LoadPort();
     void Begin();
     void OnConnected();

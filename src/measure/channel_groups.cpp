@@ -27,8 +27,8 @@ constexpr std::array<GroupWords, kChannelGroups.size()> kWords = {{
 
 const QString kUnused = u"None"_s;
 
-QString RowKey(ChannelGroup group) {
-    return u"cbo12%1_"_s.arg(static_cast<int>(group));
+const Setting& SettingOf(ChannelGroup group) {
+    return kChannelGroupsSettings[static_cast<std::size_t>(group)];
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ ChannelGroups::ChannelGroups(SettingsStore& settings) : settings_(settings) {
         Refresh(group);
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
         for (const ChannelGroup group : kChannelGroups) {
-            if (key.startsWith(RowKey(group), Qt::CaseInsensitive)) Refresh(group);
+            if (IsKeyOf(SettingOf(group), key)) Refresh(group);
         }
     });
 }
@@ -70,15 +70,15 @@ ChannelGroups::ChannelGroups(SettingsStore& settings) : settings_(settings) {
 void ChannelGroups::Refresh(ChannelGroup group) {
     auto& chosen = chosen_[static_cast<std::size_t>(group)];
     chosen.clear();
-    for (qsizetype column = 0; column < kMostChannels; ++column) {
-        const QString key = RowKey(group) + QString::number(column);
-        const QString text = settings_.GetSetting(key, kUnused).trimmed();
+    const Setting& setting = SettingOf(group);
+    for (const QString& member : SettingMembers(setting)) {
+        const QString text = settings_.Value(setting, {.member = member}).trimmed();
         if (text.isEmpty() || text.compare(kUnused, Qt::CaseInsensitive) == 0) continue;
         const auto choice = ChannelChoice::Parse(text);
         if (!choice.has_value()) {
             Q_EMIT settings_.Problem(
-                u"The setting %1 is \"%2\", not None or a channel such as A:CH1; None is used."_s.arg(key,
-                                                                                                      text));
+                u"The setting %1 is \"%2\", not None or a channel such as A:CH1; None is used."_s.arg(
+                    SettingKey(setting, {.member = member}), text));
         } else if (std::ranges::find(chosen, *choice) == chosen.end()) {
             chosen.push_back(*choice);
         }
@@ -122,10 +122,11 @@ void ChannelGroups::Clear(ChannelGroup group) {
 }
 
 void ChannelGroups::Save(ChannelGroup group, const QStringList& channels) {
+    const Setting& setting = SettingOf(group);
     for (qsizetype column = 0; column < kMostChannels; ++column) {
-        const QString key = RowKey(group) + QString::number(column);
-        const QString text = column < channels.size() ? channels[column] : kUnused;
-        if (settings_.GetSetting(key, kUnused) != text) settings_.SaveSetting(key, text);
+        const SettingPlace place{.member = QString::number(column)};
+        const QString text = channels.value(column, kUnused);
+        if (settings_.Value(setting, place) != text) settings_.Save(setting, text, place);
     }
 }
 

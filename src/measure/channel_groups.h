@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 
 namespace corvane {
 
@@ -25,6 +26,22 @@ inline constexpr std::array kChannelGroups = {ChannelGroup::MainPanel, ChannelGr
                                               ChannelGroup::Virtual3,  ChannelGroup::Loads};
 inline constexpr std::array kVirtualChannels = {ChannelGroup::Virtual1, ChannelGroup::Virtual2,
                                                 ChannelGroup::Virtual3};
+
+/// The channels of one group, each as a text such as "A:CH1".
+[[nodiscard]] constexpr Setting GroupSetting(const char* key) {
+    return {.key = key,
+            .members = "0-13",
+            .fallback = "None",
+            .by = SettingBy::Command,
+            .help = "A channel of the group, such as A:CH1."};
+}
+
+/// By `ChannelGroup`.
+inline constexpr std::array kChannelGroupsSettings = {
+    GroupSetting("cbo120_#"), GroupSetting("cbo121_#"), GroupSetting("cbo122_#"),
+    GroupSetting("cbo123_#"), GroupSetting("cbo124_#"), GroupSetting("cbo125_#"),
+};
+static_assert(kChannelGroupsSettings.size() == kChannelGroups.size());
 
 /// One channel of one device.
 struct ChannelChoice {
@@ -47,7 +64,7 @@ struct GroupWords {
 [[nodiscard]] const GroupWords& WordsOf(ChannelGroup group);
 [[nodiscard]] std::optional<ChannelGroup> GroupOfName(const QString& name);
 
-/// Keeps the choices of `cbo12` + row + "_" + column, columns 0 to 13, as plain lists.
+/// Keeps the choices of `kChannelGroupsSettings` as plain lists.
 class ChannelGroups : public QObject {
     Q_OBJECT
 

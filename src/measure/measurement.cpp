@@ -1,7 +1,7 @@
 #include "measure/measurement.h"
 
 #include <algorithm>
-#include <limits>
+#include <iterator>
 
 #include "base/clock.h"
 #include "measure/readings_sink.h"
@@ -12,11 +12,12 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-/// One of a slot's nine counters: the field that brings it, and the key under which its carry is kept.
+/// One of a slot's nine counters: the field that brings it, and which of the carries is its own.
 struct Measurement::CounterSource {
     Field field;
-    QLatin1StringView carryKey;
+    QLatin1StringView carry;  ///< member of `kCarry`
 
+    [[nodiscard]] SettingPlace Place(int slot) const { return {.member = carry, .slot = slot}; }
     [[nodiscard]] EnergyCounter& Of(DeviceReadings& readings) const {
         ChannelReadings& channel = readings.channels[Layout(field).channel];
         return Layout(field).quantity == Quantity::PolarizedEnergy ? channel.polarized : channel.absolute;
@@ -26,22 +27,18 @@ struct Measurement::CounterSource {
 };
 
 constexpr std::array<Measurement::CounterSource, 9> Measurement::CounterSource::kAll = {{
-    {Field::Ch1Absolute, "Roll1A"_L1},
-    {Field::Ch2Absolute, "Roll2A"_L1},
-    {Field::Ch1Polarized, "Roll1P"_L1},
-    {Field::Ch2Polarized, "Roll2P"_L1},
-    {Field::Aux1, "Roll3"_L1},
-    {Field::Aux2, "Roll4"_L1},
-    {Field::Aux3, "Roll5"_L1},
-    {Field::Aux4, "Roll6"_L1},
-    {Field::Aux5, "Roll7"_L1},
+    {Field::Ch1Absolute, "1A"_L1},
+    {Field::Ch2Absolute, "2A"_L1},
+    {Field::Ch1Polarized, "1P"_L1},
+    {Field::Ch2Polarized, "2P"_L1},
+    {Field::Aux1, "3"_L1},
+    {Field::Aux2, "4"_L1},
+    {Field::Aux3, "5"_L1},
+    {Field::Aux4, "6"_L1},
+    {Field::Aux5, "7"_L1},
 }};
 
 namespace {
-
-const QString kLineToLineKey = u"VoltX2"_s;
-constexpr int kMostCarry = std::numeric_limits<std::int16_t>::max();
-constexpr int kLeastCarry = std::numeric_limits<std::int16_t>::min();
 
 /// Hundredths of an ampere, rounded to one decimal, halves up.
 float OneDecimalAmps(std::uint64_t hundredths) {
@@ -57,25 +54,22 @@ Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, Erro
     for (int slot = 1; slot <= kSlots; ++slot)
         StartAnew(readings_[static_cast<std::size_t>(slot - 1)], slot);
     LoadCarries();
-    OnSettingChanged(kLineToLineKey);
-    connect(&settings, &SettingsStore::Changed, this,
-            [this](const QString&, const QString& key) { OnSettingChanged(key); });
+    LoadVoltFactor();
+    connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
+        if (IsKeyOf(kLineToLine, key)) LoadVoltFactor();
+        if (IsKeyOf(kCarry, key)) LoadCarries();
+    });
 }
 
-void Measurement::OnSettingChanged(const QString& key) {
-    if (key.compare(kLineToLineKey, Qt::CaseInsensitive) == 0) {
-        voltFactor_ = settings_.GetBool(kLineToLineKey, false) ? 2 : 1;
-    } else if (key.startsWith("Roll"_L1, Qt::CaseInsensitive)) {
-        LoadCarries();
-    }
+void Measurement::LoadVoltFactor() {
+    voltFactor_ = settings_.IsOn(kLineToLine) ? 2 : 1;
 }
 
 void Measurement::LoadCarries() {
     for (DeviceReadings& readings : readings_) {
-        const QString section = QString::number(readings.slot);
         for (const CounterSource& source : CounterSource::kAll) {
-            source.Of(readings).carry = static_cast<std::int16_t>(
-                settings_.GetNumber(source.carryKey, 0, kLeastCarry, kMostCarry, section));
+            source.Of(readings).carry =
+                static_cast<std::int16_t>(settings_.Number(kCarry, source.Place(readings.slot)));
         }
     }
 }
@@ -163,19 +157,21 @@ void Measurement::TakeCounter(DeviceReadings& readings, const CounterSource& sou
 }
 
 void Measurement::CountWrap(int slot, EnergyCounter& counter, const CounterSource& source) {
-    if (counter.carry == kMostCarry) {
-        errorLog_.LogError(ErrorLog::kOverflow, u"Overflow"_s,
-                           u"%1 of Device %2 cannot rise any more"_s.arg(source.carryKey, SlotLetter(slot)));
+    const SettingPlace place = source.Place(slot);
+    if (counter.carry == kCarry.most) {
+        errorLog_.LogError(
+            ErrorLog::kOverflow, u"Overflow"_s,
+            u"%1 of Device %2 cannot rise any more"_s.arg(SettingKey(kCarry, place), SlotLetter(slot)));
         return;
     }
     ++counter.carry;
-    settings_.SaveSetting(source.carryKey, QString::number(counter.carry), QString::number(slot));
+    settings_.Save(kCarry, int{counter.carry}, place);
 }
 
 void Measurement::ZeroCarries(int slot) {
-    // Saving puts them in force.
+    // Saving puts them in effect.
     for (const CounterSource& source : CounterSource::kAll)
-        settings_.SaveSetting(source.carryKey, u"0"_s, QString::number(slot));
+        settings_.Save(kCarry, 0, source.Place(slot));
 }
 
 Presence Measurement::PresenceOf(int slot) const {

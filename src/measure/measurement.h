@@ -6,9 +6,11 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
+#include "base/setting.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
 #include "measure/readings.h"
@@ -19,6 +21,22 @@ class Clock;
 class ErrorLog;
 class ReadingsSink;
 class SettingsStore;
+
+inline constexpr Setting kLineToLine{
+    .key = "VoltX2",
+    .kind = SettingKind::Switch,
+    .fallback = "False",
+    .help = "Whether volts are doubled, to show line to line what is measured line to neutral."};
+inline constexpr Setting kCarry{.key = "Roll#",
+                                .members = "1A 1P 2A 2P 3-7",
+                                .section = SettingSection::SlotFromOne,
+                                .kind = SettingKind::Number,
+                                .fallback = "0",
+                                .least = std::numeric_limits<std::int16_t>::min(),
+                                .most = std::numeric_limits<std::int16_t>::max(),
+                                .by = SettingBy::Program,
+                                .help = "How often the counter has started again at 0."};
+inline constexpr std::array kMeasurementSettings = {kLineToLine, kCarry};
 
 class Measurement : public QObject, public PacketReceiver {
     Q_OBJECT
@@ -61,7 +79,7 @@ private:
     struct CounterSource;
 
     void NoteUnbound(const std::string& serial);
-    void OnSettingChanged(const QString& key);
+    void LoadVoltFactor();
     void LoadCarries();
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
     static void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);

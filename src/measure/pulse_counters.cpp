@@ -31,8 +31,6 @@ constexpr FlowUnit kUnits[] = {
 constexpr int kFlowTypes = std::size(kUnits) / 2;
 constexpr FlowUnit kUndefined = {"Undefined", "Undefined", "", "Undefined"};
 
-const QString kFlowPageKey = u"FlowPage"_s;
-
 std::optional<std::size_t> SourceOf(const QString& text) {
     const auto channel = FindChannel(text.trimmed().toStdString());
     return channel.has_value() && kChannelTable[*channel].pulseInput ? channel : std::nullopt;
@@ -50,10 +48,6 @@ std::optional<float> FactorOf(const QString& text) {
     const double factor = NumberEntry(text).value_or(0);
     if (factor < Limits::min() || factor > Limits::max()) return std::nullopt;
     return static_cast<float>(factor);
-}
-
-QString SectionOf(int slot) {
-    return QString::number(slot);
 }
 
 }  // namespace
@@ -76,28 +70,27 @@ PulseCounters::PulseCounters(SettingsStore& settings) : settings_(settings) {
 }
 
 void PulseCounters::Load(int slot) {
-    const auto text = [this, slot](const QString& key) {
-        return settings_.GetSetting(key, {}, SectionOf(slot));
-    };
-    const auto number = [this, &text](const QString& key, auto parse, auto fallback) {
-        const QString entered = text(key);
-        const auto value = parse(entered);
-        if (!value.has_value() && !entered.isEmpty()) {
+    const SettingPlace place{.slot = slot};
+    const auto number = [this, &place](const Setting& setting, auto parse) {
+        const QString text = settings_.Value(setting, place);
+        if (const auto value = parse(text)) return *value;
+        const QString fallback = QString::fromLatin1(setting.fallback);
+        if (!text.isEmpty()) {
             Q_EMIT settings_.Problem(
-                u"The setting %1 is \"%2\", which is no number for it; %3 is used."_s.arg(key, entered)
-                    .arg(fallback));
+                u"The setting %1 is \"%2\", which is no number for it; %3 is used."_s.arg(SettingKey(setting),
+                                                                                          text, fallback));
         }
-        return value.value_or(fallback);
+        return parse(fallback).value();
     };
     PulseSetup setup;
-    setup.enabled = settings_.GetBool(u"EnablePulseCnt"_s, false, SectionOf(slot));
-    setup.channel = SourceOf(text(u"PulseSource"_s));
-    setup.flowType = FlowTypeOf(text(u"FlowType"_s)).value_or(-1);
-    setup.perHour = text(u"PerHr"_s).trimmed() == "1"_L1;
+    setup.enabled = settings_.IsOn(kPulseCounting, place);
+    setup.channel = SourceOf(settings_.Value(kPulseSource, place));
+    setup.flowType = FlowTypeOf(settings_.Value(kFlowType, place)).value_or(-1);
+    setup.perHour = settings_.Value(kPerHour, place).trimmed() == "1"_L1;
     // A float's own decimal, so that 0.1 does not turn into 0.10000000149.
-    setup.countK = std::stod(ShortestText(number(u"CountK"_s, FactorOf, 1.0F)));
-    setup.referenceCount = number(u"CountRefVal"_s, NumberEntry, 0.0);
-    setup.presetTotal = number(u"CountPreset"_s, NumberEntry, 0.0);
+    setup.countK = std::stod(ShortestText(number(kCountFactor, FactorOf)));
+    setup.referenceCount = number(kReferenceCount, NumberEntry);
+    setup.presetTotal = number(kPresetTotal, NumberEntry);
     Slot& state = Of(slot);
     if (setup.enabled != state.setup.enabled || setup.channel != state.setup.channel) state = {};
     state.setup = setup;
@@ -143,18 +136,18 @@ Outcome PulseCounters::SetUp(int slot, const QString& source, const QString& flo
     if (!factor.has_value()) return Outcome::Failure(u"One Pulse Equals: a number above 0 is needed."_s);
 
     const FlowUnit& unit = kUnits[2 * *type + (perHour ? 1 : 0)];
-    const std::pair<QString, QString> values[] = {
-        {u"PulseSource"_s, QLatin1StringView(ChannelName(*channel))},
-        {u"FlowType"_s, QString::number(*type)},
-        {u"PerHr"_s, perHour ? u"1"_s : u"0"_s},
-        {u"CountK"_s, QString::fromStdString(ShortestText(*factor))},
-        {u"CountDevice"_s, SlotLetter(slot)},
-        {u"PulseUnit"_s, QLatin1StringView(unit.total)},
-        {u"FlowUnits"_s, QLatin1StringView(unit.rate)},
-        {u"PowerFlowUnits"_s, QLatin1StringView(unit.shortRate)},
+    const std::pair<const Setting&, QString> values[] = {
+        {kPulseSource, QLatin1StringView(ChannelName(*channel))},
+        {kFlowType, QString::number(*type)},
+        {kPerHour, perHour ? u"1"_s : u"0"_s},
+        {kCountFactor, QString::fromStdString(ShortestText(*factor))},
+        {kCountDevice, SlotLetter(slot)},
+        {kTotalUnit, QLatin1StringView(unit.total)},
+        {kRateUnit, QLatin1StringView(unit.rate)},
+        {kShortRateUnit, QLatin1StringView(unit.shortRate)},
     };
-    for (const auto& [key, value] : values)
-        settings_.SaveSetting(key, value, SectionOf(slot));
+    for (const auto& [setting, value] : values)
+        settings_.Save(setting, value, {.slot = slot});
     SaveFlowPage(slot);
     return Outcome::Success();
 }
@@ -168,11 +161,11 @@ void PulseCounters::SetDashboard(const QString& location) {
 void PulseCounters::SaveFlowPage(int slot) {
     const QString page = dashboard_ + QLatin1StringView(Setup(slot).Unit().page);
     if (Setup(slot).flowType < 0 || FlowPage(slot) == page) return;
-    settings_.SaveSetting(kFlowPageKey, page, SectionOf(slot));
+    settings_.Save(kFlowPage, page, {.slot = slot});
 }
 
 QString PulseCounters::FlowPage(int slot) const {
-    return settings_.GetSetting(kFlowPageKey, {}, SectionOf(slot));
+    return settings_.Value(kFlowPage, {.slot = slot});
 }
 
 QCoro::Task<Outcome> PulseCounters::SetEnabled(int slot, bool enabled, Operator& op) {
@@ -181,7 +174,7 @@ QCoro::Task<Outcome> PulseCounters::SetEnabled(int slot, bool enabled, Operator&
     const bool sure =
         co_await op.AskYesNo(enabled ? u"Are you sure you wish to enable pulse counting for this device?"_s
                                      : u"Are you sure you wish to disable pulse counting for this device?"_s);
-    if (sure) settings_.SaveSetting(u"EnablePulseCnt"_s, SettingsStore::BoolText(enabled), SectionOf(slot));
+    if (sure) settings_.Save(kPulseCounting, enabled, {.slot = slot});
     co_return Outcome::Success();
 }
 
@@ -197,13 +190,9 @@ QCoro::Task<Outcome> PulseCounters::PresetTotal(int slot, Operator& op) {
     }
     // Taken before the first save, which loads the setup again.
     const double count = Of(slot).count.value_or(0);
-    const std::pair<QString, QString> values[] = {
-        {u"CountRefVal"_s, QString::fromStdString(ShortestText(count))},
-        {u"CountRefSec"_s, QString::number(Of(slot).seconds)},
-        {u"CountPreset"_s, QString::fromStdString(ShortestText(*total))},
-    };
-    for (const auto& [key, value] : values)
-        settings_.SaveSetting(key, value, SectionOf(slot));
+    settings_.Save(kReferenceCount, QString::fromStdString(ShortestText(count)), {.slot = slot});
+    settings_.Save(kReferenceSeconds, QString::number(Of(slot).seconds), {.slot = slot});
+    settings_.Save(kPresetTotal, QString::fromStdString(ShortestText(*total)), {.slot = slot});
     co_return Outcome::Success();
 }
 

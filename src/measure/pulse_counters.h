@@ -11,6 +11,7 @@
 #include <span>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "link/device_slots.h"
 #include "measure/readings_sink.h"
 
@@ -18,6 +19,44 @@ namespace corvane {
 
 class Operator;
 class SettingsStore;
+
+/// One that each slot has, for its pulses.
+[[nodiscard]] constexpr Setting PulseSetting(const char* key, const char* fallback, const char* help) {
+    return {.key = key,
+            .section = SettingSection::SlotFromOne,
+            .fallback = fallback,
+            .by = SettingBy::Command,
+            .help = help};
+}
+
+inline constexpr Setting kPulseCounting{.key = "EnablePulseCnt",
+                                        .section = SettingSection::SlotFromOne,
+                                        .kind = SettingKind::Switch,
+                                        .fallback = "False",
+                                        .by = SettingBy::Command,
+                                        .help = "Whether pulses are counted."};
+inline constexpr Setting kPulseSource = PulseSetting("PulseSource", "", "The input, AUX1 to AUX4.");
+inline constexpr Setting kFlowType = PulseSetting("FlowType", "", "The kind of flow, 0 to 3.");
+inline constexpr Setting kPerHour = PulseSetting("PerHr", "0", "1: the rate is one per hour.");
+inline constexpr Setting kCountFactor = PulseSetting("CountK", "1", "What one pulse equals, in units.");
+inline constexpr Setting kReferenceCount =
+    PulseSetting("CountRefVal", "0", "The count of pulses when the total was preset.");
+inline constexpr Setting kReferenceSeconds =
+    PulseSetting("CountRefSec", "0", "The monitor's seconds when the total was preset.");
+inline constexpr Setting kPresetTotal = PulseSetting("CountPreset", "0", "The total at that moment.");
+inline constexpr Setting kFlowPage{.key = "FlowPage",
+                                   .section = SettingSection::SlotFromOne,
+                                   .by = SettingBy::Program,
+                                   .help = "Where a browser on this machine finds the page of the flow."};
+// Kept for others to read.
+inline constexpr Setting kCountDevice = PulseSetting("CountDevice", "", "The letter of the device.");
+inline constexpr Setting kTotalUnit = PulseSetting("PulseUnit", "", "The unit of the total.");
+inline constexpr Setting kRateUnit = PulseSetting("FlowUnits", "", "The unit of the rate, in full.");
+inline constexpr Setting kShortRateUnit =
+    PulseSetting("PowerFlowUnits", "", "The unit of the rate, in short.");
+inline constexpr std::array kPulseCountersSettings = {
+    kPulseCounting, kPulseSource, kFlowType,    kPerHour,   kCountFactor, kReferenceCount, kReferenceSeconds,
+    kPresetTotal,   kFlowPage,    kCountDevice, kTotalUnit, kRateUnit,    kShortRateUnit};
 
 /// The words of a unit of flow per minute or per hour.
 struct FlowUnit {
@@ -32,13 +71,13 @@ struct FlowUnit {
 
 /// How the pulses of a slot are read: kept in the settings section of the slot's number.
 struct PulseSetup {
-    bool enabled = false;                ///< `EnablePulseCnt`
-    std::optional<std::size_t> channel;  ///< `PulseSource`, an index into `kChannelTable`
-    int flowType = -1;                   ///< `FlowType`, 0 to 3; -1 where it is undefined
-    bool perHour = false;                ///< `PerHr`
-    double countK = 1;                   ///< `CountK`: units per pulse
-    double referenceCount = 0;           ///< `CountRefVal`: the counter when the total was preset
-    double presetTotal = 0;              ///< `CountPreset`: the total at that moment
+    bool enabled = false;
+    std::optional<std::size_t> channel;  ///< `kPulseSource`, an index into `kChannelTable`
+    int flowType = -1;                   ///< 0 to 3; -1 where it is undefined
+    bool perHour = false;
+    double countK = 1;  ///< units per pulse
+    double referenceCount = 0;
+    double presetTotal = 0;
 
     [[nodiscard]] const FlowUnit& Unit() const;
 };
@@ -66,11 +105,11 @@ public:
     Outcome SetUp(int slot, const QString& source, const QString& flowType, const QString& period,
                   const QString& countK);
 
-    /// Where the dashboard pages are found, without a "/" at its end. With it, `FlowPage` of every slot that
+    /// Where the dashboard pages are found, without a "/" at its end. With it, `kFlowPage` of every slot that
     /// has a unit is kept right.
     void SetDashboard(const QString& location);
 
-    /// `FlowPage`: where the slot's flow is shown; empty while it has no unit.
+    /// `kFlowPage`: where the slot's flow is shown; empty while it has no unit.
     [[nodiscard]] QString FlowPage(int slot) const;
 
     /// Asks, and saves the switch. A refusal changes nothing.

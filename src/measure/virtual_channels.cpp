@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "measure/measurement.h"
+#include "measure/virtual_device.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
 
@@ -41,11 +42,11 @@ VirtualChannels::VirtualChannels(const ChannelGroups& groups, const Measurement&
 }
 
 void VirtualChannels::LoadSettings(const SettingsStore& settings) {
-    netMetering_ = settings.GetBool(u"NETmeter"_s, false);
-    bipolarMain_ = settings.GetBool(u"NegGen"_s, false);
-    averageAmps_ = settings.GetBool(u"CurrentAvg"_s, false);
-    otherWanted_ = settings.GetBool(u"Other"_s, true);
-    deviceExists_ = settings.GetBool(u"EnableVD1"_s, false);
+    netMetering_ = settings.IsOn(kNetMetering);
+    bipolarMain_ = settings.IsOn(kBipolarMain);
+    averageAmps_ = settings.IsOn(kAverageAmps);
+    otherWanted_ = settings.IsOn(kOtherWanted);
+    deviceExists_ = settings.IsOn(kVirtualDeviceExists);
 }
 
 VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {

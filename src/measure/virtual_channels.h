@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "base/setting.h"
 #include "measure/channel_groups.h"
 #include "measure/readings.h"
 
@@ -14,6 +15,21 @@ namespace corvane {
 
 class Measurement;
 class SettingsStore;
+
+inline constexpr Setting kBipolarMain{.key = "NegGen",
+                                      .kind = SettingKind::Switch,
+                                      .fallback = "False",
+                                      .help = "Whether the main panel is shown with the sign of its power."};
+inline constexpr Setting kAverageAmps{
+    .key = "CurrentAvg",
+    .kind = SettingKind::Switch,
+    .fallback = "False",
+    .help = "Whether the mean of the main panel's two currents is shown, not their sum."};
+inline constexpr Setting kOtherWanted{.key = "Other",
+                                      .kind = SettingKind::Switch,
+                                      .fallback = "True",
+                                      .help = "Whether the un-monitored loads are calculated."};
+inline constexpr std::array kVirtualChannelsSettings = {kBipolarMain, kAverageAmps, kOtherWanted};
 
 /// A power and the energy that belongs to it.
 struct Flow {
@@ -67,7 +83,7 @@ public:
     [[nodiscard]] VirtualReadings Read() const;
 
     /// The row of the virtual device that goes with a record of `readings`, or nothing where none does: there
-    /// is no virtual device (setting `EnableVD1`), a lower slot is on line, or a value of the row is not
+    /// is no virtual device (`kVirtualDeviceExists`), a lower slot is on line, or a value of the row is not
     /// complete: a meter reading that lacks a device would look as if energy had been given back.
     [[nodiscard]] std::optional<DeviceReadings> RowWith(const DeviceReadings& readings) const;
 
@@ -89,11 +105,11 @@ private:
 
     const ChannelGroups& groups_;
     const Measurement& measurement_;
-    bool netMetering_ = false;   ///< `NETmeter`
-    bool bipolarMain_ = false;   ///< `NegGen`
-    bool averageAmps_ = false;   ///< `CurrentAvg`
-    bool otherWanted_ = true;    ///< `Other`
-    bool deviceExists_ = false;  ///< `EnableVD1`
+    bool netMetering_ = false;   ///< `kNetMetering`
+    bool bipolarMain_ = false;   ///< `kBipolarMain`
+    bool averageAmps_ = false;   ///< `kAverageAmps`
+    bool otherWanted_ = false;   ///< `kOtherWanted`
+    bool deviceExists_ = false;  ///< `kVirtualDeviceExists`
 };
 
 }  // namespace corvane

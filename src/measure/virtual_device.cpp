@@ -4,6 +4,7 @@
 
 #include "base/operator.h"
 #include "measure/channel_groups.h"
+#include "measure/virtual_channels.h"
 #include "store/capture_database.h"
 #include "store/settings_store.h"
 
@@ -12,9 +13,6 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-const QString kExistsKey = u"EnableVD1"_s;
-const QString kNetMeterKey = u"NETmeter"_s;
 
 /// What belongs to an installation type, in the order of `InstallationType`.
 struct TypeWords {
@@ -60,12 +58,11 @@ QString SignOfGeneratedPower(bool bipolarMain) {
 }  // namespace
 
 bool VirtualDevice::Exists() const {
-    return settings_.GetBool(kExistsKey, false);
+    return settings_.IsOn(kVirtualDeviceExists);
 }
 
 InstallationType VirtualDevice::Type() const {
-    return settings_.GetBool(kNetMeterKey, false) ? InstallationType::NetMetering
-                                                  : InstallationType::ConsumptionOnly;
+    return settings_.IsOn(kNetMetering) ? InstallationType::NetMetering : InstallationType::ConsumptionOnly;
 }
 
 QString VirtualDevice::TypeText(InstallationType type) {
@@ -84,7 +81,7 @@ QCoro::Task<Outcome> VirtualDevice::Create(Operator& op) {
     if (!create) co_return Outcome::Success();
     if (!CreateVD1(database_, type, op)) co_return Outcome::Failure(u"The virtual device was not created."_s);
     const Outcome labelled = UpdateLabels(type);
-    if (labelled) settings_.SaveSetting(kExistsKey, true);
+    if (labelled) settings_.Save(kVirtualDeviceExists, true);
     co_return labelled;
 }
 
@@ -95,7 +92,7 @@ QCoro::Task<Outcome> VirtualDevice::Delete(Operator& op) {
     // Only the row with its names goes, on purpose; what was captured stays.
     const QueryResult deleted = database_.Run("DELETE FROM applicationinfo where deviceaddress = '999999'");
     if (!deleted.Ok()) co_return Outcome::Failure(QString::fromStdString(deleted.errorText));
-    settings_.SaveSetting(kExistsKey, false);
+    settings_.Save(kVirtualDeviceExists, false);
     co_return Outcome::Success();
 }
 
@@ -112,9 +109,9 @@ QCoro::Task<Outcome> VirtualDevice::SetInstallationType(InstallationType type, O
             u"Warning! If activating this option, it is recomended to backup your current database and reset "
             "all devices to zero.\n\nAre you sure you wish to continue?"_s);
         if (!sure) co_return Outcome::Success();
-        op.Show(SignOfGeneratedPower(settings_.GetBool(u"NegGen"_s, false)));
+        op.Show(SignOfGeneratedPower(settings_.IsOn(kBipolarMain)));
     }
-    settings_.SaveSetting(kNetMeterKey, netMetering);
+    settings_.Save(kNetMetering, netMetering);
     co_return UpdateLabels(type);
 }
 

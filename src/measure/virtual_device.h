@@ -4,7 +4,10 @@
 #include <QCoroTask>
 #include <QString>
 
+#include <array>
+
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "store/schema.h"
 
 namespace corvane {
@@ -14,16 +17,28 @@ class ChannelGroups;
 class Operator;
 class SettingsStore;
 
+inline constexpr Setting kVirtualDeviceExists{.key = "EnableVD1",
+                                              .kind = SettingKind::Switch,
+                                              .fallback = "False",
+                                              .by = SettingBy::Command,
+                                              .help = "Whether the virtual device is recorded."};
+inline constexpr Setting kNetMetering{.key = "NETmeter",
+                                      .kind = SettingKind::Switch,
+                                      .fallback = "False",
+                                      .by = SettingBy::Command,
+                                      .help = "Whether power is also sent to the grid."};
+inline constexpr std::array kVirtualDeviceSettings = {kVirtualDeviceExists, kNetMetering};
+
 /// Its operations ask before they change anything; a refusal changes nothing and is a success.
 class VirtualDevice {
 public:
     VirtualDevice(const ChannelGroups& groups, const CaptureDatabase& database, SettingsStore& settings)
         : groups_(groups), database_(database), settings_(settings) {}
 
-    /// Whether its records are written (setting `EnableVD1`).
+    /// Whether its records are written (`kVirtualDeviceExists`).
     [[nodiscard]] bool Exists() const;
 
-    /// The setting `NETmeter`.
+    /// By `kNetMetering`.
     [[nodiscard]] InstallationType Type() const;
 
     /// As the two choices are called.

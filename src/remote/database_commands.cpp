@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 QCoro::Task<Reply> WriteFrequency(Program& program, QStringList arguments, Operator&) {
-    const Outcome set = program.dbWriter.SetWriteFrequency(arguments.first());
+    const Outcome set = program.userSettings.Apply(kWriteFrequency, arguments.first());
     co_return Reply::Of(set, u"Records are written every %1 seconds at the most."_s.arg(arguments.first()));
 }
 
@@ -17,7 +17,8 @@ QCoro::Task<Reply> SwitchDatabase(Program& program, QStringList arguments, Opera
     const QString word = arguments.first().toLower();
     if (word != "on"_L1 && word != "off"_L1)
         co_return Reply::Failure(u"The database is switched on or off."_s);
-    co_return Reply::Line(program.dbWriter.SetEnabled(word == "on"_L1));
+    program.settings.Save(kDatabaseEnabled, word == "on"_L1);
+    co_return Reply::Line(program.dbWriter.EnabledText());
 }
 
 QCoro::Task<Reply> PowerTables(Program& program, QStringList, Operator& op) {

@@ -100,16 +100,22 @@ QCoro::Task<Reply> ShowReadings(Program& program, QStringList, Operator&) {
 }
 
 QCoro::Task<Reply> GetSetting(Program& program, QStringList arguments, Operator&) {
-    const SettingName name = SettingName::Parse(arguments.first());
-    const QString value = program.settings.GetSetting(name.key, {}, name.section);
-    if (value.isNull()) co_return Reply::Failure(u"The setting %1 is not set."_s.arg(arguments.first()));
-    if (IsSecret(name.key)) co_return Reply{.lines = {kNotShown}, .data = {{u"value"_s, kNotShown}}};
+    const QString& name = arguments.first();
+    const auto shown = program.userSettings.Shown(name);
+    if (!shown.has_value() || shown->isEmpty())
+        co_return Reply::Failure(u"The setting %1 is not set."_s.arg(name));
+    const QString value = IsSecret(name) ? kNotShown : *shown;
     co_return Reply{.lines = {value}, .data = {{u"value"_s, value}}};
 }
 
 QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&) {
-    const auto [outcome, told] = ApplySetting(program, SettingName::Parse(arguments[0]), arguments[1]);
-    co_return Reply::Of(outcome, told);
+    Settings& settings = program.userSettings;
+    if (!settings.Find(arguments[0]).has_value()) {
+        const auto [outcome, told] = ApplySetting(program, SettingName::Parse(arguments[0]), arguments[1]);
+        co_return Reply::Of(outcome, told);
+    }
+    const Outcome applied = settings.Apply(arguments[0], arguments[1]);
+    co_return Reply::Of(applied, settings.ChangeText(arguments[0], arguments[1]));
 }
 
 QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {

@@ -34,12 +34,13 @@ const QString kNoSuchSerialLink = u"There are Serial Connection A, B and C."_s;
 QCoro::Task<Reply> OpenLink(Program& program, QStringList arguments, Operator&) {
     SerialLink* link = LinkOf(program.SerialLinks(), arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchSerialLink);
+    const SettingPlace place{.member = link->Letter()};
     if (arguments.size() > 1) {
-        const Outcome chosen = link->SetPort(arguments[1]);
+        const Outcome chosen = program.userSettings.Apply(kComPort, arguments[1], place);
         if (!chosen) co_return Reply::Failure(chosen.Error());
     }
     if (arguments.size() > 2) {
-        const Outcome chosen = link->SetBaudRate(arguments[2]);
+        const Outcome chosen = program.userSettings.Apply(kBaudRate, arguments[2], place);
         if (!chosen) co_return Reply::Failure(chosen.Error());
     }
     const Outcome opened = co_await link->OpenCOM();

@@ -11,25 +11,34 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-const QString kFrequencyKey = u"DBwriteFrequency"_s;
-const QString kEnabledKey = u"DBenabled"_s;
-constexpr int kDefaultFrequency = 10;
-constexpr int kLeastFrequency = 1;
-constexpr int kMostFrequency = 60;
-
-}  // namespace
+Outcome CheckWriteFrequency(QString& text, const SettingValues&) {
+    const auto seconds = NumberEntry(text);
+    if (!seconds.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
+    if (*seconds < kWriteFrequency.least || *seconds > kWriteFrequency.most) {
+        // The text says 3 where 1 is accepted; both stand.
+        return Outcome::Failure(u"Not within acceptable range of 3 to 60 seconds"_s);
+    }
+    text = QString::number(static_cast<int>(*seconds));
+    return Outcome::Success();
+}
 
 DbWriter::DbWriter(CaptureDatabase& database, SettingsStore& settings, ErrorLog& errorLog, Clock& clock)
-    : database_(database),
-      settings_(settings),
-      errorLog_(errorLog),
-      clock_(clock),
-      writeFrequency_(static_cast<std::uint8_t>(
-          settings.GetNumber(kFrequencyKey, kDefaultFrequency, kLeastFrequency, kMostFrequency))),
-      enabled_(settings.GetBool(kEnabledKey, true)) {
+    : database_(database), settings_(settings), errorLog_(errorLog), clock_(clock) {
+    LoadEnabled();
+    LoadFrequency();
     connect(&clock, &Clock::SecondPassed, this, &DbWriter::Timer6);
+    connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
+        if (IsKeyOf(kDatabaseEnabled, key)) LoadEnabled();
+        if (IsKeyOf(kWriteFrequency, key)) LoadFrequency();
+    });
+}
+
+void DbWriter::LoadEnabled() {
+    enabled_ = settings_.IsOn(kDatabaseEnabled);
+}
+
+void DbWriter::LoadFrequency() {
+    writeFrequency_ = static_cast<std::uint8_t>(settings_.Number(kWriteFrequency));
 }
 
 void DbWriter::WriteSQL(const std::string& statement) {
@@ -81,26 +90,8 @@ void DbWriter::Timer6() {
                                       : u"Preparing to write to db"_s;
 }
 
-QString DbWriter::SetEnabled(bool enabled) {
-    enabled_ = enabled;
-    settings_.SaveSetting(kEnabledKey, enabled);
-    return EnabledText();
-}
-
 QString DbWriter::EnabledText() const {
     return enabled_ ? u"Database is Enabled"_s : u"Database is Disabled"_s;
-}
-
-Outcome DbWriter::SetWriteFrequency(const QString& text) {
-    const auto seconds = NumberEntry(text);
-    if (!seconds.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
-    if (*seconds < kLeastFrequency || *seconds > kMostFrequency) {
-        // The text says 3 where 1 is accepted; both stand.
-        return Outcome::Failure(u"Not within acceptable range of 3 to 60 seconds"_s);
-    }
-    writeFrequency_ = static_cast<std::uint8_t>(*seconds);
-    settings_.SaveSetting(kFrequencyKey, QString::number(writeFrequency_));
-    return Outcome::Success();
 }
 
 QString DbWriter::BufferText() const {

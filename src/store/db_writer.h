@@ -5,10 +5,12 @@
 #include <QObject>
 #include <QString>
 
+#include <array>
 #include <cstdint>
 #include <string>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 #include "store/db_buffer.h"
 
 namespace corvane {
@@ -19,8 +21,23 @@ class ErrorLog;
 class Operator;
 class SettingsStore;
 
+Outcome CheckWriteFrequency(QString& text, const SettingValues& values);
+
+inline constexpr Setting kDatabaseEnabled{.key = "DBenabled",
+                                          .kind = SettingKind::Switch,
+                                          .fallback = "True",
+                                          .help = "Whether records are written to the database."};
+inline constexpr Setting kWriteFrequency{.key = "DBwriteFrequency",
+                                         .kind = SettingKind::Number,
+                                         .fallback = "10",
+                                         .least = 1,
+                                         .most = 60,
+                                         .check = CheckWriteFrequency,
+                                         .help = "Seconds between two bursts of writing, 1 to 60."};
+inline constexpr std::array kDbWriterSettings = {kDatabaseEnabled, kWriteFrequency};
+
 /// Owns the queue and the countdown to the next burst. The countdown starts at 0 and is loaded with the write
-/// frequency (1..60 s, setting `DBwriteFrequency`, 10 by default) after each burst that emptied the queue.
+/// frequency (`kWriteFrequency`) after each burst that emptied the queue.
 class DbWriter : public QObject {
     Q_OBJECT
 
@@ -36,14 +53,11 @@ public:
     /// are on purpose, and readers of the database allow for it.
     void WriteSQL(const std::string& statement);
 
-    /// Whether records are handed to `WriteSQL` at all (setting `DBenabled`).
+    /// Whether records are handed to `WriteSQL` at all (`kDatabaseEnabled`).
     [[nodiscard]] bool Enabled() const { return enabled_; }
 
-    /// Saves `DBenabled` and answers with the text of the switch.
-    QString SetEnabled(bool enabled);
-
-    /// Takes the text of the entry field, shows what is wrong with it, and else saves it.
-    Outcome SetWriteFrequency(const QString& text);
+    /// "Database is Enabled" or "Database is Disabled".
+    [[nodiscard]] QString EnabledText() const;
 
     /// While set by a maintenance operation, no burst starts.
     void SetMaintenanceBusy(bool busy) { maintenanceBusy_ = busy; }
@@ -67,9 +81,10 @@ public:
     }  ///< last error with its time
     [[nodiscard]] Indicator WriteIndicator() const { return indicator_; }
     [[nodiscard]] QString IndicatorText() const { return indicatorText_; }
-    [[nodiscard]] QString EnabledText() const;  ///< "Database is Enabled" or "Database is Disabled"
 
 private:
+    void LoadEnabled();
+    void LoadFrequency();
     void Timer6();  ///< the tick of the second
     void Burst();
     void NoteFailure(const std::string& errorText);
@@ -81,9 +96,9 @@ private:
 
     DbBuffer buffer_;
     std::int16_t writeCountdown_ = 0;  ///< seconds; 0 = the next call writes
-    std::uint8_t writeFrequency_;      ///< seconds between bursts
+    std::uint8_t writeFrequency_ = 0;  ///< seconds between bursts
     bool maintenanceBusy_ = false;
-    bool enabled_;
+    bool enabled_ = false;
 
     QString lastDbMessage_;
     QString writeState_;

@@ -20,6 +20,11 @@ void RemoveLeftLock(const QString& path) {
     if (!lock.getLockInfo(&pid, &host, &application)) lock.removeStaleLockFile();
 }
 
+bool MeansOn(const QString& text) {
+    const QString word = text.trimmed();
+    return word.compare("true"_L1, Qt::CaseInsensitive) == 0 || word == "1"_L1 || word == "-1"_L1;
+}
+
 }  // namespace
 
 SettingsStore::SettingsStore(const QString& path)
@@ -58,19 +63,18 @@ QString SettingsStore::StoredName(const QString& section, const QString& key) co
 }
 
 QString SettingsStore::GetSetting(const QString& key, const QString& fallback, const QString& section) const {
-    const QVariant value = settings_.value(StoredName(section, key));
-    if (!value.isValid()) return fallback;
-    // A line of the file with commas in it, written by hand without quotes, arrives as a list.
-    return value.toStringList().join(u',');
+    return Kept(section + u'/' + key).value_or(fallback);
 }
 
 bool SettingsStore::GetBool(const QString& key, bool fallback, const QString& section) const {
-    const QString text = GetSetting(key, BoolText(fallback), section).trimmed();
-    return text.compare("true"_L1, Qt::CaseInsensitive) == 0 || text == "1"_L1 || text == "-1"_L1;
+    return MeansOn(GetSetting(key, BoolText(fallback), section));
 }
 
 int SettingsStore::GetNumber(const QString& key, int fallback, int least, int most, const QString& section) {
-    const QString text = GetSetting(key, QString::number(fallback), section);
+    return NumberIn(GetSetting(key, QString::number(fallback), section), key, fallback, least, most);
+}
+
+int SettingsStore::NumberIn(const QString& text, const QString& key, int fallback, int least, int most) {
     bool isNumber = false;
     const int number = text.trimmed().toInt(&isNumber);
     if (isNumber && number >= least && number <= most) return number;
@@ -81,20 +85,30 @@ int SettingsStore::GetNumber(const QString& key, int fallback, int least, int mo
     return fallback;
 }
 
+std::optional<QString> SettingsStore::Kept(const QString& name) const {
+    const auto stored = storedNames_.constFind(name.toLower());
+    if (stored == storedNames_.cend()) return std::nullopt;
+    const QVariant value = settings_.value(*stored);
+    if (!value.isValid()) return std::nullopt;
+    // A line of the file with commas in it, written by hand without quotes, arrives as a list.
+    return value.toStringList().join(u',');
+}
+
+std::optional<QString> SettingsStore::Kept(const Setting& setting, const SettingPlace& place) const {
+    return Kept(SettingSectionName(setting, place) + u'/' + SettingKey(setting, place));
+}
+
 QString SettingsStore::Value(const Setting& setting, const SettingPlace& place) const {
-    return GetSetting(SettingKey(setting, place), QString::fromLatin1(setting.fallback),
-                      SettingSectionName(setting, place));
+    return Kept(setting, place).value_or(QString::fromLatin1(setting.fallback));
 }
 
 bool SettingsStore::IsOn(const Setting& setting, const SettingPlace& place) const {
-    const bool fallback = QLatin1StringView(setting.fallback) == "True"_L1;
-    return GetBool(SettingKey(setting, place), fallback, SettingSectionName(setting, place));
+    return MeansOn(Value(setting, place));
 }
 
 int SettingsStore::Number(const Setting& setting, const SettingPlace& place) {
     const int fallback = QByteArrayView(setting.fallback).toInt();
-    return GetNumber(SettingKey(setting, place), fallback, setting.least, setting.most,
-                     SettingSectionName(setting, place));
+    return NumberIn(Value(setting, place), SettingKey(setting, place), fallback, setting.least, setting.most);
 }
 
 void SettingsStore::Save(const Setting& setting, const QString& value, const SettingPlace& place) {

@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include <concepts>
+#include <optional>
 
 #include "base/setting.h"
 
@@ -15,7 +16,7 @@ namespace corvane {
 
 /// Settings are addressed by section and key, both without regard to case. General settings live in the
 /// section "startup", per-device ones in sections named by a number. On Windows they are the user's registry,
-/// elsewhere an INI file. What a change gives is on disk before `SaveSetting` returns, and a file is replaced
+/// elsewhere an INI file. What a change gives is on disk before `Save` returns, and a file is replaced
 /// in one step: a reader finds the old one or the new one.
 class SettingsStore : public QObject, public SettingValues {
     Q_OBJECT
@@ -27,20 +28,8 @@ public:
     explicit SettingsStore(const QString& path);
 
     /// Where the file could not be read as a whole, keeps a copy of it under another name and tells so
-    /// through `Problem`; what could be read is in force. To be called once, before the first change.
+    /// through `Problem`; what could be read is in effect. To be called once, before the first change.
     void SetAsideDamagedFile();
-
-    /// The value, or `fallback` where the key is absent.
-    [[nodiscard]] QString GetSetting(const QString& key, const QString& fallback = {},
-                                     const QString& section = kStartup) const;
-
-    /// "True", "1" and "-1" are true, in any case of letters; anything else is false.
-    [[nodiscard]] bool GetBool(const QString& key, bool fallback, const QString& section = kStartup) const;
-
-    /// A whole number from `least` to `most`. A value that is none is told through `Problem`, stays in the
-    /// file, and `fallback` is used.
-    [[nodiscard]] int GetNumber(const QString& key, int fallback, int least, int most,
-                                const QString& section = kStartup);
 
     [[nodiscard]] QString Value(const Setting& setting, const SettingPlace& place = {}) const override;
 
@@ -51,7 +40,15 @@ public:
     /// file, and the fallback is used.
     [[nodiscard]] int Number(const Setting& setting, const SettingPlace& place = {});
 
-    /// Keeps a value that was checked, or that the program itself made.
+    /// The value as it is kept; nothing where none is.
+    [[nodiscard]] std::optional<QString> Kept(const Setting& setting, const SettingPlace& place = {}) const;
+
+    /// The same by "section/key".
+    [[nodiscard]] std::optional<QString> Kept(const QString& name) const;
+
+    /// Keeps a value that was checked, or that the program itself made, at once. A file that cannot be
+    /// written is told through `Problem`; the value is in effect all the same, and is written with the next
+    /// change that succeeds.
     void Save(const Setting& setting, const QString& value, const SettingPlace& place = {});
     void Save(const Setting& setting, std::same_as<bool> auto on, const SettingPlace& place = {}) {
         Save(setting, BoolText(on), place);
@@ -63,8 +60,12 @@ public:
     /// All that is set, as "section/key", in the order of the alphabet.
     [[nodiscard]] QStringList Names() const;
 
-    /// Saves at once. A file that cannot be written is told through `Problem`; the value is in force all the
-    /// same, and is written with the next change that succeeds.
+    // By key, for settings that no owner declares yet.
+    [[nodiscard]] QString GetSetting(const QString& key, const QString& fallback = {},
+                                     const QString& section = kStartup) const;
+    [[nodiscard]] bool GetBool(const QString& key, bool fallback, const QString& section = kStartup) const;
+    [[nodiscard]] int GetNumber(const QString& key, int fallback, int least, int most,
+                                const QString& section = kStartup);
     void SaveSetting(const QString& key, const QString& value, const QString& section = kStartup);
     void SaveSetting(const QString& key, std::same_as<bool> auto value) { SaveSetting(key, BoolText(value)); }
 
@@ -76,6 +77,8 @@ Q_SIGNALS:
     void Problem(const QString& text);
 
 private:
+    /// The number that `text`, the value of `key`, stands for, or the fallback.
+    [[nodiscard]] int NumberIn(const QString& text, const QString& key, int fallback, int least, int most);
     [[nodiscard]] QString StoredName(const QString& section, const QString& key) const;
 
     QSettings settings_;

@@ -1,9 +1,7 @@
 #include "web/web_setup.h"
 
 #include <algorithm>
-#include <cmath>
 
-#include "base/number_entry.h"
 #include "store/settings_store.h"
 
 namespace corvane {
@@ -11,9 +9,6 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr int kLeastPort = 10;
-constexpr int kMostPort = 65534;
 
 /// Letters that need no escape in an address or a cookie.
 bool IsTokenLetter(QChar letter) {
@@ -32,14 +27,20 @@ Outcome TokenFailure() {
 
 }  // namespace
 
+Outcome CheckWebListen(QString& text, const SettingValues&) {
+    if (!QHostAddress(text).isNull()) return Outcome::Success();
+    return Outcome::Failure(u"WebListen is an address of this machine, such as 127.0.0.1 or 0.0.0.0."_s);
+}
+
+Outcome CheckWebToken(QString& text, const SettingValues&) {
+    return text.isEmpty() || IsToken(text) ? Outcome::Success() : TokenFailure();
+}
+
 WebSetup WebSetup::Load(SettingsStore& settings) {
-    WebSetup setup;
-    setup.enabled = settings.GetBool(u"WebEnable"_s, true);
-    setup.address = QHostAddress(settings.GetSetting(u"WebListen"_s, u"127.0.0.1"_s).trimmed());
-    setup.port =
-        static_cast<std::uint16_t>(settings.GetNumber(u"WebPort"_s, setup.port, kLeastPort, kMostPort));
-    setup.token = settings.GetSetting(u"WebToken"_s).trimmed();
-    return setup;
+    return {.enabled = settings.IsOn(kWebEnabled),
+            .address = QHostAddress(settings.Value(kWebListen).trimmed()),
+            .port = static_cast<std::uint16_t>(settings.Number(kWebPort)),
+            .token = settings.Value(kWebToken).trimmed()};
 }
 
 Outcome WebSetup::Check() const {
@@ -59,19 +60,6 @@ QString WebSetup::Location() const {
     const bool everywhere = address == QHostAddress::AnyIPv4 || address == QHostAddress::AnyIPv6;
     const QString host = everywhere ? u"127.0.0.1"_s : address.toString();
     return (host.contains(u':') ? u"http://[%1]:%2"_s : u"http://%1:%2"_s).arg(host).arg(port);
-}
-
-Outcome CheckWebSetting(const QString& key, const QString& value) {
-    if (key == "WebPort"_L1) {
-        const auto port = NumberEntry(value);
-        if (!port.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
-        if (*port < kLeastPort || *port > kMostPort || std::trunc(*port) != *port)
-            return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
-    }
-    if (key == "WebListen"_L1 && QHostAddress(value).isNull())
-        return Outcome::Failure(u"WebListen is an address of this machine, such as 127.0.0.1 or 0.0.0.0."_s);
-    if (key == "WebToken"_L1 && !value.isEmpty() && !IsToken(value)) return TokenFailure();
-    return Outcome::Success();
 }
 
 }  // namespace corvane

@@ -4,21 +4,47 @@
 #include <QHostAddress>
 #include <QString>
 
+#include <array>
 #include <cstdint>
 
 #include "base/outcome.h"
+#include "base/setting.h"
+#include "link/tcp_link.h"
 
 namespace corvane {
 
 class SettingsStore;
 
+Outcome CheckWebListen(QString& text, const SettingValues& values);
+Outcome CheckWebToken(QString& text, const SettingValues& values);
+
+inline constexpr Setting kWebEnabled{
+    .key = "WebEnable", .kind = SettingKind::Switch, .fallback = "True", .help = "Whether pages are served."};
+inline constexpr Setting kWebPort{.key = "WebPort",
+                                  .kind = SettingKind::Number,
+                                  .fallback = "8780",
+                                  .least = kLeastTcpPort,
+                                  .most = kMostTcpPort,
+                                  .check = CheckTcpPort,
+                                  .help = "Port of the pages, 10 to 65534."};
+inline constexpr Setting kWebListen{
+    .key = "WebListen",
+    .fallback = "127.0.0.1",
+    .check = CheckWebListen,
+    .help = "Address of this machine at which the pages are served; 0.0.0.0 is all of them."};
+inline constexpr Setting kWebToken{.key = "WebToken",
+                                   .check = CheckWebToken,
+                                   .privacy = SettingPrivacy::Personal,
+                                   .help = "What the readers of the pages must know."};
+inline constexpr std::array kWebSettings = {kWebEnabled, kWebPort, kWebListen, kWebToken};
+
 struct WebSetup {
     static constexpr int kLeastToken = 16;  ///< characters
 
-    bool enabled = true;                                           ///< `WebEnable`
-    QHostAddress address = QHostAddress(QHostAddress::LocalHost);  ///< `WebListen`; null where it is none
-    std::uint16_t port = 8780;                                     ///< `WebPort`
-    QString token;  ///< `WebToken`; empty: nobody is asked for one
+    bool enabled;
+    QHostAddress address;  ///< null where the setting is none
+    std::uint16_t port;
+    QString token;  ///< empty: nobody is asked for one
 
     static WebSetup Load(SettingsStore& settings);
 
@@ -28,8 +54,5 @@ struct WebSetup {
     /// Where a browser on this machine finds the pages, without a "/" at its end.
     [[nodiscard]] QString Location() const;
 };
-
-/// Checks the entry for one of these settings, by its key.
-[[nodiscard]] Outcome CheckWebSetting(const QString& key, const QString& value);
 
 }  // namespace corvane

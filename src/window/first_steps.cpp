@@ -31,8 +31,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kDoneKey = u"FirstDeployment"_s;
-
 enum PageId { kPlacePage, kFoundPage, kNamePage, kReadyPage };
 
 }  // namespace
@@ -41,7 +39,7 @@ bool FirstSteps::AreDue(const DeviceSlots& slots, const SettingsStore& settings)
     for (int slot = 1; slot <= kSlots; ++slot) {
         if (!slots.Bound(slot).isEmpty()) return false;
     }
-    return settings.GetBool(kDoneKey, true);
+    return settings.IsOn(kFirstStepsWanted);
 }
 
 FirstSteps::FirstSteps(const FirstLinks& links, DeviceSlots& slots, const CaptureDatabase& database,
@@ -60,7 +58,7 @@ FirstSteps::FirstSteps(const FirstLinks& links, DeviceSlots& slots, const Captur
     setPage(kReadyPage, ReadyPage());
     connect(this, &QWizard::currentIdChanged, this, &FirstSteps::OnPage);
     connect(&clock, &Clock::SecondPassed, this, &FirstSteps::LookForMonitors);
-    connect(this, &QDialog::finished, this, [this] { settings_.Store().SaveSetting(kDoneKey, false); });
+    connect(this, &QDialog::finished, this, [this] { settings_.Store().Save(kFirstStepsWanted, false); });
 }
 
 QWizardPage* FirstSteps::PlacePage() {
@@ -153,7 +151,7 @@ void FirstSteps::FillPorts() {
 void FirstSteps::OpenPort() {
     if (port_->count() == 0) return;
     if (!actions_.Done(
-            settings_.Apply(u"ComPort"_s + links_.serial.Letter(), port_->currentData().toString())))
+            settings_.Apply(kComPort, port_->currentData().toString(), {.member = links_.serial.Letter()})))
         return;
     actions_.Run(u"Open"_s, [this](Operator&) { return links_.serial.OpenCOM(); });
 }

@@ -3,7 +3,10 @@
 
 #include <QWizard>
 
+#include <array>
 #include <vector>
+
+#include "base/setting.h"
 
 class QComboBox;
 class QLabel;
@@ -31,6 +34,13 @@ struct FirstLinks {
     SerialPorts& ports;
     const Measurement& measurement;
 };
+
+inline constexpr Setting kFirstStepsWanted{.key = "FirstDeployment",
+                                           .kind = SettingKind::Switch,
+                                           .fallback = "True",
+                                           .by = SettingBy::Program,
+                                           .help = "False: the first steps have been shown."};
+inline constexpr std::array kFirstStepsSettings = {kFirstStepsWanted};
 
 class FirstSteps final : public QWizard {
     Q_OBJECT

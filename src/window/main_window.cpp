@@ -27,6 +27,7 @@
 #include "window/parts/browser.h"
 #include "window/parts/style.h"
 #include "window/parts/widgets.h"
+#include "window/past/chart_settings.h"
 #include "window/past/charts_page.h"
 #include "window/past/data_page.h"
 #include "window/setup/burden_dialog.h"
@@ -53,8 +54,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTabKey = u"COMtab"_s;
-const QString kPlaceKey = u"WindowPlace"_s;
 constexpr QSize kFirstSize(1180, 760);
 
 Page* Connections(Program& program, Actions& actions) {
@@ -67,8 +66,8 @@ Page* Connections(Program& program, Actions& actions) {
     const auto links = program.SerialLinks();
     auto* search = new PortSearchBox(program.serialPorts, {links.begin(), links.end()}, program.userSettings,
                                      program.clock, actions);
-    auto* raw = new RawPanel(program.framer, program.Links(), program.settings,
-                             [&program](bool on) { program.SetRawDisplay(on); });
+    auto* raw =
+        new RawPanel(program.framer, program.Links(), [&program](bool on) { program.SetRawDisplay(on); });
     return new ConnectionsPage(std::move(tcp), std::move(serial), search, raw);
 }
 
@@ -87,6 +86,11 @@ Page* Devices(Program& program, Actions& actions) {
 
 MainWindow::MainWindow(Program& program)
     : program_(program), op_(*this), actions_(op_, program.runningCommand), tabs_(new QTabWidget(this)) {
+    program.userSettings.Add(kMainWindowSettings);
+    program.userSettings.Add(kFirstStepsSettings);
+    program.userSettings.Add(kDashboardPageSettings);
+    program.userSettings.Add(kChartSettings);
+    program.userSettings.Add(kDataPageSettings);
     setWindowTitle(u"Corvane"_s);
     setStyleSheet(QString::fromLatin1(kWindowStyle));
     tabs_->setDocumentMode(true);
@@ -116,10 +120,10 @@ void MainWindow::ShowProgram() {
         u"data"_s, u"Data"_s);
     AddSetupPages();
     BuildMenus();
-    const int tab = program_.settings.GetNumber(kTabKey, 0, 0, 99);
+    const int tab = program_.settings.Number(kFrontTab);
     tabs_->setCurrentIndex(std::min(tab, tabs_->count() - 1));
     connect(tabs_, &QTabWidget::currentChanged, this, [this](int index) {
-        program_.settings.SaveSetting(kTabKey, QString::number(index));
+        program_.settings.Save(kFrontTab, index);
         RefreshPage();
     });
     connect(&program_.clock, &Clock::SecondPassed, this, [this] {
@@ -239,14 +243,14 @@ void MainWindow::ShowProgress(const Progress& progress) {
 }
 
 void MainWindow::RestorePlace() {
-    const QByteArray place = QByteArray::fromBase64(program_.settings.GetSetting(kPlaceKey).toLatin1());
+    const QByteArray place = QByteArray::fromBase64(program_.settings.Value(kWindowPlace).toLatin1());
     if (!restoreGeometry(place)) resize(kFirstSize);
 }
 
 void MainWindow::PrepareToEnd() {
     setCursor(Qt::WaitCursor);
     op_.EndQuestions();
-    program_.settings.SaveSetting(kPlaceKey, QString::fromLatin1(saveGeometry().toBase64()));
+    program_.settings.Save(kWindowPlace, QString::fromLatin1(saveGeometry().toBase64()));
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -3,8 +3,10 @@
 
 #include <QMainWindow>
 
+#include <array>
 #include <vector>
 
+#include "base/setting.h"
 #include "window/actions.h"
 #include "window/window_operator.h"
 
@@ -18,6 +20,17 @@ namespace corvane {
 class Page;
 class Program;
 struct Progress;
+
+inline constexpr Setting kFrontTab{.key = "COMtab",
+                                   .kind = SettingKind::Number,
+                                   .fallback = "0",
+                                   .least = 0,
+                                   .most = 99,
+                                   .by = SettingBy::Program,
+                                   .help = "The tab that is at the front, 0 for the first."};
+inline constexpr Setting kWindowPlace{
+    .key = "WindowPlace", .by = SettingBy::Program, .help = "Size and place of the window."};
+inline constexpr std::array kMainWindowSettings = {kFrontTab, kWindowPlace};
 
 class MainWindow final : public QMainWindow {
     Q_OBJECT

@@ -12,6 +12,7 @@
 #include "support/fake_clock.h"
 #include "support/loopback.h"
 #include "support/scripted_operator.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -25,7 +26,8 @@ protected:
     }
 
     void Preset(const QString& key, const QString& value, const QString& section = SettingsStore::kStartup) {
-        SettingsStore(SettingsFile()).SaveSetting(key, value, section);
+        SettingsStore store(SettingsFile());
+        KeepByKey(store, key, value, section);
     }
 
     /// Builds and starts the program; the database is made.

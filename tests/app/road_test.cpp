@@ -5,6 +5,7 @@
 #include "app/program_fixture.h"
 #include "support/loopback.h"
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -63,9 +64,9 @@ TEST_F(Road, AWrapIsCarriedIntoTheRecordsAndTheSettings) {
     ASSERT_EQ(minutes.size(), 1U);
     EXPECT_EQ(minutes[0], (Row{"1000", "100", std::to_string((1ULL << 40) + 59'500),
                                std::to_string((1ULL << 32) + 5900), "305419.913132222"}));
-    EXPECT_EQ(program.settings.GetSetting(u"Roll1A"_s, {}, u"1"_s), u"1"_s);
-    EXPECT_EQ(program.settings.GetSetting(u"Roll3"_s, {}, u"1"_s), u"1"_s);
-    EXPECT_EQ(program.settings.GetSetting(u"Roll2A"_s, u"-"_s, u"1"_s), u"-"_s);
+    EXPECT_EQ(KeptByKey(program.settings, u"Roll1A"_s, {}, u"1"_s), u"1"_s);
+    EXPECT_EQ(KeptByKey(program.settings, u"Roll3"_s, {}, u"1"_s), u"1"_s);
+    EXPECT_EQ(KeptByKey(program.settings, u"Roll2A"_s, u"-"_s, u"1"_s), u"-"_s);
 }
 
 TEST_F(Road, ARestartedCounterGivesNoWattsAndBecomesTheNewBaseline) {

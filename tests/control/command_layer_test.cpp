@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "control/control_fixture.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -225,19 +226,19 @@ TEST_F(CommandLayerTest, ChoosesTheCommandByteAndAsksOnce) {
         return Run(commands_.ChooseCommandByte(slot, position, op_));
     };
     EXPECT_EQ(choose(2, 0), "");
-    EXPECT_EQ(settings_.GetSetting(u"CmdB"_s), u"252"_s);
+    EXPECT_EQ(KeptByKey(settings_, u"CmdB"_s), u"252"_s);
     op_.WillAnswer(
         "This option is only available with VRQ-5810 energy monitors having firmware ver 1.020 or higher.\r\n"
         "Also make sure that the device has already been set to work with the selected command byte. \r\n"
         "Do you want to continue?",
         Answer::No);
     EXPECT_NE(choose(2, 3), "");
-    EXPECT_EQ(settings_.GetSetting(u"CmdA"_s), u"0"_s) << "of Device A, though B was meant";
-    EXPECT_EQ(settings_.GetSetting(u"CmdB"_s), u"252"_s);
+    EXPECT_EQ(KeptByKey(settings_, u"CmdA"_s), u"0"_s) << "of Device A, though B was meant";
+    EXPECT_EQ(KeptByKey(settings_, u"CmdB"_s), u"252"_s);
     op_.WillAnswer("firmware ver 1.020", Answer::Yes);
     EXPECT_EQ(choose(4, 1), "");
     EXPECT_EQ(choose(3, 2), "");
-    EXPECT_EQ(settings_.GetSetting(u"ShowOnceA"_s), u"False"_s);
+    EXPECT_EQ(KeptByKey(settings_, u"ShowOnceA"_s), u"False"_s);
     EXPECT_NE(choose(1, 4), "");
 
     for (const auto& [slot, byte] : {std::pair(1, 0), {2, 252}, {3, 254}, {4, 253}, {5, 252}, {6, 252}}) {
@@ -260,8 +261,8 @@ TEST_F(CommandLayerTest, BindsTheTargetToADeviceAndItsLink) {
     } cases[] = {{0, 1, "0"}, {1, 2, "3"}, {3, 4, "2"}, {4, 4, "2"}, {5, 4, "2"}};
     for (const auto& c : cases) {
         EXPECT_EQ(commands_.BindTarget(c.position), c.slot);
-        EXPECT_EQ(settings_.GetSetting(u"CmdIndex"_s), QString::number(c.slot - 1));
-        EXPECT_EQ(settings_.GetSetting(u"CmdDevice"_s), QLatin1StringView(c.link));
+        EXPECT_EQ(KeptByKey(settings_, u"CmdIndex"_s), QString::number(c.slot - 1));
+        EXPECT_EQ(KeptByKey(settings_, u"CmdDevice"_s), QLatin1StringView(c.link));
     }
     EXPECT_FALSE(serialB_.ReplyCapture());
 }

@@ -26,6 +26,7 @@
 #include "support/fake_clock.h"
 #include "support/received_packets.h"
 #include "support/scripted_operator.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 #include "support/wired_link.h"
 
@@ -37,7 +38,7 @@ protected:
     ~ControlTest() override { clock_.EndWaits(); }
 
     void Set(const char* key, const char* value, const QString& section = SettingsStore::kStartup) {
-        settings_.SaveSetting(QString::fromLatin1(key), QString::fromLatin1(value), section);
+        KeepByKey(settings_, QString::fromLatin1(key), QString::fromLatin1(value), section);
     }
 
     /// Puts a monitor at the far end of a link, in place of the one that was there.

@@ -6,6 +6,7 @@
 #include "control/guarded_commands.h"
 #include "measure/measurement.h"
 #include "store/rows.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -342,7 +343,7 @@ TEST_F(DeviceSettingsTest, CarriesGoToZeroOnceTheMonitorWasToldOrNobodyAborted) 
         std::string text;
         for (const char* section : {"1", "2", "3"}) {
             for (const char* key : keys)
-                text += settings_.GetSetting(QLatin1StringView(key), u"-"_s, QLatin1StringView(section))
+                text += KeptByKey(settings_, QLatin1StringView(key), u"-"_s, QLatin1StringView(section))
                             .toStdString();
         }
         return text;

@@ -27,6 +27,7 @@
 #include "support/loopback.h"
 #include "support/received_packets.h"
 #include "support/scripted_operator.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -98,8 +99,8 @@ protected:
 };
 
 TEST_F(RealLinks, AMonitorBehindAGateway) {
-    settings_.SaveSetting(u"CmdDevice"_s, u"2"_s);
-    settings_.SaveSetting(u"TcpPortB"_s, QString::number(FreePort()));
+    KeepByKey(settings_, u"CmdDevice"_s, u"2"_s);
+    KeepByKey(settings_, u"TcpPortB"_s, QString::number(FreePort()));
     tcpB_.StartUp();
     TcpLine line(clock_);
     line.KeepConnected(u"localhost"_s, tcpB_.LocalPort());
@@ -108,11 +109,11 @@ TEST_F(RealLinks, AMonitorBehindAGateway) {
 }
 
 TEST_F(RealLinks, AMonitorOnASerialLine) {
-    settings_.SaveSetting(u"CmdDevice"_s, u"4"_s);
+    KeepByKey(settings_, u"CmdDevice"_s, u"4"_s);
     PtyLine line;
     ASSERT_TRUE(line.Open(folder_.Path(u"monitor"_s)));
-    settings_.SaveSetting(u"ComDevice7"_s, folder_.Path(u"monitor"_s));
-    settings_.SaveSetting(u"ComPortC"_s, u"7"_s);
+    KeepByKey(settings_, u"ComDevice7"_s, folder_.Path(u"monitor"_s));
+    KeepByKey(settings_, u"ComPortC"_s, u"7"_s);
     EXPECT_EQ(Run(serialC_.OpenCOM()), "");
     Converse(line);
 }

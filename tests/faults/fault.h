@@ -41,8 +41,10 @@ inline std::string RowOfWhole(const QString& path, const std::string& sql) {
     const QueryResult result = database.Run(sql);
     Require(result.Ok(), QStringLiteral("%1: %2").arg(path, QString::fromStdString(result.errorText)));
     std::string row;
-    for (const auto& cell : result.rows.front())
-        row += (row.empty() ? "" : " ") + cell.value_or("NULL");
+    for (const auto& cell : result.rows.front()) {
+        if (!row.empty()) row += ' ';
+        row += cell.value_or("NULL");
+    }
     return row;
 }
 

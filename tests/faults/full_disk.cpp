@@ -12,6 +12,7 @@
 #include "support/fake_clock.h"
 #include "support/packets.h"
 #include "support/scripted_operator.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -73,7 +74,8 @@ void MaintenanceFails(Program& program) {
 
 void Run(const QString& folder) {
     const QString settingsFile = QDir(folder).filePath(u"corvane.ini"_s);
-    SettingsStore(settingsFile).SaveSetting(u"DevSerial"_s, u"301234"_s, u"0"_s);
+    SettingsStore store(settingsFile);
+    KeepByKey(store, u"DevSerial"_s, u"301234"_s, u"0"_s);
     FakeClock clock;
     Program program({.dataFolder = folder, .settingsFile = settingsFile}, clock);
     ScriptedOperator op;
@@ -106,7 +108,7 @@ void Run(const QString& folder) {
     Require(program.dbWriter.DatabaseMessageText().contains(u"full"_s), "the full disk is not said");
     Require(Cell(program, "PRAGMA integrity_check") == "ok",
             "the database is damaged while the disk is full");
-    program.settings.SaveSetting(u"VoltX2"_s, true);  // there is no room for it
+    KeepByKey(program.settings, u"VoltX2"_s, true);  // there is no room for it
     MaintenanceFails(program);
 
     Require(QFile::remove(filler), "the filler stays");
@@ -118,9 +120,9 @@ void Run(const QString& folder) {
     Require(std::stoi(after) >= std::stoi(before) + 5, "rows are missing after the disk was emptied");
     Require(Cell(program, "PRAGMA integrity_check") == "ok", "the database is damaged");
 
-    program.settings.SaveSetting(u"VRQ5806"_s, false);  // takes along what found no room
+    KeepByKey(program.settings, u"VRQ5806"_s, false);  // takes along what found no room
     const SettingsStore settings(settingsFile);
-    Require(settings.GetSetting(u"DevSerial"_s, {}, u"0"_s) == u"301234"_s, "the settings were emptied");
+    Require(KeptByKey(settings, u"DevSerial"_s, {}, u"0"_s) == u"301234"_s, "the settings were emptied");
     QFile file(settingsFile);
     Require(file.open(QIODevice::ReadOnly) && file.readAll().contains("VoltX2=True"), "a setting was lost");
     std::printf("%s rows before, %s after the disk was emptied; all whole\n", before.c_str(), after.c_str());

@@ -11,6 +11,7 @@
 
 #include "faults/fault.h"
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -44,13 +45,13 @@ Left Inspect(const ServiceFolder& house) {
     const std::string rows =
         RowOfWhole(house.folder.Path(u"vrq1.db3"_s), "SELECT count(*) FROM monitordata_hourly");
     const SettingsStore settings(house.folder.Path(u"corvane.ini"_s));
-    Require(settings.GetSetting(u"TcpPortA"_s) == QString::number(house.portA),
+    Require(KeptByKey(settings, u"TcpPortA"_s) == QString::number(house.portA),
             u"the settings lost a port"_s);
     int carries = 0;
     for (int slot = 1; slot <= kMonitors; ++slot) {
-        const QString serial = settings.GetSetting(u"DevSerial"_s, {}, QString::number(slot - 1));
+        const QString serial = KeptByKey(settings, u"DevSerial"_s, {}, QString::number(slot - 1));
         Require(serial == u"30000%1"_s.arg(slot), u"the settings lost a device"_s);
-        carries += settings.GetSetting(u"Roll3"_s, u"0"_s, QString::number(slot)).toInt();
+        carries += KeptByKey(settings, u"Roll3"_s, u"0"_s, QString::number(slot)).toInt();
     }
     return {std::stoll(rows), carries};
 }

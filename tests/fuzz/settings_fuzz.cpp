@@ -6,6 +6,9 @@
 #include <cstdint>
 
 #include "fuzz/require.h"
+#include "link/tcp_link.h"
+#include "measure/measurement.h"
+#include "store/db_writer.h"
 #include "store/settings_store.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -20,15 +23,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     {
         SettingsStore settings(path);
-        const int port = settings.GetNumber(u"TcpPortA"_s, 8080, 10, 65534);
-        REQUIRE(port >= 10 && port <= 65534);
-        const int carry = settings.GetNumber(u"Roll3"_s, 0, -32768, 32767, u"1"_s);
-        REQUIRE(carry >= -32768 && carry <= 32767);
-        (void)settings.GetBool(u"DBenabled"_s, true);
-        (void)settings.GetSetting(u"DevSerial"_s, {}, u"0"_s);
-        settings.SaveSetting(u"TcpHostB"_s, u"gateway, \"kitchen\""_s);
+        for (const Setting& number : {kTcpPortA, kCarry}) {
+            const int value = settings.Number(number, {.member = u"3"_s, .slot = 1});
+            REQUIRE(value >= number.least && value <= number.most);
+        }
+        (void)settings.IsOn(kDatabaseEnabled);
+        (void)settings.Value(kDeviceSerial, {.slot = 1});
+        settings.Save(kTcpHostB, u"gateway, \"kitchen\""_s);
     }
     const SettingsStore again(path);
-    REQUIRE(again.GetSetting(u"tcphostb"_s) == u"gateway, \"kitchen\""_s);
+    REQUIRE(again.Value(kTcpHostB) == u"gateway, \"kitchen\""_s);
     return 0;
 }

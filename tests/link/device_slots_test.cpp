@@ -14,6 +14,7 @@
 #include "store/settings_store.h"
 #include "support/packets.h"
 #include "support/scripted_operator.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -35,7 +36,7 @@ protected:
 
     /// Binds as the settings file does; sections are counted from 0.
     void Bind(int slot, const QString& text) {
-        settings_.SaveSetting(u"DevSerial"_s, text, QString::number(slot - 1));
+        KeepByKey(settings_, u"DevSerial"_s, text, QString::number(slot - 1));
     }
 
     /// Types `entered` at the prompt for `slot`; the text of what went wrong.
@@ -49,7 +50,7 @@ protected:
     }
 
     [[nodiscard]] std::string Saved(int slot) const {
-        return settings_.GetSetting(u"DevSerial"_s, u"none"_s, QString::number(slot - 1)).toStdString();
+        return KeptByKey(settings_, u"DevSerial"_s, u"none"_s, QString::number(slot - 1)).toStdString();
     }
     [[nodiscard]] std::vector<std::string> Addresses() const {
         return Rows(path_, "SELECT id, deviceaddress, ch1alias FROM applicationinfo ORDER BY id");
@@ -85,7 +86,7 @@ TEST_F(DeviceSlotsTest, TheSingleTwoChannelMonitorIsRoutedByAFixedText) {
     const Bytes fiveChannel = PacketOf({.model = Model::FiveChannel});
     for (const auto& [setting, text] :
          std::vector<std::pair<const char*, const char*>>{{"0", "301234"}, {"1", "999998"}}) {
-        settings_.SaveSetting(u"VRQ5806"_s, QString::fromLatin1(setting));
+        KeepByKey(settings_, u"VRQ5806"_s, QString::fromLatin1(setting));
         EXPECT_EQ(slots_.RoutingText(DecodePacket(0, twoChannel)), text);
         EXPECT_EQ(slots_.RoutingText(DecodePacket(0, fiveChannel)), "301234");
     }

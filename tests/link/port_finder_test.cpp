@@ -17,6 +17,7 @@
 #include "support/fake_clock.h"
 #include "support/pty.h"
 #include "support/received_packets.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -66,8 +67,8 @@ TEST_F(PortFinder, TriesAllPortsInAscendingOrderAndGivesThoseThatAreThere) {
     for (int i = 0; i < 16; ++i)
         expected.push_back(u"/dev/ttyACM%1"_s.arg(i));
     expected[32] = u"/dev/serial/by-id/monitor"_s;
-    settings_.SaveSetting(u"ComDevice33"_s, expected[32]);
-    settings_.SaveSetting(u"ComDevice34"_s, u""_s);
+    KeepByKey(settings_, u"ComDevice33"_s, expected[32]);
+    KeepByKey(settings_, u"ComDevice34"_s, u""_s);
 
     FakePorts ports;
     ports.states = {{expected[0], PortState::Free},
@@ -95,15 +96,15 @@ TEST_F(PortFinder, LeavesThePortsOfOurOwnLinksAlone) {
     SystemSerialPorts system;
     SerialLink link(SerialLink::kA, system, framer, settings_, board, errorLog, clock_);
     const Pty line;
-    settings_.SaveSetting(u"ComDevice5"_s, line.Path());
-    settings_.SaveSetting(u"ComPortA"_s, u"5"_s);
+    KeepByKey(settings_, u"ComDevice5"_s, line.Path());
+    KeepByKey(settings_, u"ComPortA"_s, u"5"_s);
     auto opening = link.OpenCOM();
     clock_.Advance(500);
     ASSERT_TRUE(link.IsOpen());
 
     // The same device under a second number, by a symbolic link.
     ASSERT_TRUE(QFile::link(line.Path(), folder_.Path(u"monitor"_s)));
-    settings_.SaveSetting(u"ComDevice6"_s, folder_.Path(u"monitor"_s));
+    KeepByKey(settings_, u"ComDevice6"_s, folder_.Path(u"monitor"_s));
     FakePorts ports;
     SerialLink* const links[] = {&link};
     const auto found = Find(ports, links);

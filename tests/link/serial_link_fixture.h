@@ -18,6 +18,7 @@
 #include "support/fake_clock.h"
 #include "support/pty.h"
 #include "support/received_packets.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -43,8 +44,8 @@ protected:
 
     /// A link that has COM port 33 chosen, which is `path`.
     SerialLink& MakeA(const QString& path) {
-        settings_.SaveSetting(QStringLiteral("ComDevice33"), path);
-        settings_.SaveSetting(QStringLiteral("ComPortA"), QStringLiteral("33"));
+        KeepByKey(settings_, QStringLiteral("ComDevice33"), path);
+        KeepByKey(settings_, QStringLiteral("ComPortA"), QStringLiteral("33"));
         return Make(SerialLink::kA);
     }
 

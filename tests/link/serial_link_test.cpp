@@ -7,6 +7,7 @@
 #include <string>
 
 #include "link/serial_link_fixture.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -46,8 +47,8 @@ TEST_F(SerialLinkTest, EachConnectionHasItsOwnStream) {
     std::array<QByteArray, 3> packets;
     for (std::size_t i = 0; i < 3; ++i) {
         const QString number = QString::number(10 + i);
-        settings_.SaveSetting(u"ComDevice"_s + number, far[i].Path());
-        settings_.SaveSetting(u"ComPort"_s + cases[i].letter, number);
+        KeepByKey(settings_, u"ComDevice"_s + number, far[i].Path());
+        KeepByKey(settings_, u"ComPort"_s + cases[i].letter, number);
         links[i] = &Make(*cases[i].identity);
         ASSERT_EQ(Open(*links[i]), "");
         EXPECT_EQ(TakeLines(), Lines{"     Serial Connection " + cases[i].letter.toStdString() + " Port # " +
@@ -78,8 +79,7 @@ TEST_F(SerialLinkTest, TheLineHasTheRateChosenAndIsRaw) {
     } cases[] = {{nullptr, B19200}, {"1200", B1200},   {"2400", B2400},   {"4800", B4800},    {"9600", B9600},
                  {"19200", B19200}, {"38400", B38400}, {"57600", B57600}, {"115200", B115200}};
     for (const auto& c : cases) {
-        const bool chosen = c.rate == nullptr || link.SetBaudRate(QString::fromLatin1(c.rate));
-        ASSERT_TRUE(chosen) << c.rate;
+        if (c.rate != nullptr) KeepByKey(settings_, u"BaudRateA"_s, QString::fromLatin1(c.rate));
         ASSERT_EQ(Open(link), "") << c.rate;
         const termios settings = line.Settings();
         EXPECT_EQ(cfgetispeed(&settings), c.speed) << c.rate;
@@ -114,8 +114,8 @@ TEST_F(SerialLinkTest, OpeningTwiceClosesAndOpensWithWhatIsChosenNow) {
     ASSERT_EQ(Open(link), "");  // the same port: it was closed, or it would be in use
     EXPECT_EQ(TakeLines(), (Lines{kOpenA, kOpenA}));
 
-    settings_.SaveSetting(u"ComDevice34"_s, second.Path());
-    ASSERT_TRUE(link.SetPort(u"34"_s));
+    KeepByKey(settings_, u"ComDevice34"_s, second.Path());
+    KeepByKey(settings_, u"ComPortA"_s, u"34"_s);
     EXPECT_TRUE(link.Uses(first.Path()));
     ASSERT_EQ(Open(link), "");
     EXPECT_TRUE(link.Uses(second.Path()));
@@ -218,9 +218,9 @@ TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
     SerialLink& owner = MakeA(taken.Path());
     ASSERT_EQ(Open(owner), "");
     folder_.Write(u"file"_s, "no serial line");
-    settings_.SaveSetting(u"ComDevice1"_s, line.Path());
-    settings_.SaveSetting(u"ComDevice2"_s, folder_.Path(u"nowhere"_s));
-    settings_.SaveSetting(u"ComDevice3"_s, folder_.Path(u"file"_s));
+    KeepByKey(settings_, u"ComDevice1"_s, line.Path());
+    KeepByKey(settings_, u"ComDevice2"_s, folder_.Path(u"nowhere"_s));
+    KeepByKey(settings_, u"ComDevice3"_s, folder_.Path(u"file"_s));
     const std::string inFolder = "Error opening COM port: " + folder_.Path().toStdString();
     const struct {
         const char* port;
@@ -241,8 +241,8 @@ TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
     };
     SerialLink& link = Make(SerialLink::kB);
     for (const auto& c : cases) {
-        settings_.SaveSetting(u"ComPortB"_s, QString::fromLatin1(c.port));
-        settings_.SaveSetting(u"BaudRateB"_s, QString::fromLatin1(c.rate));
+        KeepByKey(settings_, u"ComPortB"_s, QString::fromLatin1(c.port));
+        KeepByKey(settings_, u"BaudRateB"_s, QString::fromLatin1(c.rate));
         EXPECT_EQ(Open(link), c.error) << c.port;
         EXPECT_FALSE(link.IsOpen()) << c.port;
     }
@@ -267,9 +267,9 @@ TEST_F(SerialLinkTest, OpensAtStartUpWhereToldTo) {
         {u"True"_s, u"33"_s, u"/no/such/line"_s, {missing}},
     };
     for (const auto& c : cases) {
-        settings_.SaveSetting(u"AutoOpen"_s, c.autoOpen);
-        settings_.SaveSetting(u"ComPortA"_s, c.port);
-        settings_.SaveSetting(u"ComDevice33"_s, c.device);
+        KeepByKey(settings_, u"AutoOpen"_s, c.autoOpen);
+        KeepByKey(settings_, u"ComPortA"_s, c.port);
+        KeepByKey(settings_, u"ComDevice33"_s, c.device);
         SerialLink& link = Make(SerialLink::kA);
         link.StartUp();
         clock_.AdvanceSeconds(20);

@@ -14,6 +14,7 @@
 #include "support/fake_clock.h"
 #include "support/loopback.h"
 #include "support/received_packets.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -40,7 +41,7 @@ protected:
     std::unique_ptr<TcpLink> Make(const TcpLink::Identity& identity) {
         auto link = std::make_unique<TcpLink>(identity, framer_, settings_, board_, errorLog_, clock_);
         port_ = FreePort();
-        EXPECT_TRUE(link->SetPort(QString::number(port_)));
+        settings_.Save(identity.port, int{port_});
         return link;
     }
 
@@ -75,7 +76,7 @@ protected:
 
 TEST_F(TcpLinkTest, TellsWhatHappensFromListenToThePeersCloseAndListensAgain) {
     const auto link = Make(TcpLink::kA);
-    settings_.SaveSetting(u"TcpModeA"_s, u"client"_s);  // A listens whatever the mode says
+    KeepByKey(settings_, u"TcpModeA"_s, u"client"_s);  // A listens whatever the mode says
     ExpectShown(*link, u"Listen"_s, u"Socket Closed"_s);
     link->StartUp();
     for (int round = 0; round < 2; ++round) {
@@ -127,7 +128,7 @@ TEST_F(TcpLinkTest, EachFeedsItsOwnStreamAndNothingWhileThatIsHeld) {
 }
 
 TEST_F(TcpLinkTest, DisconnectLatchesStopsTheCountdownAndListenUnlatches) {
-    settings_.SaveSetting(u"LatchDisconnectB"_s, true);  // not the latch of A
+    KeepByKey(settings_, u"LatchDisconnectB"_s, true);  // not the latch of A
     auto link = Make(TcpLink::kA);
     link->StartUp();
     for (const bool countingDown : {false, true}) {
@@ -147,11 +148,11 @@ TEST_F(TcpLinkTest, DisconnectLatchesStopsTheCountdownAndListenUnlatches) {
         link->StartUp();
         clock_.AdvanceSeconds(60);
         ExpectShown(*link, u"Listen"_s, u"Socket Closed"_s, u"Disconnected"_s);
-        EXPECT_EQ(settings_.GetSetting(u"LatchDisconnectA"_s), u"True"_s);
+        EXPECT_EQ(KeptByKey(settings_, u"LatchDisconnectA"_s), u"True"_s);
         link->Listen();
         ExpectShown(*link, u"Stop Listening"_s, u"Listening"_s);
         EXPECT_EQ(link->LocalPort(), port_);
-        EXPECT_EQ(settings_.GetSetting(u"LatchDisconnectA"_s), u"False"_s);
+        EXPECT_EQ(KeptByKey(settings_, u"LatchDisconnectA"_s), u"False"_s);
     }
 }
 
@@ -171,22 +172,22 @@ TEST_F(TcpLinkTest, APortHeldByOthersIsSaidOnceAndTriedAgainUntilItIsFree) {
     ExpectShown(*link, u"Stop Listening"_s, u"Listening"_s);
 }
 
-TEST_F(TcpLinkTest, ChecksThePortAndKeepsTheOldOneWhereItIsWrong) {
+TEST_F(TcpLinkTest, APortIsCheckedAndPutIntoTheFormInWhichItIsKept) {
     const std::string notNumeric = "Must be a numeric value";
     const std::string outOfRange = "Invalid range for TCP/IP Port";
     const struct {
         const char* text;
         std::string error;
-        const char* kept;
-    } cases[] = {{"10", "", "10"},          {"65534", "", "65534"},        {" 8081 ", "", "8081"},
-                 {"9", outOfRange, "8081"}, {"65535", outOfRange, "8081"}, {"80.5", outOfRange, "8081"},
-                 {"", notNumeric, "8081"},  {"8080x", notNumeric, "8081"}};
-    const auto link = Make(TcpLink::kB);
+        const char* kept = "";
+    } cases[] = {{"10", "", "10"},  {"65534", "", "65534"}, {" 8081 ", "", "8081"},
+                 {"9", outOfRange}, {"65535", outOfRange},  {"80.5", outOfRange},
+                 {"", notNumeric},  {"8080x", notNumeric}};
     for (const auto& c : cases) {
-        EXPECT_EQ(link->SetPort(QString::fromLatin1(c.text)).Error().toStdString(), c.error) << c.text;
-        EXPECT_EQ(settings_.GetSetting(u"TcpPortB"_s), QString::fromLatin1(c.kept)) << c.text;
+        QString text = QString::fromLatin1(c.text);
+        const Outcome checked = CheckSetting(kTcpPortB, text, settings_);
+        EXPECT_EQ(checked.Error().toStdString(), c.error) << c.text;
+        EXPECT_EQ(text, QString::fromLatin1(checked ? c.kept : c.text));
     }
-    EXPECT_EQ(settings_.GetSetting(u"TcpPortA"_s), u""_s);
 }
 
 TEST_F(TcpLinkTest, ASecondGatewayIsRefusedWhileTheFirstSendsAndReplacesASilentOne) {
@@ -223,7 +224,7 @@ TEST_F(TcpLinkTest, ASecondGatewayIsRefusedWhileTheFirstSendsAndReplacesASilentO
 }
 
 TEST_F(TcpLinkTest, BConnectsOutAndAgainAfterAFailureOrThePeersClose) {
-    settings_.SaveSetting(u"TcpModeB"_s, u"client"_s);
+    KeepByKey(settings_, u"TcpModeB"_s, u"client"_s);
     const auto link = Make(TcpLink::kB);
     link->StartUp();
     EXPECT_FALSE(link->SendText("too early"));

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "measure/measurement_fixture.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -73,7 +74,7 @@ protected:
         for (const CounterCase& counter : kCounters) {
             const bool own = &counter.of(A()) == &Counter();
             EXPECT_EQ(counter.of(A()).carry, own ? carry : 0) << counter.carryKey;
-            EXPECT_EQ(settings_.GetSetting(QString::fromLatin1(counter.carryKey), u"-"_s, u"1"_s),
+            EXPECT_EQ(KeptByKey(settings_, QString::fromLatin1(counter.carryKey), u"-"_s, u"1"_s),
                       own && saved ? QString::number(carry) : u"-"_s)
                 << counter.carryKey;
         }

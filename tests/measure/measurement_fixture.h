@@ -15,6 +15,7 @@
 #include "store/settings_store.h"
 #include "support/fake_clock.h"
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -29,7 +30,7 @@ protected:
     }
 
     void Set(const QString& key, const QString& value, const QString& section = SettingsStore::kStartup) {
-        settings_.SaveSetting(key, value, section);
+        KeepByKey(settings_, key, value, section);
     }
 
     /// Begins as the program does when it starts: nothing is known but the settings.

@@ -7,6 +7,7 @@
 #include "measure/measurement_fixture.h"
 #include "measure/virtual_texts.h"
 #include "support/scripted_operator.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -51,7 +52,7 @@ TEST_F(PulseCountersTest, EveryUnitHasItsWordsAndItsRate) {
         Pulses(seconds += 8, 20);  // 4 pulses in 8 seconds
         EXPECT_EQ(FlowText(pulses_.Readings(1).value()).toStdString(), text);
         EXPECT_STREQ(pulses_.Setup(1).Unit().page, page);
-        EXPECT_EQ(settings_.GetSetting(u"FlowUnits"_s, {}, u"1"_s).toStdString(), rate);
+        EXPECT_EQ(KeptByKey(settings_, u"FlowUnits"_s, {}, u"1"_s).toStdString(), rate);
     }
 }
 
@@ -97,8 +98,8 @@ TEST_F(PulseCountersTest, ThePresetTotalCountsOnAlsoAfterARestart) {
     EXPECT_TRUE(Preset());
     Pulses(120, 71);
     EXPECT_EQ(pulses_.Readings(1)->total, 14.5);
-    EXPECT_EQ(settings_.GetSetting(u"CountRefVal"_s, {}, u"1"_s), u"51"_s);
-    EXPECT_EQ(settings_.GetSetting(u"CountRefSec"_s, {}, u"1"_s), u"110"_s);
+    EXPECT_EQ(KeptByKey(settings_, u"CountRefVal"_s, {}, u"1"_s), u"51"_s);
+    EXPECT_EQ(KeptByKey(settings_, u"CountRefSec"_s, {}, u"1"_s), u"110"_s);
 
     PulseCounters restarted(settings_);
     measurement_->AddSink(restarted);

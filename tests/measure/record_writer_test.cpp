@@ -88,11 +88,11 @@ TEST_F(RecordWriterTest, ARowCountsAllWrapsAndHoldsNoPowerOfAnEarlierPacket) {
 }
 
 TEST_F(RecordWriterTest, ADisabledDatabaseGetsNothing) {
-    writer_.SetEnabled(false);
+    settings_.Save(kDatabaseEnabled, false);
     clock_.AdvanceSeconds(60);
     Send({});
     EXPECT_EQ(writer_.Pointer(), 0);
-    writer_.SetEnabled(true);
+    settings_.Save(kDatabaseEnabled, true);
     Send({});
     EXPECT_EQ(TakeTables(), kBoth);
 }

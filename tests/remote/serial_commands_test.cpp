@@ -9,6 +9,7 @@
 #include "remote/command.h"
 #include "support/pty.h"
 #include "support/received_packets.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -55,8 +56,8 @@ TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
 
     EXPECT_EQ(Run(u"open"_s, {u"B"_s, u"5"_s, u"9600"_s}).lines,
               QStringList{u"Serial Connection B: Open, port 5"_s});
-    EXPECT_EQ(program_->settings.GetSetting(u"ComPortB"_s), u"5"_s);
-    EXPECT_EQ(program_->settings.GetSetting(u"BaudRateB"_s), u"9600"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"ComPortB"_s), u"5"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"BaudRateB"_s), u"9600"_s);
     const Reply status = Run(u"status"_s);
     EXPECT_TRUE(status.lines.contains(u"Serial Connection A: Closed"_s));
     EXPECT_TRUE(status.lines.contains(u"Serial Connection B: Open, port 5"_s));
@@ -94,7 +95,7 @@ TEST_F(SerialCommands, FindsThePortsThatAreThere) {
                                                                         {u"product"_s, u""_s}}}));
     // What another program has is told, but it is none that could be opened.
     ASSERT_TRUE(Run(u"close"_s, {u"A"_s}).outcome);
-    program_->settings.SaveSetting(u"ComDevice5"_s, folder.Path(u"unplugged"_s));
+    KeepByKey(program_->settings, u"ComDevice5"_s, folder.Path(u"unplugged"_s));
     const int other = open(second_.Path().toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     ASSERT_EQ(ioctl(other, TIOCEXCL), 0);
     reply = Run(u"find-ports"_s);

@@ -10,6 +10,7 @@
 #include "remote/command.h"
 #include "store/rows.h"
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -157,12 +158,12 @@ TEST_F(VirtualCommands, ReadingsTellTheSumsAndTheFlow) {
               (QStringList{u"Device A: pulses on AUX1 are not counted"_s,
                            u"One Pulse Equals: 0.5 Gals, rate in GPH"_s,
                            u"Flow page: "_s + program_->webServer.Location() + u"/flow_gph.html"_s}));
-    program_->settings.SaveSetting(u"WebPort"_s, u"8999"_s);
-    EXPECT_EQ(program_->settings.GetSetting(u"FlowPage"_s, {}, u"1"_s),
+    KeepByKey(program_->settings, u"WebPort"_s, u"8999"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"FlowPage"_s, {}, u"1"_s),
               u"http://127.0.0.1:8999/flow_gph.html"_s);
     operator_.WillAnswer("enable pulse counting", Answer::Yes);
     EXPECT_EQ(Run(u"pulse enable A"_s).lines.first(), u"Device A: pulses on AUX1 are counted"_s);
-    program_->settings.SaveSetting(u"NETmeter"_s, true);
+    KeepByKey(program_->settings, u"NETmeter"_s, true);
     Send({.seconds = 100, .aux = {10}});
     Send({.ch1Absolute = 36'000,
           .ch2Absolute = 18'000,

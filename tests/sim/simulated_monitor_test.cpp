@@ -52,7 +52,7 @@ TEST(SimulatedMonitor, PacketsArriveAsSentAndTheSameForTheSameSeedOnly) {
         SimulatedMonitor twin(config);
         config.seed = 8;
         SimulatedMonitor other(config);
-        NotedPackets received;
+        NotedPackets received(kWithThird);
         Framer framer(received, kWithThird);
         std::size_t arrived = 0;
         bool othersDiffer = false;

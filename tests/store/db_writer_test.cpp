@@ -8,6 +8,7 @@
 #include "store/rows.h"
 #include "store/settings_store.h"
 #include "support/fake_clock.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -204,28 +205,32 @@ TEST_F(DbWriterTest, TheWriteFrequencyAndTheSwitch) {
     const struct {
         QString entry;
         std::string error;
-        int frequency;  ///< in force afterwards
+        int frequency;  ///< in effect afterwards
     } cases[] = {{u"1"_s, "", 1},           {u"60"_s, "", 60},          {u"0.9"_s, outOfRange, 60},
-                 {u"61"_s, outOfRange, 60}, {u"10s"_s, notNumeric, 60}, {u" 25 "_s, "", 25}};
+                 {u"61"_s, outOfRange, 60}, {u"10s"_s, notNumeric, 60}, {u" 25.9 "_s, "", 25}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.entry.toStdString());
-        EXPECT_EQ(writer.SetWriteFrequency(c.entry).Error().toStdString(), c.error);
-        EXPECT_EQ(settings.GetSetting(u"DBwriteFrequency"_s).toStdString(), std::to_string(c.frequency));
+        QString text = c.entry;
+        const Outcome checked = CheckSetting(kWriteFrequency, text, settings);
+        EXPECT_EQ(checked.Error().toStdString(), c.error);
+        if (checked) settings.Save(kWriteFrequency, text);
+        EXPECT_EQ(KeptByKey(settings, u"DBwriteFrequency"_s).toStdString(), std::to_string(c.frequency));
         writer.ForceNextBurst();
         writer.WriteSQL("");
         EXPECT_EQ(writer.WriteCountdown(), c.frequency);
     }
     for (const auto& [stored, frequency] :
          std::vector<std::pair<QString, int>>{{u"1"_s, 1}, {u"60"_s, 60}, {u"0"_s, 10}, {u"61"_s, 10}}) {
-        settings.SaveSetting(u"DBwriteFrequency"_s, stored);
+        KeepByKey(settings, u"DBwriteFrequency"_s, stored);
         DbWriter restarted(database, settings, log, clock);
         restarted.WriteSQL("");
         EXPECT_EQ(restarted.WriteCountdown(), frequency) << stored.toStdString();
     }
     EXPECT_TRUE(writer.Enabled());
     for (const bool enabled : {false, true}) {
-        EXPECT_EQ(writer.SetEnabled(enabled), enabled ? u"Database is Enabled"_s : u"Database is Disabled"_s);
+        settings.Save(kDatabaseEnabled, enabled);
         EXPECT_EQ(writer.Enabled(), enabled);
+        EXPECT_EQ(writer.EnabledText(), enabled ? u"Database is Enabled"_s : u"Database is Disabled"_s);
         EXPECT_EQ(DbWriter(database, settings, log, clock).Enabled(), enabled) << "after a restart";
     }
 }

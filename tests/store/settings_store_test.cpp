@@ -17,6 +17,17 @@ using testing::IsEmpty;
 
 const QString kFile = u"corvane.ini"_s;
 
+constexpr Setting kName{.key = "DBfile"};
+constexpr Setting kTitle{.key = "PacTitle", .fallback = "default"};
+constexpr Setting kAddress{.key = "GetURL"};
+constexpr Setting kOnSwitch{.key = "AutoOpen", .kind = SettingKind::Switch, .fallback = "True"};
+constexpr Setting kOffSwitch{.key = "GetEnable", .kind = SettingKind::Switch, .fallback = "False"};
+constexpr Setting kPort{
+    .key = "TcpPortA", .kind = SettingKind::Number, .fallback = "8080", .least = 10, .most = 65534};
+constexpr Setting kOtherPort{.key = "TcpPortB"};
+constexpr Setting kCount{.key = "Roll#", .members = "1A 1P", .section = SettingSection::SlotFromOne};
+constexpr Setting kSerial{.key = "DevSerial", .section = SettingSection::SlotFromZero};
+
 struct SettingsStoreTest : testing::Test {
     TempFolder folder;
     std::vector<std::string> problems;
@@ -28,39 +39,42 @@ struct SettingsStoreTest : testing::Test {
         return store;
     }
 
-    /// What a program started now would read. A copy of the file is asked, because all stores of one file in
+    /// What a program started now would find. A copy of the file is asked, because all stores of one file in
     /// one program share what they hold in memory.
-    [[nodiscard]] std::string Reread(const QString& key, const QString& section = SettingsStore::kStartup) {
+    [[nodiscard]] std::string Reread(const QString& name) {
         const TempFolder restarted;
         restarted.Write(kFile, folder.Read(kFile));
-        return SettingsStore(restarted.Path(kFile)).GetSetting(key, u"absent"_s, section).toStdString();
+        return SettingsStore(restarted.Path(kFile)).Kept(name).value_or(u"absent"_s).toStdString();
     }
 };
 
 TEST_F(SettingsStoreTest, KeysAndSectionsAreComparedWithoutCaseAndSectionsAreApart) {
     folder.Write(kFile, "[Startup]\nDBFILE=first.db3\n");
     SettingsStore store(folder.Path(kFile));
-    EXPECT_EQ(store.GetSetting(u"DBfile"_s).toStdString(), "first.db3");
-    store.SaveSetting(u"dbfile"_s, u"second.db3"_s);
-    EXPECT_EQ(store.GetSetting(u"DBfile"_s, {}, u"StartUp"_s).toStdString(), "second.db3");
+    EXPECT_EQ(store.Value(kName), u"first.db3"_s);
+    store.Save(kName, u"second.db3"_s);
+    EXPECT_EQ(store.Kept(u"StartUp/dbFile"_s), u"second.db3"_s);
     EXPECT_EQ(folder.Read(kFile), "[Startup]\nDBFILE=second.db3\n") << "in the spelling of the file, once";
 
-    store.SaveSetting(u"Roll1A"_s, u"1"_s, u"1"_s);
-    store.SaveSetting(u"ROLL1A"_s, u"2"_s, u"2"_s);
-    EXPECT_EQ(Reread(u"Roll1A"_s, u"1"_s), "1");
-    EXPECT_EQ(Reread(u"Roll1A"_s, u"2"_s), "2");
-    EXPECT_EQ(Reread(u"Roll1A"_s), "absent");
+    for (const int slot : {1, 2})
+        store.Save(kCount, slot, {.member = u"1A"_s, .slot = slot});
+    EXPECT_EQ(Reread(u"1/Roll1A"_s), "1");
+    EXPECT_EQ(Reread(u"2/ROLL1A"_s), "2");
+    EXPECT_EQ(Reread(u"startup/Roll1A"_s), "absent");
+    EXPECT_EQ(store.Kept(kCount, {.member = u"1P"_s, .slot = 1}), std::nullopt);
+    store.Save(kSerial, u"301234"_s, {.slot = 1});
+    EXPECT_EQ(Reread(u"0/DevSerial"_s), "301234") << "these sections count from 0";
 }
 
 TEST_F(SettingsStoreTest, AnyTextIsOnDiskBeforeSaveReturnsAndComesBackAsItWas) {
     SettingsStore store(folder.Path(kFile));
-    EXPECT_EQ(store.GetSetting(u"PacTitle"_s, u"default"_s).toStdString(), "default");
+    EXPECT_EQ(store.Value(kTitle), u"default"_s);
     EXPECT_THAT(folder.Entries(), IsEmpty()) << "reading makes no file";
     for (const QString& text : {u"a,b, c,,"_s, uR"(say "yes"; or C:\new)"_s, u"Zähler €"_s, u"1\n2\r\n\t3"_s,
                                 u"  blanks  "_s, u"# [startup]=%41"_s, u"@Invalid()"_s, u"007"_s, u""_s}) {
-        store.SaveSetting(u"PacTitle"_s, text);
-        EXPECT_EQ(store.GetSetting(u"PacTitle"_s, u"default"_s), text) << text.toStdString();
-        EXPECT_EQ(Reread(u"PacTitle"_s), text.toStdString());
+        store.Save(kTitle, text);
+        EXPECT_EQ(store.Value(kTitle), text) << text.toStdString();
+        EXPECT_EQ(Reread(u"startup/PacTitle"_s), text.toStdString());
     }
     for (const auto& [line, value] :
          std::vector<std::pair<std::string, const char*>>{{"PacTitle = Home ", "Home"},
@@ -68,16 +82,17 @@ TEST_F(SettingsStoreTest, AnyTextIsOnDiskBeforeSaveReturnsAndComesBackAsItWas) {
                                                           {"PacTitle=\"one, two\"", "one, two"},
                                                           {"; PacTitle=off", "absent"}}) {
         folder.Write(kFile, "[startup]\n" + line + "\n");
-        EXPECT_EQ(Reread(u"PacTitle"_s), value) << "written by hand";
+        EXPECT_EQ(Reread(u"startup/PacTitle"_s), value) << "written by hand";
     }
 }
 
 TEST_F(SettingsStoreTest, BooleansAreKeptAsWordsAndReadInEveryUsualForm) {
     SettingsStore store(folder.Path(kFile));
+    EXPECT_TRUE(store.IsOn(kOnSwitch)) << "absent";
+    EXPECT_FALSE(store.IsOn(kOffSwitch)) << "absent";
     for (const bool value : {true, false}) {
-        EXPECT_EQ(store.GetBool(u"Absent"_s, value), value);
-        store.SaveSetting(u"GetEnable"_s, value);
-        EXPECT_EQ(Reread(u"GetEnable"_s), value ? "True" : "False");
+        store.Save(kOffSwitch, value);
+        EXPECT_EQ(Reread(u"startup/GetEnable"_s), value ? "True" : "False");
     }
     for (const auto& [text, value] : std::vector<std::pair<QString, bool>>{{u"true"_s, true},
                                                                            {u" TRUE "_s, true},
@@ -87,15 +102,16 @@ TEST_F(SettingsStoreTest, BooleansAreKeptAsWordsAndReadInEveryUsualForm) {
                                                                            {u"0"_s, false},
                                                                            {u""_s, false},
                                                                            {u"yes"_s, false}}) {
-        store.SaveSetting(u"AutoOpen"_s, text);
-        EXPECT_EQ(store.GetBool(u"AutoOpen"_s, !value), value) << text.toStdString();
+        const Setting& setting = value ? kOffSwitch : kOnSwitch;
+        store.Save(setting, text);
+        EXPECT_EQ(store.IsOn(setting), value) << text.toStdString();
     }
 }
 
 TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldReplacedAndLeftInTheFile) {
     SettingsStore store(folder.Path(kFile));
     Watch(store);
-    EXPECT_EQ(store.GetNumber(u"TcpPortA"_s, 8080, 10, 65534), 8080) << "absent";
+    EXPECT_EQ(store.Number(kPort), 8080) << "absent";
     for (const auto& [text, value] : std::vector<std::pair<QString, int>>{{u"10"_s, 10},
                                                                           {u" 65534 "_s, 65534},
                                                                           {u"9"_s, 0},
@@ -104,9 +120,9 @@ TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldReplacedAndLeftInTheFile) {
                                                                           {u""_s, 0}}) {
         SCOPED_TRACE(text.toStdString());
         problems.clear();
-        store.SaveSetting(u"TcpPortA"_s, text);
-        EXPECT_EQ(store.GetNumber(u"TcpPortA"_s, 8080, 10, 65534), value != 0 ? value : 8080);
-        EXPECT_EQ(Reread(u"TcpPortA"_s), text.toStdString());
+        store.Save(kPort, text);
+        EXPECT_EQ(store.Number(kPort), value != 0 ? value : 8080);
+        EXPECT_EQ(Reread(u"startup/TcpPortA"_s), text.toStdString());
         std::vector<std::string> expected;
         if (value == 0) {
             expected.push_back("The setting TcpPortA is \"" + text.toStdString() +
@@ -120,16 +136,16 @@ TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldReplacedAndLeftInTheFile) {
 TEST_F(SettingsStoreTest, WhatCannotBeSavedIsToldHoldsAndIsSavedWithTheNextChangeThatCan) {
     folder.Write(u"place"_s, "mine");
     SettingsStore store(folder.Path(u"place/corvane.ini"_s));
-    Watch(store).SaveSetting(u"GetURL"_s, u"example.org"_s);
+    Watch(store).Save(kAddress, u"example.org"_s);
     ASSERT_EQ(problems.size(), 1U);
     for (const char* part : {"place/corvane.ini", "GetURL"})
         EXPECT_THAT(problems.front(), HasSubstr(part));
     EXPECT_THAT(problems.front(), testing::Not(HasSubstr("example.org"))) << "it may be a secret";
-    EXPECT_EQ(store.GetSetting(u"geturl"_s, u"absent"_s).toStdString(), "example.org");
+    EXPECT_EQ(store.Value(kAddress), u"example.org"_s);
     EXPECT_EQ(folder.Read(u"place"_s), "mine");
 
     ASSERT_TRUE(QFile::remove(folder.Path(u"place"_s)));
-    store.SaveSetting(u"GetEnable"_s, true);
+    store.Save(kOffSwitch, true);
     EXPECT_EQ(problems.size(), 1U) << "no more than before";
     EXPECT_EQ(folder.Read(u"place/corvane.ini"_s), "[startup]\nGetEnable=True\nGetURL=example.org\n");
 }
@@ -148,7 +164,7 @@ TEST_F(SettingsStoreTest, OnlyADamagedFileIsKeptAsideUnderAFreeNameAndWhatCanBeR
     SettingsStore store(folder.Path(u"other.ini"_s));
     Watch(store).SetAsideDamagedFile();
     folder.Write(u"other.ini"_s, damaged + "half a li");  // damage by hand meanwhile is no failed save
-    store.SaveSetting(u"TcpPortB"_s, u"8084"_s);
+    store.Save(kOtherPort, u"8084"_s);
     EXPECT_EQ(folder.Read(u"other.ini.damaged-1"_s), "an earlier one");
     EXPECT_EQ(folder.Read(u"other.ini.damaged-2"_s), damaged);
     EXPECT_EQ(folder.Read(u"other.ini"_s), "[startup]\nTcpPortA=8081\nTcpPortB=8084\nTcpPortC=8085\n");

@@ -2,6 +2,7 @@
 #include <csignal>
 
 #include "store/capture_database.h"
+#include "support/settings_by_key.h"
 #include "system/programs.h"
 
 namespace corvane {
@@ -90,7 +91,7 @@ TEST(Ending, APortInUseAndABadSettingAreSaidAndTheRestWorks) {
     EXPECT_TRUE(service.Says(u"The setting DBwriteFrequency is \"often\""_s))
         << service.Output().toStdString();
     EXPECT_TRUE(service.Says(u"TCP Server B listens"_s));
-    EXPECT_EQ(SettingsStore(house.folder.Path(u"corvane.ini"_s)).GetSetting(u"DBwriteFrequency"_s),
+    EXPECT_EQ(KeptByKey(SettingsStore(house.folder.Path(u"corvane.ini"_s)), u"DBwriteFrequency"_s),
               u"often"_s);
 }
 

@@ -15,6 +15,7 @@
 
 #include "store/settings_store.h"
 #include "support/loopback.h"
+#include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -70,7 +71,8 @@ public:
 
     void Preset(const QString& key, const QString& value,
                 const QString& section = SettingsStore::kStartup) const {
-        SettingsStore(folder.Path(QStringLiteral("corvane.ini"))).SaveSetting(key, value, section);
+        SettingsStore store(folder.Path(QStringLiteral("corvane.ini")));
+        KeepByKey(store, key, value, section);
     }
 
     [[nodiscard]] QStringList Arguments() const { return {QStringLiteral("--data-dir"), folder.Path()}; }

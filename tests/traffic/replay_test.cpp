@@ -83,8 +83,8 @@ FarEnds OverTcp(Program& program) {
 FarEnds OverSerialPorts(Program& program) {
     const auto to = [&program](SerialLink& link, const QString& number) -> FarEndOf {
         const auto pty = std::make_shared<Pty>();
-        program.settings.SaveSetting(u"ComDevice"_s + number, pty->Path());
-        EXPECT_TRUE(link.SetPort(number));
+        program.settings.Save(kComDevice, pty->Path(), {.member = number});
+        program.settings.Save(kComPort, number, {.member = link.Letter()});
         link.OpenCOM();
         EXPECT_TRUE(link.IsOpen());
         return [pty](const QByteArray& bytes) { pty->Send(bytes); };

@@ -7,6 +7,7 @@
 #include "app/program_fixture.h"
 #include "support/loopback.h"
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 
@@ -33,7 +34,7 @@ protected:
 
     [[nodiscard]] std::uint16_t WebPort() const {
         return static_cast<std::uint16_t>(
-            SettingsStore(SettingsFile()).GetSetting(QStringLiteral("WebPort")).toUInt());
+            KeptByKey(SettingsStore(SettingsFile()), QStringLiteral("WebPort")).toUInt());
     }
 
     /// What comes back for `bytes`, up to the end of the connection.

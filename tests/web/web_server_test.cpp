@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "app/setting_rules.h"
+#include "support/settings_by_key.h"
 #include "web/web_fixture.h"
 
 namespace corvane {
@@ -15,9 +15,8 @@ using namespace Qt::StringLiterals;
 class WebServerTest : public WebTest {
 protected:
     void Set(Program& program, const char* key, const QString& value) {
-        const AppliedSetting reply =
-            ApplySetting(program, SettingName::Parse(QString::fromLatin1(key)), value);
-        ASSERT_TRUE(reply.outcome) << reply.outcome.Error().toStdString();
+        const Outcome applied = program.userSettings.Apply(QString::fromLatin1(key), value);
+        ASSERT_TRUE(applied) << applied.Error().toStdString();
     }
 };
 
@@ -198,7 +197,7 @@ TEST_F(WebServerTest, EveryPacketIsAnEventForEveryListener) {
     clock.AdvanceSeconds(1);
     ASSERT_TRUE(SpinUntil([&] { return toldTo(two, "event: readings") == 3; })) << "both fell silent";
     EXPECT_EQ(toldTo(two, "\"stale\":true"), 2);
-    program.settings.SaveSetting(u"WebEnable"_s, false);
+    KeepByKey(program.settings, u"WebEnable"_s, false);
     EXPECT_TRUE(SpinUntil([&] { return one->IsGone() && two->IsGone(); }));
 }
 

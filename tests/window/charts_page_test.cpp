@@ -103,7 +103,6 @@ TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
 }
 
 TEST_F(ChartsTest, AnotherDatabaseIsForgottenAndRead) {
-    OpenWithRecords();
     ASSERT_TRUE(SpinUntil([this] {
         return program_->database
             .Run(

@@ -7,6 +7,7 @@
 
 #include "support/packets.h"
 #include "support/pty.h"
+#include "support/settings_by_key.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -71,12 +72,12 @@ TEST_F(ConnectionsPageTest, ATcpServerIsStoppedStartedAndGivenAnotherPort) {
     EXPECT_TRUE(SpinUntil([this] { return program_->tcpA.State() == SocketState::Closed; }));
     EXPECT_TRUE(Says(u"Reconnecting in 4 sec."_s));
     Click(kPage, u"TCP Server A: Disconnect"_s);
-    EXPECT_TRUE(program_->settings.GetBool(u"LatchDisconnectA"_s, false));
+    EXPECT_TRUE(program_->settings.IsOn(kTcpLatch, {.member = u"A"_s}));
 
     Choose(u"TCP Server B: Mode"_s, u"client"_s);
     Enter(kPage, u"TCP Server B: Host"_s, u"127.0.0.2"_s);
     EXPECT_TRUE(program_->tcpB.ConnectsOut());
-    EXPECT_EQ(program_->settings.GetSetting(u"TcpHostB"_s), u"127.0.0.2"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"TcpHostB"_s), u"127.0.0.2"_s);
 }
 
 TEST_F(ConnectionsPageTest, ASerialPortIsFoundOpenedAndItsBytesAreShownByFields) {
@@ -89,12 +90,12 @@ TEST_F(ConnectionsPageTest, ASerialPortIsFoundOpenedAndItsBytesAreShownByFields)
     clock.Advance(100);
     EXPECT_EQ(BoxText(), "No COM Port Found");
     Answer(QMessageBox::Ok);
-    program_->settings.SaveSetting(u"ComPortC"_s, u"7"_s);
+    KeepByKey(program_->settings, u"ComPortC"_s, u"7"_s);
     Click(kPage, u"Serial Connection C: Open"_s);
     EXPECT_EQ(BoxText(), "Error opening COM port: /nowhere/port is not there");
     Answer(QMessageBox::Ok);
 
-    program_->settings.SaveSetting(u"ComDevice9"_s, line.Path());
+    KeepByKey(program_->settings, u"ComDevice9"_s, line.Path());
     Click(kPage, u"Find COM Port"_s);
     clock.Advance(100);
     Choose(u"Serial Connection C: Port"_s, u"9"_s);

@@ -6,6 +6,7 @@
 
 #include "measure/channel_groups.h"
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 #include "window/parts/gauge.h"
 #include "window/parts/palette.h"
 #include "window/window_fixture.h"
@@ -94,7 +95,7 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColourAndSign) {
     EXPECT_GT(takenRight, 10 * takenLeft);
     EXPECT_EQ(Sides(u"Net"_s, colors.Generated()), std::pair(0, 0));
 
-    program_->settings.SaveSetting(u"NegGen"_s, true);
+    KeepByKey(program_->settings, u"NegGen"_s, true);
     Measure(2, 500, 900);
     EXPECT_EQ(Told(u"Main Panel"_s).substr(0, 13), "3000 W (net),");
     EXPECT_EQ(Told(u"Generation"_s).substr(0, 35), "-1300 W, Power Consumed By Inverter");
@@ -120,7 +121,7 @@ TEST_F(DashboardPageTest, ChannelsAreChosenAndRemembered) {
     toggle(0, 1);
     toggle(0, 2);
     EXPECT_THAT(Titles(), ElementsAre("A  CH1", "A  AUX1")) << "device B has not sent anything";
-    EXPECT_EQ(program_->settings.GetSetting(u"DashboardChannels"_s), u"A:CH1;B:CH1;B:CH2;A:AUX1"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"DashboardChannels"_s), u"A:CH1;B:CH1;B:CH2;A:AUX1"_s);
     EXPECT_EQ(Told(u"A  AUX1"_s), "12 W, 0.000 KWh");
     for (const int channel : {0, 2})
         toggle(0, channel);

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "store/rows.h"
+#include "support/settings_by_key.h"
 #include "window/parts/table_model.h"
 #include "window/window_fixture.h"
 
@@ -66,7 +67,7 @@ TEST_F(DataTest, ATableIsReadInPagesAndFiltered) {
     EXPECT_EQ(Cell(71, 1), "2026-03-11 00:00:00");
 
     QTest::keyClick(Find<QComboBox>(kPage, u"Table"_s), Qt::Key_End);
-    EXPECT_EQ(program_->settings.GetSetting(u"DataTable"_s), u"applications"_s) << "the tariff";
+    EXPECT_EQ(KeptByKey(program_->settings, u"DataTable"_s), u"applications"_s) << "the tariff";
     EXPECT_TRUE(Rows("1 rows, the newest first"));
     EXPECT_EQ(Cell(0, 3), "0.126");
 }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "store/rows.h"
+#include "support/settings_by_key.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -223,7 +224,7 @@ TEST_F(DatabasePageTest, WritingIsSwitchedAndItsFrequencyChecked) {
         Enter(kPage, u"Seconds between writes"_s, text);
         Through({{refusal}});
         EXPECT_EQ(Find<QLineEdit>(kPage, u"Seconds between writes"_s)->text(), u"10"_s);
-        EXPECT_EQ(program_->settings.GetSetting(u"DBwriteFrequency"_s), u"2"_s);
+        EXPECT_EQ(KeptByKey(program_->settings, u"DBwriteFrequency"_s), u"2"_s);
     }
     for (const bool on : {false, true}) {
         QTest::mouseClick(Find<QCheckBox>(kPage, u"Write to SQLite3"_s), Qt::LeftButton, {}, QPoint(8, 8));

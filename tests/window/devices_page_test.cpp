@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/settings_by_key.h"
 #include "window/stand_in_browser.h"
 #include "window/window_fixture.h"
 
@@ -74,7 +75,7 @@ TEST_F(DevicesPageTest, ADeviceIsBoundByHandPutOnALinkAndNamed) {
     auto* link = Find<QComboBox>(kPage, u"Connection of Device C"_s);
     link->setCurrentIndex(kStreamSerialB);
     Q_EMIT link->activated(kStreamSerialB);
-    EXPECT_EQ(program_->settings.GetSetting(u"BindDeviceC"_s), u"3"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"BindDeviceC"_s), u"3"_s);
 
     Enter(kPage, u"CH1 label"_s, u"Dad's \"workshop\""_s);
     EXPECT_EQ(Stored("ch1alias"), "Dad's \"workshop\"");
@@ -139,7 +140,7 @@ TEST_F(DevicesPageTest, GroupsAndTheVirtualDeviceAreChosenAndTheInstallationChan
     Answer(QMessageBox::Yes);
     EXPECT_FALSE(program_->virtualDevice.Exists());
     Find<QCheckBox>(kPage, u"Reckon OTHER (Un-monitored Loads)"_s)->click();
-    EXPECT_EQ(program_->settings.GetSetting(u"Other"_s), u"False"_s) << "it is on unless said otherwise";
+    EXPECT_EQ(KeptByKey(program_->settings, u"Other"_s), u"False"_s) << "it is on unless said otherwise";
 }
 
 TEST_F(DevicesPageTest, PulsesAreSetUpAndPresetOnlyWithProperEntries) {
@@ -198,7 +199,7 @@ TEST_F(DevicesPageTest, TheFlowPageOpensInTheBrowserOnceThereIsAUnit) {
     browser.reset();
     Click(kPage, u"Flow page"_s);
     Refused("No browser could be started. The page is at " + page.toStdString());
-    program_->settings.SaveSetting(u"WebEnable"_s, u"False"_s);
+    KeepByKey(program_->settings, u"WebEnable"_s, u"False"_s);
     ASSERT_TRUE(SpinUntil([this] { return !program_->webServer.Serving(); }));
     Click(kPage, u"Flow page"_s);
     Refused("The pages are not served now.");

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "support/packets.h"
+#include "support/settings_by_key.h"
 #include "window/live/power_trace.h"
 #include "window/parts/palette.h"
 #include "window/window_fixture.h"
@@ -124,7 +125,7 @@ TEST_F(LivePageTest, AnInputThatCountsPulsesShowsItsFlow) {
     Open();
     ASSERT_TRUE(program_->deviceSlots.SaveSerial(1, u"301234"_s));
     ASSERT_TRUE(program_->pulses.SetUp(1, u"AUX1"_s, u"2"_s, u"minute"_s, u"0.5"_s));
-    program_->settings.SaveSetting(u"EnablePulseCnt"_s, u"True"_s, u"1"_s);
+    KeepByKey(program_->settings, u"EnablePulseCnt"_s, u"True"_s, u"1"_s);
     Take(monitor_);
     TakeSecondOf(16);
     Shown();

@@ -55,6 +55,7 @@ TEST_F(WindowTest, TheBugReportHasAllButTheKeys) {
     Preset(u"WebToken"_s, u"c0ffee"_s);
     Preset(u"GetURLext"_s, u"/post?apikey=c0ffee"_s);
     Preset(u"DevSerial"_s, u"301234"_s, u"0"_s);
+    Preset(u"WeatherPlace"_s, u"c0ffee"_s);  // of nobody, as far as this program knows
     Open(kPage);
     program_->statusBoard.AddLine(u"     Something happened."_s);
     program_->errorLog.LogError(6, u"Overflow"_s, u"CH1"_s);
@@ -64,7 +65,8 @@ TEST_F(WindowTest, TheBugReportHasAllButTheKeys) {
     EXPECT_THAT(QGuiApplication::clipboard()->text().toStdString(),
                 AllOf(HasSubstr("\n0/DevSerial=301234\n"), HasSubstr("\n     Something happened.\n"),
                       HasSubstr("6\tOverflow\tCH1\t"), HasSubstr("TCP Server A: Listening"),
-                      HasSubstr("startup/PachubeKey=(not shown)\n"), Not(HasSubstr("c0ffee"))));
+                      HasSubstr("startup/PachubeKey=(not shown)\n"),
+                      HasSubstr("startup/WeatherPlace=(not shown)\n"), Not(HasSubstr("c0ffee"))));
 }
 
 }  // namespace

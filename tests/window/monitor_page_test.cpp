@@ -6,6 +6,7 @@
 #include "sim/command_listener.h"
 #include "sim/simulated_monitor.h"
 #include "sim/tcp_line.h"
+#include "support/settings_by_key.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -101,8 +102,8 @@ TEST_F(WindowTest, AMonitorThatGoesOnSendingIsNotRead) {
 }
 
 TEST_F(WindowTest, WhatAMonitorWasSetToIsComparedWithWhatItIs) {
-    MainWindow& window = Open(kPage);
-    program_->settings.SaveSetting(u"DevSerial"_s, u"300007"_s, u"0"_s);
+    Open(kPage);
+    KeepByKey(program_->settings, u"DevSerial"_s, u"300007"_s, u"0"_s);
     SettingsBlock block;
     block.bytes[0] = kAcknowledgement;
     block.Set(MonitorSetting::UnitId, 3);

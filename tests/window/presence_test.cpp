@@ -36,7 +36,7 @@ protected:
     }
 
     std::string LiveTab() {
-        window_->ShowPage(u"live"_s);
+        ShowPage(u"live"_s);
         for (const QLabel* label : window_->findChild<QWidget*>(u"live"_s)->findChildren<QLabel*>())
             for (const char* word : {"On line", "Stale", "Off line"})
                 if (label->isVisible() && label->text().contains(QLatin1StringView(word))) return word;
@@ -44,7 +44,7 @@ protected:
     }
 
     std::string DevicesTab() {
-        window_->ShowPage(u"devices"_s);
+        ShowPage(u"devices"_s);
         return Find<QTableWidget>(u"devices"_s, u"Devices"_s)
             ->item(0, 4)
             ->text()
@@ -54,7 +54,7 @@ protected:
     }
 
     Presence DashboardTab() {
-        window_->ShowPage(u"dashboard"_s);
+        ShowPage(u"dashboard"_s);
         return Find<Gauge>(u"dashboard"_s, u"A  CH1"_s)->Reading().presence;
     }
 

@@ -9,6 +9,7 @@
 #include "base/operator.h"
 #include "store/capture_database.h"
 #include "store/db_writer.h"
+#include "store/device_serial.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
 #include "store/upkeep/database_backups.h"
@@ -19,9 +20,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kFileKey = u"DBfile"_s;
-const QString kEstablishedKey = u"DBestablished"_s;
-const QString kDefaultFile = u"vrq1.db3"_s;
 const QString kNotReplaced = u"The current database file has not been replaced."_s;
 
 bool EndsAsDatabase(const QString& path) {
@@ -43,7 +41,7 @@ QString DatabaseFiles::FullPath(const QString& name) const {
 }
 
 QString DatabaseFiles::StoredPath() const {
-    return FullPath(settings_.GetSetting(kFileKey, kDefaultFile));
+    return FullPath(settings_.Value(kDatabaseFile));
 }
 
 QString DatabaseFiles::CurrentPath() const {
@@ -56,8 +54,8 @@ void DatabaseFiles::Adopt(const QString& path) {
     const QFileInfo file(path);
     const bool inDataFolder = file.absolutePath() == QDir(dataFolder_).absolutePath();
     const QString name = inDataFolder ? file.fileName() : path;
-    if (settings_.GetSetting(kFileKey) != name) settings_.SaveSetting(kFileKey, name);
-    if (!settings_.GetBool(kEstablishedKey, false)) settings_.SaveSetting(kEstablishedKey, true);
+    if (settings_.Kept(kDatabaseFile) != name) settings_.Save(kDatabaseFile, name);
+    if (!settings_.IsOn(kDatabaseEstablished)) settings_.Save(kDatabaseEstablished, true);
     Q_EMIT Adopted();
 }
 
@@ -83,7 +81,7 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
 
 /// Until the file of the setting is there.
 QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(Operator& op) {
-    const bool established = settings_.GetBool(kEstablishedKey, false);
+    const bool established = settings_.IsOn(kDatabaseEstablished);
     while (true) {
         const QString missing = StoredPath();
         Question question{.text = u"Database Not Found"_s,
@@ -92,7 +90,7 @@ QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(Operator& op) {
                           .yes = u"Browse"_s,
                           .no = u"Create New"_s};
         if (co_await op.Ask(std::move(question)) == Answer::Yes) {
-            if (const auto chosen = co_await Browse(op)) settings_.SaveSetting(kFileKey, *chosen);
+            if (const auto chosen = co_await Browse(op)) settings_.Save(kDatabaseFile, *chosen);
         } else {
             const Outcome made = co_await MakeFile(missing, op);
             if (!made) op.Show(made.Error());
@@ -123,7 +121,10 @@ QCoro::Task<Outcome> DatabaseFiles::OpenDatabase(Operator& op) {
     if (!writer_.Enabled()) {
         const bool enable = co_await op.AskYesNo(
             u"The \"Write to SQLite3\" option is currently not checked.\nWould you like to enable it?"_s);
-        if (enable) op.Show(writer_.SetEnabled(true));
+        if (enable) {
+            settings_.Save(kDatabaseEnabled, true);
+            op.Show(writer_.EnabledText());
+        }
     }
     co_return co_await GetDBfile(op);
 }
@@ -251,7 +252,7 @@ bool DatabaseFiles::TestValidDBfile() const {
 }
 
 QCoro::Task<Outcome> DatabaseFiles::VerifyDBdeviceAdrs(int position, Operator& op) {
-    const QString serial = settings_.GetSetting(u"DevSerial"_s, {}, QString::number(position - 1)).trimmed();
+    const QString serial = settings_.Value(kDeviceSerial, {.slot = position}).trimmed();
     const std::string id = std::to_string(position);
     const QueryResult stored =
         database_.Run("SELECT  deviceaddress FROM applicationinfo WHERE id = '" + id + "' ");

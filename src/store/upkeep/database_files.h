@@ -5,9 +5,11 @@
 #include <QObject>
 #include <QString>
 
+#include <array>
 #include <optional>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 
 namespace corvane {
 
@@ -16,6 +18,19 @@ class DatabaseBackups;
 class DbWriter;
 class Operator;
 class SettingsStore;
+
+inline constexpr Setting kDatabaseFile{
+    .key = "DBfile",
+    .fallback = "vrq1.db3",
+    .effect = SettingEffect::NextStart,
+    .help = "The file of the capture database; a bare name lies in the data folder."};
+inline constexpr Setting kDatabaseEstablished{
+    .key = "DBestablished",
+    .kind = SettingKind::Switch,
+    .fallback = "False",
+    .by = SettingBy::Program,
+    .help = "Whether a database was ever in use; from then on a missing file ends the service."};
+inline constexpr std::array kDatabaseFilesSettings = {kDatabaseFile, kDatabaseEstablished};
 
 class DatabaseFiles : public QObject {
     Q_OBJECT

@@ -21,8 +21,6 @@ namespace {
 const std::string kMinuteTable = "monitordata_minute";
 const std::string kHourlyTable = "monitordata_hourly";
 
-constexpr int kMostDays = 1500;
-
 /// What is shown before an operation that may take long.
 QString Announcement(const QString& operation) {
     return operation +

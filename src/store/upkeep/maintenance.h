@@ -26,6 +26,8 @@ enum class DataTable { Hourly, Minute };
 
 class Maintenance {
 public:
+    static constexpr int kMostDays = 1500;  ///< that the age of data may be given as
+
     Maintenance(CaptureDatabase& database, SettingsStore& settings, DatabaseWork& work,
                 DatabaseBackups& backups, const Clock& clock);
 

@@ -5,6 +5,7 @@
 
 #include "base/operator.h"
 #include "store/capture_database.h"
+#include "store/device_serial.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
 #include "store/upkeep/database_work.h"
@@ -110,8 +111,8 @@ QCoro::Task<Outcome> Maintenance::ResetLabels(Operator& op) {
         "you want to proceed?"_s);
     if (!proceed) co_return Outcome::Failure(u"The labels stay as they are."_s);
     std::vector<std::string> serials;
-    for (int device = 0; device < kLabelledDevices; ++device) {
-        const QString serial = settings_.GetSetting(u"DevSerial"_s, {}, QString::number(device)).trimmed();
+    for (int slot = 1; slot <= kLabelledDevices; ++slot) {
+        const QString serial = settings_.Value(kDeviceSerial, {.slot = slot}).trimmed();
         if (serial.toLongLong() == 0) break;
         serials.push_back(serial.toStdString());
     }

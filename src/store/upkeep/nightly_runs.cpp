@@ -16,28 +16,23 @@ using namespace Qt::StringLiterals;
 
 const NightlyRuns::Task NightlyRuns::kCondense = {
     .name = u"Automatic condense"_s,
-    .switchKey = u"AutoCondense"_s,
-    .daysKey = u"AutoCondenseDays"_s,
-    .lastRunKey = u"LastCondenseDate"_s,
+    .enabled = kAutoCondense,
+    .days = kAutoCondenseDays,
+    .lastRun = kLastCondense,
     .label = u"This task is performed automatically at 12:00 am (midinight) when enabled."_s,
     .hour = 0,
-    .defaultDays = 7,
     .condenses = true};
 
 const NightlyRuns::Task NightlyRuns::kDelete = {
     .name = u"Automatic delete"_s,
-    .switchKey = u"AutoDelete"_s,
-    .daysKey = u"AutoDeleteDays"_s,
-    .lastRunKey = u"LastDeleteDate"_s,
+    .enabled = kAutoDelete,
+    .days = kAutoDeleteDays,
+    .lastRun = kLastDelete,
     .label = u"This task is performed automatically at 1:00 am when enabled."_s,
     .hour = 1,
-    .defaultDays = 31,
     .condenses = false};
 
 namespace {
-
-/// The last day that the automatic condense has dealt with.
-const QString kCondensedToKey = u"CondensedTo"_s;
 
 /// Nobody is there at night: what a task has to say goes to the status list.
 class NightOperator final : public Operator {
@@ -72,12 +67,13 @@ void NightlyRuns::StartUp() {
 }
 
 bool NightlyRuns::IsOn(const Task& task) const {
-    return settings_.GetBool(task.switchKey, false);
+    return settings_.IsOn(task.enabled);
 }
 
 int NightlyRuns::Days(const Task& task) const {
-    const QString days = settings_.GetSetting(task.daysKey);
-    return Maintenance::CheckDays(days) ? static_cast<int>(*NumberEntry(days)) : task.defaultDays;
+    const QString days = settings_.Value(task.days);
+    if (!Maintenance::CheckDays(days)) return QByteArrayView(task.days.fallback).toInt();
+    return static_cast<int>(*NumberEntry(days));
 }
 
 QDate NightlyRuns::Today() const {
@@ -91,7 +87,7 @@ QDate NightlyRuns::LatestDue(const Task& task) const {
 }
 
 void NightlyRuns::ForgetProgress() {
-    if (!settings_.GetSetting(kCondensedToKey).isEmpty()) settings_.SaveSetting(kCondensedToKey, u""_s);
+    if (!settings_.Value(kCondensedTo).isEmpty()) settings_.Save(kCondensedTo, u""_s);
 }
 
 Outcome NightlyRuns::Switch(const Task& task, bool on, const QString& days) {
@@ -99,9 +95,9 @@ Outcome NightlyRuns::Switch(const Task& task, bool on, const QString& days) {
         return on ? Outcome::Failure(valid.Error() + u"\nImproper day value. Please correct and try again."_s)
                   : valid;
     }
-    settings_.SaveSetting(task.daysKey, QString::number(static_cast<int>(*NumberEntry(days))));
-    if (on && !IsOn(task)) settings_.SaveSetting(task.lastRunKey, DateText(LatestDue(task)));
-    settings_.SaveSetting(task.switchKey, on);
+    settings_.Save(task.days, static_cast<int>(*NumberEntry(days)));
+    if (on && !IsOn(task)) settings_.Save(task.lastRun, DateText(LatestDue(task)));
+    settings_.Save(task.enabled, on);
     return Outcome::Success();
 }
 
@@ -109,13 +105,13 @@ void NightlyRuns::Look() {
     if (running_ || work_.Running()) return;
     for (const Task* task : {&kCondense, &kDelete}) {
         if (!IsOn(*task)) continue;
-        const auto last = ProperDate(settings_.GetSetting(task->lastRunKey));
+        const auto last = ProperDate(settings_.Value(task->lastRun));
         const QDate due = LatestDue(*task);
         // A clock that was set back a little gives no second run; a day that is far ahead was a wrong
         // clock's.
         const bool done = last.has_value() && *last >= due && *last <= Today().addDays(1);
         if (done) continue;
-        settings_.SaveSetting(task->lastRunKey, DateText(due));
+        settings_.Save(task->lastRun, DateText(due));
         Run(*task);
         return;
     }
@@ -140,7 +136,7 @@ QCoro::Task<> NightlyRuns::Run(const Task& task) {
 
 /// Condenses what came before the day `firstKept`, from where the last run left off.
 QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
-    auto start = ProperDate(settings_.GetSetting(kCondensedToKey));
+    auto start = ProperDate(settings_.Value(kCondensedTo));
     if (!start.has_value() || *start > Today()) {  // never, or by a clock that went wrong
         // The first row, as it is found at once; the lowest date would take a look at all of them.
         const QueryResult oldest = database_.Run("SELECT date FROM monitordata_minute ORDER BY id LIMIT 1");
@@ -152,7 +148,7 @@ QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
     const QDate end = firstKept.addDays(-1);
     if (*start >= end) co_return Outcome::Success();
     Outcome condensed = co_await maintenance_.Granulate(*start, end, op);
-    if (condensed) settings_.SaveSetting(kCondensedToKey, DateText(end));
+    if (condensed) settings_.Save(kCondensedTo, DateText(end));
     co_return condensed;
 }
 

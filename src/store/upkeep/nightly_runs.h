@@ -6,18 +6,57 @@
 #include <QObject>
 #include <QString>
 
+#include <array>
+
 #include "base/operator.h"
 #include "base/outcome.h"
+#include "base/setting.h"
+#include "store/upkeep/maintenance.h"
 
 namespace corvane {
 
 class CaptureDatabase;
 class Clock;
 class ErrorLog;
-class Maintenance;
 class DatabaseWork;
 class SettingsStore;
 class StatusBoard;
+
+inline constexpr Setting kAutoCondense{.key = "AutoCondense",
+                                       .kind = SettingKind::Switch,
+                                       .fallback = "False",
+                                       .by = SettingBy::Command,
+                                       .help = "Whether old minutes are condensed every night."};
+inline constexpr Setting kAutoDelete{.key = "AutoDelete",
+                                     .kind = SettingKind::Switch,
+                                     .fallback = "False",
+                                     .by = SettingBy::Command,
+                                     .help = "Whether old minutes are deleted every night."};
+inline constexpr Setting kAutoCondenseDays{.key = "AutoCondenseDays",
+                                           .kind = SettingKind::Number,
+                                           .fallback = "7",
+                                           .least = 1,
+                                           .most = Maintenance::kMostDays,
+                                           .by = SettingBy::Command,
+                                           .help = "How many days old data must be to be condensed."};
+inline constexpr Setting kAutoDeleteDays{.key = "AutoDeleteDays",
+                                         .kind = SettingKind::Number,
+                                         .fallback = "31",
+                                         .least = 1,
+                                         .most = Maintenance::kMostDays,
+                                         .by = SettingBy::Command,
+                                         .help = "How many days old data must be to be deleted."};
+inline constexpr Setting kLastCondense{.key = "LastCondenseDate",
+                                       .by = SettingBy::Program,
+                                       .help = "The day of the last automatic condense, \"yyyy-mm-dd\"."};
+inline constexpr Setting kLastDelete{.key = "LastDeleteDate",
+                                     .by = SettingBy::Program,
+                                     .help = "The day of the last automatic delete, \"yyyy-mm-dd\"."};
+inline constexpr Setting kCondensedTo{.key = "CondensedTo",
+                                      .by = SettingBy::Program,
+                                      .help = "The last day that the automatic condense has dealt with."};
+inline constexpr std::array kNightlyRunsSettings = {
+    kAutoCondense, kAutoDelete, kAutoCondenseDays, kAutoDeleteDays, kLastCondense, kLastDelete, kCondensedTo};
 
 /// Each task runs at its hour, or as soon as possible afterwards where the program did not run then, and at
 /// most once for each night: the day of the last run is kept. It acts on what is older than a count of days
@@ -27,13 +66,12 @@ class NightlyRuns : public QObject {
 
 public:
     struct Task {
-        QString name;       ///< as users call it
-        QString switchKey;  ///< whether it runs
-        QString daysKey;
-        QString lastRunKey;  ///< day of the last run, "yyyy-mm-dd"
-        QString label;       ///< of its switch
-        int hour;            ///< of the day
-        int defaultDays;
+        QString name;  ///< as users call it
+        const Setting& enabled;
+        const Setting& days;
+        const Setting& lastRun;
+        QString label;  ///< of its switch
+        int hour;       ///< of the day
         bool condenses;
     };
     static const Task kCondense;  ///< at 12:00 am

@@ -30,7 +30,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kGaugesKey = u"DashboardChannels"_s;
 const QString kNoChannels = u"None"_s;
 
 constexpr double kGaugeShape = 1.2;  ///< width to height
@@ -105,7 +104,7 @@ void DashboardPage::ShowHeader() {
 /// Until somebody chooses: the main channels of every device, unless there are sums to look at.
 std::vector<ChannelChoice> DashboardPage::Chosen() const {
     std::vector<ChannelChoice> chosen;
-    const QString saved = settings_.GetSetting(kGaugesKey);
+    const QString saved = settings_.Value(kDashboardChannels);
     if (saved.isEmpty() && virtualChannels_.Groups().Empty()) {
         for (int slot = 1; slot <= kSlots; ++slot) {
             if (parts_.deviceSlots.Bound(slot).isEmpty()) continue;
@@ -126,7 +125,7 @@ void DashboardPage::Choose(const ChannelChoice& choice, bool on) {
     QStringList texts;
     for (const ChannelChoice& each : chosen)
         texts.append(each.Text());
-    settings_.SaveSetting(kGaugesKey, texts.isEmpty() ? kNoChannels : texts.join(u';'));
+    settings_.Save(kDashboardChannels, texts.isEmpty() ? kNoChannels : texts.join(u';'));
     Refresh();
 }
 

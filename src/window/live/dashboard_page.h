@@ -1,9 +1,11 @@
 // Gauges for the wall: what the house takes, makes, gives away and uses.
 #pragma once
 
+#include <array>
 #include <map>
 #include <vector>
 
+#include "base/setting.h"
 #include "measure/channel_groups.h"
 #include "store/channel_labels.h"
 #include "window/live/live_parts.h"
@@ -19,6 +21,13 @@ namespace corvane {
 class Gauge;
 class SettingsStore;
 class VirtualChannels;
+
+inline constexpr Setting kDashboardChannels{
+    .key = "DashboardChannels",
+    .by = SettingBy::Program,
+    .help =
+        "Channels with a gauge on the dashboard, A:CH1;B:AUX3 or None; none was chosen where it is empty."};
+inline constexpr std::array kDashboardPageSettings = {kDashboardChannels};
 
 class DashboardPage final : public Page {
     Q_OBJECT

@@ -11,14 +11,13 @@
 #include "store/settings_store.h"
 #include "window/parts/palette.h"
 #include "window/parts/state_line.h"
+#include "window/past/chart_settings.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-const QString kChartChannelsKey = u"ChartChannels"_s;
 
 QFrame* Line() {
     auto* line = new QFrame;
@@ -58,8 +57,7 @@ ChannelPanel::ChannelPanel(SettingsStore& settings) : settings_(settings), value
     valuesName_->setFont(strong);
     grid->addWidget(valuesName_, 0, 0, 1, 2);
     grid->addWidget(Line(), 1, 0, 1, 2);
-    const QString shown =
-        settings.GetSetting(kChartChannelsKey, u"1100000"_s).leftJustified(int{kChannels}, u'0');
+    const QString shown = settings.Value(kChartChannels).leftJustified(int{kChannels}, u'0');
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
         channels_[channel] = new QCheckBox;
         channels_[channel]->setChecked(shown[static_cast<qsizetype>(channel)] == u'1');
@@ -84,7 +82,7 @@ void ChannelPanel::SaveChoice() {
     QString mask;
     for (const QCheckBox* channel : channels_)
         mask += channel->isChecked() ? u'1' : u'0';
-    settings_.SaveSetting(kChartChannelsKey, mask);
+    settings_.Save(kChartChannels, mask);
     Q_EMIT ChoiceChanged();
 }
 

@@ -16,6 +16,7 @@
 #include "window/actions.h"
 #include "window/parts/widgets.h"
 #include "window/past/channel_panel.h"
+#include "window/past/chart_settings.h"
 #include "window/past/chart_view.h"
 #include "window/past/history_choices.h"
 #include "window/past/period_bar.h"
@@ -25,10 +26,6 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-const QString kDeviceKey = u"ChartDevice"_s;
-const QString kMeasureKey = u"ChartMeasure"_s;
-const QString kUnitKey = u"ChartBars"_s;
 
 /// What a bar may stand for; by `CalendarUnit`.
 struct BarUnit {
@@ -87,11 +84,11 @@ QWidget* ChartsPage::ChoiceBar(Actions& actions) {
     device_->setMinimumWidth(190);
     row->addWidget(device_);
     row->addWidget(ButtonRow(*measure_, {u"Power"_s, u"Energy"_s, u"Cost"_s}));
-    measure_->button(settings_.GetNumber(kMeasureKey, 0, 0, 2))->setChecked(true);
+    measure_->button(settings_.Number(kChartMeasure))->setChecked(true);
     bars_->setAccessibleName(u"Bars"_s);
     for (const BarUnit& unit : kBarUnits)
         bars_->addItem(QString::fromLatin1(unit.choice));
-    bars_->setCurrentIndex(settings_.GetNumber(kUnitKey, 0, 0, int{kBarUnits.size()} - 1));
+    bars_->setCurrentIndex(settings_.Number(kChartBars));
     row->addWidget(bars_);
     row->addStretch();
     row->addWidget(
@@ -118,16 +115,16 @@ QWidget* ChartsPage::Chart() {
 
 void ChartsPage::Connect() {
     connect(device_, &QComboBox::currentIndexChanged, this, [this] {
-        settings_.SaveSetting(kDeviceKey, QString::fromStdString(Address()));
+        settings_.Save(kChartDevice, QString::fromStdString(Address()));
         Choose();
         Look();
     });
     connect(measure_, &QButtonGroup::idClicked, this, [this](int id) {
-        settings_.SaveSetting(kMeasureKey, QString::number(id));
+        settings_.Save(kChartMeasure, id);
         Choose();
     });
     connect(bars_, &QComboBox::currentIndexChanged, this, [this](int index) {
-        settings_.SaveSetting(kUnitKey, QString::number(index));
+        settings_.Save(kChartBars, index);
         Choose();
     });
     connect(channels_, &ChannelPanel::ChoiceChanged, this, &ChartsPage::Choose);
@@ -154,7 +151,7 @@ void ChartsPage::showEvent(QShowEvent* event) {
 }
 
 void ChartsPage::ShowDevices() {
-    const QString chosen = settings_.GetSetting(kDeviceKey);
+    const QString chosen = settings_.Value(kChartDevice);
     const QSignalBlocker blocked(device_);
     device_->clear();
     for (const HistoryDevice& device : source_.Devices())

@@ -26,8 +26,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kTableKey = u"DataTable"_s;
-
 /// What the tables are called, in the order in which they are offered. Others have their own names.
 struct TableName {
     const char* table;
@@ -97,7 +95,7 @@ QWidget* DataPage::FilterBar(Actions& actions) {
         row->addWidget(choice);
     }
     connect(table_, &QComboBox::activated, this,
-            [this] { settings_.SaveSetting(kTableKey, table_->currentData().toString()); });
+            [this] { settings_.Save(kDataTable, table_->currentData().toString()); });
     row->addWidget(limited_);
     row->addWidget(first_);
     row->addWidget(new QLabel(u"to"_s));
@@ -175,7 +173,7 @@ void DataPage::Show() {
 
 void DataPage::ShowTables() {
     const QSignalBlocker blocked(table_);
-    const QString chosen = settings_.GetSetting(kTableKey);
+    const QString chosen = settings_.Value(kDataTable);
     table_->clear();
     std::vector<std::string> others = source_.Tables();
     for (const TableName& known : kTableNames)

@@ -1,6 +1,9 @@
 // The tables of the database, to look through and to save as CSV.
 #pragma once
 
+#include <array>
+
+#include "base/setting.h"
 #include "window/page.h"
 #include "window/parts/file_export.h"
 #include "window/past/table_source.h"
@@ -14,6 +17,12 @@ namespace corvane {
 
 class Actions;
 class SettingsStore;
+
+inline constexpr Setting kDataTable{.key = "DataTable",
+                                    .fallback = "monitordata_minute",
+                                    .by = SettingBy::Program,
+                                    .help = "The table that the Data tab shows."};
+inline constexpr std::array kDataPageSettings = {kDataTable};
 
 class DataPage final : public Page {
     Q_OBJECT

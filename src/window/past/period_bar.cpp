@@ -11,6 +11,7 @@
 #include <array>
 
 #include "store/settings_store.h"
+#include "window/past/chart_settings.h"
 #include "window/past/history_choices.h"
 
 namespace corvane {
@@ -18,8 +19,6 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-const QString kPeriodKey = u"ChartPeriod"_s;
 
 /// The units of the calendar that a period may be, and the bars that are right for it.
 struct PeriodKind {
@@ -62,7 +61,7 @@ PeriodBar::PeriodBar(SettingsStore& settings) : settings_(settings), period_(new
     for (const PeriodKind& kind : kPeriods)
         names.append(QString::fromUtf16(kind.name));
     row->addWidget(ButtonRow(*period_, names));
-    period_->button(settings.GetNumber(kPeriodKey, 0, 0, 3))->setChecked(true);
+    period_->button(settings.Number(kChartPeriod))->setChecked(true);
     connect(period_, &QButtonGroup::idClicked, this, &PeriodBar::ChoosePeriod);
     row->addWidget(Dates());
     QToolButton* today = SmallButton(u"Today"_s, u"Today"_s);
@@ -95,7 +94,7 @@ QWidget* PeriodBar::Dates() {
 }
 
 void PeriodBar::ChoosePeriod(int id) {
-    settings_.SaveSetting(kPeriodKey, QString::number(id));
+    settings_.Save(kChartPeriod, id);
     Q_EMIT BarsWanted(KindOf(id).bars);
     // The newest period that is in sight, but not one that is yet to come.
     WantPeriod(KindOf(id).unit, std::min(DateOf(to_ - 1), QDate::currentDate()));

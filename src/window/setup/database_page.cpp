@@ -27,7 +27,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kFrequencyKey = u"DBwriteFrequency"_s;
 constexpr int kNumberWidth = 120;
 
 /// Green after a write that succeeded, yellow after one that failed; black text on either is readable.
@@ -82,17 +81,17 @@ void DatabasePage::AddWriting(QVBoxLayout* page) {
     QFormLayout* form = AddSection(page, u"Writing"_s);
     enabled_ = new QCheckBox(u"Write to SQLite3"_s);
     connect(enabled_, &QCheckBox::clicked, this, [this](bool on) {
-        (void)settings_.Apply(u"DBenabled"_s, SettingsStore::BoolText(on));
+        actions_.Done(settings_.Apply(kDatabaseEnabled, SettingsStore::BoolText(on)));
         Refresh();
     });
     form->addRow(enabled_);
-    frequency_ =
-        AddEntry(form, u"Seconds between writes"_s, settings_.Store().GetSetting(kFrequencyKey, u"10"_s));
+    frequency_ = AddEntry(form, u"Seconds between writes"_s, settings_.Store().Value(kWriteFrequency));
     frequency_->setMaximumWidth(kNumberWidth);
     connect(frequency_, &QLineEdit::editingFinished, this, [this] {
         if (!frequency_->isModified()) return;
         frequency_->setModified(false);
-        if (!actions_.Done(settings_.Apply(kFrequencyKey, frequency_->text()))) frequency_->setText(u"10"_s);
+        if (!actions_.Done(settings_.Apply(kWriteFrequency, frequency_->text())))
+            frequency_->setText(u"10"_s);
     });
     indicator_ = new QLabel;
     indicator_->setAlignment(Qt::AlignCenter);

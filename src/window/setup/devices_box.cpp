@@ -27,9 +27,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kQuantityKey = u"DeviceQTY"_s;
-const QString kLinkKey = u"BindDevice"_s;
-
 enum DeviceColumn { kDevice, kSerial, kModel, kLink, kState, kColumns };
 
 QTableWidgetItem* Cell(QTableWidget* table, int row, DeviceColumn column) {
@@ -89,7 +86,7 @@ QWidget* DevicesBox::Binding() {
     quantity_->setRange(1, kSlots);
     quantity_->setAccessibleName(u"Number of devices"_s);
     connect(quantity_, &QSpinBox::valueChanged, this, [this](int quantity) {
-        actions_.Done(settings_.Apply(kQuantityKey, QString::number(quantity)));
+        actions_.Done(settings_.Apply(kDeviceQuantity, QString::number(quantity)));
         Refresh();
     });
     return Row({ActionButton(u"Bind..."_s, actions_, [this](Operator& op) { return Bind(slot_, op); }),
@@ -120,7 +117,7 @@ QWidget* DevicesBox::LinkChoice(int slot) {
     for (const MonitorLink* link : links_)
         choice->addItem(link->Name());
     connect(choice, &QComboBox::activated, this, [this, slot](int link) {
-        actions_.Done(settings_.Apply(kLinkKey + SlotLetter(slot), QString::number(link)));
+        actions_.Done(settings_.Apply(kDeviceLink, QString::number(link), {.member = SlotLetter(slot)}));
     });
     return choice;
 }
@@ -138,7 +135,7 @@ void DevicesBox::ShowDevices() {
         static_cast<QComboBox*>(devices_->cellWidget(row, kLink))->setCurrentIndex(slots_.LinkIndex(row + 1));
     }
     const QSignalBlocker quiet(quantity_);
-    quantity_->setValue(settings_.Store().GetSetting(kQuantityKey, u"1"_s).toInt());
+    quantity_->setValue(settings_.Store().Value(kDeviceQuantity).toInt());
     // As high as its rows: six at most.
     devices_->setFixedHeight(devices_->horizontalHeader()->sizeHint().height() +
                              devices_->verticalHeader()->length() + 2 * devices_->frameWidth() + 2);

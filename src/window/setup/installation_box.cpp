@@ -9,6 +9,9 @@
 #include <array>
 
 #include "app/settings.h"
+#include "link/device_slots.h"
+#include "measure/measurement.h"
+#include "measure/virtual_channels.h"
 #include "measure/virtual_device.h"
 #include "measure/virtual_texts.h"
 #include "store/settings_store.h"
@@ -22,17 +25,16 @@ using namespace Qt::StringLiterals;
 namespace {
 
 struct SwitchWords {
-    const char* key;
+    const Setting& setting;
     const char* text;
-    bool fallback;
 };
 
 constexpr std::array<SwitchWords, 5> kSwitches = {{
-    {"NegGen", "Show the main panel as a bi-polar value", false},
-    {"CurrentAvg", "Show the mean of the main panel's two currents", false},
-    {"Other", "Reckon OTHER (Un-monitored Loads)", true},
-    {"VoltX2", "Show twice the volts measured", false},
-    {"VRQ5806", "Take every VRQ-5806 packet for one of serial number 999998", false},
+    {kBipolarMain, "Show the main panel as a bi-polar value"},
+    {kAverageAmps, "Show the mean of the main panel's two currents"},
+    {kOtherWanted, "Reckon OTHER (Un-monitored Loads)"},
+    {kLineToLine, "Show twice the volts measured"},
+    {kSingleTwoChannel, "Take every VRQ-5806 packet for one of serial number 999998"},
 }};
 
 }  // namespace
@@ -46,7 +48,7 @@ InstallationBox::InstallationBox(VirtualDevice& device, Settings& settings, Acti
     column->addWidget(consumption_);
     column->addWidget(netMetering_);
     for (const SwitchWords& words : kSwitches)
-        column->addWidget(Switch(QString::fromLatin1(words.key), QString::fromLatin1(words.text)));
+        column->addWidget(Switch(words.setting, QString::fromLatin1(words.text)));
     device_ = TextLabel();
     column->addWidget(device_);
     column->addWidget(Row({ActionButton(u"Create virtual device..."_s, actions,
@@ -66,10 +68,11 @@ QRadioButton* InstallationBox::TypeChoice(InstallationType type) {
     return choice;
 }
 
-QCheckBox* InstallationBox::Switch(const QString& key, const QString& text) {
+QCheckBox* InstallationBox::Switch(const Setting& setting, const QString& text) {
     auto* box = new QCheckBox(text);
-    connect(box, &QCheckBox::clicked, this,
-            [this, key](bool on) { actions_.Done(settings_.Apply(key, SettingsStore::BoolText(on))); });
+    connect(box, &QCheckBox::clicked, this, [this, &setting](bool on) {
+        actions_.Done(settings_.Apply(setting, SettingsStore::BoolText(on)));
+    });
     return switches_.emplace_back(box);
 }
 
@@ -77,10 +80,8 @@ void InstallationBox::Refresh() {
     const bool net = virtualDevice_.Type() == InstallationType::NetMetering;
     consumption_->setChecked(!net);
     netMetering_->setChecked(net);
-    for (std::size_t i = 0; i < kSwitches.size(); ++i) {
-        const SwitchWords& words = kSwitches[i];
-        switches_[i]->setChecked(settings_.Store().GetBool(QString::fromLatin1(words.key), words.fallback));
-    }
+    for (std::size_t i = 0; i < kSwitches.size(); ++i)
+        switches_[i]->setChecked(settings_.Store().IsOn(kSwitches[i].setting));
     device_->setText(VirtualDeviceText(virtualDevice_));
 }
 

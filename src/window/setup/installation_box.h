@@ -14,6 +14,7 @@ namespace corvane {
 class Actions;
 class Settings;
 class VirtualDevice;
+struct Setting;
 enum class InstallationType;
 
 class InstallationBox final : public QGroupBox {
@@ -26,7 +27,7 @@ public:
 
 private:
     QRadioButton* TypeChoice(InstallationType type);
-    QCheckBox* Switch(const QString& key, const QString& text);
+    QCheckBox* Switch(const Setting& setting, const QString& text);
 
     VirtualDevice& virtualDevice_;
     Settings& settings_;

@@ -9,19 +9,15 @@
 
 #include "app/settings.h"
 #include "base/operator.h"
+#include "link/serial_link.h"
 #include "store/settings_store.h"
+#include "window/actions.h"
 #include "window/parts/state_line.h"
 #include "window/parts/widgets.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-const QString kAutoOpenKey = u"AutoOpen"_s;
-
-}  // namespace
 
 PortSearchBox::PortSearchBox(SerialPorts& ports, std::vector<SerialLink*> links, Settings& settings,
                              Clock& clock, Actions& actions)
@@ -31,8 +27,9 @@ PortSearchBox::PortSearchBox(SerialPorts& ports, std::vector<SerialLink*> links,
       clock_(clock),
       autoOpen_(new QCheckBox(u"Open the serial connections when the program starts"_s)),
       found_(PaleLabel()) {
-    connect(autoOpen_, &QCheckBox::clicked, this,
-            [this](bool on) { (void)settings_.Apply(kAutoOpenKey, SettingsStore::BoolText(on)); });
+    connect(autoOpen_, &QCheckBox::clicked, this, [this, &actions](bool on) {
+        actions.Done(settings_.Apply(kAutoOpen, SettingsStore::BoolText(on)));
+    });
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(ActionButton(u"Find COM Port"_s, actions, [this](Operator& op) { return FindPorts(op); }));
@@ -56,7 +53,7 @@ QCoro::Task<Outcome> PortSearchBox::FindPorts(Operator& op) {
 }
 
 void PortSearchBox::Refresh() {
-    autoOpen_->setChecked(settings_.Store().GetBool(kAutoOpenKey, false));
+    autoOpen_->setChecked(settings_.Store().IsOn(kAutoOpen));
 }
 
 }  // namespace corvane

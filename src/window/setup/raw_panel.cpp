@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "link/raw_view.h"
-#include "store/settings_store.h"
 #include "window/parts/widgets.h"
 
 namespace corvane {
@@ -55,9 +54,8 @@ void Write(QTextCursor& cursor, std::string_view bytes, const QTextCharFormat& f
 
 }  // namespace
 
-RawPanel::RawPanel(const Framer& framer, const MonitorLinks& links, const SettingsStore& settings,
-                   std::function<void(bool on)> keepBytes)
-    : QGroupBox(u"Received bytes"_s), framer_(framer), settings_(settings), keepBytes_(std::move(keepBytes)) {
+RawPanel::RawPanel(const Framer& framer, const MonitorLinks& links, std::function<void(bool on)> keepBytes)
+    : QGroupBox(u"Received bytes"_s), framer_(framer), keepBytes_(std::move(keepBytes)) {
     bytes_ = new QTextEdit;
     bytes_->setAccessibleName(u"Received bytes"_s);
     bytes_->setReadOnly(true);
@@ -101,7 +99,7 @@ QWidget* RawPanel::Choices(const MonitorLinks& links) {
 
 void RawPanel::Refresh() {
     counters_->setText(PacketCounts(framer_));
-    on_->setChecked(settings_.GetBool(u"DisplayHex"_s, false));
+    on_->setChecked(framer_.RawDisplay(stream_->currentData().toInt()));
     if (!hold_->isChecked()) TakeLatest();
 }
 

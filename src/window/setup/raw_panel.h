@@ -17,7 +17,6 @@ class QTextEdit;
 
 namespace corvane {
 
-class SettingsStore;
 struct RawRun;
 
 class RawPanel final : public QGroupBox {
@@ -27,8 +26,7 @@ public:
     static constexpr std::size_t kShown = 4096;  ///< bytes of a stream; older ones are left out
 
     /// `keepBytes` switches for all streams whether received bytes are kept.
-    RawPanel(const Framer& framer, const MonitorLinks& links, const SettingsStore& settings,
-             std::function<void(bool on)> keepBytes);
+    RawPanel(const Framer& framer, const MonitorLinks& links, std::function<void(bool on)> keepBytes);
 
     /// To be called once a second while it is looked at.
     void Refresh();
@@ -45,7 +43,6 @@ private:
     [[nodiscard]] QColor ColorOf(std::size_t field) const;
 
     const Framer& framer_;
-    const SettingsStore& settings_;
     std::function<void(bool on)> keepBytes_;
     QCheckBox* on_;
     QCheckBox* hold_;

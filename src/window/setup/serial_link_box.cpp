@@ -18,10 +18,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The letter of the link ends the keys.
-const QString kComPortKey = u"ComPort"_s;
-const QString kBaudRateKey = u"BaudRate"_s;
-
 /// A narrow list; what it lists may be wider.
 QComboBox* Choice(const QString& name) {
     auto* choice = new QComboBox;
@@ -58,11 +54,10 @@ SerialLinkBox::SerialLinkBox(SerialLink& link, Settings& settings, Actions& acti
     connect(port_, &QComboBox::activated, this, [this] {
         // "None" cannot be saved: it only means that none is chosen yet.
         const QString number = port_->currentData().toString();
-        if (!number.isEmpty()) actions_.Done(settings_.Apply(kComPortKey + link_.Letter(), number));
+        if (!number.isEmpty()) actions_.Done(settings_.Apply(kComPort, number, Place()));
     });
-    connect(baudRate_, &QComboBox::activated, this, [this] {
-        actions_.Done(settings_.Apply(kBaudRateKey + link_.Letter(), baudRate_->currentText()));
-    });
+    connect(baudRate_, &QComboBox::activated, this,
+            [this] { actions_.Done(settings_.Apply(kBaudRate, baudRate_->currentText(), Place())); });
     connect(&settings.Store(), &SettingsStore::Changed, this, &SerialLinkBox::ShowChosen);
 }
 
@@ -79,7 +74,7 @@ QWidget* SerialLinkBox::Buttons() {
 }
 
 QCoro::Task<Outcome> SerialLinkBox::Open() {
-    const Outcome chosen = settings_.Apply(kComPortKey + link_.Letter(), port_->currentData().toString());
+    const Outcome chosen = settings_.Apply(kComPort, port_->currentData().toString(), Place());
     if (!chosen) co_return chosen;
     const Outcome opened = co_await link_.OpenCOM();
     Refresh();
@@ -97,17 +92,16 @@ void SerialLinkBox::Offer(const std::vector<FoundPort>& ports) {
     ShowChosen();
 }
 
-QString SerialLinkBox::Setting(const QString& name) const {
-    return settings_.Store().GetSetting(name + link_.Letter());
+SettingPlace SerialLinkBox::Place() const {
+    return {.member = link_.Letter()};
 }
 
 void SerialLinkBox::ShowChosen() {
-    const QString port = Setting(kComPortKey);
+    const QString port = settings_.Store().Value(kComPort, Place());
     if (port_->findData(port) < 0)
         port_->addItem(u"%1  %2"_s.arg(port, ComDevice(port.toInt(), settings_.Store())), port);
     port_->setCurrentIndex(port_->findData(port));
-    const QString baudRate = Setting(kBaudRateKey);
-    baudRate_->setCurrentText(baudRate.isEmpty() ? QString::number(SerialLink::kDefaultBaudRate) : baudRate);
+    baudRate_->setCurrentText(settings_.Store().Value(kBaudRate, Place()));
 }
 
 void SerialLinkBox::Refresh() {

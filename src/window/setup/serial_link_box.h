@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/outcome.h"
+#include "base/setting.h"
 
 class QComboBox;
 class QPushButton;
@@ -35,7 +36,7 @@ private:
     QWidget* Buttons();
     void ShowChosen();
     QCoro::Task<Outcome> Open();
-    [[nodiscard]] QString Setting(const QString& name) const;
+    [[nodiscard]] SettingPlace Place() const;
 
     SerialLink& link_;
     Settings& settings_;

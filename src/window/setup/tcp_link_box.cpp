@@ -9,6 +9,7 @@
 #include "link/tcp_link.h"
 #include "store/settings_store.h"
 #include "window/actions.h"
+#include "window/parts/setting_widgets.h"
 #include "window/parts/state_line.h"
 #include "window/parts/widgets.h"
 
@@ -17,12 +18,6 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// The letter of the link ends the keys.
-const QString kTcpPortKey = u"TcpPort"_s;
-const QString kModeKey = u"TcpMode"_s;
-const QString kHostKey = u"TcpHost"_s;
-const QString kLatchKey = u"LatchDisconnect"_s;
 
 StateLine::Light LightOf(TcpLink& link) {
     const bool active = link.TakeActivity();
@@ -66,18 +61,12 @@ void TcpLinkBox::AddDirection(QFormLayout* form) {
     direction_->addItem(u"Calls the gateway"_s, u"client"_s);
     connect(direction_, &QComboBox::activated, this, [this](int index) {
         const QString mode = direction_->itemData(index).toString();
-        actions_.Done(settings_.Apply(kModeKey + link_.Letter(), mode));
+        actions_.Done(settings_.Apply(kTcpModeB, mode));
         Refresh();
     });
     form->addRow(u"Mode"_s, direction_);
-    host_ = AddEntry(form, u"Host"_s);
+    host_ = AddSettingEntry(form, u"Host"_s, settings_, actions_, kTcpHostB);
     host_->setAccessibleName(link_.Name() + u": Host"_s);
-    connect(host_, &QLineEdit::editingFinished, this, [this] {
-        if (!host_->isModified()) return;
-        host_->setModified(false);
-        actions_.Done(settings_.Apply(kHostKey + link_.Letter(), host_->text()));
-        Refresh();
-    });
 }
 
 void TcpLinkBox::AddPort(QFormLayout* form) {
@@ -86,7 +75,7 @@ void TcpLinkBox::AddPort(QFormLayout* form) {
     connect(port_, &QLineEdit::editingFinished, this, [this] {
         if (!port_->isModified()) return;
         port_->setModified(false);
-        actions_.Done(settings_.Apply(kTcpPortKey + link_.Letter(), port_->text()));
+        actions_.Done(settings_.Apply(link_.PortSetting(), port_->text()));
         Refresh();
     });
 }
@@ -116,8 +105,7 @@ bool TcpLinkBox::Idle() const {
 
 void TcpLinkBox::Refresh() {
     const bool serves = !link_.ConnectsOut();
-    const SettingsStore& store = settings_.Store();
-    const QString port = store.GetSetting(kTcpPortKey + link_.Letter(), QString::number(link_.DefaultPort()));
+    const QString port = settings_.Store().Value(link_.PortSetting());
     QString state = link_.WinsockStateDisplay();
     if (serves && link_.LocalPort() != 0) state += u", port %1"_s.arg(link_.LocalPort());
     QStringList notices;
@@ -130,12 +118,11 @@ void TcpLinkBox::Refresh() {
     listen_->setText(link_.Caption());
     listen_->setAccessibleName(link_.Name() + u": "_s + link_.Caption());
     listen_->setEnabled(link_.State() != SocketState::Connected);
-    disconnect_->setEnabled(!Idle() || !store.GetBool(kLatchKey + link_.Letter(), false));
+    disconnect_->setEnabled(!Idle() || !settings_.Store().IsOn(kTcpLatch, {.member = link_.Letter()}));
     if (!port_->isModified()) port_->setText(port);
     if (direction_ == nullptr) return;
     direction_->setCurrentIndex(serves ? 0 : 1);
     host_->setEnabled(!serves);
-    if (!host_->isModified()) host_->setText(store.GetSetting(kHostKey + link_.Letter(), u"127.0.0.1"_s));
 }
 
 }  // namespace corvane

@@ -8,6 +8,7 @@
 #include <array>
 
 #include "store/upkeep/maintenance_fixture.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -59,7 +60,7 @@ struct DatabaseFilesTest : MaintenanceFixture {
     bool Create(const QString& target) { return QCoro::waitFor(files.CreateNewDB(target, op)); }
 
     [[nodiscard]] std::string Setting(const QString& key) const {
-        return settings.GetSetting(key, u"absent"_s).toStdString();
+        return KeptByKey(settings, key, u"absent"_s).toStdString();
     }
 };
 
@@ -90,7 +91,7 @@ TEST_F(DatabaseFilesTest, TheStoredFileIsTakenWithoutAWordAndNotReplacedWhenItIs
                                              {outside, outside, outside}}) {
         SCOPED_TRACE(stored.toStdString());
         ASSERT_TRUE(CreateTables(file.toStdString()));
-        settings.SaveSetting(u"DBfile"_s, stored);
+        KeepByKey(settings, u"DBfile"_s, stored);
         EXPECT_EQ(Start(), "");
         EXPECT_EQ(database.databasePath(), file.toStdString());
         EXPECT_EQ(Setting(u"DBfile"_s), remembered.toStdString());
@@ -126,7 +127,7 @@ TEST_F(DatabaseFilesTest, WhatIsNoCaptureDatabaseIsRefusedAndLeftAlone) {
             EXPECT_THAT(op.Messages().back(), HasSubstr(part));
         EXPECT_EQ(folder.Read(u"vrq1.db3"_s), bytes);
     }
-    settings.SaveSetting(u"DBfile"_s, u"."_s);
+    KeepByKey(settings, u"DBfile"_s, u"."_s);
     op.WillAnswer(kAgain, Answer::No);
     EXPECT_NE(Start(), "") << "a folder in place of the file";
     EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3"));
@@ -212,7 +213,7 @@ TEST_F(DatabaseFilesTest, AnotherFileIsOpenedOnlyWhenItIsGoodAndTheUserIsSure) {
     // Records from before the change go to the file that was in force.
     writer.WriteSQL("insert into monitordata_hourly(date) values ('first')");
     writer.WriteSQL("insert into monitordata_hourly(date) values ('second')");
-    writer.SetEnabled(false);
+    settings.Save(kDatabaseEnabled, false);
     op.WillAnswer("The \"Write to SQLite3\" option is currently not checked.", Answer::Yes);
     op.WillEnter(kSelect, u"Other.DB3"_s);
     op.WillAnswer(kReplace, Answer::Yes);
@@ -248,8 +249,8 @@ TEST_F(DatabaseFilesTest, AFileIsOverwrittenByANewOneOnlyAfterAskingAndSavedIfWa
 TEST_F(DatabaseFilesTest, AddressesThatDifferFromTheBoundSerialsAreCorrectedIfWanted) {
     ASSERT_TRUE(CreateTables(path));
     ASSERT_EQ(Start(), "");
-    settings.SaveSetting(u"DevSerial"_s, u"000301"_s, u"0"_s);
-    settings.SaveSetting(u"DevSerial"_s, u"302"_s, u"1"_s);
+    KeepByKey(settings, u"DevSerial"_s, u"000301"_s, u"0"_s);
+    KeepByKey(settings, u"DevSerial"_s, u"302"_s, u"1"_s);
     const char* const kMismatch =
         "The device serial number does not match that of the database configuration. Would you like to "
         "correct this?";

@@ -5,6 +5,7 @@
 
 #include "base/date_entry.h"
 #include "store/upkeep/maintenance_fixture.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -202,12 +203,12 @@ TEST_F(MaintenanceTest, LabelsAreResetUpToTheFirstDeviceWithoutASerialNumber) {
     EXPECT_EQ(All(labels), before);
 
     for (const auto& [section, serial] : {std::pair{u"0"_s, u"300001"_s}, {u"2"_s, u"300003"_s}})
-        settings.SaveSetting(u"DevSerial"_s, serial, section);
+        KeepByKey(settings, u"DevSerial"_s, serial, section);
     op.WillAnswer(kWarning, Answer::Yes);
     EXPECT_EQ(Result(maintenance.ResetLabels(op)), "");
     EXPECT_THAT(All(labels), ElementsAre("1|300001|No Label| |TRUE"));
     for (int device = 1; device < 6; ++device)
-        settings.SaveSetting(u"DevSerial"_s, QString::number(300001 + device), QString::number(device));
+        KeepByKey(settings, u"DevSerial"_s, QString::number(300001 + device), QString::number(device));
     op.WillAnswer(kWarning, Answer::Yes);
     EXPECT_EQ(Result(maintenance.ResetLabels(op)), "");
     EXPECT_THAT(All("SELECT deviceaddress FROM applicationinfo"),

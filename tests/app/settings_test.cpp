@@ -1,4 +1,4 @@
-#include "app/setting_rules.h"
+#include "app/settings.h"
 
 #include "app/program_fixture.h"
 
@@ -7,9 +7,9 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class SettingRules : public ProgramTest {};
+class SettingsTest : public ProgramTest {};
 
-TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
+TEST_F(SettingsTest, AnEntryIsCheckedByItsDeclaration) {
     Program& program = Start();
     const struct {
         const char* name;
@@ -41,17 +41,21 @@ TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
         {"ComDevice1", "/dev/serial/by-id/usb-monitor", ""},
         {"comdevice64", "/dev/ttyUSB7", ""},
         {"ComDevice64", "", ""},
-        {"ComDevice2", "ttyUSB0", "full path"},
+        {"ComDevice2", "ttyUSB0", "ComDevice2 is a full path"},
         {"ComDevice0", "/dev/ttyUSB0", "There is no setting"},
         {"ComDevice65", "/dev/ttyUSB0", "There is no setting"},
         {"ComDevice01", "/dev/ttyUSB0", "There is no setting"},
         {"ComDevice", "/dev/ttyUSB0", "There is no setting"},
         {"XomDevice1", "/dev/ttyUSB0", "There is no setting"},
+        {"startup/comdevice3", "", ""},
         {"DeviceQTY", "6", ""},
         {"DeviceQTY", "7", "whole number from 1 to 6"},
         {"DeviceQTY", "1.5", "whole number from 1 to 6"},
         {"BindDeviceF", "4", ""},
-        {"BindDeviceA", "5", "whole number from 0 to 4"},
+        {"BindDeviceA", "5", "BindDeviceA is a whole number from 0 to 4"},
+        {"LatchDisconnectA", "True", "There is no setting"},
+        {"1/Roll1A", "5", "There is no setting Roll1A that"},
+        {"0/DevSerial", "301234", "There is no setting"},
         {"serverenable", "True", ""},
         {"TcpPortHA", "65000", ""},
         {"TcpPortHA", "65001", "Invalid Port value. Try again"},
@@ -74,26 +78,59 @@ TEST_F(SettingRules, ValuesAreCheckedByTheirRule) {
         {"DBenabeld", "True", "There is no setting"},
         {"0/VoltX2", "True", "There is no setting"},
     };
+    Settings& settings = program.userSettings;
     for (const auto& c : cases) {
-        const auto name = SettingName::Parse(QString::fromLatin1(c.name));
-        const QString before = program.settings.GetSetting(name.key, u"-"_s, name.section);
-        const AppliedSetting reply = ApplySetting(program, name, QString::fromLatin1(c.value));
-        const QString after = program.settings.GetSetting(name.key, u"-"_s, name.section);
+        const QString name = QString::fromLatin1(c.name);
+        const auto before = settings.Shown(name);
+        const Outcome applied = settings.Apply(name, QString::fromLatin1(c.value));
         if (*c.error == '\0') {
-            EXPECT_TRUE(reply.outcome) << c.name << ": " << reply.outcome.Error().toStdString();
-            EXPECT_EQ(after.toLower(), QString::fromLatin1(c.value).toLower());
-            EXPECT_FALSE(reply.told.contains(u"secret"_s));
+            EXPECT_TRUE(applied) << c.name << ": " << applied.Error().toStdString();
+            EXPECT_EQ(settings.Shown(name)->toLower(), QString::fromLatin1(c.value).toLower()) << c.name;
         } else {
-            EXPECT_TRUE(reply.outcome.Error().contains(QLatin1StringView(c.error))) << c.name;
-            EXPECT_EQ(after, before) << c.name;
+            EXPECT_TRUE(applied.Error().contains(QLatin1StringView(c.error)))
+                << c.name << ": " << applied.Error().toStdString();
+            EXPECT_EQ(settings.Shown(name), before) << c.name;
         }
     }
 }
 
-TEST_F(SettingRules, TheWriteSwitchActsAtOnce) {
+TEST_F(SettingsTest, WhatWasChangedIsToldWithTheMomentFromWhichItIsInEffect) {
+    const Settings& settings = Start().userSettings;
+    const struct {
+        const char* name;
+        const char* told;
+    } cases[] = {
+        {"voltx2", "VoltX2 = 7"},
+        {"TcpPortB", "TcpPortB = 7, from the next listen on"},
+        {"startup/comdevice7", "ComDevice7 = 7, from the next opening on"},
+        {"BindDeviceF", "BindDeviceF = 7, from the next \"target\" on"},
+        {"DBfile", "DBfile = 7, from the next start on"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(settings.ChangeText(QString::fromLatin1(c.name), u"7"_s), QString::fromLatin1(c.told));
+}
+
+TEST_F(SettingsTest, ASecretIsNeverShown) {
+    static constexpr Setting kSecret{.key = "Key", .privacy = SettingPrivacy::Secret};
+    SettingsStore store(SettingsFile());
+    Settings settings(store, {{&kSecret, 1}}, {});
+    EXPECT_EQ(settings.Shown(u"Key"_s), std::nullopt);
+    EXPECT_TRUE(settings.Apply(u"Key"_s, u"c0ffee"_s));
+    EXPECT_EQ(store.Value(kSecret), u"c0ffee"_s);
+    for (const QString& name : {u"Key"_s, u"startup/KEY"_s})
+        EXPECT_EQ(settings.Shown(name), kNotShown);
+    for (const QString& name : {u"/Key"_s, u"startup//Key"_s, u"Key/"_s})
+        EXPECT_EQ(settings.Shown(name), std::nullopt) << "the file knows the same key by these names";
+    EXPECT_EQ(settings.ChangeText(u"Key"_s, u"c0ffee"_s), u"Key = (not shown)"_s);
+}
+
+TEST_F(SettingsTest, TheSwitchAndTheFrequencyOfWritingActAtOnce) {
     Program& program = Start();
-    EXPECT_TRUE(ApplySetting(program, SettingName::Parse(u"DBenabled"_s), u"False"_s).outcome);
+    EXPECT_TRUE(program.userSettings.Apply(kDatabaseEnabled, u"false"_s));
     EXPECT_FALSE(program.dbWriter.Enabled());
+    EXPECT_TRUE(program.userSettings.Apply(kWriteFrequency, u"33"_s));
+    program.dbWriter.Flush();
+    EXPECT_EQ(program.dbWriter.WriteCountdown(), 33);
 }
 
 }  // namespace

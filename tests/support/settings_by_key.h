@@ -1,0 +1,31 @@
+// Settings by their keys. The keys are a promise to whoever edits the file, so tests spell them out.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <concepts>
+
+#include "store/settings_store.h"
+
+namespace corvane {
+
+inline void KeepByKey(SettingsStore& store, const QString& key, const QString& value,
+                      const QString& section = SettingsStore::kStartup) {
+    const QByteArray name = key.toLatin1();
+    const bool general = section == SettingsStore::kStartup;
+    store.Save(
+        {.key = name.constData(), .section = general ? SettingSection::Startup : SettingSection::SlotFromOne},
+        value, {.slot = section.toInt()});
+}
+
+inline void KeepByKey(SettingsStore& store, const QString& key, std::same_as<bool> auto on) {
+    KeepByKey(store, key, SettingsStore::BoolText(on));
+}
+
+inline QString KeptByKey(const SettingsStore& store, const QString& key, const QString& fallback = {},
+                         const QString& section = SettingsStore::kStartup) {
+    return store.Kept(section + u'/' + key).value_or(fallback);
+}
+
+}  // namespace corvane

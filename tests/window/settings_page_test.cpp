@@ -1,0 +1,108 @@
+// Every setting that is declared has its row in docs/settings.md, with the same default, and there are no
+// others.
+#include <QFile>
+#include <QMap>
+
+#include <gmock/gmock.h>
+
+#include "window/window_fixture.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+/// "0/DevSerial" -> what is said of it.
+using Told = QMap<QString, QString>;
+
+QString About(const QString& fallback, bool byHand, const QString& effect) {
+    return u"default %1; %2%3"_s.arg(fallback.isEmpty() ? u"none"_s : fallback,
+                                     byHand ? u"set"_s : u"not set"_s, byHand ? effect : QString());
+}
+
+Told Declared(const Settings& settings) {
+    Told told;
+    for (const Settings::List list : settings.Lists()) {
+        for (const Setting& setting : list) {
+            for (const QString& member : SettingMembers(setting)) {
+                const QString name =
+                    SettingSectionName(setting, {.slot = 1}) + u'/' + SettingKey(setting, {.member = member});
+                EXPECT_FALSE(told.contains(name)) << name.toStdString() << " is declared twice";
+                EXPECT_STRNE(setting.help, "") << name.toStdString();
+                told[name] = About(QString::fromLatin1(setting.fallback), setting.by == SettingBy::Hand,
+                                   SettingEffectText(setting.effect).replace(u'"', u'`'));
+            }
+        }
+    }
+    return told;
+}
+
+/// "`A1`, `B`" gives A1 and B, "`A1` .. `A3`" gives A1, A2 and A3.
+QStringList KeysOf(QString cell) {
+    QStringList keys;
+    cell.remove(u'`');
+    for (const QString& part : cell.split(u", "_s)) {
+        const QStringList ends = part.split(u" .. "_s);
+        qsizetype common = 0;
+        while (ends.size() == 2 && ends[0][common] == ends[1][common])
+            ++common;
+        const QByteArray members =
+            (ends.size() == 2 ? ends[0].mid(common) + u'-' + ends[1].mid(common) : QString()).toLatin1();
+        for (const QString& member : SettingMembers({.key = "", .members = members.constData()}))
+            keys.append(ends.size() == 2 ? ends[0].left(common) + member : part);
+    }
+    return keys;
+}
+
+/// The section that a heading of the page is about, as that of its first slot; empty where it is about none.
+QString SectionOf(const QString& heading) {
+    if (!heading.startsWith("## Section"_L1)) return {};
+    return heading.section(u'`', 1, 1);
+}
+
+Told Documented() {
+    QFile page(QStringLiteral(SETTINGS_PAGE));
+    EXPECT_TRUE(page.open(QIODevice::ReadOnly));
+    Told told;
+    QString section;
+    bool saysWho = false;
+    for (const QString& line : QString::fromUtf8(page.readAll()).split(u'\n')) {
+        if (line.startsWith("## "_L1)) section = SectionOf(line);
+        const QStringList cells = line.split(u" | "_s);
+        if (line.startsWith("| key "_L1)) saysWho = line.endsWith("| changed by |"_L1);
+        if (section.isEmpty() || !line.startsWith("| `"_L1) || cells.size() < 3) continue;
+        const QString who = saysWho ? QString(cells.last()).remove(" |"_L1) : QString();
+        const auto from = who.indexOf(", from the"_L1);
+        for (const QString& key : KeysOf(cells[0].mid(2))) {
+            told[section + u'/' + key] =
+                About(cells[1] == "none"_L1 ? QString() : cells[1], who.startsWith("`set`"_L1),
+                      from < 0 ? QString() : who.mid(from).section(u';', 0, 0));
+        }
+    }
+    return told;
+}
+
+// Of the forwarding, which declares none yet.
+const QStringList kUndeclared = {
+    u"ServerEnable"_s, u"HAServerEnable"_s,   u"ClientEnable"_s, u"BinaryData"_s,       u"HAbinaryData"_s,
+    u"TcpPortHA"_s,    u"HAserverPort"_s,     u"ClientTCPip"_s,  u"LatchDisconnectC"_s, u"LatchDisconnectD"_s,
+    u"ClientPort"_s,   u"RemoteHost"_s,       u"GetEnable"_s,    u"GetURL"_s,           u"GetURLext"_s,
+    u"GetLayout"_s,    u"InternetCheckUrl"_s, u"PacEnable"_s,    u"PachubeKey"_s,       u"PachubeFeed"_s,
+    u"PacTitle"_s,     u"PacHost"_s,          u"PacInterval"_s,  u"PacChan"_s,          u"TicEndIndex"_s};
+
+TEST_F(WindowTest, TheSettingsThatAreDeclaredAreThoseOfThePageOnSettings) {
+    Open();
+    const Told declared = Declared(program_->userSettings);
+    const Told documented = Documented();
+    EXPECT_GT(declared.size(), 150);
+    for (const QString& name : declared.keys())
+        EXPECT_EQ(documented.value(name, u"no row"_s).toStdString(), declared[name].toStdString())
+            << name.toStdString();
+    for (const QString& name : documented.keys()) {
+        const bool known = declared.contains(name) || kUndeclared.contains(name.section(u'/', 1));
+        EXPECT_TRUE(known) << name.toStdString() << " is not declared";
+    }
+}
+
+}  // namespace
+}  // namespace corvane
