@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "history/channel_steps.h"
 #include "history/csv_export.h"
 #include "history/table_rows.h"
 #include "store/schema.h"
@@ -51,6 +52,10 @@ void Fill(const std::string& path) {
         "abs(random()) % 3000,abs(random()) % 2000,i % 90,i % 400,300,40,5,12.5,3.4,34.29355 + i / 70.0,"
         "i / 90.0,i / 110.0,i / 130.0,i / 170.0,i / 190.0,i / 230.0,1 FROM n");
     Require(filled.Ok(), filled.errorText);
+    const QueryResult hours = database.GetTable(
+        "INSERT INTO monitordata_hourly(date,deviceaddress,ch1kwh,ch2kwh) SELECT date,deviceaddress,ch1kwh,"
+        "ch2kwh FROM monitordata_minute WHERE id % 120 < 2");
+    Require(hours.Ok(), hours.errorText);
 }
 
 /// Seconds for stepping over what a chart is made of, and nothing else.
@@ -109,6 +114,47 @@ void MeasureCharts(SqlWorker& worker, const std::string& path) {
                 kFrames / moving.Seconds());
 }
 
+/// What the pages of the browser ask for, beside the sum in SQL alone.
+void MeasureSteps(SqlWorker& worker, const std::string& path) {
+    const WallTime day = ParseStamp("2025-07-01 00:00:00").value();
+    const WallTime year = ParseStamp("2025-01-01 00:00:00").value();
+    const struct {
+        const char* what;
+        ChannelSteps steps;
+        const char* alone;
+    } cases[] = {
+        {"power of a day in steps of 5 minutes",
+         {.address = "300001", .channel = 1, .from = day, .to = day + kWallDay, .powerStep = 300},
+         "SELECT strftime('%s', date) / 300, AVG(watts) FROM (SELECT DISTINCT date, ch2watt AS watts FROM "
+         "monitordata_minute WHERE deviceaddress = 300001 AND date >= '2025-07-01' AND date < "
+         "'2025-07-02') GROUP BY 1"},
+        {"power of a year in steps of a day",
+         {.address = "300001", .channel = 1, .from = year, .to = year + 365 * kWallDay, .powerStep = 86'400},
+         "SELECT strftime('%s', date) / 86400, AVG(watts) FROM (SELECT DISTINCT date, ch2watt AS watts FROM "
+         "monitordata_minute WHERE deviceaddress = 300001 AND date >= '2025-01-01' AND date < "
+         "'2026-01-01') GROUP BY 1"},
+        {"energy of a year in months",
+         {.address = "300001",
+          .channel = 1,
+          .from = year,
+          .to = year + 365 * kWallDay,
+          .energyStep = CalendarUnit::Month},
+         "SELECT date, ch2kwh FROM monitordata_hourly WHERE deviceaddress = 300001 AND date >= '2025-01-01' "
+         "AND date < '2026-01-01' ORDER BY date"},
+    };
+    for (const auto& c : cases) {
+        const Stopwatch alone;
+        Require(CaptureDatabase::OpenFile(path, false).GetTable(c.alone).Ok(), "SQL fails");
+        const double bare = alone.Seconds();
+        const auto values = std::make_shared<std::vector<StepValue>>();
+        const Stopwatch watch;
+        const QueryResult read = QCoro::waitFor(worker.Run(path, ReadSteps(c.steps, values)));
+        Require(read.Ok() && values->front().value.has_value(), "no steps");
+        std::printf("%s: %.0f ms, %.2f times the SQL alone\n", c.what, 1000 * watch.Seconds(),
+                    watch.Seconds() / bare);
+    }
+}
+
 void MeasureCsv(SqlWorker& worker, const QString& folder, const std::string& path) {
     const auto rows = std::make_shared<TableRows>();
     rows->filter.table = "monitordata_minute";
@@ -146,6 +192,7 @@ int main(int argc, char** argv) {
     corvane::Fill(path);
     corvane::SqlWorker worker;
     corvane::MeasureCharts(worker, path);
+    corvane::MeasureSteps(worker, path);
     corvane::MeasureCsv(worker, folder.path(), path);
     return 0;
 }

@@ -27,11 +27,13 @@ std::string ReadPower(const CaptureDatabase::Connection& database, const Channel
     const std::string column = std::string(kChannelTable[steps.channel].column) + "watt";
     std::string error = WalkMinuteRecords(database, span, column, {}, [&](const DeviceRecord& record) {
         const double watts = record.row.Number(DeviceRecord::kFirstValue);
-        const auto step = static_cast<std::size_t>((record.time - span.from) / steps.powerStep);
         if (std::isnan(watts)) return;
-        double& mean = values[step].value ? *values[step].value : values[step].value.emplace(0);
-        mean += (watts - mean) / ++counts[step];
+        const auto step = static_cast<std::size_t>((record.time - span.from) / steps.powerStep);
+        values[step].value = values[step].value.value_or(0) + watts;
+        ++counts[step];
     });
+    for (std::size_t step = 0; step < values.size(); ++step)
+        if (counts[step] > 0) *values[step].value /= counts[step];
     return error;
 }
 

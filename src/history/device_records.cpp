@@ -31,7 +31,8 @@ std::string WalkMinuteRecords(const CaptureDatabase::Connection& database, const
                               const std::string& columns, const WalkedBefore& before,
                               const TakeRecord& take) {
     std::optional<WallTime> last = before.time;
-    const std::string newer = " AND rowid > " + std::to_string(before.id) + " ORDER BY rowid";
+    std::string newer = " AND rowid > ";
+    newer.append(std::to_string(before.id)).append(" ORDER BY rowid");
     return Walk(database, "monitordata_minute", span, columns, newer, [&](const DeviceRecord& record) {
         if (last == record.time) return;
         last = record.time;
@@ -41,8 +42,8 @@ std::string WalkMinuteRecords(const CaptureDatabase::Connection& database, const
 
 std::string TakeNewestMinuteRecord(const CaptureDatabase::Connection& database, const RecordSpan& span,
                                    const std::string& columns, const TakeRecord& take) {
-    const std::string newest = " AND rowid > (SELECT MAX(rowid) FROM monitordata_minute) - " +
-                               std::to_string(kTailRows) + " ORDER BY rowid DESC LIMIT 1";
+    std::string newest = " AND rowid > (SELECT MAX(rowid) FROM monitordata_minute) - ";
+    newest.append(std::to_string(kTailRows)).append(" ORDER BY rowid DESC LIMIT 1");
     return Walk(database, "monitordata_minute", span, columns, newest, take);
 }
 

@@ -89,7 +89,7 @@ private:
     std::string ReadMinutes(const CaptureDatabase::Connection& database) {
         WalkedBefore before{.id = history_.newestId};
         if (!history_.power.times.empty()) before.time = history_.power.times.back();
-        const std::string columns = ChannelColumns("watt") + "," + ChannelColumns("kwh");
+        const std::string columns = ChannelColumns("watt").append(",").append(ChannelColumns("kwh"));
         return WalkMinuteRecords(database, span_, columns, before, [this](const DeviceRecord& record) {
             history_.newestId = record.id;
             history_.power.Add(record.time, ValuesAt<float>(record.row, DeviceRecord::kFirstValue));
@@ -139,17 +139,16 @@ SqlJob ReadHistory(std::shared_ptr<DeviceHistory> history) {
 SqlJob ReadDevices() {
     return [](SqlSession& session) {
         if (!session.Database()) return QueryResult{.rows = {}, .errorText = "unable to open database file"};
-        std::string noLabels;
-        for (std::size_t channel = 0; channel < kChannels; ++channel)
-            noLabels += ",''";
         // The hourly records know every device, and are few.
-        return session.Database().GetTable(
-            "SELECT * FROM (SELECT CAST(deviceaddress AS TEXT) AS address,id," + ChannelColumns("alias") +
-            " FROM applicationinfo WHERE deviceaddress <> '' UNION ALL "
-            "SELECT DISTINCT CAST(deviceaddress AS TEXT),0" +
-            noLabels +
-            " FROM monitordata_hourly WHERE deviceaddress NOT IN "
-            "(SELECT deviceaddress FROM applicationinfo)) ORDER BY id = 0, id, address");
+        std::string sql = "SELECT * FROM (SELECT CAST(deviceaddress AS TEXT) AS address, id, ";
+        sql.append(ChannelColumns("alias"))
+            .append(" FROM applicationinfo WHERE deviceaddress <> '' UNION ALL ");
+        sql.append("SELECT DISTINCT CAST(deviceaddress AS TEXT), 0");
+        for (std::size_t channel = 0; channel < kChannels; ++channel)
+            sql.append(", ''");
+        sql.append(" FROM monitordata_hourly WHERE deviceaddress NOT IN (SELECT deviceaddress FROM ");
+        sql.append("applicationinfo)) ORDER BY id = 0, id, address");
+        return session.Database().GetTable(sql);
     };
 }
 

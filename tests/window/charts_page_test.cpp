@@ -102,21 +102,26 @@ TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
     }));
 }
 
-TEST_F(ChartsTest, AnotherDatabaseIsForgottenAndRead) {
-    ASSERT_TRUE(SpinUntil([this] {
-        return program_->database
-            .Run(
-                "UPDATE applicationinfo SET deviceaddress = 300002; UPDATE monitordata_minute SET "
-                "deviceaddress = 300002, ch1kwh = ch1kwh * 2")
-            .Ok();
-    }));
+TEST_F(ChartsTest, NewRecordsAreReadOnceAMinuteAndAnotherDatabaseAtOnce) {
+    const auto change = [this](const char* statements) {
+        ASSERT_TRUE(SpinUntil([&] { return program_->database.Run(statements).Ok(); }));
+    };
+    change(
+        "INSERT INTO monitordata_minute(date, deviceaddress, ch1watt, ch1kwh) VALUES "
+        "('2026-03-10 23:59:30', 300001, 600, 124.59)");
+    clock.AdvanceSeconds(60);
+    EXPECT_TRUE(SpinUntil([this] { return Value(u"CH1  Panel"_s) == u"8.18 kWh"_s; }));
+
+    change(
+        "UPDATE applicationinfo SET deviceaddress = 300002; UPDATE monitordata_minute SET deviceaddress = "
+        "300002, ch1kwh = ch1kwh * 2");
     const auto* device = Find<QComboBox>(kPage, u"Device"_s);
     Q_EMIT program_->databaseFiles.Adopted();
     EXPECT_EQ(device->count(), 0);
     EXPECT_EQ(Value(u"CH1"_s), u"\u2013"_s);
     EXPECT_TRUE(SpinUntil([&] {
         Q_EMIT clock.SecondPassed();
-        return device->currentText() == u"Device A (300002)"_s && Value(u"CH1  Panel"_s) == u"14.36 kWh"_s;
+        return device->currentText() == u"Device A (300002)"_s && Value(u"CH1  Panel"_s) == u"16.36 kWh"_s;
     })) << Value(u"CH1  Panel"_s).toStdString();
 }
 

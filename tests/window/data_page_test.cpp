@@ -72,6 +72,17 @@ TEST_F(DataTest, ATableIsReadInPagesAndFiltered) {
     EXPECT_EQ(Cell(0, 3), "0.126");
 }
 
+TEST_F(DataTest, AnotherDatabaseIsRead) {
+    OpenWithRecords();
+    ASSERT_TRUE(SpinUntil([this] {
+        return program_->database.Run("DELETE FROM monitordata_minute WHERE deviceaddress = 300002").Ok();
+    }));
+    Q_EMIT program_->databaseFiles.Adopted();
+    EXPECT_EQ(View()->model()->rowCount(), 0);
+    clock.AdvanceSeconds(1);
+    EXPECT_TRUE(Rows("500 rows, the newest first"));
+}
+
 TEST_F(DataTest, WhatIsShownIsSavedAsCsv) {
     OpenWithRecords();
     Find<QComboBox>(kPage, u"Device"_s)->setCurrentText(u"Device A (300001)"_s);
