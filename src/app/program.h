@@ -14,9 +14,9 @@
 #include "base/outcome.h"
 #include "base/setting.h"
 #include "base/status_board.h"
-#include "control/command_layer.h"
-#include "control/device_settings.h"
+#include "control/monitor_commands.h"
 #include "control/monitor_history.h"
+#include "control/monitor_settings.h"
 #include "forward/connection_check.h"
 #include "forward/feed_upload.h"
 #include "forward/get_upload.h"
@@ -117,9 +117,9 @@ public:
     SerialLink serialA;
     SerialLink serialB;
     SerialLink serialC;
-    CommandLayer commands;
+    MonitorCommands commands;
     MonitorHistory monitorHistory;
-    DeviceSettings deviceSettings;
+    MonitorSettings monitorSettings;
     TcpForwarding forwarding;
     GetUpload getUpload;
     FeedUpload feedUpload;

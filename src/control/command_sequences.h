@@ -1,8 +1,8 @@
 // The commands that a monitor understands: what is sent, piece by piece, and how long to pause after each.
 //
-// A command has no frame, length or checksum. It is the command byte of the device, three-letter words and
-// raw bytes, each sent by itself, and the pauses between them are part of the protocol. The command layer
-// walks this table to send, the simulated monitor to understand.
+// A monitor command has no frame, length or checksum. It is the command byte of the device, three-letter
+// words and raw bytes, each sent by itself, and the pauses between them are part of the protocol.
+// `MonitorCommands` walks this table to send, the simulated monitor to understand.
 #pragma once
 
 #include <array>

@@ -1,7 +1,7 @@
 #include "control/device_binding.h"
 
 #include "base/operator.h"
-#include "control/device_settings.h"
+#include "control/monitor_settings.h"
 #include "link/device_slots.h"
 #include "link/device_texts.h"
 
@@ -17,7 +17,7 @@ Outcome NoSerial(int slot) {
 
 }  // namespace
 
-QCoro::Task<Outcome> BindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+QCoro::Task<Outcome> BindDevice(std::optional<int> slot, MonitorSettings& monitor, DeviceSlots& slots,
                                 Operator& op) {
     if (!slot.has_value()) co_return NoUnitSelected();
     const Outcome read = co_await monitor.Read(op);
@@ -26,7 +26,7 @@ QCoro::Task<Outcome> BindDevice(std::optional<int> slot, DeviceSettings& monitor
     co_return co_await slots.Bind(*slot, QString::fromStdString(monitor.Last()->SerialText()), op);
 }
 
-QCoro::Task<Outcome> FindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+QCoro::Task<Outcome> FindDevice(std::optional<int> slot, MonitorSettings& monitor, DeviceSlots& slots,
                                 Operator& op) {
     if (!slot.has_value()) co_return Outcome::Failure(u"Select Device to be Found"_s);
     const QString letter = SlotLetter(*slot);

@@ -9,18 +9,18 @@
 
 namespace corvane {
 
-class DeviceSettings;
+class MonitorSettings;
 class DeviceSlots;
 class Operator;
 
 // All arguments must outlive the operation; slots are 1..6, and without one they fail.
 
 /// Reads the settings of the monitor and binds `slot` to its serial text, after asking.
-QCoro::Task<Outcome> BindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+QCoro::Task<Outcome> BindDevice(std::optional<int> slot, MonitorSettings& monitor, DeviceSlots& slots,
                                 Operator& op);
 
 /// Looks which monitor answers, and offers to save its serial text for `slot`.
-QCoro::Task<Outcome> FindDevice(std::optional<int> slot, DeviceSettings& monitor, DeviceSlots& slots,
+QCoro::Task<Outcome> FindDevice(std::optional<int> slot, MonitorSettings& monitor, DeviceSlots& slots,
                                 Operator& op);
 
 }  // namespace corvane

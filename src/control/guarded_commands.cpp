@@ -1,7 +1,7 @@
 #include "control/guarded_commands.h"
 
 #include "base/operator.h"
-#include "control/command_layer.h"
+#include "control/monitor_commands.h"
 #include "link/device_slots.h"
 #include "measure/measurement.h"
 
@@ -18,7 +18,7 @@ void ZeroCarriesInUse(const DeviceSlots& slots, Measurement& measurement) {
 
 }  // namespace
 
-QCoro::Task<Outcome> ResetAccumulatedValues(CommandLayer& commands, const DeviceSlots& slots,
+QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const DeviceSlots& slots,
                                             Measurement& measurement, Operator& op) {
     const bool agreed = co_await op.AskYesNo(
         u"WARNING! This action will reset all accumulated values of the selected devices. Do you wish to "
@@ -46,7 +46,7 @@ QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& me
     co_return Outcome::Success();
 }
 
-QCoro::Task<Outcome> EnterPassThroughMode(CommandLayer& commands, Operator& op) {
+QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& op) {
     const bool agreed = co_await op.AskYesNo(
         u"Once this command has been executed, the power to the VRQ-5810 will need to be manualy cycled to "
         "return to normal operation. Do you want to continue? "_s);
@@ -54,14 +54,14 @@ QCoro::Task<Outcome> EnterPassThroughMode(CommandLayer& commands, Operator& op) 
     co_return co_await commands.Send(Operation::PassThroughOnRequest, {}, op);
 }
 
-QCoro::Task<Outcome> EraseDataLogger(CommandLayer& commands, Operator& op) {
+QCoro::Task<Outcome> EraseDataLogger(MonitorCommands& commands, Operator& op) {
     const bool agreed = co_await op.AskYesNo(
         u"This erases all records in the monitor's data logger. Do you want to continue?"_s);
     if (!agreed) co_return Outcome::Failure(u"Nothing was erased."_s);
     co_return co_await commands.Send(Operation::EraseLogger, {}, op);
 }
 
-QCoro::Task<Outcome> WriteMonitorMemory(CommandLayer& commands, int address, int value, Operator& op) {
+QCoro::Task<Outcome> WriteMonitorMemory(MonitorCommands& commands, int address, int value, Operator& op) {
     const bool agreed = co_await op.AskYesNo(
         u"This writes %1 into byte %2 of the monitor's memory, which can make it unusable. Do you want to "
         "continue?"_s.arg(value)

@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-class CommandLayer;
+class MonitorCommands;
 class DeviceSlots;
 class Measurement;
 class Operator;
@@ -15,19 +15,19 @@ class Operator;
 // All arguments must outlive the command. "No" to its question is a failure that says so.
 
 /// Has the target's monitor set its energy counters to 0, and sets the carries of all devices in use to 0.
-QCoro::Task<Outcome> ResetAccumulatedValues(CommandLayer& commands, const DeviceSlots& slots,
+QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const DeviceSlots& slots,
                                             Measurement& measurement, Operator& op);
 
 /// Sets the carries of all devices in use to 0. No monitor is told.
 QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& measurement, Operator& op);
 
 /// Lets the target's monitor pass bytes through until its power is cycled.
-QCoro::Task<Outcome> EnterPassThroughMode(CommandLayer& commands, Operator& op);
+QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& op);
 
 /// Erases what the data logger of the target's monitor holds.
-QCoro::Task<Outcome> EraseDataLogger(CommandLayer& commands, Operator& op);
+QCoro::Task<Outcome> EraseDataLogger(MonitorCommands& commands, Operator& op);
 
 /// Writes one byte (0..255) into the memory of the target's monitor.
-QCoro::Task<Outcome> WriteMonitorMemory(CommandLayer& commands, int address, int value, Operator& op);
+QCoro::Task<Outcome> WriteMonitorMemory(MonitorCommands& commands, int address, int value, Operator& op);
 
 }  // namespace corvane

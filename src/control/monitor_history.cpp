@@ -38,7 +38,7 @@ std::optional<SettingsBlock> ReadBlock(const QString& path) {
 
 QByteArray FileText(const SettingsBlock& block, const LocalTime& time) {
     std::string text = "Monitor " + block.SerialText() + ", as read on " + DateTimeText(time) + ".\n\n";
-    for (const std::string& line : SettingLines(block))
+    for (const std::string& line : MonitorSettingLines(block))
         text.append(line).append("\n");
     const QByteArray bytes(reinterpret_cast<const char*>(block.bytes.data()),
                            static_cast<qsizetype>(block.bytes.size()));
@@ -94,7 +94,7 @@ std::vector<SettingChange> Changes(const SettingsBlock& from, const SettingsBloc
     return changes;
 }
 
-std::vector<std::string> SettingLines(const SettingsBlock& block) {
+std::vector<std::string> MonitorSettingLines(const SettingsBlock& block) {
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < kSettingsFields.size(); ++i) {
         std::string line(kSettingsFields[i].label);

@@ -48,6 +48,6 @@ struct SettingChange {
 [[nodiscard]] std::vector<SettingChange> Changes(const SettingsBlock& from, const SettingsBlock& to);
 
 /// The lines of a read-out: its labels and values.
-[[nodiscard]] std::vector<std::string> SettingLines(const SettingsBlock& block);
+[[nodiscard]] std::vector<std::string> MonitorSettingLines(const SettingsBlock& block);
 
 }  // namespace corvane

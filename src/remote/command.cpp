@@ -6,7 +6,7 @@ namespace corvane {
 namespace {
 
 auto AllCommands() {
-    return std::array{GeneralCommands(),         LinkCommands(),    DeviceCommands(),   MonitorCommands(),
+    return std::array{GeneralCommands(),         LinkCommands(),    DeviceCommands(),   TargetCommands(),
                       MonitorSettingsCommands(), VirtualCommands(), DatabaseCommands(), MaintenanceCommands(),
                       ForwardCommands(),         LogCommands()};
 }

@@ -1,4 +1,5 @@
-// A command of the control socket: its name and arguments, what it does, and what it answers.
+// A command, as people give it to the program over the control socket: its name and arguments, what it does,
+// and what it answers.
 #pragma once
 
 #include <QCoroTask>
@@ -50,7 +51,7 @@ struct Command {
 [[nodiscard]] std::span<const Command> LinkCommands();
 [[nodiscard]] std::span<const Command> DeviceCommands();
 [[nodiscard]] std::span<const Command> VirtualCommands();
-[[nodiscard]] std::span<const Command> MonitorCommands();
+[[nodiscard]] std::span<const Command> TargetCommands();
 [[nodiscard]] std::span<const Command> MonitorSettingsCommands();
 [[nodiscard]] std::span<const Command> DatabaseCommands();
 [[nodiscard]] std::span<const Command> MaintenanceCommands();

@@ -20,21 +20,21 @@ QJsonObject SettingsObject(const SettingsBlock& block) {
 }
 
 QCoro::Task<Reply> Read(Program& program, QStringList, Operator& op) {
-    const Outcome read = co_await program.deviceSettings.ReadSettings(op);
+    const Outcome read = co_await program.monitorSettings.ReadSettings(op);
     if (!read) co_return Reply::Failure(read.Error());
-    co_return Reply{.data = SettingsObject(*program.deviceSettings.Last())};
+    co_return Reply{.data = SettingsObject(*program.monitorSettings.Last())};
 }
 
 QCoro::Task<Reply> SetMonitor(Program& program, QStringList arguments, Operator& op) {
     QString name = arguments.value(0).toLower();
     QStringList inputs = arguments.mid(1);
     if (name == "trim"_L1 && !inputs.isEmpty()) name += inputs.takeFirst();
-    const Outcome set = co_await program.deviceSettings.Set(name, inputs, op);
+    const Outcome set = co_await program.monitorSettings.Set(name, inputs, op);
     co_return Reply::Of(set, u"%1 was sent."_s.arg(name));
 }
 
 QCoro::Task<Reply> ListHistory(Program& program, QStringList, Operator&) {
-    const QString serial = program.deviceSettings.TargetSerial();
+    const QString serial = program.monitorSettings.TargetSerial();
     Reply reply;
     for (const KeptSettings& kept : program.monitorHistory.Of(serial))
         reply.lines.append(kept.when);
@@ -49,7 +49,7 @@ QCoro::Task<Reply> ListHistory(Program& program, QStringList, Operator&) {
 /// The read-outs that "diff" compares: the last two, or one and the last, or two.
 std::variant<std::pair<KeptSettings, KeptSettings>, QString> Compared(Program& program,
                                                                       const QStringList& whens) {
-    const QString serial = program.deviceSettings.TargetSerial();
+    const QString serial = program.monitorSettings.TargetSerial();
     const auto all = program.monitorHistory.Of(serial);
     if (all.empty() || (whens.isEmpty() && all.size() < 2)) {
         return u"There are no two read-outs to compare; \"monitor history\" lists them."_s;
@@ -79,7 +79,7 @@ QCoro::Task<Reply> Diff(Program& program, QStringList whens, Operator&) {
 }
 
 QCoro::Task<Reply> RestoreMonitor(Program& program, QStringList arguments, Operator& op) {
-    const Outcome restored = co_await program.deviceSettings.Restore(arguments.first(), op);
+    const Outcome restored = co_await program.monitorSettings.Restore(arguments.first(), op);
     co_return Reply::Of(restored, u"The monitor is set as it was on %1."_s.arg(arguments.first()));
 }
 

@@ -74,7 +74,7 @@ Page* Connections(Program& program, Actions& actions) {
 Page* Devices(Program& program, Actions& actions) {
     return new DevicesPage(
         {.devices = new DevicesBox(program.deviceSlots, program.measurement, program.Links(),
-                                   program.commands, program.deviceSettings, program.userSettings, actions),
+                                   program.commands, program.monitorSettings, program.userSettings, actions),
          .channels = new ChannelTextsBox(program.database, program.databaseFiles, actions),
          .pulses = new PulseBox(program.pulses, program.webServer, actions),
          .installation = new InstallationBox(program.virtualDevice, program.userSettings, actions),
@@ -140,7 +140,7 @@ void MainWindow::AddSetupPages() {
     Program& p = program_;
     AddPage(Connections(p, actions_), u"connections"_s, u"Connections"_s);
     AddPage(Devices(p, actions_), u"devices"_s, u"Devices"_s);
-    AddPage(new MonitorPage({p.commands, p.deviceSettings, p.monitorHistory}, p.deviceSlots, p.measurement,
+    AddPage(new MonitorPage({p.commands, p.monitorSettings, p.monitorHistory}, p.deviceSlots, p.measurement,
                             actions_),
             u"monitor"_s, u"Monitor"_s);
     auto* maintenance = new MaintenanceBox(p.maintenance, p.database, p.dbWriter, p.records, actions_);

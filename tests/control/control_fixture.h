@@ -1,5 +1,5 @@
-// The command layer and what stands on it, with a simulated monitor on any of five links, on a clock that the
-// test steps.
+// The monitor commands and what stands on it, with a simulated monitor on any of five links, on a clock that
+// the test steps.
 #pragma once
 
 #include <QCoroTask>
@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "base/status_board.h"
-#include "control/command_layer.h"
-#include "control/device_settings.h"
+#include "control/monitor_commands.h"
 #include "control/monitor_history.h"
+#include "control/monitor_settings.h"
 #include "link/device_slots.h"
 #include "sim/command_listener.h"
 #include "sim/simulated_monitor.h"
@@ -77,15 +77,15 @@ protected:
     WiredLink serialB_{framer_, kStreamSerialB, clock_};
     WiredLink serialC_{framer_, kStreamSerialC, clock_};
     const std::array<WiredLink*, kStreams> links_{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_};
-    CommandLayer commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
-                           framer_,
-                           slots_,
-                           settings_,
-                           board_,
-                           errorLog_,
-                           clock_};
+    MonitorCommands commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
+                              framer_,
+                              slots_,
+                              settings_,
+                              board_,
+                              errorLog_,
+                              clock_};
     MonitorHistory history_{folder_.Path()};
-    DeviceSettings monitorSettings_{commands_, slots_, history_, errorLog_, clock_};
+    MonitorSettings monitorSettings_{commands_, slots_, history_, errorLog_, clock_};
     SimulatedMonitor monitor_{{.serial = {.unitId = 3, .number = 1234}}};
     std::unique_ptr<CommandListener> listener_;
     ScriptedOperator op_;

@@ -1,4 +1,4 @@
-// The command layer over real links: a loopback connection and a pseudo terminal, with a clock that the test
+// Monitor commands over real links: a loopback connection and a pseudo terminal, with a clock that the test
 // steps.
 #include <QCoroTask>
 
@@ -8,9 +8,9 @@
 #include <optional>
 
 #include "base/status_board.h"
-#include "control/command_layer.h"
-#include "control/device_settings.h"
+#include "control/monitor_commands.h"
 #include "control/monitor_history.h"
+#include "control/monitor_settings.h"
 #include "link/device_slots.h"
 #include "link/serial_link.h"
 #include "link/serial_ports.h"
@@ -86,15 +86,15 @@ protected:
     SerialLink serialA_{SerialLink::kA, ports_, framer_, settings_, board_, errorLog_, clock_};
     SerialLink serialB_{SerialLink::kB, ports_, framer_, settings_, board_, errorLog_, clock_};
     SerialLink serialC_{SerialLink::kC, ports_, framer_, settings_, board_, errorLog_, clock_};
-    CommandLayer commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
-                           framer_,
-                           slots_,
-                           settings_,
-                           board_,
-                           errorLog_,
-                           clock_};
+    MonitorCommands commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
+                              framer_,
+                              slots_,
+                              settings_,
+                              board_,
+                              errorLog_,
+                              clock_};
     MonitorHistory history_{folder_.Path()};
-    DeviceSettings monitorSettings_{commands_, slots_, history_, errorLog_, clock_};
+    MonitorSettings monitorSettings_{commands_, slots_, history_, errorLog_, clock_};
     ScriptedOperator op_;
 };
 

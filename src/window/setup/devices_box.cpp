@@ -11,8 +11,8 @@
 #include <optional>
 
 #include "app/settings.h"
-#include "control/command_layer.h"
 #include "control/device_binding.h"
+#include "control/monitor_commands.h"
 #include "link/device_slots.h"
 #include "link/device_texts.h"
 #include "measure/measurement.h"
@@ -37,7 +37,8 @@ QTableWidgetItem* Cell(QTableWidget* table, int row, DeviceColumn column) {
 }  // namespace
 
 DevicesBox::DevicesBox(DeviceSlots& slots, const Measurement& measurement, const MonitorLinks& links,
-                       CommandLayer& commands, DeviceSettings& monitor, Settings& settings, Actions& actions)
+                       MonitorCommands& commands, MonitorSettings& monitor, Settings& settings,
+                       Actions& actions)
     : QGroupBox(u"Devices"_s),
       slots_(slots),
       measurement_(measurement),

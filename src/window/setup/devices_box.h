@@ -16,8 +16,8 @@ class QTableWidget;
 namespace corvane {
 
 class Actions;
-class CommandLayer;
-class DeviceSettings;
+class MonitorCommands;
+class MonitorSettings;
 class DeviceSlots;
 class Measurement;
 class Operator;
@@ -29,7 +29,7 @@ class DevicesBox final : public QGroupBox {
 public:
     /// `monitor` is the one that answers on the command target of `commands`.
     DevicesBox(DeviceSlots& slots, const Measurement& measurement, const MonitorLinks& links,
-               CommandLayer& commands, DeviceSettings& monitor, Settings& settings, Actions& actions);
+               MonitorCommands& commands, MonitorSettings& monitor, Settings& settings, Actions& actions);
 
     /// To be called once a second while it is looked at.
     void Refresh();
@@ -55,8 +55,8 @@ private:
     DeviceSlots& slots_;
     const Measurement& measurement_;
     MonitorLinks links_;
-    CommandLayer& commands_;
-    DeviceSettings& monitor_;
+    MonitorCommands& commands_;
+    MonitorSettings& monitor_;
     Settings& settings_;
     Actions& actions_;
     bool settingsChanged_ = true;

@@ -8,10 +8,10 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "control/command_layer.h"
-#include "control/device_settings.h"
 #include "control/guarded_commands.h"
+#include "control/monitor_commands.h"
 #include "control/monitor_history.h"
+#include "control/monitor_settings.h"
 #include "control/setters.h"
 #include "link/device_slots.h"
 #include "link/device_texts.h"
@@ -69,7 +69,7 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
     form->addRow(Row({target_, targetText_}));
     for (int slot = 1; slot <= kByteChoosers; ++slot) {
         auto* byte = new QComboBox;
-        for (const int value : CommandLayer::kCommandBytes)
+        for (const int value : MonitorCommands::kCommandBytes)
             byte->addItem(QString::number(value));
         const QString label = u"Command byte of "_s + SlotName(slot);
         byte->setAccessibleName(label);
@@ -93,7 +93,7 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
 
 void MonitorPage::AddCommands(QVBoxLayout* page) {
     QFormLayout* form = AddSection(page, u"Commands"_s);
-    CommandLayer& commands = monitor_.commands;
+    MonitorCommands& commands = monitor_.commands;
     const auto button = [this](const QString& text, Actions::Action action) {
         return ActionButton(text, actions_, std::move(action));
     };

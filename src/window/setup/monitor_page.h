@@ -11,16 +11,16 @@ class QVBoxLayout;
 namespace corvane {
 
 class Actions;
-class CommandLayer;
-class DeviceSettings;
+class MonitorCommands;
+class MonitorSettings;
 class DeviceSlots;
 class Measurement;
 class MonitorHistory;
 
 /// The monitor at the command target: commands to it, its settings now, and as they were.
 struct TargetMonitor {
-    CommandLayer& commands;
-    DeviceSettings& settings;
+    MonitorCommands& commands;
+    MonitorSettings& settings;
     const MonitorHistory& history;
 };
 

@@ -1,4 +1,4 @@
-#include "control/command_layer.h"
+#include "control/monitor_commands.h"
 
 #include <algorithm>
 #include <utility>
@@ -46,11 +46,12 @@ void TellProgress(const Sequence& sequence, int sent, const QString& piece, std:
 }  // namespace
 
 /// Keeps what the target's monitor answers from the framer, as long as it lives.
-class CommandLayer::Hold {
+class MonitorCommands::Hold {
 public:
-    explicit Hold(CommandLayer& layer) : layer_(layer), stream_(layer.CmdDevice()), link_(layer.Target()) {
-        layer_.reply_.clear();
-        layer_.heard_ = 0;
+    explicit Hold(MonitorCommands& commands)
+        : commands_(commands), stream_(commands.CmdDevice()), link_(commands.Target()) {
+        commands_.reply_.clear();
+        commands_.heard_ = 0;
         Set(true);
     }
     ~Hold() { Set(false); }
@@ -60,17 +61,18 @@ public:
 private:
     void Set(bool hold) {
         if (link_ == nullptr) return;
-        layer_.framer_.SetPacketHold(stream_, hold);
+        commands_.framer_.SetPacketHold(stream_, hold);
         link_->SetReplyCapture(hold);
     }
 
-    CommandLayer& layer_;
+    MonitorCommands& commands_;
     int stream_;
     MonitorLink* link_;
 };
 
-CommandLayer::CommandLayer(const Links& links, Framer& framer, const DeviceSlots& slots,
-                           SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock)
+MonitorCommands::MonitorCommands(const Links& links, Framer& framer, const DeviceSlots& slots,
+                                 SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog,
+                                 Clock& clock)
     : links_(links),
       framer_(framer),
       slots_(slots),
@@ -87,34 +89,34 @@ CommandLayer::CommandLayer(const Links& links, Framer& framer, const DeviceSlots
     }
 }
 
-int CommandLayer::CmdDevice() const {
+int MonitorCommands::CmdDevice() const {
     return settings_.Number(kCommandLink);
 }
 
-MonitorLink* CommandLayer::Target() const {
-    const int device = CmdDevice();
-    return device >= 0 && device < kStreams ? links_[static_cast<std::size_t>(device)] : nullptr;
+MonitorLink* MonitorCommands::Target() const {
+    const int link = CmdDevice();
+    return link >= 0 && link < kStreams ? links_[static_cast<std::size_t>(link)] : nullptr;
 }
 
-QString CommandLayer::TargetLinkName() const {
+QString MonitorCommands::TargetLinkName() const {
     const MonitorLink* link = Target();
     return link != nullptr ? link->Name() : QString();
 }
 
-QString CommandLayer::TargetLinkText() const {
+QString MonitorCommands::TargetLinkText() const {
     const QString name = TargetLinkName();
     return name.isEmpty() ? u"no link"_s : name;
 }
 
-int CommandLayer::TargetSlot() const {
+int MonitorCommands::TargetSlot() const {
     return settings_.Number(kCommandIndex) + 1;
 }
 
-int CommandLayer::CommandByte(int slot) const {
+int MonitorCommands::CommandByte(int slot) const {
     return settings_.Number(kDeviceCommandByte, {.member = SlotLetter(slot)});
 }
 
-int CommandLayer::BindTarget(int position) {
+int MonitorCommands::BindTarget(int position) {
     const int index = std::min(position, slots_.InUse() - 1);
     settings_.Save(kCommandIndex, index);
     settings_.Save(kCommandLink, slots_.LinkIndex(index + 1));
@@ -122,7 +124,7 @@ int CommandLayer::BindTarget(int position) {
     return index + 1;
 }
 
-QCoro::Task<Outcome> CommandLayer::ChooseCommandByte(int slot, int position, Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::ChooseCommandByte(int slot, int position, Operator& op) {
     if (position < 0 || position >= static_cast<int>(kCommandBytes.size())) {
         co_return Outcome::Failure(u"The list has the positions 0 to 3, for the bytes 252 to 255."_s);
     }
@@ -144,7 +146,7 @@ QCoro::Task<Outcome> CommandLayer::ChooseCommandByte(int slot, int position, Ope
     co_return Outcome::Success();
 }
 
-bool CommandLayer::SendByte(QByteArrayView text, Operator& op) {
+bool MonitorCommands::SendByte(QByteArrayView text, Operator& op) {
     MonitorLink* link = Target();
     if (link == nullptr) return false;
     const bool sent = link->SendText(text);
@@ -154,7 +156,7 @@ bool CommandLayer::SendByte(QByteArrayView text, Operator& op) {
     return sent;
 }
 
-QCoro::Task<bool> CommandLayer::GetAck() {
+QCoro::Task<bool> MonitorCommands::GetAck() {
     const int deadline = SecondFromNow(clock_, kAnswerSeconds);
     const std::function<bool()> acknowledged = [this] {
         return reply_.contains(static_cast<char>(kAcknowledgement));
@@ -163,13 +165,13 @@ QCoro::Task<bool> CommandLayer::GetAck() {
     co_return end == WaitEnd::Held;
 }
 
-void CommandLayer::XmitMessage(QByteArrayView text) {
+void MonitorCommands::XmitMessage(QByteArrayView text) {
     for (MonitorLink* link : links_) {
         if (link->ConnectsOut()) link->SendText(text);
     }
 }
 
-QCoro::Task<Outcome> CommandLayer::StartRealtime(Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::StartRealtime(Operator& op) {
     const bool modelUnknown = Target() != nullptr && framer_.LastModel(CmdDevice()) == nullptr;
     if (modelUnknown) {
         const Outcome asked = co_await SendOnePacket(op);
@@ -180,7 +182,7 @@ QCoro::Task<Outcome> CommandLayer::StartRealtime(Operator& op) {
     co_return co_await Send(Operation::StartRealtime, word, op);
 }
 
-QCoro::Task<QByteArray> CommandLayer::StartWord(Operator& op) {
+QCoro::Task<QByteArray> MonitorCommands::StartWord(Operator& op) {
     const MonitorModel* model = Target() != nullptr ? framer_.LastModel(CmdDevice()) : nullptr;
     if (model == nullptr) {
         model = settings_.IsOn(kSingleTwoChannel) ? &kTwoChannel : &kFiveChannel;
@@ -191,27 +193,27 @@ QCoro::Task<QByteArray> CommandLayer::StartWord(Operator& op) {
     co_return Text(model->startWord).toLatin1();
 }
 
-QCoro::Task<Outcome> CommandLayer::StopRealtime(Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::StopRealtime(Operator& op) {
     board_.AddLine(u"     Command byte %1"_s.arg(CommandByte(TargetSlot())));
     co_return co_await Send(Operation::StopRealtime, {}, op);
 }
 
-QCoro::Task<Outcome> CommandLayer::SendOnePacket(Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::SendOnePacket(Operator& op) {
     co_return co_await Send(Operation::OnePacket, {}, op);
 }
 
-QCoro::Task<Outcome> CommandLayer::ReBoot5810(Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::ReBoot5810(Operator& op) {
     co_return co_await Send(Operation::Restart, {}, op);
 }
 
-QCoro::Task<Outcome> CommandLayer::Send(Operation operation, QByteArray arguments, Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::Send(Operation operation, QByteArray arguments, Operator& op) {
     const Hold hold(*this);
     co_return co_await Walk(operation, arguments, op);
 }
 
-QCoro::Task<MonitorReply> CommandLayer::Exchange(Operation operation, QByteArray arguments,
-                                                 std::function<bool(const QByteArray&)> isWhole,
-                                                 Operator& op) {
+QCoro::Task<MonitorReply> MonitorCommands::Exchange(Operation operation, QByteArray arguments,
+                                                    std::function<bool(const QByteArray&)> isWhole,
+                                                    Operator& op) {
     const Hold hold(*this);
     MonitorReply reply;
     reply.outcome = co_await Walk(operation, arguments, op);
@@ -227,7 +229,7 @@ QCoro::Task<MonitorReply> CommandLayer::Exchange(Operation operation, QByteArray
     co_return reply;
 }
 
-QCoro::Task<Outcome> CommandLayer::Walk(Operation operation, QByteArray arguments, Operator& op) {
+QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray arguments, Operator& op) {
     const Sequence& sequence = SequenceOf(operation);
     const MonitorLink* link = Target();
     if (link == nullptr) co_return Outcome::Failure(u"CmdDevice names no link; nothing was sent."_s);
@@ -268,7 +270,7 @@ QCoro::Task<Outcome> CommandLayer::Walk(Operation operation, QByteArray argument
 }
 
 /// Notes in the error log, too, that the monitor got a command only in part; returns the text.
-QString CommandLayer::LogBroken(const QString& what, const Sequence& sequence, int sent) {
+QString MonitorCommands::LogBroken(const QString& what, const Sequence& sequence, int sent) {
     QString text = u"%1: %2 after %3 of %4 pieces. Read the settings to see what the monitor took."_s
                        .arg(Text(sequence.name), what)
                        .arg(sent)
@@ -278,7 +280,7 @@ QString CommandLayer::LogBroken(const QString& what, const Sequence& sequence, i
 }
 
 /// The bytes of a piece; a start word or an argument is taken off the front of `arguments`.
-QByteArray CommandLayer::BytesOf(const Piece& piece, QByteArray& arguments) const {
+QByteArray MonitorCommands::BytesOf(const Piece& piece, QByteArray& arguments) const {
     switch (piece.kind) {
         case Piece::Kind::CommandByte:
             return {1, static_cast<char>(CommandByte(TargetSlot()))};

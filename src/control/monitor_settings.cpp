@@ -1,4 +1,4 @@
-#include "control/device_settings.h"
+#include "control/monitor_settings.h"
 
 #include <algorithm>
 #include <functional>
@@ -6,7 +6,7 @@
 
 #include "base/clock.h"
 #include "base/operator.h"
-#include "control/command_layer.h"
+#include "control/monitor_commands.h"
 #include "control/monitor_history.h"
 #include "control/setters.h"
 #include "link/device_slots.h"
@@ -74,22 +74,22 @@ QString StepList(std::span<const Step> steps) {
 
 }  // namespace
 
-DeviceSettings::DeviceSettings(CommandLayer& commands, const DeviceSlots& slots,
-                               const MonitorHistory& history, ErrorLog& errorLog, Clock& clock)
+MonitorSettings::MonitorSettings(MonitorCommands& commands, const DeviceSlots& slots,
+                                 const MonitorHistory& history, ErrorLog& errorLog, Clock& clock)
     : commands_(commands), slots_(slots), history_(history), errorLog_(errorLog), clock_(clock) {}
 
-std::optional<SettingsBlock> DeviceSettings::Last() const {
+std::optional<SettingsBlock> MonitorSettings::Last() const {
     const bool ofTarget = lastSlot_ == commands_.TargetSlot() && lastLink_ == commands_.TargetLinkName();
     return ofTarget ? last_ : std::nullopt;
 }
 
-QString DeviceSettings::TargetSerial() const {
+QString MonitorSettings::TargetSerial() const {
     const auto last = Last();
     return last.has_value() ? QString::fromStdString(last->SerialText())
                             : slots_.Bound(commands_.TargetSlot());
 }
 
-QCoro::Task<Outcome> DeviceSettings::Read(Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::Read(Operator& op) {
     const std::function<bool(const QByteArray&)> isWhole = [](const QByteArray& reply) {
         return reply.size() >= static_cast<qsizetype>(kSettingsReply);
     };
@@ -114,7 +114,7 @@ QCoro::Task<Outcome> DeviceSettings::Read(Operator& op) {
     co_return Outcome::Success();
 }
 
-QCoro::Task<Outcome> DeviceSettings::ReadSettings(Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::ReadSettings(Operator& op) {
     const Outcome read = co_await Read(op);
     if (!read) co_return read;
     op.Show(LastLines().join(u'\n'));
@@ -122,16 +122,16 @@ QCoro::Task<Outcome> DeviceSettings::ReadSettings(Operator& op) {
     co_return Outcome::Success();
 }
 
-QStringList DeviceSettings::LastLines() const {
+QStringList MonitorSettings::LastLines() const {
     const auto last = Last();
     if (!last.has_value()) return {};
     QStringList lines{u"%1 Settings."_s.arg(SlotName(lastSlot_))};
-    for (const std::string& line : SettingLines(*last))
+    for (const std::string& line : MonitorSettingLines(*last))
         lines.append(QString::fromStdString(line));
     return lines;
 }
 
-QCoro::Task<> DeviceSettings::CheckSendFrequency(Operator& op) {
+QCoro::Task<> MonitorSettings::CheckSendFrequency(Operator& op) {
     if (slots_.InUse() < 2 || last_->Raw(MonitorSetting::SendFrequency) >= kLeastSendFrequency) co_return;
     const bool set = co_await op.AskYesNo(
         u"Warning!\r\n"
@@ -151,7 +151,7 @@ QCoro::Task<> DeviceSettings::CheckSendFrequency(Operator& op) {
     static_cast<void>(co_await clock_.DLY(kAfterSetting));
 }
 
-QCoro::Task<Outcome> DeviceSettings::Set(QString name, QStringList inputs, Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::Set(QString name, QStringList inputs, Operator& op) {
     const Setter* setter = FindSetter(name);
     if (setter == nullptr) {
         QStringList known;
@@ -171,11 +171,11 @@ QCoro::Task<Outcome> DeviceSettings::Set(QString name, QStringList inputs, Opera
     co_return co_await VerifyCt(*setter, arguments, op);
 }
 
-QCoro::Task<Outcome> DeviceSettings::Send(const Setter& setter, QByteArray arguments, Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::Send(const Setter& setter, QByteArray arguments, Operator& op) {
     co_return co_await commands_.Send(setter.operation, arguments, op);
 }
 
-QCoro::Task<Outcome> DeviceSettings::VerifyCt(const Setter& setter, QByteArray arguments, Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::VerifyCt(const Setter& setter, QByteArray arguments, Operator& op) {
     if (!co_await clock_.DLY(kBeforeRead)) co_return Outcome::Failure(kCloses);
     const Outcome read = co_await ReadSettings(op);
     if (!read) {
@@ -191,7 +191,7 @@ QCoro::Task<Outcome> DeviceSettings::VerifyCt(const Setter& setter, QByteArray a
     co_return Outcome::Success();
 }
 
-QCoro::Task<Outcome> DeviceSettings::SetIdentity(const Setter& setter, QByteArray arguments, Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::SetIdentity(const Setter& setter, QByteArray arguments, Operator& op) {
     // The safe answer is Yes: the question asks whether to give up, on purpose.
     const bool abort = co_await op.AskYesNo(
         u"This function is only for use with the VRQ-5806 two channel monitor only.\r\n"
@@ -204,7 +204,7 @@ QCoro::Task<Outcome> DeviceSettings::SetIdentity(const Setter& setter, QByteArra
     co_return sent;
 }
 
-QCoro::Task<Outcome> DeviceSettings::Restore(QString when, Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::Restore(QString when, Operator& op) {
     const Outcome read = co_await Read(op);
     if (!read) co_return read;
     const auto kept = history_.Find(TargetSerial(), when);
@@ -216,7 +216,7 @@ QCoro::Task<Outcome> DeviceSettings::Restore(QString when, Operator& op) {
     co_return co_await PutBack(*kept, op);
 }
 
-QCoro::Task<Outcome> DeviceSettings::PutBack(KeptSettings kept, Operator& op) {
+QCoro::Task<Outcome> MonitorSettings::PutBack(KeptSettings kept, Operator& op) {
     const RestorePlan plan = PlanRestore(*last_, kept.block);
     for (const QString& change : plan.outOfReach)
         op.Show(u"Cannot be put back: "_s + change);

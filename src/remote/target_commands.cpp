@@ -49,7 +49,7 @@ QCoro::Task<Reply> CommandByte(Program& program, QStringList arguments, Operator
 
 QCoro::Task<Reply> Realtime(Program& program, QStringList arguments, Operator& op) {
     const QString word = arguments.first().toLower();
-    CommandLayer& commands = program.commands;
+    MonitorCommands& commands = program.commands;
     if (word == "start"_L1) {
         const Outcome sent = co_await commands.StartRealtime(op);
         co_return Reply::Of(sent, u"The monitor was told to send packets."_s);
@@ -72,13 +72,13 @@ Reply Answers(const Program& program, const Outcome& outcome, std::optional<int>
 
 QCoro::Task<Reply> Bind(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments.value(0));
-    const Outcome bound = co_await BindDevice(slot, program.deviceSettings, program.deviceSlots, op);
+    const Outcome bound = co_await BindDevice(slot, program.monitorSettings, program.deviceSlots, op);
     co_return Answers(program, bound, slot);
 }
 
 QCoro::Task<Reply> Find(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments.value(0));
-    const Outcome found = co_await FindDevice(slot, program.deviceSettings, program.deviceSlots, op);
+    const Outcome found = co_await FindDevice(slot, program.monitorSettings, program.deviceSlots, op);
     co_return Answers(program, found, slot);
 }
 
@@ -139,7 +139,7 @@ QCoro::Task<Reply> Memory(Program& program, QStringList arguments, Operator& op)
 
 }  // namespace
 
-std::span<const Command> MonitorCommands() {
+std::span<const Command> TargetCommands() {
     static constexpr Command commands[] = {
         {"target", "A|B|C|D|E|F", "Which device the commands below go to.", 0, 1, false, Target},
         {"command-byte", "A|B|C|D|E|F POSITION", "The byte that a device listens to: 0 to 3 for 252 to 255.",

@@ -1,5 +1,5 @@
 // What goes over the line, when, and what becomes of it where the line does not hold.
-#include "control/command_layer.h"
+#include "control/monitor_commands.h"
 
 #include <sstream>
 
@@ -11,7 +11,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class CommandLayerTest : public ControlTest {
+class MonitorCommandsTest : public ControlTest {
 protected:
     /// What was sent on a link since this was last asked, each piece with the ms to the one after it; the
     /// last with those until now. Words as they are, bytes as numbers.
@@ -37,7 +37,7 @@ protected:
     }
 };
 
-TEST_F(CommandLayerTest, SaysEveryCommandOfTheTableToTheMillisecond) {
+TEST_F(MonitorCommandsTest, SaysEveryCommandOfTheTableToTheMillisecond) {
     // Written down a second time on purpose, so that a slip in the program's own table shows.
     const std::pair<Operation, const char*> cases[] = {
         {Operation::StopRealtime, "252(1600) TOG(840) OFF(840)"},
@@ -79,7 +79,7 @@ TEST_F(CommandLayerTest, SaysEveryCommandOfTheTableToTheMillisecond) {
     EXPECT_EQ(std::size(cases) + 3, kSequences.size());
 }
 
-TEST_F(CommandLayerTest, TheAcknowledgedCommandStopsAtThePieceThatGetsNoAnswer) {
+TEST_F(MonitorCommandsTest, TheAcknowledgedCommandStopsAtThePieceThatGetsNoAnswer) {
     const char* const pieces[] = {"252", "SET", "CT2", "TYP", "17", "RNG", "5"};
     for (int lost = 1; lost <= 8; ++lost) {
         SCOPED_TRACE(lost);
@@ -104,7 +104,7 @@ TEST_F(CommandLayerTest, TheAcknowledgedCommandStopsAtThePieceThatGetsNoAnswer) 
     EXPECT_EQ(Log().find("No response 1 "), std::string::npos) << "the monitor took nothing of it";
 }
 
-TEST_F(CommandLayerTest, TheWaitForAnAcknowledgementEndsWithASecondOfTheClock) {
+TEST_F(MonitorCommandsTest, TheWaitForAnAcknowledgementEndsWithASecondOfTheClock) {
     clock_.AdvanceSeconds(28);  // 10:20:58, so that it ends at second 1 of the next minute
     clock_.Advance(400);
     std::optional<bool> acknowledged;
@@ -115,7 +115,7 @@ TEST_F(CommandLayerTest, TheWaitForAnAcknowledgementEndsWithASecondOfTheClock) {
     EXPECT_EQ(acknowledged, false);
 }
 
-TEST_F(CommandLayerTest, AClosedSerialPortIsToldOnceUntilASendSucceedsAndATcpLinkNever) {
+TEST_F(MonitorCommandsTest, AClosedSerialPortIsToldOnceUntilASendSucceedsAndATcpLinkNever) {
     Set("CmdDevice", "1");
     serialA_.open = false;
     tcpB_.open = false;
@@ -141,7 +141,7 @@ TEST_F(CommandLayerTest, AClosedSerialPortIsToldOnceUntilASendSucceedsAndATcpLin
     EXPECT_EQ(Log(), "") << "no monitor got a part of anything";
 }
 
-TEST_F(CommandLayerTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEndTheCommandAndAreLogged) {
+TEST_F(MonitorCommandsTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEndTheCommandAndAreLogged) {
     const struct {
         const char* what;
         std::function<void()> befalls;
@@ -170,7 +170,7 @@ TEST_F(CommandLayerTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEndThe
     }
 }
 
-TEST_F(CommandLayerTest, OtherLinksGoOnWhileACommandRunsAndItsOwnStartsAfresh) {
+TEST_F(MonitorCommandsTest, OtherLinksGoOnWhileACommandRunsAndItsOwnStartsAfresh) {
     const QByteArray packet = PacketBytes(7);
     const auto arrives = [](WiredLink& link, const QByteArray& bytes) {
         link.Send(
@@ -195,7 +195,7 @@ TEST_F(CommandLayerTest, OtherLinksGoOnWhileACommandRunsAndItsOwnStartsAfresh) {
     EXPECT_EQ(op_.progress[1].percent, 66);
 }
 
-TEST_F(CommandLayerTest, StartsRealtimeWithTheWordOfTheModel) {
+TEST_F(MonitorCommandsTest, StartsRealtimeWithTheWordOfTheModel) {
     const Bytes twoChannel = PacketOf({.model = Model::TwoChannel});
     const std::string start = "252(1600) TOG(840) ";
     Set("VRQ5806", "1");
@@ -221,7 +221,7 @@ TEST_F(CommandLayerTest, StartsRealtimeWithTheWordOfTheModel) {
     EXPECT_EQ(listener_->CarriedOut(), (std::vector{Operation::OnePacket, Operation::StartRealtime}));
 }
 
-TEST_F(CommandLayerTest, ChoosesTheCommandByteAndAsksOnce) {
+TEST_F(MonitorCommandsTest, ChoosesTheCommandByteAndAsksOnce) {
     const auto choose = [this](int slot, int position) {
         return Run(commands_.ChooseCommandByte(slot, position, op_));
     };
@@ -249,7 +249,7 @@ TEST_F(CommandLayerTest, ChoosesTheCommandByteAndAsksOnce) {
     }
 }
 
-TEST_F(CommandLayerTest, BindsTheTargetToADeviceAndItsLink) {
+TEST_F(MonitorCommandsTest, BindsTheTargetToADeviceAndItsLink) {
     Set("BindDeviceB", "3");
     Set("BindDeviceD", "2");
     Set("DevSerial", "100004", u"3"_s);  // Device D is in use, being bound, and so are those before it
@@ -267,7 +267,7 @@ TEST_F(CommandLayerTest, BindsTheTargetToADeviceAndItsLink) {
     EXPECT_FALSE(serialB_.ReplyCapture());
 }
 
-TEST_F(CommandLayerTest, AMessageGoesOutOnTheLinkThatConnectsOutOnly) {
+TEST_F(MonitorCommandsTest, AMessageGoesOutOnTheLinkThatConnectsOutOnly) {
     commands_.XmitMessage("lost");
     tcpB_.connectsOut = true;
     commands_.XmitMessage("TOG");

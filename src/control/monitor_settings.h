@@ -13,7 +13,7 @@
 namespace corvane {
 
 class Clock;
-class CommandLayer;
+class MonitorCommands;
 class DeviceSlots;
 class ErrorLog;
 class MonitorHistory;
@@ -22,13 +22,13 @@ struct KeptSettings;
 struct Setter;
 
 /// All of it goes to the command target. The operator must outlive each call.
-class DeviceSettings {
+class MonitorSettings {
 public:
     /// A link that brings more than this during a read-out has packets flowing on it.
     static constexpr qsizetype kMostHeard = 63;
 
-    DeviceSettings(CommandLayer& commands, const DeviceSlots& slots, const MonitorHistory& history,
-                   ErrorLog& errorLog, Clock& clock);
+    MonitorSettings(MonitorCommands& commands, const DeviceSlots& slots, const MonitorHistory& history,
+                    ErrorLog& errorLog, Clock& clock);
 
     /// Reads the settings block and keeps it: as `Last`, and in the history where it brought something new.
     QCoro::Task<Outcome> Read(Operator& op);
@@ -60,7 +60,7 @@ private:
     QCoro::Task<> CheckSendFrequency(Operator& op);
     QCoro::Task<Outcome> PutBack(KeptSettings kept, Operator& op);
 
-    CommandLayer& commands_;
+    MonitorCommands& commands_;
     const DeviceSlots& slots_;
     const MonitorHistory& history_;
     ErrorLog& errorLog_;

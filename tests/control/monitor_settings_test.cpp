@@ -1,5 +1,5 @@
 // Reading, setting and putting back, against a simulated monitor and against blocks made up here.
-#include "control/device_settings.h"
+#include "control/monitor_settings.h"
 
 #include "control/control_fixture.h"
 #include "control/device_binding.h"
@@ -13,7 +13,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class DeviceSettingsTest : public ControlTest {
+class MonitorSettingsTest : public ControlTest {
 protected:
     /// A read-out to which the line answers `reply` as soon as it is asked for.
     std::string ReadAnswered(const QByteArray& reply) {
@@ -60,7 +60,7 @@ QByteArray PaperBlock() {
     return block;
 }
 
-TEST_F(DeviceSettingsTest, ShowsEveryByteUnderItsLabel) {
+TEST_F(MonitorSettingsTest, ShowsEveryByteUnderItsLabel) {
     EXPECT_EQ(ReadAnswered(PaperBlock()), "");
     EXPECT_EQ(op_.Messages(),
               std::vector<std::string>{"Device A Settings.\nCT1 Type: 102\nCT1 Range: 103\nCT2 Type: 104\n"
@@ -75,7 +75,7 @@ TEST_F(DeviceSettingsTest, ShowsEveryByteUnderItsLabel) {
                                        "Packet Trigger Threshold:   33668 Watts"});
 }
 
-TEST_F(DeviceSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
+TEST_F(MonitorSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
     const auto with = [](int byte, int value) {
         QByteArray block = PaperBlock();
         block[byte - 1] = static_cast<char>(value);
@@ -118,7 +118,7 @@ TEST_F(DeviceSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
     EXPECT_TRUE(reading.isReady());
 }
 
-TEST_F(DeviceSettingsTest, RefusesInputsBeforeAnythingIsSent) {
+TEST_F(MonitorSettingsTest, RefusesInputsBeforeAnythingIsSent) {
     const char* const trimText = "The value for AUX 3 is not a numerical value. Correct and try again.";
     const char* const trimMost =
         "More than seven CTs on one AUX channel is not allowed. Correct and try again";
@@ -154,7 +154,7 @@ TEST_F(DeviceSettingsTest, RefusesInputsBeforeAnythingIsSent) {
     EXPECT_TRUE(tcpA_.sent.empty());
 }
 
-TEST_F(DeviceSettingsTest, EverySetterReachesItsFieldOfTheMonitor) {
+TEST_F(MonitorSettingsTest, EverySetterReachesItsFieldOfTheMonitor) {
     const struct {
         const char* name;
         QStringList inputs;
@@ -187,7 +187,7 @@ TEST_F(DeviceSettingsTest, EverySetterReachesItsFieldOfTheMonitor) {
     EXPECT_TRUE(IsFree(kStreamTcpA));
 }
 
-TEST_F(DeviceSettingsTest, CtTypeAndRangeThatReadBackOtherwiseMayHaveFailed) {
+TEST_F(MonitorSettingsTest, CtTypeAndRangeThatReadBackOtherwiseMayHaveFailed) {
     for (const MonitorFaults& faults : {MonitorFaults{.shortBlock = true}, MonitorFaults{.late = true}}) {
         Join(tcpA_, faults);
         EXPECT_EQ(SetThere("ct1", {u"17"_s, u"5"_s}),
@@ -207,7 +207,7 @@ TEST_F(DeviceSettingsTest, CtTypeAndRangeThatReadBackOtherwiseMayHaveFailed) {
               "An error may have occured. Click Read Settings to verify the changes.");
 }
 
-TEST_F(DeviceSettingsTest, OffersASlowerPaceWhereSeveralDevicesAreInUse) {
+TEST_F(MonitorSettingsTest, OffersASlowerPaceWhereSeveralDevicesAreInUse) {
     const CommandListener& monitor = Join(tcpA_);
     const std::string question =
         "Warning!\r\nThe packet send frequency value for this VRQ monitor is too low for multi-device "
@@ -229,7 +229,7 @@ TEST_F(DeviceSettingsTest, OffersASlowerPaceWhereSeveralDevicesAreInUse) {
     EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
 }
 
-TEST_F(DeviceSettingsTest, TheIdentityIsSetOnlyAfterTheInvertedQuestion) {
+TEST_F(MonitorSettingsTest, TheIdentityIsSetOnlyAfterTheInvertedQuestion) {
     const CommandListener& monitor = Join(tcpA_);
     const std::string question =
         "This function is only for use with the VRQ-5806 two channel monitor only.\r\nDo not use this to "
@@ -245,7 +245,7 @@ TEST_F(DeviceSettingsTest, TheIdentityIsSetOnlyAfterTheInvertedQuestion) {
     EXPECT_EQ(monitor_.Serial().number, 300);
 }
 
-TEST_F(DeviceSettingsTest, KeepsWhatIsNewAndPutsItBack) {
+TEST_F(MonitorSettingsTest, KeepsWhatIsNewAndPutsItBack) {
     const CommandListener& monitor = Join(tcpA_);
     const SettingsBlock first = monitor.Settings();
     const auto read = [this] { return Run(monitorSettings_.Read(op_)); };
@@ -281,7 +281,7 @@ TEST_F(DeviceSettingsTest, KeepsWhatIsNewAndPutsItBack) {
     EXPECT_EQ(monitor.LostBytes(), 0);
 }
 
-TEST_F(DeviceSettingsTest, APuttingBackThatIsCutOffSaysWhatIsDoneAndWhatIsNot) {
+TEST_F(MonitorSettingsTest, APuttingBackThatIsCutOffSaysWhatIsDoneAndWhatIsNot) {
     Join(tcpA_);
     ASSERT_EQ(Run(monitorSettings_.Read(op_)), "");
     const QString when = history_.Of(u"301234"_s).front().when;
@@ -302,7 +302,7 @@ TEST_F(DeviceSettingsTest, APuttingBackThatIsCutOffSaysWhatIsDoneAndWhatIsNot) {
               "took. Put back: pt 184 3. Not put back: iv2 8, aux 100.");
 }
 
-TEST_F(DeviceSettingsTest, ADeviceIsBoundToTheMonitorThatAnswers) {
+TEST_F(MonitorSettingsTest, ADeviceIsBoundToTheMonitorThatAnswers) {
     const auto bind = [this](int slot) { return Run(BindDevice(slot, monitorSettings_, slots_, op_)); };
     const auto find = [this](int slot) { return Run(FindDevice(slot, monitorSettings_, slots_, op_)); };
     EXPECT_EQ(find(2), "Device \"B\" not found.");
@@ -335,7 +335,7 @@ TEST_F(DeviceSettingsTest, ADeviceIsBoundToTheMonitorThatAnswers) {
     EXPECT_EQ(bind(6), "Device \"F\" has no Serial Number.");
 }
 
-TEST_F(DeviceSettingsTest, CarriesGoToZeroOnceTheMonitorWasToldOrNobodyAborted) {
+TEST_F(MonitorSettingsTest, CarriesGoToZeroOnceTheMonitorWasToldOrNobodyAborted) {
     Measurement measurement(slots_, settings_, errorLog_, clock_);
     const char* const keys[] = {"Roll1A", "Roll1P", "Roll2A", "Roll2P", "Roll3",
                                 "Roll4",  "Roll5",  "Roll6",  "Roll7"};
@@ -395,7 +395,7 @@ TEST_F(DeviceSettingsTest, CarriesGoToZeroOnceTheMonitorWasToldOrNobodyAborted) 
     EXPECT_EQ(op_.Questions().back().safe, Answer::Yes);
 }
 
-TEST_F(DeviceSettingsTest, WhatCannotBeUndoneAsksFirst) {
+TEST_F(MonitorSettingsTest, WhatCannotBeUndoneAsksFirst) {
     const CommandListener& monitor = Join(tcpA_);
     const std::string thru =
         "Once this command has been executed, the power to the VRQ-5810 will need to be manualy cycled to "

@@ -1,4 +1,5 @@
-// Commands to the monitors: which device they go to, and how they are said.
+// Monitor commands, which is what goes over the line: which device they go to, and how they are said. (What
+// people give to the program are commands, see remote/command.h.)
 #pragma once
 
 #include <QByteArray>
@@ -56,8 +57,8 @@ inline constexpr Setting kAskAboutCommandByte{
     .fallback = "True",
     .by = SettingBy::Command,
     .help = "Whether another command byte than 252 is still to be agreed to."};
-inline constexpr std::array kCommandLayerSettings = {kCommandIndex, kCommandLink, kDeviceCommandByte,
-                                                     kAskAboutCommandByte};
+inline constexpr std::array kMonitorCommandsSettings = {kCommandIndex, kCommandLink, kDeviceCommandByte,
+                                                        kAskAboutCommandByte};
 
 /// What a monitor answered to a command; the outcome fails where the command could not be sent, or where no
 /// whole answer came in time ("timeout error").
@@ -69,7 +70,7 @@ struct MonitorReply {
 
 /// Sends to the command target: the device `kCommandIndex` on the link `kCommandLink`. One command runs at a
 /// time; while it does, nothing of its link is framed. Commands that fail say how far they came.
-class CommandLayer : public QObject {
+class MonitorCommands : public QObject {
     Q_OBJECT
 
 public:
@@ -82,8 +83,8 @@ public:
     /// By link index: TCP server A, serial A, TCP server B, serial B, serial C, as the framer's streams.
     using Links = std::array<MonitorLink*, kStreams>;
 
-    CommandLayer(const Links& links, Framer& framer, const DeviceSlots& slots, SettingsStore& settings,
-                 StatusBoard& board, ErrorLog& errorLog, Clock& clock);
+    MonitorCommands(const Links& links, Framer& framer, const DeviceSlots& slots, SettingsStore& settings,
+                    StatusBoard& board, ErrorLog& errorLog, Clock& clock);
 
     /// Sends a word or a byte to the link of the target. False where it is not open or not connected; the
     /// first time that is said for a serial link, and never for a TCP link.
