@@ -63,7 +63,7 @@ public:
     }
 
     void ShowDemo(std::vector<SimulatedMonitor> monitors) {
-        demo_.emplace(program_, std::move(monitors));
+        demo_.emplace(program_.framer, clock_, std::move(monitors));
         window_.SayItIsADemo();
     }
 

@@ -4,12 +4,13 @@
 #include <array>
 #include <utility>
 
-#include "app/program.h"
 #include "base/clock.h"
 #include "demo/demo_history.h"
+#include "link/framer.h"
 #include "store/capture_database.h"
 #include "store/channel_labels.h"
 #include "store/schema.h"
+#include "store/settings_store.h"
 
 namespace corvane {
 
@@ -85,18 +86,18 @@ Options DemoFolder::Where() const {
     return {.dataFolder = folder_.path(), .settingsFile = folder_.filePath(u"corvane.ini"_s)};
 }
 
-DemoMonitors::DemoMonitors(Program& program, std::vector<SimulatedMonitor> monitors)
-    : program_(program), monitors_(std::move(monitors)) {
+DemoMonitors::DemoMonitors(Framer& framer, const Clock& clock, std::vector<SimulatedMonitor> monitors)
+    : framer_(framer), monitors_(std::move(monitors)) {
     for (SimulatedMonitor& monitor : monitors_)
         monitor.SetInterval(kInterval);
-    connect(&program.clock, &Clock::SecondPassed, this, &DemoMonitors::OnSecond);
+    connect(&clock, &Clock::SecondPassed, this, &DemoMonitors::OnSecond);
 }
 
 void DemoMonitors::OnSecond() {
     if (seconds_++ % kInterval != 0) return;
     for (SimulatedMonitor& monitor : monitors_) {
         for (const std::uint8_t byte : monitor.NextPacket())
-            program_.framer.ProcessByte(kStreamTcpA, byte);
+            framer_.ProcessByte(kStreamTcpA, byte);
     }
 }
 

@@ -14,7 +14,8 @@
 
 namespace corvane {
 
-class Program;
+class Clock;
+class Framer;
 
 /// The folder of a demonstration: a database with the records of the last days, and settings that bind the
 /// simulated monitors.
@@ -38,12 +39,12 @@ class DemoMonitors : public QObject {
     Q_OBJECT
 
 public:
-    DemoMonitors(Program& program, std::vector<SimulatedMonitor> monitors);
+    DemoMonitors(Framer& framer, const Clock& clock, std::vector<SimulatedMonitor> monitors);
 
 private:
     void OnSecond();
 
-    Program& program_;
+    Framer& framer_;
     std::vector<SimulatedMonitor> monitors_;
     int seconds_ = 0;
 };

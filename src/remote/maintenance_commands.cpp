@@ -38,7 +38,7 @@ QCoro::Task<Reply> OpenDatabase(Program& program, QStringList arguments, Operato
 }
 
 /// What a statement gives that is not for the event loop, as it may read the whole file.
-QCoro::Task<QueryResult> Read(Program& program, QString what, std::string statement, Operator& op) {
+QCoro::Task<QueryResult> ReadRows(Program& program, QString what, std::string statement, Operator& op) {
     SqlJob job = [what, statement](SqlSession& session) {
         if (!session.Database()) return QueryResult{.rows = {}, .errorText = "Error DB2"};
         session.Begin(what);
@@ -60,10 +60,11 @@ QCoro::Task<Reply> Info(Program& program, QStringList, Operator& op) {
         reply.lines.append(u"The name of the file does not end in .db3, as that of a database should."_s);
     QJsonArray tables;
     for (const QString& table : {u"monitordata_minute"_s, u"monitordata_hourly"_s}) {
-        const QueryResult rows = co_await Read(program, u"Counting rows of %1"_s.arg(table),
-                                               "SELECT deviceaddress, COUNT(*), MIN(date), MAX(date) FROM " +
-                                                   table.toStdString() + " GROUP BY deviceaddress",
-                                               op);
+        const QueryResult rows =
+            co_await ReadRows(program, u"Counting rows of %1"_s.arg(table),
+                              "SELECT deviceaddress, COUNT(*), MIN(date), MAX(date) FROM " +
+                                  table.toStdString() + " GROUP BY deviceaddress",
+                              op);
         if (!rows.Ok()) co_return Reply::Failure(QString::fromStdString(rows.errorText));
         if (rows.rows.empty()) reply.lines.append(u"%1: no rows"_s.arg(table));
         for (const auto& row : rows.rows) {
@@ -78,7 +79,7 @@ QCoro::Task<Reply> Info(Program& program, QStringList, Operator& op) {
     }
     const QueryResult journal = program.database.Run("PRAGMA journal_mode");
     const QueryResult integrity =
-        co_await Read(program, u"Checking the integrity"_s, "PRAGMA integrity_check", op);
+        co_await ReadRows(program, u"Checking the integrity"_s, "PRAGMA integrity_check", op);
     const QString mode = journal.Ok() ? Cell(journal.rows.front().front()) : Cell(journal.errorText);
     const QString state = integrity.Ok() ? Cell(integrity.rows.front().front()) : Cell(integrity.errorText);
     reply.lines.append({u"Journal: %1"_s.arg(mode), u"Integrity: %1"_s.arg(state)});

@@ -31,7 +31,7 @@ TEST(Demo, HasDaysOfRecordsThatItsMonitorsGoOnFrom) {
     Program program(folder.Where(), clock);
     ScriptedOperator op;
     ASSERT_TRUE(QCoro::waitFor(program.Start(op)));
-    DemoMonitors monitors(program, folder.Monitors());
+    DemoMonitors monitors(program.framer, clock, folder.Monitors());
     clock.AdvanceSeconds(10);
     for (int slot = 1; slot <= 3; ++slot)
         EXPECT_TRUE(program.measurement.Online(slot)) << slot;

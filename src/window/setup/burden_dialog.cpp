@@ -24,7 +24,7 @@ QDoubleSpinBox* Number(double value, double least, double most, int decimals, co
     return box;
 }
 
-QString Text(const Burden& burden) {
+QString BurdenText(const Burden& burden) {
     return u"%1 Ohm: %2 V and %3 W at full load"_s.arg(burden.ohms, 0, 'g', 4)
         .arg(burden.volts, 0, 'g', 4)
         .arg(burden.watts, 0, 'g', 3);
@@ -68,8 +68,8 @@ void BurdenDialog::Calculate() {
         .primaryAmps = primary_->value(), .turnsRatio = ratio_->value(), .parallel = parallel_->value()};
     const Burden exact = BurdenFor(transformers, volts_->value());
     result_->setText(u"Exact: %1\nE24: %2\nE96: %3"_s.arg(
-        Text(exact), Text(BurdenOf(transformers, NearestE24(exact.ohms))),
-        Text(BurdenOf(transformers, NearestE96(exact.ohms)))));
+        BurdenText(exact), BurdenText(BurdenOf(transformers, NearestE24(exact.ohms))),
+        BurdenText(BurdenOf(transformers, NearestE96(exact.ohms)))));
 }
 
 }  // namespace corvane
