@@ -9,8 +9,8 @@
 
 namespace corvane {
 
-class MonitorSettings;
 class DeviceSlots;
+class MonitorSettings;
 class Operator;
 
 // All arguments must outlive the operation; slots are 1..6, and without one they fail.

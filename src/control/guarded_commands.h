@@ -7,9 +7,9 @@
 
 namespace corvane {
 
-class MonitorCommands;
 class DeviceSlots;
 class Measurement;
+class MonitorCommands;
 class Operator;
 
 // All arguments must outlive the command. "No" to its question is a failure that says so.

@@ -13,12 +13,12 @@
 namespace corvane {
 
 class Clock;
-class MonitorCommands;
 class DeviceSlots;
 class ErrorLog;
+struct KeptSettings;
+class MonitorCommands;
 class MonitorHistory;
 class Operator;
-struct KeptSettings;
 struct Setter;
 
 /// All of it goes to the command target. The operator must outlive each call.

@@ -21,12 +21,15 @@ MonitorLinks Listed(MonitorLinks links) {
     return links;
 }
 
-QString StatusLine(const MonitorLink& link) {
+QString StateText(const MonitorLink& link) {
     const LinkStatus status = link.Status();
-    QString line = u"%1: %2"_s.arg(link.Name(), status.text);
-    if (status.port != 0) line += u", port %1"_s.arg(status.port);
-    if (!status.notice.isEmpty()) line += u", "_s + status.notice;
-    return line;
+    return status.port == 0 ? status.text : u"%1, port %2"_s.arg(status.text).arg(status.port);
+}
+
+QString StatusLine(const MonitorLink& link) {
+    const QString line = u"%1: %2"_s.arg(link.Name(), StateText(link));
+    const QString notice = link.Status().notice;
+    return notice.isEmpty() ? line : line + u", "_s + notice;
 }
 
 }  // namespace corvane

@@ -80,6 +80,9 @@ using MonitorLinks = std::array<MonitorLink*, kStreams>;
 /// The same as they are listed: those over TCP, then the serial ones.
 [[nodiscard]] MonitorLinks Listed(MonitorLinks links);
 
+/// "Listening, port 8080".
+[[nodiscard]] QString StateText(const MonitorLink& link);
+
 /// "TCP Server A: Listening, port 8080", and the notice where there is one.
 [[nodiscard]] QString StatusLine(const MonitorLink& link);
 

@@ -16,10 +16,10 @@ class QTableWidget;
 namespace corvane {
 
 class Actions;
-class MonitorCommands;
-class MonitorSettings;
 class DeviceSlots;
 class Measurement;
+class MonitorCommands;
+class MonitorSettings;
 class Operator;
 class Settings;
 

@@ -11,11 +11,11 @@ class QVBoxLayout;
 namespace corvane {
 
 class Actions;
-class MonitorCommands;
-class MonitorSettings;
 class DeviceSlots;
 class Measurement;
+class MonitorCommands;
 class MonitorHistory;
+class MonitorSettings;
 
 /// The monitor at the command target: commands to it, its settings now, and as they were.
 struct TargetMonitor {

@@ -110,8 +110,7 @@ void SerialLinkBox::Refresh() {
     using Light = StateLine::Light;
     const Light closed = waiting ? Light::Fault : Light::Off;
     const Light open = active ? Light::Active : Light::On;
-    state_->Show(link_.IsOpen() ? open : closed,
-                 link_.IsOpen() ? u"Open, port %1"_s.arg(link_.Port()) : u"Closed"_s, link_.Notice());
+    state_->Show(link_.IsOpen() ? open : closed, StateText(link_), link_.Notice());
     close_->setEnabled(link_.IsOpen() || waiting);
 }
 

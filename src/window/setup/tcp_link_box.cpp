@@ -106,14 +106,12 @@ bool TcpLinkBox::Idle() const {
 void TcpLinkBox::Refresh() {
     const bool serves = !link_.ConnectsOut();
     const QString port = settings_.Store().Value(link_.PortSetting());
-    QString state = link_.WinsockStateDisplay();
-    if (serves && link_.LocalPort() != 0) state += u", port %1"_s.arg(link_.LocalPort());
     QStringList notices;
     if (link_.State() == SocketState::Error) notices.append(link_.ErrorText());
     if (!link_.Notice().isEmpty()) notices.append(link_.Notice());
     if (serves && link_.LocalPort() != 0 && port != QString::number(link_.LocalPort()))
         notices.append(u"Port %1 from the next Listen on."_s.arg(port));
-    state_->Show(LightOf(link_), state, notices.join(u' '));
+    state_->Show(LightOf(link_), StateText(link_), notices.join(u' '));
 
     listen_->setText(link_.Caption());
     listen_->setAccessibleName(link_.Name() + u": "_s + link_.Caption());
