@@ -42,14 +42,15 @@ QStringList KeysOf(QString cell) {
     QStringList keys;
     cell.remove(u'`');
     for (const QString& part : cell.split(u", "_s)) {
-        const QStringList ends = part.split(u" .. "_s);
+        const QString first = part.section(u" .. "_s, 0, 0);
+        const QString last = part.section(u" .. "_s, -1);
         qsizetype common = 0;
-        while (ends.size() == 2 && ends[0][common] == ends[1][common])
+        while (common < first.size() && first[common] == last[common])
             ++common;
-        const QByteArray members =
-            (ends.size() == 2 ? ends[0].mid(common) + u'-' + ends[1].mid(common) : QString()).toLatin1();
-        for (const QString& member : SettingMembers({.key = "", .members = members.constData()}))
-            keys.append(ends.size() == 2 ? ends[0].left(common) + member : part);
+        const QByteArray members = (first.mid(common) + u'-' + last.mid(common)).toLatin1();
+        const Setting family{.key = "#", .members = first == last ? "" : members.constData()};
+        for (const QString& member : SettingMembers(family))
+            keys.append(first.left(common) + member);
     }
     return keys;
 }
@@ -74,6 +75,7 @@ Told Documented() {
         const QString who = saysWho ? QString(cells.last()).remove(" |"_L1) : QString();
         const auto from = who.indexOf(", from the"_L1);
         for (const QString& key : KeysOf(cells[0].mid(2))) {
+            EXPECT_FALSE(told.contains(section + u'/' + key)) << key.toStdString() << " has two rows";
             told[section + u'/' + key] =
                 About(cells[1] == "none"_L1 ? QString() : cells[1], who.startsWith("`set`"_L1),
                       from < 0 ? QString() : who.mid(from).section(u';', 0, 0));
