@@ -1,9 +1,9 @@
 #include "app/program.h"
 
-#include "app/setting_rules.h"
 #include "base/clock.h"
 #include "base/operator.h"
 #include "base/time_zone.h"
+#include "forward/get_upload.h"
 #include "measure/readings_document.h"
 
 namespace corvane {
@@ -44,34 +44,16 @@ Program::Program(const Options& options, Clock& theClock)
       monitorHistory(options.dataFolder),
       monitorSettings(commands, deviceSlots, monitorHistory, errorLog, clock),
       forwarding(framer, settings, statusBoard, errorLog, clock),
-      getUpload(settings, clock),
       feedUpload(measurement, database, settings, options.dataFolder, clock),
-      connectionCheck(settings, clock),
       liveEvents([this](std::optional<int> slot) { return Readings(slot); }, measurement, clock),
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
                 settings, statusBoard, clock),
       userSettings(settings,
-                   {
-                       kDbWriterSettings,
-                       kDatabaseFilesSettings,
-                       kNightlyRunsSettings,
-                       kDeviceSlotsSettings,
-                       kTcpLinkSettings,
-                       kSerialLinkSettings,
-                       kSerialPortsSettings,
-                       kMeasurementSettings,
-                       kPulseCountersSettings,
-                       kChannelGroupsSettings,
-                       kVirtualChannelsSettings,
-                       kVirtualDeviceSettings,
-                       kMonitorCommandsSettings,
-                       kWebSettings,
-                       kProgramSettings,
-                   },
-                   [this](const QString& name, const QString& text) {
-                       return ApplySetting(*this, SettingName::Parse(name), text).outcome;
-                   }) {
+                   {kDbWriterSettings, kDatabaseFilesSettings, kNightlyRunsSettings, kDeviceSlotsSettings,
+                    kTcpLinkSettings, kSerialLinkSettings, kSerialPortsSettings, kMeasurementSettings,
+                    kPulseCountersSettings, kChannelGroupsSettings, kVirtualChannelsSettings,
+                    kVirtualDeviceSettings, kMonitorCommandsSettings, kWebSettings, kProgramSettings}) {
     if (const std::string problem = TimeZoneProblem(TimeZoneSources::Here()); !problem.empty()) {
         const QString text = QString::fromStdString(problem);
         statusBoard.AddLine(u"     "_s + text);
@@ -82,11 +64,26 @@ Program::Program(const Options& options, Clock& theClock)
     measurement.AddSink(pulses);
     measurement.AddSink(records);
     measurement.AddSink(forwarding);
-    measurement.AddSink(getUpload);
+    AddOutput(forwarding.listeningServer);
+    AddOutput(forwarding.serverB);
+    AddOutput(forwarding.client);
+    AddOutput(std::make_unique<GetUpload>(settings, clock));
+    AddOutput(feedUpload);
     for (MonitorLink* link : Links())
         framer.AddSource(*link);
     measurement.AddSink(liveEvents);
     QObject::connect(&webServer, &WebServer::LocationChanged, &pulses, &PulseCounters::SetDashboard);
+}
+
+void Program::AddOutput(Output& output) {
+    outputs.Add(output);
+    userSettings.Add(output.Settings());
+    if (ReadingsSink* sink = output.Sink()) measurement.AddSink(*sink);
+}
+
+void Program::AddOutput(std::unique_ptr<Output> output) {
+    AddOutput(*output);
+    outputs.Own(std::move(output));
 }
 
 QJsonObject Program::Readings(std::optional<int> slot) const {
@@ -109,7 +106,9 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     });
     nightlyRuns.StartUp();
     if (settings.IsOn(kRawDisplay)) SetRawDisplay(true);
-    forwarding.StartUp();
+    forwarding.serverB.StartUp();  // before the other server: a port that both have is its
+    for (Output* output : outputs.All())
+        output->StartUp();
     for (TcpLink* link : TcpLinks())
         link->StartUp();
     for (SerialLink* link : SerialLinks())
@@ -134,6 +133,8 @@ QCoro::Task<> Program::Close(Operator& op) {
             0, dbWriter.LastDbMessage(),
             u"%1 records were still queued on closing and are lost"_s.arg(dbWriter.Pointer() - 1));
     }
+    for (Output* output : outputs.All())
+        output->Close();
 }
 
 }  // namespace corvane

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <array>
+#include <memory>
 #include <optional>
 
 #include "app/options.h"
@@ -17,9 +18,8 @@
 #include "control/monitor_commands.h"
 #include "control/monitor_history.h"
 #include "control/monitor_settings.h"
-#include "forward/connection_check.h"
 #include "forward/feed_upload.h"
-#include "forward/get_upload.h"
+#include "forward/output.h"
 #include "forward/tcp_forwarding.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
@@ -61,6 +61,10 @@ inline constexpr std::array kProgramSettings = {kRawDisplay};
 class Program {
 public:
     Program(const Options& options, Clock& clock);
+
+    /// Joins an output to all that has to do with it. To be called before `Start`.
+    void AddOutput(Output& output);
+    void AddOutput(std::unique_ptr<Output> output);
 
     /// Puts the database in force, then starts the links. A failure is final.
     QCoro::Task<Outcome> Start(Operator& op);
@@ -121,9 +125,8 @@ public:
     MonitorHistory monitorHistory;
     MonitorSettings monitorSettings;
     TcpForwarding forwarding;
-    GetUpload getUpload;
     FeedUpload feedUpload;
-    ConnectionCheck connectionCheck;
+    OutputList outputs;
     LiveEvents liveEvents;
     History history;
     WebServer webServer;

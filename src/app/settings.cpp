@@ -42,7 +42,6 @@ std::optional<FoundSetting> Settings::Find(const QString& name) const {
 
 Outcome Settings::Apply(const QString& name, const QString& text) {
     const auto found = Find(name);
-    if (!found.has_value() && undeclared_) return undeclared_(name, text);
     if (!found.has_value() || found->setting->by != SettingBy::Hand) {
         return Outcome::Failure(
             u"There is no setting %1 that can be set by hand."_s.arg(name.mid(name.indexOf(u'/') + 1)));
@@ -59,7 +58,7 @@ Outcome Settings::Apply(const Setting& setting, QString text, const SettingPlace
 std::optional<QString> Settings::Shown(const QString& name) const {
     auto kept = store_.Kept(name.contains(u'/') ? name : SettingsStore::kStartup + u'/' + name);
     const auto found = Find(name);
-    const bool secret = found.has_value() && found->setting->privacy == SettingPrivacy::Secret;
+    const bool secret = !found.has_value() || found->setting->privacy == SettingPrivacy::Secret;
     if (secret && kept.has_value() && !kept->isEmpty()) kept = kNotShown;
     return kept;
 }

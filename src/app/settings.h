@@ -3,7 +3,6 @@
 
 #include <QString>
 
-#include <functional>
 #include <optional>
 #include <span>
 #include <utility>
@@ -26,11 +25,8 @@ class Settings {
 public:
     using List = std::span<const Setting>;
 
-    using Rule = std::function<Outcome(const QString& name, const QString& text)>;
-
-    /// `lists`: what the owners of settings declare. `undeclared` applies those that no owner declares yet.
-    Settings(SettingsStore& store, std::vector<List> lists, Rule undeclared)
-        : store_(store), lists_(std::move(lists)), undeclared_(std::move(undeclared)) {}
+    /// `lists`: what the owners of settings declare.
+    Settings(SettingsStore& store, std::vector<List> lists) : store_(store), lists_(std::move(lists)) {}
 
     /// Adds the settings of an owner that is made later, such as a page of the window. They must live as long
     /// as this does.
@@ -49,7 +45,8 @@ public:
     /// The same of a declared setting.
     Outcome Apply(const Setting& setting, QString text, const SettingPlace& place = {});
 
-    /// The value that is kept under a name, as it may be shown; nothing where none is kept.
+    /// The value that is kept under a name, as it may be shown; nothing where none is kept. Of a key that
+    /// nobody declares nobody knows whether it is a secret: it is not shown.
     [[nodiscard]] std::optional<QString> Shown(const QString& name) const;
 
     /// "KEY = VALUE" as it was entered, and from when on that is in effect; a secret is not told.
@@ -60,7 +57,6 @@ public:
 private:
     SettingsStore& store_;
     std::vector<List> lists_;
-    Rule undeclared_;
 };
 
 /// What stands for a value that is not shown.

@@ -6,11 +6,17 @@
 
 #include "base/clock.h"
 #include "demo/demo_history.h"
+#include "link/device_slots.h"
 #include "link/framer.h"
+#include "link/tcp_link.h"
+#include "measure/channel_groups.h"
+#include "measure/virtual_device.h"
 #include "store/capture_database.h"
 #include "store/channel_labels.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
+#include "store/upkeep/database_files.h"
+#include "web/web_setup.h"
 
 namespace corvane {
 

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 
 QCoro::Task<bool> ConnectionCheck::InternetConnectionAvailable(Operator& op) {
     op.Show(u"Checking connection........"_s);
-    const QUrl page(settings_.GetSetting(u"InternetCheckUrl"_s, u"http://www.example.com/"_s));
+    const QUrl page(settings_.Value(kInternetCheckUrl));
     const NetworkReply reply(network_.get(QNetworkRequest(page)));
     const std::int64_t limit = clock_.Monotonic() + kTimeLimit;
     const std::function<bool()> over = [this, &reply, limit] {
@@ -24,6 +24,12 @@ QCoro::Task<bool> ConnectionCheck::InternetConnectionAvailable(Operator& op) {
     };
     const bool waited = co_await WaitUntil(clock_, over);
     co_return waited && reply->isFinished() && reply->error() == QNetworkReply::NoError;
+}
+
+QCoro::Task<Outcome> ConnectionCheck::Check(Operator& op) {
+    const bool reached = co_await InternetConnectionAvailable(op);
+    if (!reached) co_return Outcome::Failure(u"The internet cannot be reached."_s);
+    co_return Outcome::Success();
 }
 
 }  // namespace corvane

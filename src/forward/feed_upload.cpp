@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QNetworkReply>
 #include <QUrl>
 
@@ -23,19 +24,33 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kFeedEnableKey = u"PacEnable"_s;
-const QString kFeedKey = u"PachubeFeed"_s;
-const QString kTitleKey = u"PacTitle"_s;
-const QString kChannelsKey = u"PacChan"_s;
-const QString kLastIndexKey = u"TicEndIndex"_s;
-const QString kFeedHostKey = u"PacHost"_s;
-const QString kIntervalKey = u"PacInterval"_s;
-const QString kDefaultHost = u"https://api.pachube.com"_s;
 const QString kQueueFile = u"VRQ5810Pacpost.txt"_s;
 const QString kCannotSend = u"Cannot send. The KEY, FEED or TITLE is not valid."_s;
 
 constexpr int kSuccess = 200;
 constexpr qint64 kLongestAnswer = 1000;  ///< bytes of a response text that are told
+
+constexpr OutputNames kFeedNames = {.word = "feed", .name = "Feed", .log = "Results", .ownCommands = true};
+
+constexpr Setting kFeedSettings[] = {kPacEnable, kPachubeKey,  kPachubeFeed, kPacTitle,
+                                     kPacHost,   kPacInterval, kPacChan,     kTicEndIndex};
+
+constexpr OutputChoice kFeedChoices[] = {
+    {.setting = &kPacEnable, .word = "on", .offWord = "off", .label = "Send to the feed"},
+    {.setting = &kPachubeKey, .word = "key", .label = "API key"},
+    {.setting = &kPachubeFeed, .word = "feed", .label = "Feed number"},
+    {.setting = &kPacTitle, .word = "title", .label = "Title"},
+    {.setting = &kPacHost, .word = "host"},
+    {.setting = &kPacInterval, .word = "interval", .label = "Seconds between uploads"},
+};
+
+/// Whether key, feed and title are such that something can be sent.
+bool CanSend(const SettingValues& values) {
+    QString feed = values.Value(kPachubeFeed);
+    QString title = values.Value(kPacTitle);
+    return !values.Value(kPachubeKey).isEmpty() && CheckFeedNumber(feed, values) &&
+           CheckFeedTitle(title, values);
+}
 
 /// Puts back `since` whenever the request has come a step further, as long as `context` lives.
 void FollowSteps(QNetworkReply& reply, const Clock& clock, const QObject& context, std::int64_t& since) {
@@ -46,6 +61,50 @@ void FollowSteps(QNetworkReply& reply, const Clock& clock, const QObject& contex
 }
 
 }  // namespace
+
+Outcome CheckFeedSwitch(QString& text, const SettingValues& values) {
+    Setting anySwitch = kPacEnable;
+    anySwitch.check = nullptr;
+    const Outcome checked = CheckSetting(anySwitch, text, values);
+    if (!checked || text == "False"_L1 || CanSend(values)) return checked;
+    return Outcome::Failure(u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
+}
+
+Outcome CheckFeedKey(QString& text, const SettingValues&) {
+    const bool odd = std::ranges::any_of(text, [](QChar c) { return c.isSpace() || !c.isPrint(); });
+    return odd ? Outcome::Failure(u"The KEY must not have blanks in it."_s) : Outcome::Success();
+}
+
+Outcome CheckFeedNumber(QString& text, const SettingValues&) {
+    const bool digits =
+        !text.isEmpty() && std::ranges::all_of(text, [](QChar c) { return c >= u'0' && c <= u'9'; });
+    return digits ? Outcome::Success() : Outcome::Failure(u"The \"FEED URL\" must be a numeric value."_s);
+}
+
+Outcome CheckFeedTitle(QString& text, const SettingValues&) {
+    return text.trimmed().isEmpty() ? Outcome::Failure(u"A pachube tilte is required."_s)
+                                    : Outcome::Success();
+}
+
+Outcome CheckFeedHost(QString& text, const SettingValues&) {
+    const QUrl url(text, QUrl::StrictMode);
+    const bool web = url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
+    if (!url.isValid() || !web || url.host().isEmpty() || url.hasQuery() || url.hasFragment() ||
+        text.endsWith(u'/')) {
+        return Outcome::Failure(u"The host is an address such as https://example.org, without a slash."_s);
+    }
+    return Outcome::Success();
+}
+
+Outcome CheckFeedInterval(QString& text, const SettingValues&) {
+    bool isNumber = false;
+    const int seconds = text.toInt(&isNumber);
+    if (!isNumber || seconds < kPacInterval.least || seconds > kPacInterval.most) {
+        return Outcome::Failure(u"The interval is 1 to %1 seconds."_s.arg(kPacInterval.most));
+    }
+    text = QString::number(seconds);
+    return Outcome::Success();
+}
 
 FeedUpload::FeedUpload(const Measurement& measurement, const CaptureDatabase& database,
                        SettingsStore& settings, QString folder, Clock& clock)
@@ -59,13 +118,32 @@ FeedUpload::FeedUpload(const Measurement& measurement, const CaptureDatabase& da
     network_.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
     connect(&clock, &Clock::SecondPassed, this, &FeedUpload::OnSecond);
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
-        if (key.compare(kIntervalKey, Qt::CaseInsensitive) == 0) LoadInterval();
+        if (IsKeyOf(kPacInterval, key)) LoadInterval();
     });
     LoadInterval();
 }
 
 void FeedUpload::LoadInterval() {
-    interval_ = settings_.GetNumber(kIntervalKey, kDefaultInterval, 1, kLongestInterval);
+    interval_ = settings_.Number(kPacInterval);
+}
+
+const OutputNames& FeedUpload::Names() const {
+    return kFeedNames;
+}
+
+std::span<const Setting> FeedUpload::Settings() const {
+    return kFeedSettings;
+}
+
+std::span<const OutputChoice> FeedUpload::Choices() const {
+    return kFeedChoices;
+}
+
+std::vector<OutputAction> FeedUpload::Actions() {
+    return {{.word = "send", .caption = u"Send now"_s, .awaited = [this](Operator&) { return SendNow(); }},
+            {.word = "setup", .caption = u"Set up datastreams"_s, .awaited = [this](Operator&) {
+                 return SetUpNow();
+             }}};
 }
 
 void FeedUpload::OnSecond() {
@@ -82,29 +160,30 @@ QCoro::Task<Outcome> FeedUpload::PachubeSetup1() {
 }
 
 QCoro::Task<Outcome> FeedUpload::SendNow() {
-    if (!Valid()) co_return Outcome::Failure(kCannotSend);
+    if (!CanSend(settings_)) co_return Outcome::Failure(kCannotSend);
     co_return co_await PostToPachube();
 }
 
 QCoro::Task<Outcome> FeedUpload::SetUpNow() {
-    if (!Valid()) co_return Outcome::Failure(kCannotSend);
+    if (!CanSend(settings_)) co_return Outcome::Failure(kCannotSend);
     co_return co_await PachubeSetup1();
 }
 
 QCoro::Task<Outcome> FeedUpload::Post(FeedUnit unit) {
     if (uploading_) co_return Outcome::Failure(u"An upload is still on its way; try again later."_s);
-    if (!HasKey() || settings_.GetSetting(kFeedKey).isEmpty()) co_return Outcome::Failure(kCannotSend);
+    if (!HasKey() || settings_.Value(kPachubeFeed).isEmpty()) co_return Outcome::Failure(kCannotSend);
     uploading_ = true;
     lastPost_ = clock_.Monotonic();
-    const Outcome result = co_await Put(FeedDocument(settings_.GetSetting(kTitleKey), Datastreams(), unit));
+    const Outcome result = co_await Put(FeedDocument(settings_.Value(kPacTitle), Datastreams(), unit));
     uploading_ = false;
+    failed_ = !result;
     co_return result;
 }
 
 QCoro::Task<Outcome> FeedUpload::Put(QByteArray document) {
-    const QByteArray key = QUrl::toPercentEncoding(settings_.GetSetting(kKeyKey));
-    const QString address = settings_.GetSetting(kFeedHostKey, kDefaultHost) + u"/v2/feeds/"_s +
-                            settings_.GetSetting(kFeedKey) + u".xml?key="_s + QString::fromLatin1(key);
+    const QByteArray key = QUrl::toPercentEncoding(settings_.Value(kPachubeKey));
+    const QString address = settings_.Value(kPacHost) + u"/v2/feeds/"_s + settings_.Value(kPachubeFeed) +
+                            u".xml?key="_s + QString::fromLatin1(key);
     QNetworkRequest request{QUrl(address)};
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/xml; charset=utf-8"_s);
     const NetworkReply reply(network_.put(request, document));
@@ -155,7 +234,7 @@ std::vector<Datastream> FeedUpload::Datastreams() const {
 }
 
 QString FeedUpload::WithoutKey(QString text) const {
-    const QString key = settings_.GetSetting(kKeyKey);
+    const QString key = settings_.Value(kPachubeKey);
     const QString encoded = QString::fromLatin1(QUrl::toPercentEncoding(key));
     return text.replace(encoded, u"***"_s, Qt::CaseInsensitive).replace(key, u"***"_s, Qt::CaseInsensitive);
 }
@@ -180,85 +259,49 @@ QCoro::Task<Outcome> FeedUpload::Assign(QString id, std::optional<QString> chann
     }
     FeedChannels channels = Channels();
     channels[index] = chosen;
-    settings_.SaveSetting(kChannelsKey, FeedChannelsText(channels));
-    settings_.SaveSetting(kLastIndexKey, QString::number(LastAssigned(channels)));
+    settings_.Save(kPacChan, FeedChannelsText(channels));
+    settings_.Save(kTicEndIndex, LastAssigned(channels));
     co_return Outcome::Success();
 }
 
-Outcome FeedUpload::SetEnabled(bool on) {
-    if (on && !Valid()) {
-        return Outcome::Failure(u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
-    }
-    settings_.SaveSetting(kFeedEnableKey, on);
-    return Outcome::Success();
-}
-
-Outcome FeedUpload::SetKey(const QString& text) {
-    const bool odd = std::ranges::any_of(text, [](QChar c) { return c.isSpace() || !c.isPrint(); });
-    if (odd) return Outcome::Failure(u"The KEY must not have blanks in it."_s);
-    settings_.SaveSetting(kKeyKey, text);
-    return Outcome::Success();
-}
-
-Outcome FeedUpload::SetFeed(const QString& text) {
-    if (Outcome valid = ValidFeed(text); !valid) return valid;
-    settings_.SaveSetting(kFeedKey, text);
-    return Outcome::Success();
-}
-
-Outcome FeedUpload::SetTitle(const QString& text) {
-    if (Outcome valid = ValidTitle(text); !valid) return valid;
-    settings_.SaveSetting(kTitleKey, text);
-    return Outcome::Success();
-}
-
-Outcome FeedUpload::SetHost(const QString& text) {
-    const QUrl url(text, QUrl::StrictMode);
-    const bool web = url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
-    if (!url.isValid() || !web || url.host().isEmpty() || url.hasQuery() || url.hasFragment() ||
-        text.endsWith(u'/')) {
-        return Outcome::Failure(u"The host is an address such as https://example.org, without a slash."_s);
-    }
-    settings_.SaveSetting(kFeedHostKey, text);
-    return Outcome::Success();
-}
-
-Outcome FeedUpload::SetInterval(const QString& text) {
-    bool isNumber = false;
-    const int seconds = text.toInt(&isNumber);
-    if (!isNumber || seconds < 1 || seconds > kLongestInterval) {
-        return Outcome::Failure(u"The interval is 1 to %1 seconds."_s.arg(kLongestInterval));
-    }
-    settings_.SaveSetting(kIntervalKey, QString::number(seconds));
-    return Outcome::Success();
-}
-
-Outcome FeedUpload::ValidFeed(const QString& text) {
-    const bool digits =
-        !text.isEmpty() && std::ranges::all_of(text, [](QChar c) { return c >= u'0' && c <= u'9'; });
-    return digits ? Outcome::Success() : Outcome::Failure(u"The \"FEED URL\" must be a numeric value."_s);
-}
-
-Outcome FeedUpload::ValidTitle(const QString& text) {
-    return text.trimmed().isEmpty() ? Outcome::Failure(u"A pachube tilte is required."_s)
-                                    : Outcome::Success();
-}
-
-bool FeedUpload::Valid() const {
-    return HasKey() && ValidFeed(settings_.GetSetting(kFeedKey)) &&
-           ValidTitle(settings_.GetSetting(kTitleKey));
-}
-
 bool FeedUpload::Enabled() const {
-    return settings_.GetBool(kFeedEnableKey, false);
+    return settings_.IsOn(kPacEnable);
+}
+
+OutputState FeedUpload::Standing() const {
+    if (uploading_) return OutputState::Connecting;
+    if (!Enabled()) return OutputState::Off;
+    return failed_ ? OutputState::Backoff : OutputState::Up;
+}
+
+QString FeedUpload::Notice() const {
+    return HasKey() ? u"A key is kept."_s : u"No key is kept."_s;
+}
+
+OutputStatus FeedUpload::Status() const {
+    const QString feed = settings_.Value(kPachubeFeed);
+    const QString title = settings_.Value(kPacTitle);
+    OutputStatus status{.lines = {u"%1: %2, feed %3, title \"%4\", the key is %5"_s.arg(
+                            Name(), OnOff(Enabled()), feed, title, HasKey() ? u"set"_s : u"not set"_s)},
+                        .data = {{u"feed"_s, feed}, {u"title"_s, title}, {u"keySet"_s, HasKey()}}};
+    const FeedChannels channels = Channels();
+    QJsonArray datastreams;
+    for (int id = 0; id <= LastAssigned(channels); ++id) {
+        const auto& channel = channels[static_cast<std::size_t>(id)];
+        if (!channel.has_value()) continue;
+        status.lines.append(u"    %1 is %2"_s.arg(id).arg(channel->Text()));
+        datastreams.append(QJsonObject{{u"id"_s, id}, {u"channel"_s, channel->Text()}});
+    }
+    status.data.insert(u"datastreams"_s, datastreams);
+    return status;
 }
 
 bool FeedUpload::HasKey() const {
-    return !settings_.GetSetting(kKeyKey).isEmpty();
+    return !settings_.Value(kPachubeKey).isEmpty();
 }
 
 FeedChannels FeedUpload::Channels() const {
-    return ParseFeedChannels(settings_.GetSetting(kChannelsKey));
+    return ParseFeedChannels(settings_.Value(kPacChan));
 }
 
 }  // namespace corvane

@@ -10,10 +10,11 @@
 #include <optional>
 #include <vector>
 
-#include "base/outcome.h"
+#include "base/setting.h"
 #include "base/status_board.h"
 #include "forward/feed_channels.h"
 #include "forward/feed_document.h"
+#include "forward/output.h"
 
 namespace corvane {
 
@@ -23,19 +24,59 @@ class Measurement;
 class Operator;
 class SettingsStore;
 
+Outcome CheckFeedSwitch(QString& text, const SettingValues& values);
+Outcome CheckFeedKey(QString& text, const SettingValues& values);
+Outcome CheckFeedNumber(QString& text, const SettingValues& values);
+Outcome CheckFeedTitle(QString& text, const SettingValues& values);
+Outcome CheckFeedHost(QString& text, const SettingValues& values);
+Outcome CheckFeedInterval(QString& text, const SettingValues& values);
+
+inline constexpr Setting kPacEnable{.key = "PacEnable",
+                                    .kind = SettingKind::Switch,
+                                    .fallback = "False",
+                                    .check = CheckFeedSwitch,
+                                    .help = "Whether the feed is sent by itself."};
+inline constexpr Setting kPachubeKey{.key = "PachubeKey",
+                                     .check = CheckFeedKey,
+                                     .privacy = SettingPrivacy::Secret,
+                                     .help = "The key of the feed; never shown."};
+inline constexpr Setting kPachubeFeed{
+    .key = "PachubeFeed", .check = CheckFeedNumber, .help = "The number of the feed."};
+inline constexpr Setting kPacTitle{
+    .key = "PacTitle", .check = CheckFeedTitle, .help = "The title of the feed."};
+inline constexpr Setting kPacHost{.key = "PacHost",
+                                  .fallback = "https://api.pachube.com",
+                                  .check = CheckFeedHost,
+                                  .help = "The address of the feed's service."};
+inline constexpr Setting kPacInterval{.key = "PacInterval",
+                                      .kind = SettingKind::Number,
+                                      .fallback = "60",
+                                      .least = 1,
+                                      .most = 86'400,
+                                      .check = CheckFeedInterval,
+                                      .help = "Seconds from one upload to the next, 1 to 86400."};
+inline constexpr Setting kPacChan{.key = "PacChan",
+                                  .by = SettingBy::Command,
+                                  .help = "Channels of the datastreams 0 to 50: A:CH1;;B:AUX3."};
+inline constexpr Setting kTicEndIndex{.key = "TicEndIndex",
+                                      .by = SettingBy::Program,
+                                      .help = "The number of the last datastream that has a channel."};
+
 /// There is one upload at a time. The key goes into the address of the request and nowhere else: in every
 /// text that comes from here it is blotted out.
-class FeedUpload : public QObject {
+class FeedUpload : public QObject, public Output {
     Q_OBJECT
 
 public:
-    static constexpr int kDefaultInterval = 60;            ///< seconds
-    static constexpr int kLongestInterval = 86'400;        ///< seconds
     static constexpr std::int64_t kPhaseTimeout = 10'000;  ///< ms each to resolve, connect, send, receive
-    static inline const QString kKeyKey = QStringLiteral("PachubeKey");
 
     FeedUpload(const Measurement& measurement, const CaptureDatabase& database, SettingsStore& settings,
                QString folder, Clock& clock);
+
+    [[nodiscard]] const OutputNames& Names() const override;
+    [[nodiscard]] std::span<const Setting> Settings() const override;
+    [[nodiscard]] std::span<const OutputChoice> Choices() const override;
+    [[nodiscard]] std::vector<OutputAction> Actions() override;
 
     /// Sends the current values of the assigned channels. The failure tells the status and what the service
     /// answered, or why nothing was sent.
@@ -52,26 +93,20 @@ public:
     /// stays as it is.
     QCoro::Task<Outcome> Assign(QString id, std::optional<QString> channel, Operator& op);
 
-    // Check and save a choice of the user, in force at once.
-    Outcome SetEnabled(bool on);
-    Outcome SetKey(const QString& text);
-    Outcome SetFeed(const QString& text);
-    Outcome SetTitle(const QString& text);
-    Outcome SetHost(const QString& text);
-    Outcome SetInterval(const QString& text);
+    [[nodiscard]] bool Enabled() const override;
+    [[nodiscard]] OutputState Standing() const override;
 
-    [[nodiscard]] static Outcome ValidFeed(const QString& text);
-    [[nodiscard]] static Outcome ValidTitle(const QString& text);
+    /// Whether a key is kept.
+    [[nodiscard]] QString Notice() const override;
 
-    [[nodiscard]] bool Enabled() const;
+    [[nodiscard]] OutputStatus Status() const override;
     [[nodiscard]] bool HasKey() const;
     [[nodiscard]] FeedChannels Channels() const;
 
     /// The log box: "200 - Success" and the like.
-    [[nodiscard]] const StatusBoard& Log() const { return log_; }
+    [[nodiscard]] const StatusBoard* Log() const override { return &log_; }
 
 private:
-    [[nodiscard]] bool Valid() const;
     [[nodiscard]] std::vector<Datastream> Datastreams() const;
     [[nodiscard]] QString WithoutKey(QString text) const;
     void LoadInterval();
@@ -88,8 +123,9 @@ private:
     QNetworkAccessManager network_;
     StatusBoard log_;
     bool uploading_ = false;
-    int interval_ = kDefaultInterval;  ///< seconds
-    std::int64_t lastPost_;            ///< monotonic ms; at first that of the start
+    bool failed_ = false;    ///< the last upload
+    int interval_ = 0;       ///< seconds
+    std::int64_t lastPost_;  ///< monotonic ms; at first that of the start
 };
 
 }  // namespace corvane

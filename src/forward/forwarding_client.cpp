@@ -17,11 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kClientEnableKey = u"ClientEnable"_s;
-const QString kTypedKey = u"ClientTCPip"_s;
-const QString kClientHostKey = u"RemoteHost"_s;
-const QString kClientPortKey = u"ClientPort"_s;
-
 using AddressFields = std::array<int, 4>;
 
 /// The fields of "192.168.1.10"; nothing where there are not four numbers, each at most 255.
@@ -55,7 +50,32 @@ std::optional<std::uint16_t> ParsePort(const QString& text) {
     return static_cast<std::uint16_t>(*port);
 }
 
+constexpr OutputNames kClientNames = {.word = "client", .name = "Client"};
+
+constexpr Setting kClientSettings[] = {kClientEnable, kClientTCPip, kClientPort, kRemoteHost};
+
+constexpr OutputChoice kClientChoices[] = {
+    {.setting = &kClientEnable,
+     .word = "on",
+     .offWord = "off",
+     .label = "Forward through the client connection"},
+    {.setting = &kClientTCPip, .word = "address", .argument = "IP", .label = "Remote address"},
+    {.setting = &kClientPort, .word = "port", .argument = "PORT", .label = "Remote port"},
+};
+
 }  // namespace
+
+Outcome CheckClientAddress(QString& text, const SettingValues&) {
+    if (!ParseAddress(text).has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
+    text = text.trimmed();
+    return Outcome::Success();
+}
+
+Outcome CheckClientPort(QString& text, const SettingValues&) {
+    if (!ParsePort(text).has_value()) return Outcome::Failure(u"Invalid Port Number"_s);
+    text = text.trimmed();
+    return Outcome::Success();
+}
 
 ForwardingClient::ForwardingClient(SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog,
                                    Clock& clock)
@@ -63,75 +83,78 @@ ForwardingClient::ForwardingClient(SettingsStore& settings, StatusBoard& board, 
       board_(board),
       errorLog_(errorLog),
       socket_(clock),
-      enabled_(settings.GetBool(kClientEnableKey, false)) {
+      backoff_(u"     Forwarding client: "_s,
+               {.first = kRetrySeconds, .most = kRetrySeconds, .spread = false}, board, clock),
+      enabled_(settings.IsOn(kClientEnable)) {
     socket_.DropInput();
-    connect(&socket_, &TcpSocket::Connected, this, [this] {
-        lastFailure_.clear();
-        board_.AddLine(u"      Connected to Ethernet"_s);
-    });
+    connect(&socket_, &TcpSocket::Connected, this,
+            [this] { board_.AddLine(u"      Connected to Ethernet"_s); });
     connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
         const QString text = u"The forwarding peer at %1 does not read what is sent to it."_s.arg(peer);
         board_.AddLine(u"     "_s + text);
         errorLog_.LogError(0, text, u"Forwarding client"_s);
     });
     connect(&socket_, &TcpSocket::StateChanged, this, &ForwardingClient::OnStateChanged);
-    connect(&clock, &Clock::SecondPassed, this, &ForwardingClient::OnSecond);
+    connect(&backoff_, &ConnectionBackoff::Due, this, &ForwardingClient::TryAgain);
     connect(&settings, &SettingsStore::Changed, this,
             [this](const QString&, const QString& key) { OnSettingChanged(key); });
 }
 
+const OutputNames& ForwardingClient::Names() const {
+    return kClientNames;
+}
+
+std::span<const Setting> ForwardingClient::Settings() const {
+    return kClientSettings;
+}
+
+std::span<const OutputChoice> ForwardingClient::Choices() const {
+    return kClientChoices;
+}
+
 void ForwardingClient::OnSettingChanged(const QString& key) {
-    if (key.compare(kClientEnableKey, Qt::CaseInsensitive) != 0) return;
-    enabled_ = settings_.GetBool(kClientEnableKey, false);
-    if (enabled_ && !wanted_) StartUp();
-    if (!enabled_) {
-        wanted_ = false;
-        socket_.Close();
-    }
+    if (!IsKeyOf(kClientEnable, key)) return;
+    enabled_ = settings_.IsOn(kClientEnable);
+    if (enabled_) return StartUp();
+    Close();
 }
 
 void ForwardingClient::StartUp() {
-    if (enabled_ && !settings_.GetSetting(kTypedKey).isEmpty()) TryAgain();
+    if (!wanted_ && enabled_ && !settings_.Value(kClientTCPip).isEmpty()) TryAgain();
+}
+
+void ForwardingClient::Close() {
+    wanted_ = false;
+    socket_.Close();
+    backoff_.SetOff();
 }
 
 void ForwardingClient::TryAgain() {
     const Outcome begun = Begin();
-    if (!begun) board_.AddLine(u"     Forwarding client: "_s + begun.Error());
+    if (begun) return;
+    board_.AddLine(u"     Forwarding client: "_s + begun.Error());
+    backoff_.SetOff();
 }
 
 Outcome ForwardingClient::Connect() {
     if (State() == SocketState::Connected) {
-        wanted_ = false;
-        socket_.Close();
+        Close();
         return Outcome::Success();
     }
-    lastFailure_.clear();
+    backoff_.ForgetFailure();
     return Begin();
 }
 
 Outcome ForwardingClient::Begin() {
-    const auto fields = ParseAddress(settings_.GetSetting(kTypedKey));
+    const auto fields = ParseAddress(settings_.Value(kClientTCPip));
     if (!fields.has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
     const QString host = AddressText(*fields, 3);
-    if (settings_.GetSetting(kClientHostKey) != host) settings_.SaveSetting(kClientHostKey, host);
-    const auto port = ParsePort(settings_.GetSetting(kClientPortKey));
+    if (settings_.Value(kRemoteHost) != host) settings_.Save(kRemoteHost, host);
+    const auto port = ParsePort(settings_.Value(kClientPort));
     if (!port.has_value()) return Outcome::Failure(u"Invalid Port Number"_s);
     wanted_ = true;
     // Without the leading zeros: to the system 010 is an octal 8.
     socket_.Connect(AddressText(*fields, 1), *port);
-    return Outcome::Success();
-}
-
-Outcome ForwardingClient::SetAddress(const QString& text) {
-    const auto fields = ParseAddress(text);
-    if (!fields.has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
-    settings_.SaveSetting(kTypedKey, text.trimmed());
-    return Outcome::Success();
-}
-
-Outcome ForwardingClient::SetPort(const QString& text) {
-    if (!ParsePort(text).has_value()) return Outcome::Failure(u"Invalid Port Number"_s);
-    settings_.SaveSetting(kClientPortKey, text.trimmed());
     return Outcome::Success();
 }
 
@@ -140,19 +163,23 @@ void ForwardingClient::Forward(QByteArrayView packet) {
 }
 
 void ForwardingClient::OnStateChanged(SocketState state) {
-    const bool down = state == SocketState::Closed || state == SocketState::Error;
-    countdown_ = down && wanted_ ? kRetrySeconds : 0;
-    // Tried again every few seconds, but said once.
-    if (state == SocketState::Error && socket_.ErrorText() != lastFailure_) {
-        lastFailure_ = socket_.ErrorText();
-        board_.AddLine(u"     Forwarding client: "_s + lastFailure_);
+    const QString why = state == SocketState::Error ? socket_.ErrorText() : QString();
+    switch (state) {
+        case SocketState::Connected:
+            return backoff_.SetUp();
+        case SocketState::ResolvingHost:
+            return backoff_.SetTrying(OutputState::Resolving);
+        case SocketState::Closed:
+        case SocketState::Error:
+            backoff_.Tell(why);
+            return wanted_ ? backoff_.Fail(why) : backoff_.SetOff();
+        default:
+            backoff_.SetTrying();
     }
 }
 
-void ForwardingClient::OnSecond() {
-    if (countdown_ == 0) return;
-    --countdown_;
-    if (countdown_ == 0) TryAgain();
+std::vector<OutputAction> ForwardingClient::Actions() {
+    return {{.word = "connect", .caption = Caption(), .atOnce = [this] { return Connect(); }}};
 }
 
 QString ForwardingClient::Caption() const {
@@ -161,8 +188,23 @@ QString ForwardingClient::Caption() const {
 
 QString ForwardingClient::Notice() const {
     if (State() == SocketState::Error && socket_.AddressInUse()) return u"Wait 4 Minutes to Release Port"_s;
-    if (countdown_ > 0) return u"Reconnecting in %1 sec."_s.arg(countdown_);
+    if (backoff_.SecondsLeft() > 0) return u"Reconnecting in %1 sec."_s.arg(backoff_.SecondsLeft());
     return {};
+}
+
+OutputStatus ForwardingClient::Status() const {
+    const QString host = settings_.Value(kRemoteHost);
+    const QString port = settings_.Value(kClientPort);
+    QString line = u"%1: %2, %3"_s.arg(Name(), OnOff(enabled_), StateText());
+    if (!host.isEmpty()) line += u", %1:%2"_s.arg(host, port);
+    if (!Notice().isEmpty()) line += u", "_s + Notice();
+    return {.lines = {line},
+            .data = {{u"state"_s, static_cast<int>(State())},
+                     {u"stateText"_s, StateText()},
+                     {u"host"_s, host},
+                     {u"port"_s, port},
+                     {u"notice"_s, Notice()},
+                     {u"caption"_s, Caption()}}};
 }
 
 }  // namespace corvane

@@ -1,5 +1,6 @@
 #include "forward/forwarding_server.h"
 
+#include <array>
 #include <cmath>
 #include <functional>
 
@@ -14,30 +15,64 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-// The upper limits of the two ports differ on purpose.
+namespace {
+
+Outcome CheckPort(QString& text, const Setting& port, const char* notNumeric, const char* outOfRange) {
+    const auto number = NumberEntry(text);
+    if (!number.has_value()) return Outcome::Failure(QString::fromLatin1(notNumeric));
+    if (*number < port.least || *number > port.most || std::trunc(*number) != *number) {
+        return Outcome::Failure(QString::fromLatin1(outOfRange));
+    }
+    text = QString::number(static_cast<int>(*number));
+    return Outcome::Success();
+}
+
+constexpr Setting kListeningSettings[] = {kServerEnable, kBinaryData, kTcpPortHA, kLatchDisconnectC};
+constexpr Setting kSettingsOfB[] = {kHAServerEnable, kHAbinaryData, kHAserverPort, kLatchDisconnectD};
+
+constexpr std::array<OutputChoice, 3> ServerChoices(const Setting& enable, const Setting& binary,
+                                                    const Setting& port) {
+    return {{{.setting = &enable, .word = "on", .offWord = "off", .label = "Forward through this server"},
+             {.setting = &binary,
+              .word = "binary",
+              .offWord = "text",
+              .label = "Packets as they come, rather than lines of text"},
+             {.setting = &port, .word = "port", .argument = "PORT", .label = "Port"}}};
+}
+
+constexpr auto kListeningChoices = ServerChoices(kServerEnable, kBinaryData, kTcpPortHA);
+constexpr auto kChoicesOfB = ServerChoices(kHAServerEnable, kHAbinaryData, kHAserverPort);
+
+}  // namespace
+
+Outcome CheckListeningPort(QString& text, const SettingValues&) {
+    return CheckPort(text, kTcpPortHA, "Invalid Port value. Must be numeric",
+                     "Invalid Port value. Try again");
+}
+
+Outcome CheckPortOfB(QString& text, const SettingValues&) {
+    return CheckPort(text, kHAserverPort, "Must be a numeric value", "Invalid range for TCP/IP Port");
+}
+
 const ForwardingServer::Identity ForwardingServer::kListening = {
-    .name = "Listening Server",
+    .names = {.word = "server", .name = "Listening Server", .group = "servers"},
     .letter = u'C',
-    .enableKey = "ServerEnable"_L1,
-    .binaryKey = "BinaryData"_L1,
-    .portKey = "TcpPortHA"_L1,
-    .latchKey = "LatchDisconnectC"_L1,
-    .defaultPort = 5000,
-    .mostPort = 65000,
-    .notNumeric = "Invalid Port value. Must be numeric",
-    .outOfRange = "Invalid Port value. Try again",
+    .enable = kServerEnable,
+    .binary = kBinaryData,
+    .port = kTcpPortHA,
+    .latch = kLatchDisconnectC,
+    .settings = kListeningSettings,
+    .choices = kListeningChoices,
 };
 const ForwardingServer::Identity ForwardingServer::kB = {
-    .name = "TCP Server B",
+    .names = {.word = "b", .name = "TCP Server B", .group = "servers"},
     .letter = u'B',
-    .enableKey = "HAServerEnable"_L1,
-    .binaryKey = "HAbinaryData"_L1,
-    .portKey = "HAserverPort"_L1,
-    .latchKey = "LatchDisconnectD"_L1,
-    .defaultPort = 5001,
-    .mostPort = 65534,
-    .notNumeric = "Must be a numeric value",
-    .outOfRange = "Invalid range for TCP/IP Port",
+    .enable = kHAServerEnable,
+    .binary = kHAbinaryData,
+    .port = kHAserverPort,
+    .latch = kLatchDisconnectD,
+    .settings = kSettingsOfB,
+    .choices = kChoicesOfB,
 };
 
 ForwardingServer::ForwardingServer(const Identity& identity, SettingsStore& settings, StatusBoard& board,
@@ -47,7 +82,9 @@ ForwardingServer::ForwardingServer(const Identity& identity, SettingsStore& sett
       board_(board),
       errorLog_(errorLog),
       clock_(clock),
-      socket_(clock) {
+      socket_(clock),
+      backoff_(u"     Forwarding, %1: "_s.arg(Name()),
+               {.first = kRetrySeconds, .most = kRetrySeconds, .spread = false}, board, clock) {
     socket_.KeepListening();
     socket_.DropInput();
     connect(&socket_, &TcpSocket::Connected, this, [this] { board_.AddLine(u"         Connected"_s); });
@@ -61,64 +98,52 @@ ForwardingServer::ForwardingServer(const Identity& identity, SettingsStore& sett
         errorLog_.LogError(0, text, Name());
     });
     connect(&socket_, &TcpSocket::StateChanged, this, &ForwardingServer::OnStateChanged);
-    connect(&clock, &Clock::SecondPassed, this, &ForwardingServer::OnSecond);
+    connect(&backoff_, &ConnectionBackoff::Due, this, &ForwardingServer::TryAgain);
     connect(&settings, &SettingsStore::Changed, this,
             [this](const QString&, const QString& key) { OnSettingChanged(key); });
     LoadChoices();
 }
 
 void ForwardingServer::LoadChoices() {
-    enabled_ = settings_.GetBool(identity_.enableKey, false);
-    mode_ = settings_.GetBool(identity_.binaryKey, false) ? ForwardMode::Binary : ForwardMode::Text;
+    enabled_ = settings_.IsOn(identity_.enable);
+    mode_ = settings_.IsOn(identity_.binary) ? ForwardMode::Binary : ForwardMode::Text;
 }
 
 void ForwardingServer::OnSettingChanged(const QString& key) {
     const bool wasEnabled = enabled_;
-    if (key.compare(identity_.enableKey, Qt::CaseInsensitive) == 0 ||
-        key.compare(identity_.binaryKey, Qt::CaseInsensitive) == 0) {
-        LoadChoices();
-    }
-    if (enabled_ && !wasEnabled && !wanted_) StartUp();
-    if (!enabled_ && wasEnabled) {
-        wanted_ = false;
-        socket_.Close();
-    }
+    if (IsKeyOf(identity_.enable, key) || IsKeyOf(identity_.binary, key)) LoadChoices();
+    if (enabled_ && !wasEnabled) StartUp();
+    if (!enabled_ && wasEnabled) Close();
 }
 
 void ForwardingServer::StartUp() {
-    if (!enabled_ || settings_.GetBool(identity_.latchKey, false)) return;
+    if (wanted_ || !enabled_ || settings_.IsOn(identity_.latch)) return;
     wanted_ = true;
     LoadPort();
     socket_.Listen(port_);
 }
 
 void ForwardingServer::Listen() {
-    settings_.SaveSetting(identity_.latchKey, false);
+    settings_.Save(identity_.latch, false);
     wanted_ = true;
-    lastFailure_.clear();
+    backoff_.ForgetFailure();
     LoadPort();
     socket_.Listen(port_);
 }
 
 void ForwardingServer::Stop() {
-    settings_.SaveSetting(identity_.latchKey, true);
+    settings_.Save(identity_.latch, true);
+    Close();
+}
+
+void ForwardingServer::Close() {
     wanted_ = false;
     socket_.Close();
+    backoff_.SetOff();
 }
 
 void ForwardingServer::LoadPort() {
-    port_ = static_cast<std::uint16_t>(
-        settings_.GetNumber(identity_.portKey, identity_.defaultPort, kLeastPort, identity_.mostPort));
-}
-
-Outcome ForwardingServer::SetPort(const QString& text) {
-    const auto port = NumberEntry(text);
-    if (!port.has_value()) return Outcome::Failure(QString::fromLatin1(identity_.notNumeric));
-    if (*port < kLeastPort || *port > identity_.mostPort || std::trunc(*port) != *port) {
-        return Outcome::Failure(QString::fromLatin1(identity_.outOfRange));
-    }
-    settings_.SaveSetting(identity_.portKey, QString::number(static_cast<int>(*port)));
-    return Outcome::Success();
+    port_ = static_cast<std::uint16_t>(settings_.Number(identity_.port));
 }
 
 QCoro::Task<ForwardingServer::Recovery> ForwardingServer::Recover(int targetSecond,
@@ -141,35 +166,64 @@ QCoro::Task<ForwardingServer::Recovery> ForwardingServer::Recover(int targetSeco
     co_return recovery;
 }
 
+bool ForwardingServer::IsDown() const {
+    return State() == SocketState::Closed || State() == SocketState::Error;
+}
+
 void ForwardingServer::OnStateChanged(SocketState state) {
-    const bool down = state == SocketState::Closed || state == SocketState::Error;
-    countdown_ = down && wanted_ && !recovering_ ? kRetrySeconds : 0;
-    if (state == SocketState::Listening) lastFailure_.clear();
-    // Tried again every few seconds, but said once.
-    if (state == SocketState::Error && socket_.ErrorText() != lastFailure_) {
-        lastFailure_ = socket_.ErrorText();
-        board_.AddLine(u"     Forwarding, %1: %2"_s.arg(Name(), lastFailure_));
-    }
+    if (!IsDown()) return backoff_.SetUp();
+    const QString why = state == SocketState::Error ? socket_.ErrorText() : QString();
+    backoff_.Tell(why);
+    if (!wanted_) return backoff_.SetOff();
+    if (recovering_) return backoff_.SetTrying();
+    backoff_.Fail(why);
 }
 
-void ForwardingServer::OnSecond() {
-    if (countdown_ == 0) return;
-    --countdown_;
+void ForwardingServer::TryAgain() {
     // The error state is for the first failure alone: each packet that finds it waits for the socket.
-    if (countdown_ == 0 && !socket_.Listen(port_)) socket_.Close();
+    if (!socket_.Listen(port_)) socket_.Close();
 }
 
-QString ForwardingServer::Caption() const {
-    const bool down = State() == SocketState::Closed || State() == SocketState::Error;
-    return down ? u"Listen"_s : u"Stop Listening"_s;
+std::vector<OutputAction> ForwardingServer::Actions() {
+    return {{.word = "listen",
+             .caption = u"Listen"_s,
+             .offered = IsDown(),
+             .atOnce =
+                 [this] {
+                     Listen();
+                     return Outcome::Success();
+                 }},
+            {.word = "stop", .caption = u"Stop Listening"_s, .offered = !IsDown(), .atOnce = [this] {
+                 Stop();
+                 return Outcome::Success();
+             }}};
 }
 
 QString ForwardingServer::Notice() const {
     if (State() == SocketState::Connected) return u"Connected"_s;
     if (State() == SocketState::Listening) return u"Listening"_s;
     if (socket_.AddressInUse()) return u"Wait 4 Minutes to Release Port"_s;
-    if (countdown_ > 0) return u"Reconnecting in %1 sec."_s.arg(countdown_);
+    if (backoff_.SecondsLeft() > 0) return u"Reconnecting in %1 sec."_s.arg(backoff_.SecondsLeft());
     return u"Disconnected"_s;
+}
+
+QString ForwardingServer::Problem() const {
+    return State() == SocketState::Error ? socket_.ErrorText() : QString();
+}
+
+OutputStatus ForwardingServer::Status() const {
+    const QString mode = mode_ == ForwardMode::Binary ? u"binary"_s : u"text"_s;
+    QString line = u"%1: %2, %3, %4"_s.arg(Name(), OnOff(enabled_), mode, StateText());
+    const int port = socket_.LocalPort();
+    if (port != 0) line += u", port %1"_s.arg(port);
+    return {.lines = {line + u", "_s + Notice()},
+            .data = {{u"name"_s, Name()},
+                     {u"mode"_s, mode},
+                     {u"state"_s, static_cast<int>(State())},
+                     {u"stateText"_s, StateText()},
+                     {u"port"_s, port},
+                     {u"notice"_s, Notice()},
+                     {u"caption"_s, IsDown() ? u"Listen"_s : u"Stop Listening"_s}}};
 }
 
 }  // namespace corvane

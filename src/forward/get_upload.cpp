@@ -15,11 +15,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kGetEnableKey = u"GetEnable"_s;
-const QString kGetHostKey = u"GetURL"_s;
-const QString kPathKey = u"GetURLext"_s;
-const QString kLayoutKey = u"GetLayout"_s;
-
 struct HostPort {
     QString host;
     std::uint16_t port;
@@ -36,7 +31,38 @@ bool IsOneWord(const QString& text) {
     return std::ranges::none_of(text, [](QChar c) { return c.isSpace() || !c.isPrint(); });
 }
 
+constexpr OutputNames kGetNames = {
+    .word = "get", .name = "GET upload", .title = "GET requests", .log = "Requests", .ownCommands = true};
+
+constexpr Setting kGetSettings[] = {kGetEnable, kGetURL, kGetURLext, kGetLayout, kInternetCheckUrl};
+
+constexpr OutputChoice kGetChoices[] = {
+    {.setting = &kGetEnable, .word = "on", .offWord = "off", .label = "Send a request for every packet"},
+    {.setting = &kGetURL, .word = "url", .label = "Web server", .hint = "HOST or HOST:PORT"},
+    {.setting = &kGetURLext, .word = "path", .label = "Path"},
+    {.setting = &kGetLayout, .word = "layout", .label = "Layout"},
+};
+
 }  // namespace
+
+Outcome CheckGetHost(QString& text, const SettingValues&) {
+    const auto [host, port] = SplitHost(text);
+    if (!text.isEmpty() && (host.isEmpty() || port == 0 || !IsOneWord(text) || host.contains(u'/'))) {
+        return Outcome::Failure(
+            u"The host is a name or address alone, or followed by a colon and its port: example.org:8080."_s);
+    }
+    return Outcome::Success();
+}
+
+Outcome CheckGetPath(QString& text, const SettingValues&) {
+    if (!IsOneWord(text)) return Outcome::Failure(u"The path must not have blanks in it."_s);
+    return Outcome::Success();
+}
+
+Outcome CheckGetLayout(QString& text, const SettingValues&) {
+    if (text != "1"_L1 && text != "2"_L1) return Outcome::Failure(u"The layout is 1 or 2."_s);
+    return Outcome::Success();
+}
 
 std::string GetRequest(const std::string& path, const std::string& query, const std::string& host) {
     std::string request = "GET ";
@@ -49,7 +75,7 @@ std::string GetRequest(const std::string& path, const std::string& query, const 
 }
 
 GetUpload::GetUpload(SettingsStore& settings, Clock& clock)
-    : settings_(settings), clock_(clock), socket_(clock) {
+    : settings_(settings), clock_(clock), socket_(clock), check_(settings, clock) {
     socket_.DropInput();
     connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
         log_.AddLine(u"The web server at %1 does not read what is sent to it."_s.arg(peer));
@@ -61,13 +87,33 @@ GetUpload::GetUpload(SettingsStore& settings, Clock& clock)
 }
 
 void GetUpload::LoadChoices() {
-    enabled_ = settings_.GetBool(kGetEnableKey, false);
-    secondLayout_ = settings_.GetNumber(kLayoutKey, 1, 1, 2) == 2;
-    path_ = settings_.GetSetting(kPathKey);
-    const QString host = settings_.GetSetting(kGetHostKey);
+    enabled_ = settings_.IsOn(kGetEnable);
+    secondLayout_ = settings_.Number(kGetLayout) == 2;
+    path_ = settings_.Value(kGetURLext);
+    const QString host = settings_.Value(kGetURL);
     if (host == host_) return;
     host_ = host;
     socket_.Close();  // it led to the host of before
+    failed_ = false;
+}
+
+const OutputNames& GetUpload::Names() const {
+    return kGetNames;
+}
+
+std::span<const Setting> GetUpload::Settings() const {
+    return kGetSettings;
+}
+
+std::span<const OutputChoice> GetUpload::Choices() const {
+    return kGetChoices;
+}
+
+std::vector<OutputAction> GetUpload::Actions() {
+    return {{.word = "check",
+             .caption = u"Check the internet"_s,
+             .done = ConnectionCheck::kReached,
+             .awaited = [this](Operator& op) { return check_.Check(op); }}};
 }
 
 void GetUpload::OnReadings(const DeviceReadings& readings) {
@@ -88,7 +134,8 @@ QCoro::Task<> GetUpload::PostToGET(std::string query) {
         connecting_ = false;
         if (end == WaitEnd::Closing) co_return;
     }
-    if (State() == SocketState::Connected) {
+    failed_ = State() != SocketState::Connected;
+    if (!failed_) {
         if (socket_.SendText(request + "\r\n")) log_.AddLine(QString::fromStdString(request));
         co_return;
     }
@@ -97,26 +144,20 @@ QCoro::Task<> GetUpload::PostToGET(std::string query) {
     log_.AddLine(line);
 }
 
-Outcome GetUpload::SetHost(const QString& text) {
-    const auto [host, port] = SplitHost(text);
-    if (!text.isEmpty() && (host.isEmpty() || port == 0 || !IsOneWord(text) || host.contains(u'/'))) {
-        return Outcome::Failure(
-            u"The host is a name or address alone, or followed by a colon and its port: example.org:8080."_s);
-    }
-    settings_.SaveSetting(kGetHostKey, text);
-    return Outcome::Success();
+OutputState GetUpload::Standing() const {
+    if (!enabled_ || host_.isEmpty()) return OutputState::Off;
+    if (connecting_) return OutputState::Connecting;
+    return failed_ ? OutputState::Backoff : OutputState::Up;
 }
 
-Outcome GetUpload::SetPath(const QString& text) {
-    if (!IsOneWord(text)) return Outcome::Failure(u"The path must not have blanks in it."_s);
-    settings_.SaveSetting(kPathKey, text);
-    return Outcome::Success();
-}
-
-Outcome GetUpload::SetLayout(const QString& text) {
-    if (text != "1"_L1 && text != "2"_L1) return Outcome::Failure(u"The layout is 1 or 2."_s);
-    settings_.SaveSetting(kLayoutKey, text);
-    return Outcome::Success();
+OutputStatus GetUpload::Status() const {
+    const QString layout = settings_.Value(kGetLayout);
+    return {.lines = {u"%1: %2, http://%3%4, layout %5, %6"_s.arg(Name(), OnOff(enabled_), host_, path_,
+                                                                  layout, StateText())},
+            .data = {{u"host"_s, host_},
+                     {u"path"_s, path_},
+                     {u"layout"_s, layout},
+                     {u"state"_s, static_cast<int>(State())}}};
 }
 
 }  // namespace corvane

@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <string>
 
-#include "base/outcome.h"
+#include "base/setting.h"
 #include "base/status_board.h"
+#include "forward/connection_check.h"
+#include "forward/output.h"
 #include "link/tcp_socket.h"
 #include "measure/readings_sink.h"
 
@@ -18,7 +20,31 @@ namespace corvane {
 class Clock;
 class SettingsStore;
 
-class GetUpload : public QObject, public ReadingsSink {
+Outcome CheckGetHost(QString& text, const SettingValues& values);
+Outcome CheckGetPath(QString& text, const SettingValues& values);
+Outcome CheckGetLayout(QString& text, const SettingValues& values);
+
+inline constexpr Setting kGetEnable{.key = "GetEnable",
+                                    .kind = SettingKind::Switch,
+                                    .fallback = "False",
+                                    .help = "Whether every packet becomes a GET request."};
+inline constexpr Setting kGetURL{.key = "GetURL",
+                                 .check = CheckGetHost,
+                                 .privacy = SettingPrivacy::Personal,
+                                 .help = "The web server of the GET requests: HOST or HOST:PORT."};
+inline constexpr Setting kGetURLext{.key = "GetURLext",
+                                    .check = CheckGetPath,
+                                    .privacy = SettingPrivacy::Personal,
+                                    .help = "The path on that web server."};
+inline constexpr Setting kGetLayout{.key = "GetLayout",
+                                    .kind = SettingKind::Number,
+                                    .fallback = "1",
+                                    .least = 1,
+                                    .most = 2,
+                                    .check = CheckGetLayout,
+                                    .help = "The layout of the GET query, 1 or 2."};
+
+class GetUpload : public QObject, public Output, public ReadingsSink {
     Q_OBJECT
 
 public:
@@ -26,6 +52,13 @@ public:
     static constexpr std::uint16_t kDefaultPort = 80;
 
     GetUpload(SettingsStore& settings, Clock& clock);
+
+    [[nodiscard]] const OutputNames& Names() const override;
+    [[nodiscard]] std::span<const Setting> Settings() const override;
+    [[nodiscard]] std::span<const OutputChoice> Choices() const override;
+    [[nodiscard]] std::vector<OutputAction> Actions() override;
+    [[nodiscard]] ReadingsSink* Sink() override { return this; }
+    void Close() override { socket_.Close(); }
 
     /// Sends the values where the upload is on and a host was chosen.
     void OnReadings(const DeviceReadings& readings) override;
@@ -35,17 +68,14 @@ public:
     /// comes during such a wait is dropped, and so is one whose wait was in vain.
     QCoro::Task<> PostToGET(std::string query);
 
-    /// Check and save a choice of the user, which is in force from the next packet on.
-    Outcome SetHost(const QString& text);    ///< HOST or HOST:PORT
-    Outcome SetPath(const QString& text);    ///< may be empty
-    Outcome SetLayout(const QString& text);  ///< 1 or 2
-
-    [[nodiscard]] bool Enabled() const { return enabled_; }
-    [[nodiscard]] const QString& Host() const { return host_; }
+    [[nodiscard]] bool Enabled() const override { return enabled_; }
+    [[nodiscard]] OutputState Standing() const override;
     [[nodiscard]] SocketState State() const { return socket_.State(); }
+    [[nodiscard]] QString StateText() const override { return SocketStateText(State()); }
+    [[nodiscard]] OutputStatus Status() const override;
 
     /// The log text box: the requests sent, and what came in between.
-    [[nodiscard]] const StatusBoard& Log() const { return log_; }
+    [[nodiscard]] const StatusBoard* Log() const override { return &log_; }
 
 private:
     void LoadChoices();
@@ -53,11 +83,13 @@ private:
     SettingsStore& settings_;
     Clock& clock_;
     TcpSocket socket_;
+    ConnectionCheck check_;
     StatusBoard log_;
     bool enabled_ = false;
     bool secondLayout_ = false;
     bool connecting_ = false;
-    QString host_;  ///< as it was entered, with the port
+    bool failed_ = false;  ///< there was no connection for the last request
+    QString host_;         ///< as it was entered, with the port
     QString path_;
 };
 

@@ -5,18 +5,13 @@
 #include "base/clock.h"
 #include "forward/value_fields.h"
 #include "measure/readings.h"
+#include "measure/virtual_device.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-const QString kNetMeteringKey = u"NETmeter"_s;
-
-}  // namespace
 
 /// What differs between forwarding packets and forwarding text.
 struct TcpForwarding::Path {
@@ -54,18 +49,12 @@ TcpForwarding::TcpForwarding(Framer& framer, SettingsStore& settings, StatusBoar
       settings_(settings),
       errorLog_(errorLog),
       clock_(clock),
-      netMetering_(settings.GetBool(kNetMeteringKey, false)) {
+      netMetering_(settings.IsOn(kNetMetering)) {
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
-        if (key.compare(kNetMeteringKey, Qt::CaseInsensitive) == 0) {
-            netMetering_ = settings_.GetBool(kNetMeteringKey, false);
+        if (IsKeyOf(kNetMetering, key)) {
+            netMetering_ = settings_.IsOn(kNetMetering);
         }
     });
-}
-
-void TcpForwarding::StartUp() {
-    for (ForwardingServer* server : Servers())
-        server->StartUp();
-    client.StartUp();
 }
 
 void TcpForwarding::Forward(std::span<const std::uint8_t> packet) {

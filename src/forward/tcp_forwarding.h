@@ -16,7 +16,8 @@
 
 namespace corvane {
 
-/// Before it sends on a server whose socket is in the error state it brings that back, and waits. Meanwhile
+/// The road that packets and lines take to the three outputs, which are switched on each by itself. Before it
+/// sends on a server whose socket is in the error state it brings that back, and waits. Meanwhile
 /// it holds the framer: the packet goes on, and the next one is framed, when the wait has ended.
 class TcpForwarding : public QObject, public PacketDestination, public ReadingsSink {
     Q_OBJECT
@@ -24,9 +25,6 @@ class TcpForwarding : public QObject, public PacketDestination, public ReadingsS
 public:
     TcpForwarding(Framer& framer, SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog,
                   Clock& clock);
-
-    /// Begins the roles that are enabled. Called once when the program starts.
-    void StartUp();
 
     /// The packet as it came: to TCP Server B, then to the listening server, then to the client connection.
     void Forward(std::span<const std::uint8_t> packet) override;

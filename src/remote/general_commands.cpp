@@ -5,7 +5,6 @@
 
 #include "app/console.h"
 #include "app/program.h"
-#include "app/setting_rules.h"
 #include "link/device_texts.h"
 #include "measure/virtual_texts.h"
 #include "remote/command.h"
@@ -104,16 +103,11 @@ QCoro::Task<Reply> GetSetting(Program& program, QStringList arguments, Operator&
     const auto shown = program.userSettings.Shown(name);
     if (!shown.has_value() || shown->isEmpty())
         co_return Reply::Failure(u"The setting %1 is not set."_s.arg(name));
-    const QString value = IsSecret(name) ? kNotShown : *shown;
-    co_return Reply{.lines = {value}, .data = {{u"value"_s, value}}};
+    co_return Reply{.lines = {*shown}, .data = {{u"value"_s, *shown}}};
 }
 
 QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&) {
     Settings& settings = program.userSettings;
-    if (!settings.Find(arguments[0]).has_value()) {
-        const auto [outcome, told] = ApplySetting(program, SettingName::Parse(arguments[0]), arguments[1]);
-        co_return Reply::Of(outcome, told);
-    }
     const Outcome applied = settings.Apply(arguments[0], arguments[1]);
     co_return Reply::Of(applied, settings.ChangeText(arguments[0], arguments[1]));
 }

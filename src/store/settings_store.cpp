@@ -57,34 +57,6 @@ void SettingsStore::SetAsideDamagedFile() {
              : u"The settings file %1 is damaged, and no copy of it could be made."_s.arg(path));
 }
 
-QString SettingsStore::StoredName(const QString& section, const QString& key) const {
-    const QString name = section + u'/' + key;
-    return storedNames_.value(name.toLower(), name);
-}
-
-QString SettingsStore::GetSetting(const QString& key, const QString& fallback, const QString& section) const {
-    return Kept(section + u'/' + key).value_or(fallback);
-}
-
-bool SettingsStore::GetBool(const QString& key, bool fallback, const QString& section) const {
-    return MeansOn(GetSetting(key, BoolText(fallback), section));
-}
-
-int SettingsStore::GetNumber(const QString& key, int fallback, int least, int most, const QString& section) {
-    return NumberIn(GetSetting(key, QString::number(fallback), section), key, fallback, least, most);
-}
-
-int SettingsStore::NumberIn(const QString& text, const QString& key, int fallback, int least, int most) {
-    bool isNumber = false;
-    const int number = text.trimmed().toInt(&isNumber);
-    if (isNumber && number >= least && number <= most) return number;
-    Q_EMIT Problem(u"The setting %1 is \"%2\", not a whole number from %3 to %4; %5 is used."_s.arg(key, text)
-                       .arg(least)
-                       .arg(most)
-                       .arg(fallback));
-    return fallback;
-}
-
 std::optional<QString> SettingsStore::Kept(const QString& name) const {
     const auto stored = storedNames_.constFind(name.toLower());
     if (stored == storedNames_.cend()) return std::nullopt;
@@ -107,12 +79,16 @@ bool SettingsStore::IsOn(const Setting& setting, const SettingPlace& place) cons
 }
 
 int SettingsStore::Number(const Setting& setting, const SettingPlace& place) {
-    const int fallback = QByteArrayView(setting.fallback).toInt();
-    return NumberIn(Value(setting, place), SettingKey(setting, place), fallback, setting.least, setting.most);
-}
-
-void SettingsStore::Save(const Setting& setting, const QString& value, const SettingPlace& place) {
-    SaveSetting(SettingKey(setting, place), value, SettingSectionName(setting, place));
+    const QString text = Value(setting, place);
+    bool isNumber = false;
+    const int number = text.trimmed().toInt(&isNumber);
+    if (isNumber && number >= setting.least && number <= setting.most) return number;
+    Q_EMIT Problem(u"The setting %1 is \"%2\", not a whole number from %3 to %4; %5 is used."_s
+                       .arg(SettingKey(setting, place), text)
+                       .arg(setting.least)
+                       .arg(setting.most)
+                       .arg(QLatin1StringView(setting.fallback)));
+    return QByteArrayView(setting.fallback).toInt();
 }
 
 QStringList SettingsStore::Names() const {
@@ -121,8 +97,11 @@ QStringList SettingsStore::Names() const {
     return names;
 }
 
-void SettingsStore::SaveSetting(const QString& key, const QString& value, const QString& section) {
-    const QString name = StoredName(section, key);
+void SettingsStore::Save(const Setting& setting, const QString& value, const SettingPlace& place) {
+    const QString section = SettingSectionName(setting, place);
+    const QString key = SettingKey(setting, place);
+    QString name = section + u'/' + key;
+    name = storedNames_.value(name.toLower(), name);
     storedNames_.insert(name.toLower(), name);
     // An error sticks to its QSettings object; a passing one of the same file tells how this change went.
     QSettings writing(settings_.fileName(), settings_.format());

@@ -60,15 +60,6 @@ public:
     /// All that is set, as "section/key", in the order of the alphabet.
     [[nodiscard]] QStringList Names() const;
 
-    // By key, for settings that no owner declares yet.
-    [[nodiscard]] QString GetSetting(const QString& key, const QString& fallback = {},
-                                     const QString& section = kStartup) const;
-    [[nodiscard]] bool GetBool(const QString& key, bool fallback, const QString& section = kStartup) const;
-    [[nodiscard]] int GetNumber(const QString& key, int fallback, int least, int most,
-                                const QString& section = kStartup);
-    void SaveSetting(const QString& key, const QString& value, const QString& section = kStartup);
-    void SaveSetting(const QString& key, std::same_as<bool> auto value) { SaveSetting(key, BoolText(value)); }
-
     /// The text form of a boolean: "True" or "False".
     [[nodiscard]] static QString BoolText(bool value);
 
@@ -77,10 +68,6 @@ Q_SIGNALS:
     void Problem(const QString& text);
 
 private:
-    /// The number that `text`, the value of `key`, stands for, or the fallback.
-    [[nodiscard]] int NumberIn(const QString& text, const QString& key, int fallback, int least, int most);
-    [[nodiscard]] QString StoredName(const QString& section, const QString& key) const;
-
     QSettings settings_;
     QHash<QString, QString> storedNames_;  ///< "section/key" in lower case -> as the file spells it
 };

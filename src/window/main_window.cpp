@@ -147,7 +147,8 @@ void MainWindow::AddSetupPages() {
     AddPage(new DatabasePage({p.database, p.databaseFiles, p.backups}, p.dbWriter, p.nightlyRuns, maintenance,
                              p.userSettings, actions_),
             u"database"_s, u"Database"_s);
-    AddPage(new ForwardingPage(p, actions_), u"forwarding"_s, u"Forwarding"_s);
+    AddPage(new ForwardingPage(p.outputs.All(), p.feedUpload, p.userSettings, actions_), u"forwarding"_s,
+            u"Forwarding"_s);
     AddPage(new LogPage(
                 p.statusBoard, p.errorLog, p.framer, p.dbWriter, p.DataFolder(),
                 [&p] { return BugReport(p); }, actions_),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QCoroTask>
+#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -30,19 +31,27 @@ protected:
         KeepByKey(store, key, value, section);
     }
 
-    /// Builds and starts the program; the database is made.
+    /// Builds and starts the program, after one that ran before has gone. The first one makes the database.
     Program& Start() {
         Options options{.dataFolder = folder.Path(), .settingsFile = SettingsFile()};
+        program_.reset();
         program_ = std::make_unique<Program>(options, clock);
+        Built(*program_);
         ScriptedOperator op;
-        op.WillAnswer("Database Not Found", Answer::No);
-        op.WillEnter("Enter a database filename", folder.Path(QStringLiteral("vrq1.db3")));
-        op.WillAnswer("set it as the default system file", Answer::Yes);
-        op.WillAnswer("Would you like to proceed?", Answer::Yes);
+        const QString database = folder.Path(QStringLiteral("vrq1.db3"));
+        if (!QFile::exists(database)) {
+            op.WillAnswer("Database Not Found", Answer::No);
+            op.WillEnter("Enter a database filename", database);
+            op.WillAnswer("set it as the default system file", Answer::Yes);
+            op.WillAnswer("Would you like to proceed?", Answer::Yes);
+        }
         const Outcome started = QCoro::waitFor(program_->Start(op));
         EXPECT_TRUE(started) << started.Error().toStdString();
         return *program_;
     }
+
+    /// What a test adds to the program before it starts.
+    virtual void Built(Program&) {}
 
     [[nodiscard]] QString SettingsFile() const { return folder.Path(QStringLiteral("corvane.ini")); }
 

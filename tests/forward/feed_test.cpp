@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "forward/choose.h"
 #include "forward/connection_check.h"
 #include "forward/feed_document.h"
 #include "measure/measurement_fixture.h"
@@ -59,10 +60,10 @@ protected:
     FeedUploadTest() {
         EXPECT_TRUE(service_.listen(QHostAddress::LocalHost));
         EXPECT_TRUE(CreateTables(PathOf(u"capture.db3"_s)));
-        EXPECT_TRUE(upload_.SetHost(u"http://127.0.0.1:%1"_s.arg(service_.serverPort())));
-        EXPECT_TRUE(upload_.SetKey(kKey));
-        EXPECT_TRUE(upload_.SetFeed(u"504"_s));
-        EXPECT_TRUE(upload_.SetTitle(u"Home"_s));
+        EXPECT_TRUE(Choose(settings_, kPacHost, u"http://127.0.0.1:%1"_s.arg(service_.serverPort())));
+        EXPECT_TRUE(Choose(settings_, kPachubeKey, kKey));
+        EXPECT_TRUE(Choose(settings_, kPachubeFeed, u"504"_s));
+        EXPECT_TRUE(Choose(settings_, kPacTitle, u"Home"_s));
     }
 
     /// Waits for a request, its body included, and answers it; empty where none came.
@@ -127,7 +128,7 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
             request.contains("<data id='2'>\r\n<current_value>0</current_value>\r\n<tag>No Label</tag>"));
         EXPECT_TRUE(request.contains("<tag>no label</tag>")) << "what the database has is sent as it is";
         EXPECT_EQ(bool(*result), c.line == std::string("200 - Success"));
-        const std::string told = upload_.Log().Lines().back().toStdString();
+        const std::string told = upload_.Log()->Lines().back().toStdString();
         EXPECT_EQ(told.substr(0, std::string(c.line).size()), c.line);
         EXPECT_EQ((told + result->Error().toStdString()).find("SECRET"), std::string::npos) << told;
     }
@@ -140,8 +141,8 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
 }
 
 TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSeconds) {
-    EXPECT_TRUE(upload_.SetInterval(u"30"_s));
-    EXPECT_TRUE(upload_.SetEnabled(true));
+    EXPECT_TRUE(Choose(settings_, kPacInterval, u"30"_s));
+    EXPECT_TRUE(Choose(settings_, kPacEnable, u"True"_s));
     clock_.AdvanceSeconds(29);
     EXPECT_FALSE(clock_.SomeoneWaits());
     clock_.AdvanceSeconds(1);
@@ -152,10 +153,10 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
     ASSERT_TRUE(SpinUntil([&] { return silent->readAll().contains("</eeml>"); }));
     EXPECT_TRUE(QCoro::waitFor(upload_.SendNow()).Error().contains(u"still on its way"_s));
     clock_.Advance(9900);
-    EXPECT_TRUE(upload_.Log().Lines().empty());
+    EXPECT_TRUE(upload_.Log()->Lines().empty());
     clock_.Advance(200);
-    ASSERT_EQ(upload_.Log().Lines().size(), 1U);
-    EXPECT_EQ(upload_.Log().Lines().back(), u"Not sent: no answer within 10 seconds"_s);
+    ASSERT_EQ(upload_.Log()->Lines().size(), 1U);
+    EXPECT_EQ(upload_.Log()->Lines().back(), u"Not sent: no answer within 10 seconds"_s);
     EXPECT_TRUE(SpinUntil([&] { return silent->state() == QAbstractSocket::UnconnectedState; }));
     clock_.AdvanceSeconds(18);
     EXPECT_FALSE(clock_.SomeoneWaits());
@@ -165,11 +166,13 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
 }
 
 TEST_F(FeedUploadTest, KeyFeedAndTitleAreCheckedAndAChangeOfAnAssignmentIsAsked) {
-    EXPECT_EQ(upload_.SetFeed(u"50x"_s).Error(), u"The \"FEED URL\" must be a numeric value."_s);
-    EXPECT_EQ(upload_.SetTitle(u" "_s).Error(), u"A pachube tilte is required."_s);
-    EXPECT_FALSE(upload_.SetHost(u"ftp://x"_s));
-    EXPECT_TRUE(upload_.SetKey(u""_s));
-    EXPECT_EQ(upload_.SetEnabled(true).Error(), u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
+    EXPECT_EQ(Choose(settings_, kPachubeFeed, u"50x"_s).Error(),
+              u"The \"FEED URL\" must be a numeric value."_s);
+    EXPECT_EQ(Choose(settings_, kPacTitle, u" "_s).Error(), u"A pachube tilte is required."_s);
+    EXPECT_FALSE(Choose(settings_, kPacHost, u"ftp://x"_s));
+    EXPECT_TRUE(Choose(settings_, kPachubeKey, u""_s));
+    EXPECT_EQ(Choose(settings_, kPacEnable, u"True"_s).Error(),
+              u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
     EXPECT_EQ(QCoro::waitFor(upload_.SetUpNow()).Error(),
               u"Cannot send. The KEY, FEED or TITLE is not valid."_s);
     Set(u"PacEnable"_s, u"True"_s);  // as a settings file changed by hand may have it
@@ -183,12 +186,12 @@ TEST_F(FeedUploadTest, KeyFeedAndTitleAreCheckedAndAChangeOfAnAssignmentIsAsked)
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"1"_s, u"A:CH2"_s, op)));  // no change
     op.WillAnswer(sure.toStdString(), Answer::No);
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"1"_s, u"A:CH1"_s, op)));
-    EXPECT_EQ(settings_.GetSetting(u"PacChan"_s), u";A:CH2"_s + QString(49, u';') + u"F:AUX5"_s);
-    EXPECT_EQ(settings_.GetSetting(u"TicEndIndex"_s), u"50"_s);
+    EXPECT_EQ(settings_.Value(kPacChan), u";A:CH2"_s + QString(49, u';') + u"F:AUX5"_s);
+    EXPECT_EQ(settings_.Value(kTicEndIndex), u"50"_s);
     op.WillAnswer(sure.toStdString(), Answer::Yes);
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"50"_s, std::nullopt, op)));
-    EXPECT_EQ(settings_.GetSetting(u"PacChan"_s), u";A:CH2"_s);
-    EXPECT_EQ(settings_.GetSetting(u"TicEndIndex"_s), u"1"_s);
+    EXPECT_EQ(settings_.Value(kPacChan), u";A:CH2"_s);
+    EXPECT_EQ(settings_.Value(kTicEndIndex), u"1"_s);
     for (const auto& [id, channel] : {std::pair(u"51"_s, u"A:CH1"_s), std::pair(u"0"_s, u"G:CH1"_s),
                                       std::pair(u"0"_s, u"A:CH3"_s), std::pair(u"x"_s, u"A:CH1"_s)})
         EXPECT_FALSE(QCoro::waitFor(upload_.Assign(id, channel, op))) << channel.toStdString();

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "forward/choose.h"
 #include "measure/measurement_fixture.h"
 #include "support/loopback.h"
 
@@ -14,8 +15,8 @@ class GetUploadTest : public MeasurementFixture {
 protected:
     GetUploadTest() {
         EXPECT_TRUE(server_.listen(QHostAddress::LocalHost));
-        EXPECT_TRUE(upload_.SetHost(u"127.0.0.1:%1"_s.arg(server_.serverPort())));
-        EXPECT_TRUE(upload_.SetPath(u"/in.php"_s));
+        EXPECT_TRUE(Choose(settings_, kGetURL, u"127.0.0.1:%1"_s.arg(server_.serverPort())));
+        EXPECT_TRUE(Choose(settings_, kGetURLext, u"/in.php"_s));
         host_ = "127.0.0.1:" + QByteArray::number(server_.serverPort());
     }
 
@@ -50,8 +51,8 @@ TEST_F(GetUploadTest, ConnectsOnceThenSendsEveryQueryAtOnceAndDropsTheOnesInBetw
     upload_.PostToGET("a=4");
     EXPECT_TRUE(Receives(*server, Request("a=3") + Request("a=4")));
     EXPECT_FALSE(server_.hasPendingConnections());
-    ASSERT_EQ(upload_.Log().Lines().size(), 3U);
-    EXPECT_EQ(upload_.Log().Lines()[0], QString::fromLatin1(Request("a=1").chopped(2)));
+    ASSERT_EQ(upload_.Log()->Lines().size(), 3U);
+    EXPECT_EQ(upload_.Log()->Lines()[0], QString::fromLatin1(Request("a=1").chopped(2)));
 }
 
 TEST_F(GetUploadTest, TheWaitForAConnectionEndsWithTheClocksSecond) {
@@ -65,12 +66,12 @@ TEST_F(GetUploadTest, TheWaitForAConnectionEndsWithTheClocksSecond) {
         clock_.Advance(1000 - clock_.Monotonic() % 1000 + c.milliseconds);
         clock_.AdvanceSeconds((60 + c.second - clock_.Now().second) % 60);
         upload_.PostToGET("a=1");
-        const auto before = upload_.Log().Lines().size();
+        const auto before = upload_.Log()->Lines().size();
         clock_.Advance(c.waited - 50);
-        EXPECT_EQ(upload_.Log().Lines().size(), before) << c.second;
+        EXPECT_EQ(upload_.Log()->Lines().size(), before) << c.second;
         clock_.Advance(50);
-        ASSERT_EQ(upload_.Log().Lines().size(), before + 1) << c.second;
-        EXPECT_TRUE(upload_.Log().Lines().back().startsWith(u"No connection to 127.0.0.1"_s));
+        ASSERT_EQ(upload_.Log()->Lines().size(), before + 1) << c.second;
+        EXPECT_TRUE(upload_.Log()->Lines().back().startsWith(u"No connection to 127.0.0.1"_s));
     }
     EXPECT_FALSE(clock_.SomeoneWaits());
 }
@@ -80,19 +81,19 @@ TEST_F(GetUploadTest, EveryPacketIsSentInTheLayoutChosenWhileItIsOn) {
     Send({.serialNumber = 1234, .seconds = 5});
     EXPECT_EQ(upload_.State(), SocketState::Closed);
     Set(u"GetEnable"_s, u"True"_s);
-    EXPECT_TRUE(upload_.SetPath(u""_s));
+    EXPECT_TRUE(Choose(settings_, kGetURLext, u""_s));
     Send({.serialNumber = 1234, .seconds = 6});
     const auto server = Accept();
     ASSERT_TRUE(SpinUntil([&] { return server->bytesAvailable() > 0; }));
     EXPECT_TRUE(server->readAll().startsWith("GET ?v=120.5&sec=6&c1w=0&"));
-    EXPECT_TRUE(upload_.SetLayout(u"2"_s));
+    EXPECT_TRUE(Choose(settings_, kGetLayout, u"2"_s));
     Send({.serialNumber = 1234, .seconds = 7});
     ASSERT_TRUE(SpinUntil([&] { return server->bytesAvailable() > 0; }));
     EXPECT_TRUE(server->readAll().startsWith("GET ?volt=120.5&sn=301234&ch1w=0&"));
-    EXPECT_FALSE(upload_.SetLayout(u"3"_s));
+    EXPECT_FALSE(Choose(settings_, kGetLayout, u"3"_s));
     for (const char* const wrong : {"http://x", "x:0", "x:y", ":80", "a b", "a\r\nb"})
-        EXPECT_FALSE(upload_.SetHost(QString::fromLatin1(wrong))) << wrong;
-    EXPECT_FALSE(upload_.SetPath(u"/in.php HTTP/1.0\r\nX: y"_s));
+        EXPECT_FALSE(Choose(settings_, kGetURL, QString::fromLatin1(wrong))) << wrong;
+    EXPECT_FALSE(Choose(settings_, kGetURLext, u"/in.php HTTP/1.0\r\nX: y"_s));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "base/status_board.h"
+#include "forward/choose.h"
 #include "measure/measurement_fixture.h"
 #include "support/loopback.h"
 
@@ -53,7 +54,7 @@ TEST_F(TcpForwardingTest, EachRoleGetsWhatItsModeSaysAndABrokenOffPeerGivesWayTo
     Set(u"ClientPort"_s, QString::number(remote.serverPort()));
     for (const QString& key : {u"ServerEnable"_s, u"HAServerEnable"_s, u"ClientEnable"_s, u"HAbinaryData"_s})
         Set(key, u"True"_s);
-    EXPECT_EQ(settings_.GetSetting(u"RemoteHost"_s), u"127.000.000.010"_s);
+    EXPECT_EQ(settings_.Value(kRemoteHost), u"127.000.000.010"_s);
     for (int round = 0; round < 2; ++round) {
         FarEnd b(portB_);
         FarEnd listening(portListening_);
@@ -231,51 +232,61 @@ TEST_F(TcpForwardingTest, ThousandsOfConnectsLeaveNothingBehind) {
 }
 
 TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
-    using Setter = Outcome (*)(TcpForwarding&, const QString&);
-    const Setter listening = [](TcpForwarding& f, const QString& t) { return f.listeningServer.SetPort(t); };
-    const Setter b = [](TcpForwarding& f, const QString& t) { return f.serverB.SetPort(t); };
-    const Setter port = [](TcpForwarding& f, const QString& t) { return f.client.SetPort(t); };
-    const Setter address = [](TcpForwarding& f, const QString& t) { return f.client.SetAddress(t); };
     const struct {
-        Setter set;
+        const Setting& setting;
         const char* text;
         const char* error;
     } cases[] = {
-        {listening, "10", ""},
-        {listening, "65000", ""},
-        {listening, "9", "Invalid Port value. Try again"},
-        {listening, "65001", "Invalid Port value. Try again"},
-        {listening, "x", "Invalid Port value. Must be numeric"},
-        {b, "10", ""},
-        {b, "65534", ""},
-        {b, "9", "Invalid range for TCP/IP Port"},
-        {b, "65535", "Invalid range for TCP/IP Port"},
-        {b, "", "Must be a numeric value"},
-        {port, "65534", ""},
-        {port, "65535", "Invalid Port Number"},
-        {port, "000080", "Invalid Port Number"},
-        {port, "80x", "Invalid Port Number"},
-        {address, "255.0.10.255", ""},
-        {address, "1.2.3.256", "Invalid IP Address"},
-        {address, "1.2.3", "Invalid IP Address"},
-        {address, "1.2.3.x", "Invalid IP Address"},
+        {kTcpPortHA, "10", ""},
+        {kTcpPortHA, "65000", ""},
+        {kTcpPortHA, "9", "Invalid Port value. Try again"},
+        {kTcpPortHA, "65001", "Invalid Port value. Try again"},
+        {kTcpPortHA, "x", "Invalid Port value. Must be numeric"},
+        {kHAserverPort, "10", ""},
+        {kHAserverPort, "65534", ""},
+        {kHAserverPort, "9", "Invalid range for TCP/IP Port"},
+        {kHAserverPort, "65535", "Invalid range for TCP/IP Port"},
+        {kHAserverPort, "", "Must be a numeric value"},
+        {kClientPort, "65534", ""},
+        {kClientPort, "65535", "Invalid Port Number"},
+        {kClientPort, "000080", "Invalid Port Number"},
+        {kClientPort, "80x", "Invalid Port Number"},
+        {kClientTCPip, "255.0.10.255", ""},
+        {kClientTCPip, "1.2.3.256", "Invalid IP Address"},
+        {kClientTCPip, "1.2.3", "Invalid IP Address"},
+        {kClientTCPip, "1.2.3.x", "Invalid IP Address"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(c.set(forwarding_, QString::fromLatin1(c.text)).Error().toStdString(), c.error) << c.text;
-    EXPECT_EQ(settings_.GetSetting(u"TcpPortHA"_s), u"65000"_s);
+        EXPECT_EQ(Choose(settings_, c.setting, QString::fromLatin1(c.text)).Error().toStdString(), c.error)
+            << c.text;
+    EXPECT_EQ(settings_.Value(kTcpPortHA), u"65000"_s);
 
     Set(u"HAserverPort"_s, QString::number(portB_));
     Set(u"HAServerEnable"_s, u"True"_s);
     forwarding_.serverB.Stop();
-    EXPECT_TRUE(settings_.GetBool(u"LatchDisconnectD"_s, false));
+    EXPECT_TRUE(settings_.IsOn(kLatchDisconnectD));
     EXPECT_EQ(forwarding_.serverB.Notice(), u"Disconnected"_s);
-    forwarding_.StartUp();
+    forwarding_.serverB.StartUp();
     clock_.AdvanceSeconds(20);
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Closed);
     forwarding_.serverB.Listen();
-    EXPECT_FALSE(settings_.GetBool(u"LatchDisconnectD"_s, true));
+    EXPECT_FALSE(settings_.IsOn(kLatchDisconnectD));
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
     EXPECT_EQ(forwarding_.listeningServer.State(), SocketState::Closed);  // is not enabled
+}
+
+TEST_F(TcpForwardingTest, AServerThatIsStoppedWhileItWaitsForItsPortStaysClosed) {
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, portB_));
+    Set(u"HAServerEnable"_s, u"True"_s);
+    clock_.AdvanceSeconds(6);
+    EXPECT_EQ(forwarding_.serverB.Standing(), OutputState::Backoff);
+    EXPECT_EQ(board_.Lines().size(), 1U);  // the port is tried again and again, and said once
+    forwarding_.serverB.Stop();
+    EXPECT_EQ(forwarding_.serverB.Standing(), OutputState::Off);
+    holder.close();
+    clock_.AdvanceSeconds(10);
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Closed);
 }
 
 }  // namespace

@@ -1,7 +1,15 @@
 #include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QTableWidget>
 
 #include <gmock/gmock.h>
 
+#include "app/made_up_output.h"
+#include "support/loopback.h"
+#include "support/packets.h"
+#include "window/page.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -12,7 +20,59 @@ using testing::HasSubstr;
 
 const QString kPage = u"forwarding"_s;
 
-TEST_F(WindowTest, PortsAndAddressesOfTheForwardingAreCheckedAndTheKeyIsNeverShown) {
+class ForwardingPageTest : public WindowTest {
+protected:
+    ForwardingPageTest() { Preset(u"DevSerial"_s, u"301234"_s, u"0"_s); }
+
+    void Built(Program& program) override {
+        if (withDisplay_) program.AddOutput(std::make_unique<MadeUpOutput>(program.settings));
+    }
+
+    /// Closes window and program, and starts both again.
+    void Restart() {
+        window_.reset();
+        ScriptedOperator op;
+        QCoro::waitFor(program_->Close(op));
+        Open(kPage);
+    }
+
+    /// Whether a label of the page says so to those who cannot see it.
+    bool Says(const QString& text) {
+        window_->findChild<Page*>(kPage)->Refresh();
+        for (const QLabel* label : window_->findChild<QWidget*>(kPage)->findChildren<QLabel*>()) {
+            if (label->accessibleName() == text || label->text() == text) return true;
+        }
+        return false;
+    }
+
+    void Switch(const QString& name) {
+        QTest::mouseClick(Find<QCheckBox>(kPage, name), Qt::LeftButton, {}, QPoint(8, 8));
+    }
+
+    QString Log(const QString& name) { return Find<QPlainTextEdit>(kPage, name)->toPlainText(); }
+
+    /// Takes the next request that comes to `server`, and answers it.
+    QByteArray Serve(QTcpServer& server, const QByteArray& answer) {
+        EXPECT_TRUE(SpinUntil([&] {
+            clock.Advance(1);
+            return server.hasPendingConnections();
+        }));
+        QTcpSocket* peer = server.nextPendingConnection();
+        QByteArray request;
+        EXPECT_TRUE(SpinUntil([&] {
+            clock.Advance(1);
+            request += peer->readAll();
+            return request.contains("\r\n\r\n");
+        }));
+        peer->write(answer);
+        peer->disconnectFromHost();
+        return request;
+    }
+
+    bool withDisplay_ = false;
+};
+
+TEST_F(ForwardingPageTest, WhatIsRefusedIsSaidAndTheOldValueComesBack) {
     Open(kPage);
     for (const auto& [entry, text, refusal] : std::vector<std::array<const char*, 3>>{
              {"Listening Server port", "65001", "Invalid Port value. Try again"},
@@ -20,25 +80,184 @@ TEST_F(WindowTest, PortsAndAddressesOfTheForwardingAreCheckedAndTheKeyIsNeverSho
              {"TCP Server B port", "65535", "Invalid range for TCP/IP Port"},
              {"Remote address", "192.168.1.256", "Invalid IP Address"},
              {"Remote port", "080800", "Invalid Port Number"},
+             {"Layout", "3", "The layout is 1 or 2."},
+             {"Seconds between uploads", "0", "The interval is 1 to 86400 seconds."},
              {"Feed number", "one", "The \"FEED URL\" must be a numeric value."}}) {
         SCOPED_TRACE(text);
+        const QString before = Find<QLineEdit>(kPage, QLatin1StringView(entry))->text();
         Enter(kPage, QLatin1StringView(entry), QLatin1StringView(text));
         EXPECT_EQ(BoxText(), refusal);
         Answer(QMessageBox::Ok);
-        EXPECT_NE(Find<QLineEdit>(kPage, QLatin1StringView(entry))->text(), QLatin1StringView(text));
+        EXPECT_EQ(Find<QLineEdit>(kPage, QLatin1StringView(entry))->text(), before);
     }
-    Enter(kPage, u"Listening Server port"_s, QString::number(FreePort()));
-    Click(kPage, u"Listening Server listen"_s);
-    EXPECT_EQ(program_->forwarding.listeningServer.State(), SocketState::Listening);
-    EXPECT_EQ(Find<QAbstractButton>(kPage, u"Listening Server listen"_s)->text(), u"Stop Listening"_s);
+}
 
-    Enter(kPage, u"API key"_s, u"secret"_s);
-    EXPECT_TRUE(program_->feedUpload.HasKey());
-    EXPECT_EQ(Find<QLineEdit>(kPage, u"API key"_s)->text(), u""_s);
-    QTest::mouseClick(Find<QCheckBox>(kPage, u"Send to the feed"_s), Qt::LeftButton, {}, QPoint(8, 8));
+TEST_F(ForwardingPageTest, AServerListensUntilItIsStoppedAlsoWhenTheProgramStartsAgain) {
+    Open(kPage);
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any));
+    Enter(kPage, u"Listening Server port"_s, QString::number(holder.serverPort()));
+    Switch(u"Forward through this server"_s);
+    EXPECT_TRUE(Says(u"Listening Server: Socket Error"_s));
+    EXPECT_TRUE(Says(u"Wait 4 Minutes to Release Port"_s));
+
+    const std::uint16_t port = FreePort();
+    Enter(kPage, u"Listening Server port"_s, QString::number(port));
+    Click(kPage, u"Listening Server listen"_s);
+    EXPECT_TRUE(Says(u"Listening Server: Listening"_s));
+    FarEnd peer(port);
+    EXPECT_TRUE(SpinUntil([this] { return Says(u"Listening Server: Connected"_s); }));
+    EXPECT_EQ(Find<QAbstractButton>(kPage, u"Listening Server stop"_s)->text(), u"Stop Listening"_s);
+
+    Restart();
+    EXPECT_TRUE(Says(u"Listening Server: Listening"_s));
+    EXPECT_EQ(Find<QLineEdit>(kPage, u"Listening Server port"_s)->text(), QString::number(port));
+    Click(kPage, u"Listening Server stop"_s);
+    EXPECT_TRUE(Says(u"Listening Server: Socket Closed"_s));
+
+    Restart();
+    EXPECT_TRUE(Says(u"Listening Server: Socket Closed"_s));
+    EXPECT_TRUE(Find<QCheckBox>(kPage, u"Forward through this server"_s)->isChecked());
+    Click(kPage, u"Listening Server listen"_s);
+    EXPECT_TRUE(Says(u"Listening Server: Listening"_s));
+    EXPECT_TRUE(Says(u"TCP Server B: Socket Closed"_s));
+}
+
+TEST_F(ForwardingPageTest, TheClientConnectsAndDisconnectsByItsButton) {
+    Open(kPage);
+    Click(kPage, u"Client connect"_s);
+    EXPECT_EQ(BoxText(), "Invalid IP Address");
+    Answer(QMessageBox::Ok);
+    QTcpServer remote;
+    ASSERT_TRUE(remote.listen(QHostAddress::LocalHost));
+    Enter(kPage, u"Remote address"_s, u"127.0.0.1"_s);
+    Enter(kPage, u"Remote port"_s, QString::number(remote.serverPort()));
+    Click(kPage, u"Client connect"_s);
+    EXPECT_TRUE(SpinUntil([this] { return Says(u"Client: Connected"_s); }));
+    EXPECT_EQ(Find<QAbstractButton>(kPage, u"Client connect"_s)->text(), u"Disconnect"_s);
+    Click(kPage, u"Client connect"_s);
+    EXPECT_TRUE(Says(u"Client: Socket Closed"_s));
+    EXPECT_EQ(Find<QAbstractButton>(kPage, u"Client connect"_s)->text(), u"Connect"_s);
+}
+
+TEST_F(ForwardingPageTest, TheRequestsOfTheGetUploadAreShownAndTheInternetIsLookedFor) {
+    Open(kPage);
+    QTcpServer web;
+    ASSERT_TRUE(web.listen(QHostAddress::LocalHost));
+    const QString host = u"127.0.0.1:%1"_s.arg(web.serverPort());
+    EXPECT_EQ(Find<QLineEdit>(kPage, u"Web server"_s)->placeholderText(), u"HOST or HOST:PORT"_s);
+    Enter(kPage, u"Web server"_s, host);
+    Enter(kPage, u"Path"_s, u"/in"_s);
+    Switch(u"Send a request for every packet"_s);
+    program_->measurement.DisplayData(kStreamTcpA, PacketOf({.serialNumber = 1234, .seconds = 7}));
+    EXPECT_TRUE(Says(u"GET requests: Connecting"_s) || Says(u"GET requests: Resolving Host"_s));
+    EXPECT_TRUE(Serve(web, "HTTP/1.0 200 OK\r\n\r\n").startsWith("GET /in?v="));
+    EXPECT_TRUE(Log(u"Requests"_s).startsWith(u"GET /in?v="_s)) << Log(u"Requests"_s).toStdString();
+
+    ASSERT_TRUE(program_->userSettings.Apply(u"InternetCheckUrl"_s, u"http://%1/"_s.arg(host)));
+    for (const auto& [answer, told] :
+         {std::pair("HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n", "The internet can be reached."),
+          std::pair("HTTP/1.0 404 Gone\r\nContent-Length: 0\r\n\r\n", "The internet cannot be reached.")}) {
+        Click(kPage, u"Check the internet"_s);
+        EXPECT_EQ(BoxText(), "Checking connection........");
+        EXPECT_FALSE(Find<QAbstractButton>(kPage, u"Send now"_s)->isEnabled()) << "one thing at a time";
+        Answer(QMessageBox::Ok);
+        Serve(web, answer);
+        EXPECT_TRUE(SpinUntil([&] {
+            clock.Advance(1);
+            return Box() != nullptr;
+        }));
+        EXPECT_EQ(BoxText(), told);
+        Answer(QMessageBox::Ok);
+    }
+}
+
+TEST_F(ForwardingPageTest, TheFeedIsSentOnceItCanBeAndItsKeyIsNeverShown) {
+    const QString key = u"5ec2e7f00d"_s;
+    Open(kPage);
+    QTcpServer service;
+    ASSERT_TRUE(service.listen(QHostAddress::LocalHost));
+    ASSERT_TRUE(
+        program_->userSettings.Apply(u"PacHost"_s, u"http://127.0.0.1:%1"_s.arg(service.serverPort())));
+    EXPECT_TRUE(Says(u"No key is kept."_s));
+    Enter(kPage, u"API key"_s, key);
+    EXPECT_TRUE(Says(u"A key is kept."_s));
+    Switch(u"Send to the feed"_s);
     EXPECT_THAT(BoxText(), HasSubstr("Cannot enable. The KEY, FEED or TITLE is not valid."));
     Answer(QMessageBox::Ok);
     EXPECT_FALSE(Find<QCheckBox>(kPage, u"Send to the feed"_s)->isChecked());
+    Click(kPage, u"Send now"_s);
+    EXPECT_EQ(BoxText(), "Cannot send. The KEY, FEED or TITLE is not valid.");
+    Answer(QMessageBox::Ok);
+
+    Enter(kPage, u"Feed number"_s, u"504"_s);
+    Enter(kPage, u"Title"_s, u"Home"_s);
+    Switch(u"Send to the feed"_s);
+    EXPECT_TRUE(Says(u"Feed: Up"_s));
+    Click(kPage, u"Send now"_s);
+    EXPECT_TRUE(Says(u"Feed: Connecting"_s));
+    EXPECT_TRUE(Serve(service, "HTTP/1.1 401 No\r\nContent-Length: 3\r\n\r\nbad")
+                    .contains("/504.xml?key=" + key.toLatin1()));
+    EXPECT_TRUE(SpinUntil([&] {
+        clock.Advance(1);
+        return Box() != nullptr;
+    }));
+    EXPECT_EQ(BoxText(), "401 - bad");
+    Answer(QMessageBox::Ok);
+    EXPECT_EQ(Log(u"Results"_s), u"401 - bad"_s);
+    EXPECT_TRUE(Says(u"Feed: Waiting to try again"_s));
+
+    Restart();
+    EXPECT_TRUE(Says(u"A key is kept."_s));
+    const QWidget* page = window_->findChild<QWidget*>(kPage);
+    for (const QWidget* widget : page->findChildren<QWidget*>()) {
+        for (const char* const shown : {"text", "plainText", "placeholderText", "toolTip", "accessibleName"})
+            EXPECT_FALSE(widget->property(shown).toString().contains(key)) << shown;
+    }
+}
+
+TEST_F(ForwardingPageTest, AnAssignmentIsChangedOnlyWhereThatIsMeant) {
+    Open(kPage);
+    auto* table = Find<QTableWidget>(kPage, u"Datastreams"_s);
+    auto* channel = Find<QComboBox>(kPage, u"Channel of the datastream"_s);
+    const auto assign = [&](const QString& text) {
+        table->setCurrentCell(2, 0);
+        channel->setCurrentText(text);
+        Click(kPage, u"Assign to the datastream chosen"_s);
+    };
+    assign(u"A:CH1"_s);
+    EXPECT_EQ(table->item(2, 0)->text(), u"A:CH1"_s);
+    for (const auto& [answer, stands] :
+         {std::pair(QMessageBox::No, u"A:CH1"_s), std::pair(QMessageBox::Yes, u"B:AUX3"_s)}) {
+        assign(u"B:AUX3"_s);
+        EXPECT_EQ(BoxText(), "Are you sure you want to change this datastream assignment?");
+        Answer(answer);
+        EXPECT_TRUE(SpinUntil([&] { return table->item(2, 0)->text() == stands; }));
+        EXPECT_EQ(program_->feedUpload.Channels()[2]->Text(), stands);
+    }
+    assign(u"None"_s);
+    EXPECT_FALSE(BoxText().empty());
+    Answer(QMessageBox::Yes);
+    EXPECT_TRUE(SpinUntil([&] { return table->item(2, 0)->text().isEmpty(); }));
+}
+
+TEST_F(ForwardingPageTest, AnOutputThatIsOnTheListHasItsBox) {
+    withDisplay_ = true;
+    Open(kPage);
+    EXPECT_TRUE(Says(u"Wall Display: Refused"_s));
+    Switch(u"Show on the wall"_s);
+    EXPECT_TRUE(program_->settings.IsOn(kDisplayEnable));
+    EXPECT_EQ(Find<QLineEdit>(kPage, u"Brightness"_s)->text(), u"3"_s);
+    Enter(kPage, u"Brightness"_s, u"10"_s);
+    EXPECT_EQ(BoxText(), "WallDisplayBrightness is a whole number from 1 to 9.");
+    Answer(QMessageBox::Ok);
+    Enter(kPage, u"PIN"_s, u"4711"_s);
+    EXPECT_EQ(program_->settings.Value(kDisplayPin), u"4711"_s);
+    EXPECT_EQ(Find<QLineEdit>(kPage, u"PIN"_s)->text(), QString());
+    Click(kPage, u"Flash it"_s);
+    EXPECT_EQ(BoxText(), "It flashed.");
+    Answer(QMessageBox::Ok);
+    EXPECT_TRUE(Log(u"Flashes"_s).startsWith(u"on"_s));
 }
 
 }  // namespace

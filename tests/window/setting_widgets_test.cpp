@@ -27,7 +27,7 @@ TEST_F(WindowTest, ASettingIsShownCheckedAndKeptByWhatItsDeclarationSays) {
     auto* form = new QFormLayout(&room);
     WindowOperator person(room);
     Actions actions(person, program_->runningCommand);
-    Settings settings(program_->settings, {}, {});
+    Settings settings(program_->settings, {});
     QLineEdit* lamps = AddSettingEntry(form, u"Lamps"_s, settings, actions, kLamps, {.member = u"B"_s});
     QCheckBox* lit = AddSettingSwitch(form, u"Lit"_s, settings, actions, kLit);
     room.show();

@@ -12,7 +12,6 @@ class QLineEdit;
 namespace corvane {
 
 class Actions;
-class Program;
 class Settings;
 
 /// An entry for a setting, with its help line as tool tip. A refused text is said, and the value that is in
@@ -23,11 +22,5 @@ QLineEdit* AddSettingEntry(QFormLayout* form, const QString& label, Settings& se
 /// A switch for a setting, with its help line as tool tip.
 QCheckBox* AddSettingSwitch(QFormLayout* form, const QString& label, Settings& settings, Actions& actions,
                             const Setting& setting, const SettingPlace& place = {});
-
-/// The same by the key, for settings that no owner declares yet.
-QLineEdit* AddSettingEntry(QFormLayout* form, const QString& label, Program& program, Actions& actions,
-                           const QString& key, const QString& fallback = {});
-QCheckBox* AddSettingSwitch(QFormLayout* form, const QString& label, Program& program, Actions& actions,
-                            const QString& key);
 
 }  // namespace corvane

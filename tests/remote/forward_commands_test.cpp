@@ -1,0 +1,155 @@
+// The commands of the outputs: what they change and what they answer.
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include "app/made_up_output.h"
+#include "app/program_fixture.h"
+#include "remote/command.h"
+#include "support/packets.h"
+
+namespace corvane {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class ForwardCommandsTest : public ProgramTest {
+protected:
+    void Built(Program& program) override {
+        if (!withDisplay_) return;
+        auto display = std::make_unique<MadeUpOutput>(program.settings);
+        display_ = display.get();
+        program.AddOutput(std::move(display));
+    }
+
+    /// What the command answers: its lines, or the error.
+    std::string Ask(Program& program, const QString& line) {
+        QStringList words = line.split(u' ');
+        const QString name = words.takeFirst();
+        const Command* command = FindCommand(name, words);
+        if (command == nullptr) return "no such command";
+        EXPECT_TRUE(words.size() >= command->leastArguments && words.size() <= command->mostArguments);
+        const Reply reply = QCoro::waitFor(command->run(program, words, op_));
+        data_ = reply.data;
+        return (reply.outcome ? reply.lines.join(u'\n') : reply.outcome.Error()).toStdString();
+    }
+
+    ScriptedOperator op_;
+    QJsonObject data_;
+    bool withDisplay_ = false;
+    MadeUpOutput* display_ = nullptr;
+};
+
+TEST_F(ForwardCommandsTest, EachWordChangesItsSettingAndIsAnsweredByIt) {
+    Program& program = Start();
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen());
+    const QString held = QString::number(holder.serverPort());
+    const QString free = QString::number(FreePort());
+    const QString words =
+        u"For server and b: on, off, binary, text, port PORT. For client: on, off, address IP, port PORT."_s;
+    const struct {
+        QString line;
+        QString answer;
+    } cases[] = {
+        {u"forward set server binary"_s, u"BinaryData = True"_s},
+        {u"forward set SERVER Text"_s, u"BinaryData = False"_s},
+        {u"forward set server port "_s + held, u"TcpPortHA = %1, from the next listen on"_s.arg(held)},
+        {u"forward set server port 65001"_s, u"Invalid Port value. Try again"_s},
+        {u"forward set b port x"_s, u"Must be a numeric value"_s},
+        {u"forward set client address 127.0.0.1"_s, u"ClientTCPip = 127.0.0.1, from the next connect on"_s},
+        {u"forward set client port 0"_s, u"Invalid Port Number"_s},
+        {u"forward set client binary"_s, words},
+        {u"forward set server port"_s, words},
+        {u"forward set server on please"_s, words},
+        {u"forward set get on"_s, words},
+        {u"forward set nobody on"_s, words},
+        {u"forward listen server"_s, u"Listening Server: The bound address is already in use"_s},
+        {u"forward listen client"_s, u"There are the servers server and b."_s},
+        {u"forward stop server"_s,
+         u"Listening Server: off, text, Socket Closed, Wait 4 Minutes to Release Port"_s},
+        {u"forward set b port "_s + free, u"HAserverPort = %1, from the next listen on"_s.arg(free)},
+        {u"forward listen b"_s, u"TCP Server B: off, text, Listening, port %1, Listening"_s.arg(free)},
+        {u"forward connect"_s, u"Invalid Port Number"_s},
+        {u"get on"_s, u"GetEnable = True"_s},
+        {u"get layout 3"_s, u"The layout is 1 or 2."_s},
+        {u"get path /in"_s, u"GetURLext = /in"_s},
+        {u"feed set key secret"_s, u"PachubeKey = (not shown)"_s},
+        {u"feed set on"_s, u"There are key, feed, title, host and interval."_s},
+        {u"feed set interval 0"_s, u"The interval is 1 to 86400 seconds."_s},
+        {u"feed enable maybe"_s, u"The feed is switched on or off."_s},
+        {u"feed enable on"_s, u"Cannot enable. The KEY, FEED or TITLE is not valid."_s},
+        {u"feed send"_s, u"Cannot send. The KEY, FEED or TITLE is not valid."_s},
+        {u"feed assign 3 B:AUX1"_s, u"Datastream 3: B:AUX1"_s},
+        {u"feed assign 51 B:AUX1"_s, u"The datastreams are numbered from 0 to 50."_s},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Ask(program, c.line), c.answer.toStdString()) << c.line.toStdString();
+    op_.WillEnter("title: ", u"Home"_s);
+    EXPECT_EQ(Ask(program, u"feed set title"_s), "PacTitle = Home");
+}
+
+TEST_F(ForwardCommandsTest, TheStatusTellsOfAllOutputsInTheirOrder) {
+    Program& program = Start();
+    Ask(program, u"forward set client address 192.168.1.10"_s);
+    Ask(program, u"forward set client port 7000"_s);
+    Ask(program, u"feed assign 3 B:AUX1"_s);
+    EXPECT_EQ(Ask(program, u"forward status"_s),
+              "Listening Server: off, text, Socket Closed, Disconnected\n"
+              "TCP Server B: off, text, Socket Closed, Disconnected\n"
+              "Client: off, Socket Closed\n"
+              "GET upload: off, http://, layout 1, Socket Closed\n"
+              "Feed: off, feed , title \"\", the key is not set\n"
+              "    3 is B:AUX1");
+    EXPECT_EQ(QJsonDocument(data_).toJson(QJsonDocument::Compact).toStdString(),
+              R"({"client":{"caption":"Connect","enabled":false,"host":"","notice":"","port":"7000",)"
+              R"("state":0,"stateText":"Socket Closed"},)"
+              R"("feed":{"datastreams":[{"channel":"B:AUX1","id":3}],"enabled":false,"feed":"",)"
+              R"("keySet":false,"log":[],"title":""},)"
+              R"("get":{"enabled":false,"host":"","layout":"1","log":[],"path":"","state":0},)"
+              R"("servers":[{"caption":"Listen","enabled":false,"mode":"text","name":"Listening Server",)"
+              R"("notice":"Disconnected","port":0,"state":0,"stateText":"Socket Closed"},)"
+              R"({"caption":"Listen","enabled":false,"mode":"text","name":"TCP Server B",)"
+              R"("notice":"Disconnected","port":0,"state":0,"stateText":"Socket Closed"}]})");
+}
+
+TEST_F(ForwardCommandsTest, AnOutputThatIsOnTheListNeedsNothingElse) {
+    withDisplay_ = true;
+    Preset(u"DevSerial"_s, u"301234"_s, u"0"_s);
+    Program& program = Start();
+    EXPECT_EQ(display_->started, 1);
+    program.measurement.DisplayData(kStreamTcpA, PacketOf({.serialNumber = 1234}));
+    EXPECT_EQ(display_->shown, 1);
+
+    EXPECT_EQ(Ask(program, u"forward set wall on"_s), "WallDisplayEnable = True");
+    EXPECT_EQ(Ask(program, u"forward set wall brightness 10"_s),
+              "WallDisplayBrightness is a whole number from 1 to 9.");
+    EXPECT_EQ(Ask(program, u"set WallDisplayBrightness 9"_s), "WallDisplayBrightness = 9");
+    EXPECT_EQ(Ask(program, u"forward set wall pin 4711"_s), "WallDisplayPin = (not shown)");
+    EXPECT_TRUE(Ask(program, u"forward set wall mirror"_s)
+                    .ends_with("For wall: on, off, brightness NUMBER, pin PIN."));
+    display_->Flash();
+    EXPECT_TRUE(Ask(program, u"forward status"_s).ends_with("\nWall Display: on\n    on\n    off"));
+    EXPECT_EQ(QJsonDocument(data_[u"wall"_s].toObject()).toJson(QJsonDocument::Compact).toStdString(),
+              R"({"brightness":"9","enabled":true,"log":["on\r\noff\r\n"]})");
+
+    QCoro::waitFor(program.Close(op_));
+    EXPECT_EQ(display_->closed, 1);
+}
+
+TEST_F(ForwardCommandsTest, APortThatBothServersHaveIsThatOfB) {
+    for (const QString& key : {u"ServerEnable"_s, u"HAServerEnable"_s})
+        Preset(key, u"True"_s);
+    const QString port = QString::number(FreePort());
+    for (const QString& key : {u"TcpPortHA"_s, u"HAserverPort"_s})
+        Preset(key, port);
+    Program& program = Start();
+    EXPECT_EQ(program.forwarding.serverB.State(), SocketState::Listening);
+    EXPECT_EQ(program.forwarding.listeningServer.State(), SocketState::Error);
+    QCoro::waitFor(program.Close(op_));
+    EXPECT_EQ(program.forwarding.serverB.State(), SocketState::Closed);
+}
+
+}  // namespace
+}  // namespace corvane
