@@ -66,7 +66,7 @@ public:
     void AddOutput(Output& output);
     void AddOutput(std::unique_ptr<Output> output);
 
-    /// Puts the database in force, then starts the links. A failure is final.
+    /// Opens the database, then starts the links. A failure is final.
     QCoro::Task<Outcome> Start(Operator& op);
 
     /// Ends all waits, writes what is queued, and offers to try once more where that did not work.

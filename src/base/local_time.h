@@ -7,7 +7,7 @@
 namespace corvane {
 
 /// One moment in local time. The fields are what a clock on the wall shows; `unixSeconds` is the same moment
-/// in UTC and is what spans of time are reckoned with, so that a change to summer time shortens nothing.
+/// in UTC and is what spans of time are calculated with, so that a change to summer time shortens nothing.
 struct LocalTime {
     std::int64_t unixSeconds = 0;
     int year = 1970;

@@ -31,8 +31,9 @@ std::string WalkMinuteRecords(const CaptureDatabase::Connection& database, const
                               const std::string& columns, const WalkedBefore& before,
                               const TakeRecord& take) {
     std::optional<WallTime> last = before.time;
-    std::string newer = " AND rowid > ";
-    newer.append(std::to_string(before.id)).append(" ORDER BY rowid");
+    std::string newer;
+    if (before.id > 0) newer.append(" AND rowid > ").append(std::to_string(before.id));
+    newer.append(" ORDER BY rowid");
     return Walk(database, "monitordata_minute", span, columns, newer, [&](const DeviceRecord& record) {
         if (last == record.time) return;
         last = record.time;

@@ -59,7 +59,7 @@ public:
     [[nodiscard]] std::optional<WallTime> LastTime() const { return lastTime_; }
 
     /// The units that touch the span from `from` up to `to`. A unit has the energy of a gap only if the gap
-    /// lies within it; its cost is reckoned by the hours it spans.
+    /// lies within it; its cost is calculated by the hours it spans.
     [[nodiscard]] EnergyBars Bars(CalendarUnit unit, WallTime from, WallTime to, const Tariff& tariff) const;
 
 private:

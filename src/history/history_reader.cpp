@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    /// Where the table was emptied or made anew, all is read again.
+    /// Where the table was emptied or rebuilt, all is read again.
     void ForgetIfRenumbered(const CaptureDatabase::Connection& database) {
         SqlCursor newest(database, "SELECT MAX(rowid) FROM monitordata_minute");
         if (!newest.Next() || newest.Integer(0) >= history_.newestId) return;

@@ -38,8 +38,8 @@ struct TracePoint {
 };
 
 /// The line of one channel from `from` to `to`, both included: its records and one further at either side, or
-/// where there are more than `columns`, a point amid each of so many equal parts that has any. The line is
-/// broken wherever records are more than `kPowerGap` apart.
+/// where there are more than `columns`, a point in the middle of each of so many equal parts that has any.
+/// The line is broken wherever records are more than `kPowerGap` apart.
 [[nodiscard]] std::vector<TracePoint> TraceOf(const PowerHistory& history, std::size_t channel, WallTime from,
                                               WallTime to, int columns);
 

@@ -118,7 +118,7 @@ Outcome DeviceSlots::SaveSerial(int slot, const QString& text) {
                    "  WHERE id = '" + id + "'");
     }
     if (done.Ok()) return Outcome::Success();
-    return Outcome::Failure(u"The serial number is in force, but the database could not be told: "_s +
+    return Outcome::Failure(u"The serial number is in effect, but the database could not be told: "_s +
                             QString::fromStdString(done.errorText));
 }
 

@@ -110,7 +110,7 @@ void Framer::ProcessKept() {
     for (int stream = 0; stream < kStreams; ++stream) {
         Stream& s = At(stream);
         const std::string bytes = std::exchange(s.kept, {});
-        // A packet among them may hold the framer anew, which then keeps the rest once more.
+        // A packet among them may hold the framer again, which then keeps the rest once more.
         for (const char c : bytes)
             ProcessByte(stream, static_cast<std::uint8_t>(c));
     }

@@ -117,7 +117,7 @@ private:
         std::uint8_t newest = 0;
         bool packetHold = false;
         bool rawDisplay = false;
-        /// Not of std::uint8_t, which may stand for any object: the counts need not be read anew after a
+        /// Not of std::uint8_t, which may stand for any object: the counts need not be read again after a
         /// store.
         std::array<char8_t, kLongestPacket> packet{};
         std::string rawText;

@@ -83,7 +83,7 @@ public:
     /// Listens, or connects out, unless latched. Called once when the program starts.
     void StartUp();
 
-    /// The Listen button: clears the latch and begins anew on the configured port.
+    /// The Listen button: clears the latch and begins again on the configured port.
     void Listen();
 
     /// The Disconnect button: closes and sets the latch.

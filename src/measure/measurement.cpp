@@ -142,7 +142,7 @@ void Measurement::TakeCounter(DeviceReadings& readings, const CounterSource& sou
         counter.previous = value;
         return;
     }
-    // Two packets of the same second: power is reckoned from the earlier one when the next second comes.
+    // Two packets of the same second: power is calculated from the earlier one when the next second comes.
     if (readings.elapsed == 0) return;
 
     const CounterChange change = JudgeCounter(*counter.previous, value, readings.elapsed, counter.fiveByte);

@@ -102,7 +102,7 @@ void PulseCounters::OnReadings(const DeviceReadings& readings) {
     if (!setup.enabled || !setup.channel.has_value() || !readings.model->Has(*setup.channel)) return;
     const double count = readings.channels[*setup.channel].absolute.current;
     const bool follows = slot.count.has_value() && !readings.restart;
-    // The same second again: as with power, the rate is reckoned when the next one comes.
+    // The same second again: as with power, the rate is calculated when the next one comes.
     if (follows && readings.elapsed == 0) return;
     // Negative where the counter fell: that gives no rate, and counting goes on from there.
     const double pulses = follows ? count - *slot.count : 0;

@@ -19,7 +19,7 @@ struct EnergyCounter {
     std::int16_t carry = 0;  ///< wraps so far; kept in the settings
     double current = 0;      ///< watt-seconds at the last packet
 
-    /// Watt-seconds from which the next power is reckoned; nothing before the first packet.
+    /// Watt-seconds from which the next power is calculated; nothing before the first packet.
     std::optional<double> previous;
 
     /// Watts since the previous packet; nothing where this packet gave none.

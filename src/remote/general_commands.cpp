@@ -126,7 +126,7 @@ std::span<const Command> GeneralCommands() {
         {"status", "", "Links, database and the last lines of the status list.", 0, 0, true, Status},
         {"readings", "", "The live values of all monitors.", 0, 0, true, ShowReadings},
         {"get", "KEY", "A setting; SECTION/KEY for one that is not general.", 1, 1, true, GetSetting},
-        {"set", "KEY VALUE", "Changes a setting and says from when on it is in force.", 2, 2, false,
+        {"set", "KEY VALUE", "Changes a setting and says from when on it is in effect.", 2, 2, false,
          SetSetting},
         {"help", "", "This list.", 0, 0, true, Help},
     };

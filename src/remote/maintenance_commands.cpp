@@ -221,7 +221,7 @@ QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator&) {
 std::span<const Command> MaintenanceCommands() {
     static constexpr Command commands[] = {
         {"db new", "[FILE]", "Makes a fresh database, and offers to use it.", 0, 1, false, New},
-        {"db open", "[FILE]", "Puts another database in force.", 0, 1, false, OpenDatabase},
+        {"db open", "[FILE]", "Switches to another database.", 0, 1, false, OpenDatabase},
         {"db info", "", "The database: size, rows and dates per device, state.", 0, 0, false, Info},
         {"db verify", "", "Compares serial numbers with those in the database.", 0, 0, false, Verify},
         {"db backup", "", "Copies the database beside it, under the next number.", 0, 0, false, Backup},
@@ -234,10 +234,10 @@ std::span<const Command> MaintenanceCommands() {
         {"db empty", "", "Deletes all captured data.", 0, 0, false, Empty},
         {"db outliers", "KWH", "Sets hourly energies above that to 0.", 0, 1, false, Outliers},
         {"db test-types", "", "Tests the types of the tables' columns.", 0, 0, true, TestTypes},
-        {"db repair", "hourly|minute", "Makes a table anew with the right types.", 1, 1, false, Repair},
+        {"db repair", "hourly|minute", "Rebuilds a table with the right types.", 1, 1, false, Repair},
         {"db repair-serials", "", "Offers to lengthen serial numbers that are too short.", 0, 0, false,
          RepairSerials},
-        {"db reset-labels", "", "Makes the rows of labels anew.", 0, 0, false, ResetLabels},
+        {"db reset-labels", "", "Rebuilds the rows of labels.", 0, 0, false, ResetLabels},
         {"db auto", "[condense|delete on|off [DAYS]]", "What is done every night.", 0, 3, false, Auto},
     };
     return commands;

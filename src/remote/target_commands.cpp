@@ -95,7 +95,7 @@ QCoro::Task<Reply> ZeroCarries(Program& program, QStringList, Operator& op) {
 
 QCoro::Task<Reply> Reboot(Program& program, QStringList, Operator& op) {
     const Outcome sent = co_await program.commands.ReBoot5810(op);
-    co_return Reply::Of(sent, u"The monitor was told to start anew."_s);
+    co_return Reply::Of(sent, u"The monitor was told to restart."_s);
 }
 
 QCoro::Task<Reply> Thru(Program& program, QStringList, Operator& op) {
@@ -152,7 +152,7 @@ std::span<const Command> TargetCommands() {
         {"reset-accumulated", "", "Sets the monitor's energy counters and all carries to 0.", 0, 0, false,
          ResetAccumulated},
         {"zero-carries", "", "Sets all carries to 0, and tells no monitor.", 0, 0, false, ZeroCarries},
-        {"reboot", "", "Starts the monitor anew.", 0, 0, false, Reboot},
+        {"reboot", "", "Restarts the monitor.", 0, 0, false, Reboot},
         {"thru", "", "Has the monitor pass bytes through, until its power is cycled.", 0, 0, false, Thru},
         {"erase-logger", "", "Erases the monitor's data logger.", 0, 0, false, EraseLogger},
         {"memory", "ADDRESS [VALUE]", "A byte of the monitor's memory; with a value, writes it.", 1, 2, false,

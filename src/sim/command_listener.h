@@ -70,7 +70,7 @@ private:
     std::vector<std::uint8_t> arguments_;
     std::int64_t lastByteAt_ = 0;
     bool ready_ = true;           ///< for the next piece
-    bool passesThrough_ = false;  ///< until it is started anew, it understands nothing
+    bool passesThrough_ = false;  ///< until it is restarted, it understands nothing
     int lostBytes_ = 0;
 };
 

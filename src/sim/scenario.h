@@ -1,4 +1,4 @@
-// What a simulated monitor measures, and what befalls it and its line: scenarios as data.
+// What a simulated monitor measures, and what happens to it and its line: scenarios as data.
 #pragma once
 
 #include <array>

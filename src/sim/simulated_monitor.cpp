@@ -26,7 +26,7 @@ struct Counter {
     std::uint64_t wrapAt;  ///< the packet that brings it past its top, where it starts below that
 };
 
-// The wraps fall on packets of their own: the seconds counter's makes receivers start anew.
+// The wraps fall on packets of their own: the seconds counter's makes receivers start again.
 constexpr std::array<Counter, 9> kCounters = {{
     {Field::Ch1Absolute, 7'200'000'000, 3},
     {Field::Ch2Absolute, 5'400'000'000, 4},

@@ -27,7 +27,7 @@ public:
     [[nodiscard]] const CaptureDatabase::Connection& Database() const { return connection_; }
 
     /// Tells what is being done from now on. `rows` is how many rows the next statement is going to step
-    /// over, from which the percentage is reckoned; 0 where nobody knows.
+    /// over, from which the percentage is calculated; 0 where nobody knows.
     void Begin(const QString& text, double rows = 0);
 
     /// Tells the percentage of what is being done, for work that is not a statement.

@@ -311,7 +311,7 @@ void WebServer::Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_
 }
 
 WebReply WebServer::JoinEvents(const std::shared_ptr<Exchange>& exchange) {
-    // Held by the stream, which the exchange holds: looked for anew at each call.
+    // Held by the stream, which the exchange holds: looked for again at each call.
     const auto wake = [waiting = std::weak_ptr(exchange)] {
         const auto reader = waiting.lock();
         if (reader == nullptr || reader->connection == nullptr || reader->stream == nullptr) return;

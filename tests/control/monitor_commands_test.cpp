@@ -144,7 +144,7 @@ TEST_F(MonitorCommandsTest, AClosedSerialPortIsToldOnceUntilASendSucceedsAndATcp
 TEST_F(MonitorCommandsTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEndTheCommandAndAreLogged) {
     const struct {
         const char* what;
-        std::function<void()> befalls;
+        std::function<void()> happens;
     } cases[] = {
         {"Link 4 was lost after 2 of 4 pieces", [this] { serialC_.open = false; }},
         {"Link 4 was lost after 2 of 4 pieces", [this] { serialC_.ConnectAnew(); }},
@@ -161,7 +161,7 @@ TEST_F(MonitorCommandsTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEnd
             });
         clock_.Advance(2000);
         EXPECT_FALSE(IsFree(kStreamSerialC));
-        c.befalls();
+        c.happens();
         if (error.empty()) clock_.Advance(1000);
         EXPECT_NE(error.find(c.what), std::string::npos) << error;
         EXPECT_NE(Log().find(error), std::string::npos) << Log();

@@ -289,5 +289,17 @@ TEST_F(TcpForwardingTest, AServerThatIsStoppedWhileItWaitsForItsPortStaysClosed)
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Closed);
 }
 
+TEST_F(TcpForwardingTest, AClientThatIsSwitchedOffWhileItWaitsForItsPeerStaysOff) {
+    Set(u"ClientTCPip"_s, u"127.0.0.1"_s);
+    Set(u"ClientPort"_s, QString::number(FreePort()));
+    Set(u"ClientEnable"_s, u"True"_s);
+    ASSERT_TRUE(SpinUntil([this] { return forwarding_.client.Standing() == OutputState::Backoff; }));
+    EXPECT_EQ(forwarding_.client.Notice(), u"Reconnecting in 5 sec."_s);
+    Set(u"ClientEnable"_s, u"False"_s);
+    clock_.AdvanceSeconds(10);
+    EXPECT_EQ(forwarding_.client.State(), SocketState::Closed);
+    EXPECT_EQ(forwarding_.client.Standing(), OutputState::Off);
+}
+
 }  // namespace
 }  // namespace corvane

@@ -283,7 +283,7 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
     Execute(path, "DELETE FROM monitordata_minute");
     Minute("2026-05-02 00:00:00", 400, 53);
     EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
-    EXPECT_THAT(history->power.watts[0], ElementsAre(400)) << "the rows are numbered anew";
+    EXPECT_THAT(history->power.watts[0], ElementsAre(400)) << "the rows are numbered again";
 }
 
 TEST_F(HistoryReading, KnowsDevicesWithRecordsAndTheirLabels) {

@@ -19,7 +19,7 @@ protected:
     [[nodiscard]] const EnergyCounter& Aux1() const { return A().channels[2].absolute; }
 };
 
-TEST_F(MeasurementTest, AMonitorThatRestartedIsReckonedFromThere) {
+TEST_F(MeasurementTest, AMonitorThatRestartedIsCalculatedFromThere) {
     Send({.ch1Absolute = 1'000'000, .seconds = 16'776'961});
     Send({.ch1Absolute = 1'260'000, .seconds = 5});
     EXPECT_TRUE(A().restart);

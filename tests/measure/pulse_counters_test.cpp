@@ -64,10 +64,10 @@ TEST_F(PulseCountersTest, TheRateFollowsTheCounterAndStartsAnewWhereItFell) {
         double rate, total;
     } steps[] = {
         {100, 1000, 0, 500},  {110, 1006, 18, 503},
-        {120, 1006, 0, 503},  {120, 1010, 0, 503},  // the same second: reckoned with the next packet
+        {120, 1006, 0, 503},  {120, 1010, 0, 503},  // the same second: calculated with the next packet
         {130, 1012, 18, 506}, {140, 4, 0, 2},
         {150, 6, 6, 3},       {16'777'000, 9, 0.0000054, 4.5},
-        {5, 20, 0, 10},  // the monitor started anew
+        {5, 20, 0, 10},  // the monitor restarted
     };
     for (const auto& step : steps) {
         Pulses(step.seconds, step.count);

@@ -102,7 +102,7 @@ TEST(Ending, DamagedSettingsAreKeptAsideAndSaid) {
     Started service(u"corvaned"_s, house.Arguments());
     EXPECT_TRUE(service.Says(u"is damaged. It is kept as"_s)) << service.Output().toStdString();
     EXPECT_TRUE(service.Says(u"TCP Server A listens on port %1"_s.arg(house.portA)))
-        << "what could be read is in force: " << service.Output().toStdString();
+        << "what could be read is in effect: " << service.Output().toStdString();
     EXPECT_EQ(house.folder.Read(u"corvane.ini.damaged-1"_s), damaged);
 }
 

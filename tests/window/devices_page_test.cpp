@@ -139,7 +139,7 @@ TEST_F(DevicesPageTest, GroupsAndTheVirtualDeviceAreChosenAndTheInstallationChan
     EXPECT_EQ(BoxText(), "Are you sure you want to delete the virtual channel and all of its records?");
     Answer(QMessageBox::Yes);
     EXPECT_FALSE(program_->virtualDevice.Exists());
-    Find<QCheckBox>(kPage, u"Reckon OTHER (Un-monitored Loads)"_s)->click();
+    Find<QCheckBox>(kPage, u"Calculate OTHER (Un-monitored Loads)"_s)->click();
     EXPECT_EQ(KeptByKey(program_->settings, u"Other"_s), u"False"_s) << "it is on unless said otherwise";
 }
 

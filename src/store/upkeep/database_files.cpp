@@ -226,7 +226,7 @@ QCoro::Task<bool> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
         if (remove) QFile::remove(path);
         co_return false;
     }
-    // Where no database is in force yet, nothing is lost by using the new one.
+    // Where no database is in use yet, nothing is lost by using the new one.
     const bool first = database_.databasePath().empty();
     const Answer safe = first ? Answer::Yes : Answer::No;
     const bool use = co_await op.AskYesNo(

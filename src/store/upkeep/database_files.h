@@ -40,13 +40,13 @@ public:
     DatabaseFiles(CaptureDatabase& database, SettingsStore& settings, DbWriter& writer,
                   DatabaseBackups& backups, QString dataFolder);
 
-    /// Finds and validates the file of the setting `DBfile` at start-up and puts it in force. Where it is
+    /// Finds and validates the file of the setting `DBfile` at start-up and opens it. Where it is
     /// missing, asks for another or for a new one until there is a file, or the user gives up: that is the
     /// failure. Where nobody can be asked, a new file is made only if there never was one: a new file beside
     /// a missing one would scatter the data.
     QCoro::Task<Outcome> GetDBfile2(Operator& op);
 
-    /// Lets the user put another database in force, after a question. The failure says why the file stays as
+    /// Lets the user switch to another database, after a question. The failure says why the file stays as
     /// it was.
     QCoro::Task<Outcome> GetDBfile(Operator& op);
 
@@ -56,14 +56,14 @@ public:
     /// Asks for a name and makes a fresh database of it, over one of that name only after asking.
     QCoro::Task<Outcome> NewDatabase(Operator& op);
 
-    /// Puts a backup in the place of the database in force, after a question.
+    /// Puts a backup in the place of the database in use, after a question.
     QCoro::Task<Outcome> RestoreBackup(int number, Operator& op);
 
     /// Makes a fresh database at `path` and offers to use it from now on. On an error offers to delete the
-    /// file. True where the file is now in force.
+    /// file. True where the file is now in use.
     QCoro::Task<bool> CreateNewDB(QString path, Operator& op);
 
-    /// Whether the name of the file in force ends as that of a database does, in any case of letters.
+    /// Whether the name of the file in use ends as that of a database does, in any case of letters.
     [[nodiscard]] bool TestValidDBfile() const;
 
     /// Compares the serial number that device position 1..6 is bound to with that in the database, and offers
@@ -71,7 +71,7 @@ public:
     QCoro::Task<Outcome> VerifyDBdeviceAdrs(int position, Operator& op);
 
 Q_SIGNALS:
-    /// Another file is in force, or the one in force holds other tables.
+    /// Another file is in use, or the one in use holds other tables.
     void Adopted();
 
 private:

@@ -53,7 +53,7 @@ public:
     /// What there is to say of the types of a table's columns.
     [[nodiscard]] QString TestColumnTypes(DataTable table) const;
 
-    /// Asks, and makes the hourly table anew with the types it should have. Row ids stay. It takes effect as
+    /// Asks, and rebuilds the hourly table with the types it should have. Row ids stay. It takes effect as
     /// a whole or not at all.
     QCoro::Task<Outcome> RepairHourlyTable(Operator& op) { return RepairTable(DataTable::Hourly, op); }
     QCoro::Task<Outcome> RepairMinuteTable(Operator& op) { return RepairTable(DataTable::Minute, op); }
@@ -61,7 +61,7 @@ public:
     /// Offers to replace each serial number of fewer than six digits throughout the database.
     QCoro::Task<Outcome> RepairSerialNumbers(Operator& op);
 
-    /// Asks, and makes the rows of labels anew: those of Device A to D, up to the first without a serial
+    /// Asks, and rebuilds the rows of labels: those of Device A to D, up to the first without a serial
     /// number, and none for the virtual device. The limit to four is on purpose.
     QCoro::Task<Outcome> ResetLabels(Operator& op);
 

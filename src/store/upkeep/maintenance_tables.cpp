@@ -1,4 +1,4 @@
-// Maintenance of the tables' columns: what types they have, and making them anew with the right ones.
+// Maintenance of the tables' columns: what types they have, and rebuilding them with the right ones.
 #include <utility>
 
 #include "base/operator.h"

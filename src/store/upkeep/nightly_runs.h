@@ -80,10 +80,10 @@ public:
     NightlyRuns(Maintenance& maintenance, CaptureDatabase& database, DatabaseWork& work,
                 SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock);
 
-    /// From now on tasks run when they are due. To be called once the database is in force.
+    /// From now on tasks run when they are due. To be called once the database is in use.
     void StartUp();
 
-    /// Another database is in force: of this one, nothing has been condensed yet.
+    /// Another database is in use: of this one, nothing has been condensed yet.
     void ForgetProgress();
 
     /// Switches a task on or off, with a count of days as a user entered it. A task that is switched on

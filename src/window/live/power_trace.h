@@ -32,7 +32,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    /// What the lines that are kept were drawn for; a change of it needs them drawn anew.
+    /// What the lines that are kept were drawn for; a change of it needs them drawn again.
     struct Look {
         QSize size;  ///< in pixels of the screen
         double ratio = 1;

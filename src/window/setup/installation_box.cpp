@@ -32,7 +32,7 @@ struct SwitchWords {
 constexpr std::array<SwitchWords, 5> kSwitches = {{
     {kBipolarMain, "Show the main panel as a bi-polar value"},
     {kAverageAmps, "Show the mean of the main panel's two currents"},
-    {kOtherWanted, "Reckon OTHER (Un-monitored Loads)"},
+    {kOtherWanted, "Calculate OTHER (Un-monitored Loads)"},
     {kLineToLine, "Show twice the volts measured"},
     {kSingleTwoChannel, "Take every VRQ-5806 packet for one of serial number 999998"},
 }};

@@ -154,7 +154,7 @@ TEST_F(DatabaseFilesTest, ANewFileComesIntoForceOnlyAfterTwoConsents) {
         EXPECT_THAT(Rows(folder.Path(name).toStdString(), "SELECT id FROM applications"), ElementsAre("1"));
     }
     for (const Question& question : op.Questions())
-        EXPECT_EQ(question.safe, Answer::No) << "one that cannot be asked keeps the file in force";
+        EXPECT_EQ(question.safe, Answer::No) << "one that cannot be asked keeps the file in use";
 }
 
 TEST_F(DatabaseFilesTest, AFailedCreationDeletesTheFileOnlyWhenToldTo) {
@@ -210,7 +210,7 @@ TEST_F(DatabaseFilesTest, AnotherFileIsOpenedOnlyWhenItIsGoodAndTheUserIsSure) {
         EXPECT_EQ(Setting(u"DBfile"_s), "vrq1.db3");
     }
 
-    // Records from before the change go to the file that was in force.
+    // Records from before the change go to the file that was in use.
     writer.WriteSQL("insert into monitordata_hourly(date) values ('first')");
     writer.WriteSQL("insert into monitordata_hourly(date) values ('second')");
     settings.Save(kDatabaseEnabled, false);
