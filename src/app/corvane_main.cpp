@@ -57,7 +57,7 @@ public:
                              [this] { QCoreApplication::exit(exitCode_); });
             co_return;
         }
-        const Outcome listening = remote_.Listen(ControlSocketPath(program_.DataFolder()));
+        const Outcome listening = remote_.Listen(RemoteSocketPath(program_.DataFolder()));
         if (!listening) program_.statusBoard.AddLine(u"     "_s + listening.Error());
         window_.ShowProgram();
     }

@@ -37,7 +37,7 @@ public:
             QCoreApplication::exit(kExitNoDatabase);
             co_return;
         }
-        const Outcome listening = remote_.Listen(ControlSocketPath(program_.DataFolder()));
+        const Outcome listening = remote_.Listen(RemoteSocketPath(program_.DataFolder()));
         if (!listening) Say(listening.Error());  // the capture goes on without it
         for (const TcpLink* link : program_.TcpLinks()) {
             if (link->State() != SocketState::Listening) continue;

@@ -1,5 +1,7 @@
 #include "link/monitor_link.h"
 
+#include <algorithm>
+
 #include "link/framer.h"
 
 namespace corvane {
@@ -17,7 +19,8 @@ void MonitorLink::Frame(QByteArrayView chunk) {
 }
 
 MonitorLinks Listed(MonitorLinks links) {
-    std::ranges::stable_partition(links, [](const MonitorLink* link) { return !link->IsSerial(); });
+    std::stable_partition(links.begin(), links.end(),
+                          [](const MonitorLink* link) { return !link->IsSerial(); });
     return links;
 }
 

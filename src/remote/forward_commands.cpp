@@ -94,7 +94,7 @@ std::optional<OutputAction> ActionOf(Output& output, const QString& word) {
 /// What is told when an action has succeeded: its own text, or the last result, or how the output stands now.
 QString ToldOf(const Output& output, const OutputAction& action) {
     if (*action.done != '\0') return QString::fromLatin1(action.done);
-    if (output.Log() != nullptr) return output.Log()->Lines().back();
+    if (output.Log() != nullptr && !output.Log()->Lines().empty()) return output.Log()->Lines().back();
     return output.Status().lines.first();
 }
 

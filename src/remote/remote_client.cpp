@@ -93,7 +93,7 @@ void RemoteClient::Start(const QString& dataFolder) {
                                   : u"No Corvane program runs on %1."_s.arg(dataFolder));
                 End(false);
             });
-    socket_.connectToServer(ControlSocketPath(dataFolder));
+    socket_.connectToServer(RemoteSocketPath(dataFolder));
 }
 
 void RemoteClient::TakeLine(const QByteArray& line) {

@@ -53,7 +53,7 @@ QByteArray RemoteLine(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
 
-QString ControlSocketPath(const QString& dataFolder) {
+QString RemoteSocketPath(const QString& dataFolder) {
     QString path = QDir(dataFolder).filePath(u"control.sock"_s);
     if (path.toUtf8().size() <= kLongestSocketPath) return path;
     const QByteArray hash = QCryptographicHash::hash(dataFolder.toUtf8(), QCryptographicHash::Sha256).toHex();

@@ -42,6 +42,6 @@ struct RemoteRequest {
 
 /// Where the socket of the program with this data folder is: in the folder, or where that path is too long
 /// for a socket in the user's runtime folder, under a name made from it.
-[[nodiscard]] QString ControlSocketPath(const QString& dataFolder);
+[[nodiscard]] QString RemoteSocketPath(const QString& dataFolder);
 
 }  // namespace corvane

@@ -7,7 +7,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(ControlProtocol, RequestsSurviveTheLine) {
+TEST(RemoteProtocol, RequestsSurviveTheLine) {
     const RemoteRequest request{
         .command = u"set-serial"_s, .arguments = {u"A"_s, u" \"ä\n"_s}, .answer = Answer::Cancel};
     const QByteArray line = RemoteLine(RemoteRequestObject(request));
@@ -18,7 +18,7 @@ TEST(ControlProtocol, RequestsSurviveTheLine) {
     EXPECT_EQ(parsed.answer, request.answer);
 }
 
-TEST(ControlProtocol, WhatIsNoRequestIsToldSo) {
+TEST(RemoteProtocol, WhatIsNoRequestIsToldSo) {
     const char* lines[] = {"",
                            "\n",
                            "status",
@@ -39,13 +39,13 @@ TEST(ControlProtocol, WhatIsNoRequestIsToldSo) {
     }
 }
 
-TEST(ControlProtocol, ALongFolderHasItsSocketElsewhereUnderANameOfItsOwn) {
-    EXPECT_EQ(ControlSocketPath(u"/home/a/data"_s), u"/home/a/data/control.sock"_s);
+TEST(RemoteProtocol, ALongFolderHasItsSocketElsewhereUnderANameOfItsOwn) {
+    EXPECT_EQ(RemoteSocketPath(u"/home/a/data"_s), u"/home/a/data/control.sock"_s);
     const QString longFolder = u"/home/"_s + QString(120, u'x');
-    const QString path = ControlSocketPath(longFolder);
+    const QString path = RemoteSocketPath(longFolder);
     EXPECT_LT(path.toUtf8().size(), 100);
-    EXPECT_EQ(path, ControlSocketPath(longFolder));
-    EXPECT_NE(path, ControlSocketPath(longFolder + u"y"_s));
+    EXPECT_EQ(path, RemoteSocketPath(longFolder));
+    EXPECT_NE(path, RemoteSocketPath(longFolder + u"y"_s));
 }
 
 }  // namespace

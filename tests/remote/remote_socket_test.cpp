@@ -32,16 +32,16 @@ private:
     QLocalSocket socket_;
 };
 
-class ControlSocket : public ProgramTest {
+class RemoteSocket : public ProgramTest {
 protected:
-    ControlSocket() : program_(Start()), server_(program_) { EXPECT_TRUE(server_.Listen(path_)); }
+    RemoteSocket() : program_(Start()), server_(program_) { EXPECT_TRUE(server_.Listen(path_)); }
 
     const QString path_ = folder.Path(u"control.sock"_s);
     Program& program_;
     RemoteServer server_;
 };
 
-TEST_F(ControlSocket, AnswersRequestsInTheirOrder) {
+TEST_F(RemoteSocket, AnswersRequestsInTheirOrder) {
     Client client(path_);
     client.Send(
         "{\"command\":\"set\",\"arguments\":[\"VoltX2\",\"true\"]}\n"
@@ -56,7 +56,7 @@ TEST_F(ControlSocket, AnswersRequestsInTheirOrder) {
     }
 }
 
-TEST_F(ControlSocket, ALineMayComeInPieces) {
+TEST_F(RemoteSocket, ALineMayComeInPieces) {
     Client client(path_);
     for (const char c : QByteArray("{\"command\":\"slots\"}\n")) {
         client.Send(QByteArray(1, c));
@@ -65,7 +65,7 @@ TEST_F(ControlSocket, ALineMayComeInPieces) {
     EXPECT_EQ(client.Receive()[u"data"_s].toObject()[u"slots"_s].toArray().size(), 6);
 }
 
-TEST_F(ControlSocket, ATextIsAskedForAndTheAnswerUsed) {
+TEST_F(RemoteSocket, ATextIsAskedForAndTheAnswerUsed) {
     Client client(path_);
     client.Send("{\"command\":\"set-serial\",\"arguments\":[\"B\"]}\n");
     EXPECT_TRUE(client.Receive()[u"askText"_s].toString().startsWith(u"Enter the energy monitor's"_s));
@@ -74,7 +74,7 @@ TEST_F(ControlSocket, ATextIsAskedForAndTheAnswerUsed) {
     EXPECT_EQ(program_.deviceSlots.Bound(2), u"301234"_s);
 }
 
-TEST_F(ControlSocket, WhileACommandAsksOthersMayLookButNotChange) {
+TEST_F(RemoteSocket, WhileACommandAsksOthersMayLookButNotChange) {
     Client asked(path_);
     asked.Send("{\"command\":\"set-serial\",\"arguments\":[\"B\"]}\n");
     ASSERT_TRUE(asked.Receive().contains(u"askText"_s));
@@ -91,7 +91,7 @@ TEST_F(ControlSocket, WhileACommandAsksOthersMayLookButNotChange) {
     EXPECT_TRUE(other.Receive()[u"ok"_s].toBool());
 }
 
-TEST_F(ControlSocket, AClientThatLeavesInAQuestionFreesTheNextCommand) {
+TEST_F(RemoteSocket, AClientThatLeavesInAQuestionFreesTheNextCommand) {
     auto leaving = std::make_unique<Client>(path_);
     leaving->Send("{\"command\":\"set-serial\",\"arguments\":[\"B\"]}\n");
     ASSERT_TRUE(leaving->Receive().contains(u"askText"_s));
@@ -107,14 +107,14 @@ TEST_F(ControlSocket, AClientThatLeavesInAQuestionFreesTheNextCommand) {
     EXPECT_EQ(program_.deviceSlots.Bound(2), u"301234"_s);
 }
 
-TEST_F(ControlSocket, ALineWithoutEndIsCutOff) {
+TEST_F(RemoteSocket, ALineWithoutEndIsCutOff) {
     Client client(path_);
     client.Send(QByteArray(kLongestRemoteLine + 10, 'x'));
     EXPECT_TRUE(client.Receive()[u"error"_s].toString().contains(u"too long"_s));
     EXPECT_TRUE(SpinUntil([&client] { return client.IsClosed(); }));
 }
 
-TEST_F(ControlSocket, ClosingEndsAnOpenQuestionWithoutChangingAnything) {
+TEST_F(RemoteSocket, ClosingEndsAnOpenQuestionWithoutChangingAnything) {
     Client client(path_);
     client.Send("{\"command\":\"set-serial\",\"arguments\":[\"B\"]}\n");
     ASSERT_TRUE(client.Receive().contains(u"askText"_s));
@@ -123,7 +123,7 @@ TEST_F(ControlSocket, ClosingEndsAnOpenQuestionWithoutChangingAnything) {
     EXPECT_TRUE(program_.deviceSlots.Bound(2).isEmpty());
 }
 
-TEST_F(ControlSocket, ReplacesTheSocketOfAProgramThatWasKilled) {
+TEST_F(RemoteSocket, ReplacesTheSocketOfAProgramThatWasKilled) {
     server_.Close();
     folder.Write(u"control.sock"_s, "left over");
     EXPECT_TRUE(server_.Listen(path_));
