@@ -74,7 +74,7 @@ protected:
     }
 };
 
-TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColourAndSign) {
+TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColorAndSign) {
     Preset(u"NETmeter"_s, u"True"_s);
     OpenDashboard();
     ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::MainPanel, {u"A:CH1"_s}));

@@ -1,4 +1,4 @@
-// The colours of window and pages: the same, readable on their backgrounds, and told apart by everybody.
+// The colors of window and pages: the same, readable on their backgrounds, and told apart by everybody.
 #include <QApplication>
 #include <QFile>
 #include <QPalette>
@@ -56,7 +56,7 @@ constexpr std::array<Matrix, 3> kEyes = {{
     {{{0.367322, 0.860646, -0.227968}, {0.280085, 0.672501, 0.047413}, {-0.011820, 0.042940, 0.968881}}},
 }};
 
-/// Where those eyes see the colour, in OKLab.
+/// Where those eyes see the color, in OKLab.
 Triple SeenBy(const Matrix& eyes, const QColor& color) {
     constexpr Matrix kCones = {{{0.4122214708, 0.5363325363, 0.0514459929},
                                 {0.2119034982, 0.6806995451, 0.1073969566},
@@ -96,7 +96,7 @@ std::vector<Scheme> Schemes() {
     return {{false, ours}, {true, {0x353535, 0x2d2d2d, 0x31363b, 0x1b1e20}}};
 }
 
-TEST(Palette, EveryColourStandsOutFromEveryBackground) {
+TEST(Palette, EveryColorStandsOutFromEveryBackground) {
     for (const Scheme& scheme : Schemes()) {
         std::vector<QColor> backgrounds = scheme.windows;
         for (const auto& name : {u"paper"_s, u"card"_s})
@@ -124,7 +124,7 @@ TEST(Palette, ChannelsAreToldApartByEveryEye) {
     }
 }
 
-TEST(Palette, ThePagesHaveTheSameColours) {
+TEST(Palette, ThePagesHaveTheSameColors) {
     for (const bool dark : {false, true}) {
         const Palette& palette = PaletteOn(dark ? Qt::black : Qt::white);
         for (std::size_t channel = 0; channel < kChannels; ++channel)

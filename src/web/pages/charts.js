@@ -53,7 +53,7 @@ function showChoice() {
     byId(`view-${choice.view}`).checked = true;
 }
 
-function colour(name) {
+function color(name) {
     return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 }
 
@@ -61,8 +61,8 @@ function draw(view, points) {
     const bars = view.unit === "kWh";
     const size = parseFloat(getComputedStyle(document.documentElement).fontSize);
     const font = {size: size * 0.75, family: getComputedStyle(document.body).fontFamily};
-    const ink = colour("--muted");
-    const full = colour(`--${choice.channel.toLowerCase()}`);
+    const ink = color("--muted");
+    const full = color(`--${choice.channel.toLowerCase()}`);
     const pale = `${full}66`;
     const dataset = {data: points.map((point) => point.value)};
     if (bars) {
@@ -87,7 +87,7 @@ function draw(view, points) {
             },
             scales: {
                 x: {grid: {display: false}, ticks: {font, color: ink, maxRotation: 0, ...view.ticks?.(size)}},
-                y: {beginAtZero: true, grid: {color: colour("--line"), drawBorder: false},
+                y: {beginAtZero: true, grid: {color: color("--line"), drawBorder: false},
                     ticks: {font, color: ink, maxTicksLimit: 7}, title: {display: true, text: view.unit, font, color: ink}},
             },
         },

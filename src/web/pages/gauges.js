@@ -63,7 +63,7 @@ export class Gauge {
         this.set(null);
     }
 
-    /** `value` is null where there is none; `tone` names a colour of style.css. */
+    /** `value` is null where there is none; `tone` names a color of style.css. */
     set(value, tone = "use") {
         this.end = scaleEnd(Math.abs(value ?? 0), this.end);
         const share = Math.min(Math.abs(value ?? 0) / this.end, 1) * 100;

@@ -47,7 +47,7 @@ private:
     const PulseCounters& pulses_;
     int slot_;
     const Palette* palette_ = nullptr;
-    std::array<QIcon, kChannels> dots_;  ///< in the colours of the lines
+    std::array<QIcon, kChannels> dots_;  ///< in the colors of the lines
     std::vector<std::size_t> channels_;  ///< that the monitor has, a row each
     ChannelLabels labels_;
     bool current_ = false;

@@ -38,7 +38,7 @@ QLabel* QuietLabel(Qt::Alignment alignment) {
     return label;
 }
 
-/// A coloured dot in front of `text`, which tells the same in words.
+/// A colored dot in front of `text`, which tells the same in words.
 QString DottedText(QColor color, const QString& text) {
     return u"<span style=\"color:%1\">&#9679;</span> %2"_s.arg(color.name(), text);
 }

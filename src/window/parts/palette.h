@@ -1,4 +1,4 @@
-// The colours that mean something, the same on every tab and, in src/web/pages/style.css, in the browser.
+// The colors that mean something, the same on every tab and, in src/web/pages/style.css, in the browser.
 #pragma once
 
 #include <QColor>
@@ -9,7 +9,7 @@
 
 namespace corvane {
 
-/// Colours for one kind of background. Each stands out from it by a contrast of 3 : 1 at least, and those of
+/// Colors for one kind of background. Each stands out from it by a contrast of 3 : 1 at least, and those of
 /// the channels are told apart by who does not see red or green, too.
 struct Palette {
     std::array<QColor, kChannels> channels;  ///< by `kChannelTable`
@@ -29,7 +29,7 @@ struct Palette {
 /// The palette for that background, which is light or dark. It lasts as long as the program.
 [[nodiscard]] const Palette& PaletteOn(const QColor& background);
 
-/// The colour that lies between the two; 0 is all of `a`, 1 all of `b`.
+/// The color that lies between the two; 0 is all of `a`, 1 all of `b`.
 [[nodiscard]] QColor Mixed(const QColor& a, const QColor& b, double share);
 
 }  // namespace corvane

@@ -27,7 +27,7 @@ QFrame* Line() {
     return line;
 }
 
-/// A rounded square of that colour.
+/// A rounded square of that color.
 QPixmap Swatch(const QColor& color, double ratio) {
     QPixmap swatch(QSize(12, 12) * ratio);
     swatch.setDevicePixelRatio(ratio);

@@ -10,7 +10,7 @@
 namespace corvane {
 
 /// Lines that have a point in each column of pixels, each with the band from its lowest to its highest
-/// values. They are drawn column by column in plain colours: as paths, or see-through, they would take
+/// values. They are drawn column by column in plain colors: as paths, or see-through, they would take
 /// seconds.
 class DenseLines final : public QCPGraph {
     Q_OBJECT
