@@ -65,7 +65,7 @@ void FollowSteps(QNetworkReply& reply, const Clock& clock, const QObject& contex
 Outcome CheckFeedSwitch(QString& text, const SettingValues& values) {
     Setting anySwitch = kPacEnable;
     anySwitch.check = nullptr;
-    const Outcome checked = CheckSetting(anySwitch, text, values);
+    Outcome checked = CheckSetting(anySwitch, text, values);
     if (!checked || text == "False"_L1 || CanSend(values)) return checked;
     return Outcome::Failure(u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
 }

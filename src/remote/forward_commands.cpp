@@ -146,7 +146,7 @@ QCoro::Task<Reply> RunOnServer(Program& program, QStringList arguments, Operator
 template <const char* name, const char* word>
 QCoro::Task<Reply> RunOn(Program& program, QStringList, Operator& op) {
     Output& output = *program.outputs.Find(QString::fromLatin1(name));
-    return Run(output, ActionOf(output, QString::fromLatin1(word)).value(), op);
+    co_return co_await Run(output, ActionOf(output, QString::fromLatin1(word)).value(), op);
 }
 
 template <const char* name, const char* word>

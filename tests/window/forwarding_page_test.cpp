@@ -232,7 +232,7 @@ TEST_F(ForwardingPageTest, AnAssignmentIsChangedOnlyWhereThatIsMeant) {
         assign(u"B:AUX3"_s);
         EXPECT_EQ(BoxText(), "Are you sure you want to change this datastream assignment?");
         Answer(answer);
-        EXPECT_TRUE(SpinUntil([&] { return table->item(2, 0)->text() == stands; }));
+        EXPECT_TRUE(SpinUntil([&, &wanted = stands] { return table->item(2, 0)->text() == wanted; }));
         EXPECT_EQ(program_->feedUpload.Channels()[2]->Text(), stands);
     }
     assign(u"None"_s);
