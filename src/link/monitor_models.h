@@ -73,7 +73,18 @@ inline constexpr auto kModels = std::to_array<MonitorModel>({
     }
     return true;
 }
-static_assert(std::ranges::all_of(kModels, FieldsFit));
+
+/// Whether each can be told from the others by its name and by its packets.
+[[nodiscard]] constexpr bool AllDiffer(std::span<const MonitorModel> models) {
+    for (std::size_t i = 0; i < models.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            if (models[i].name == models[j].name || models[i].thirdHeaderByte == models[j].thirdHeaderByte)
+                return false;
+        }
+    }
+    return true;
+}
+static_assert(std::ranges::all_of(kModels, FieldsFit) && AllDiffer(kModels));
 
 inline constexpr const MonitorModel& kTwoChannel = kModels[0];
 inline constexpr const MonitorModel& kFiveChannel = kModels[1];

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <optional>
 
 #include "app/program.h"
@@ -74,12 +75,21 @@ QString AllChoiceWords(const Program& program) {
     return sentences.join(u' ');
 }
 
-QCoro::Task<Reply> ForwardSet(Program& program, QStringList arguments, Operator&) {
+bool IsSecret(const Output& output, const QString& word) {
+    return std::ranges::any_of(output.Choices(), [&word](const OutputChoice& choice) {
+        return choice.setting->privacy == SettingPrivacy::Secret && word == QLatin1StringView(choice.word);
+    });
+}
+
+QCoro::Task<Reply> ForwardSet(Program& program, QStringList arguments, Operator& op) {
     const Output* output = program.outputs.Find(arguments[0]);
     std::optional<Reply> reply;
     if (output != nullptr && !output->Names().ownCommands) {
-        const auto value = arguments.size() == 3 ? std::optional(arguments[2]) : std::nullopt;
-        reply = Choose(program, *output, arguments[1].toLower(), value);
+        const QString word = arguments[1].toLower();
+        auto value = arguments.size() == 3 ? std::optional(arguments[2]) : std::nullopt;
+        // Asked for, a secret leaves no trace in the history of a shell.
+        if (!value.has_value() && IsSecret(*output, word)) value = co_await op.AskText(word + u": "_s);
+        reply = Choose(program, *output, word, value);
     }
     co_return reply.value_or(Reply::Failure(AllChoiceWords(program)));
 }
@@ -198,8 +208,9 @@ std::span<const Command> ForwardCommands() {
     static constexpr Command commands[] = {
         {"forward status", "", "What is forwarded, to whom, and how the uploads go.", 0, 0, true,
          ForwardStatus},
-        {"forward set", "server|b|client WHAT [VALUE]",
-         "Switches a role on or off, or sets its mode, port, address.", 2, 3, false, ForwardSet},
+        {"forward set", "OUTPUT WHAT [VALUE]",
+         "Switches server, b, client and the like on or off, or sets mode, port, address.", 2, 3, false,
+         ForwardSet},
         {"forward listen", "server|b", "Lets a forwarding server wait for its peer, now and at every start.",
          1, 1, false, RunOnServer<kListen>},
         {"forward stop", "server|b", "Closes a forwarding server until it is told to listen again.", 1, 1,

@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 Bytes ThreeChannelPacket(const MonitorState& state) {
     Bytes packet = PacketOf(state);
     packet.resize(47);
-    packet[2] = 0x07;
+    packet[2] = 0xA7;
     // What is not read stands where another model has its AUX2.
     packet[44] = packet[45] = 0xEE;
     SetChecksum(packet);
@@ -67,7 +67,7 @@ TEST_F(ThirdModelTest, ItsPacketsAmongOthersBecomeReadingsOfItsChannels) {
 
     const QJsonObject device = Device(0);
     EXPECT_EQ(device[u"serial"_s], u"301234"_s);
-    EXPECT_EQ(device[u"model"_s], u"Three"_s);
+    EXPECT_EQ(device[u"model"_s], u"Made-up"_s);
     const struct {
         QJsonValue watts;
         double wattSeconds;

@@ -127,6 +127,9 @@ TEST_F(ForwardCommandsTest, AnOutputThatIsOnTheListNeedsNothingElse) {
               "WallDisplayBrightness is a whole number from 1 to 9.");
     EXPECT_EQ(Ask(program, u"set WallDisplayBrightness 9"_s), "WallDisplayBrightness = 9");
     EXPECT_EQ(Ask(program, u"forward set wall pin 4711"_s), "WallDisplayPin = (not shown)");
+    op_.WillEnter("pin: ", u"4712"_s);
+    EXPECT_EQ(Ask(program, u"forward set wall pin"_s), "WallDisplayPin = (not shown)");
+    EXPECT_EQ(program.settings.Value(kDisplayPin), u"4712"_s) << "typed where no history of a shell keeps it";
     EXPECT_TRUE(Ask(program, u"forward set wall mirror"_s)
                     .ends_with("For wall: on, off, brightness NUMBER, pin PIN."));
     display_->Flash();

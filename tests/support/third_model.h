@@ -2,21 +2,26 @@
 // models must be true of the next one, too.
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "link/monitor_models.h"
 
 namespace corvane {
 
-inline constexpr std::array<MonitorModel, kModels.size() + 1> kWithThird = {
-    kModels[0],
-    kModels[1],
-    {.name = "Three",
-     .thirdHeaderByte = 0x07,
-     .length = 47,
-     .fields = kMainFields | FieldSet{Field::Aux1},
-     .startWord = "THR"}};
-static_assert(std::ranges::all_of(kWithThird, FieldsFit));
+inline constexpr MonitorModel kMadeUpModel = {.name = "Made-up",
+                                              .thirdHeaderByte = 0xA7,
+                                              .length = 47,
+                                              .fields = kMainFields | FieldSet{Field::Aux1},
+                                              .startWord = "THR"};
+
+inline constexpr auto kWithThird = [] {
+    std::array<MonitorModel, kModels.size() + 1> models;
+    std::ranges::copy(kModels, models.begin());
+    models.back() = kMadeUpModel;
+    return models;
+}();
+static_assert(std::ranges::all_of(kWithThird, FieldsFit) && AllDiffer(kWithThird));
 
 inline constexpr const MonitorModel& kThreeChannel = kWithThird.back();
 
