@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <utility>
 
 #include "link/monitor_models.h"
 
@@ -15,12 +17,10 @@ inline constexpr MonitorModel kMadeUpModel = {.name = "Made-up",
                                               .fields = kMainFields | FieldSet{Field::Aux1},
                                               .startWord = "THR"};
 
-inline constexpr auto kWithThird = [] {
-    std::array<MonitorModel, kModels.size() + 1> models;
-    std::ranges::copy(kModels, models.begin());
-    models.back() = kMadeUpModel;
-    return models;
-}();
+inline constexpr auto kWithThird = []<std::size_t... index>(std::index_sequence<index...>) {
+    return std::array{kModels[index]..., kMadeUpModel};
+}
+(std::make_index_sequence<kModels.size()>());
 static_assert(std::ranges::all_of(kWithThird, FieldsFit) && AllDiffer(kWithThird));
 
 inline constexpr const MonitorModel& kThreeChannel = kWithThird.back();

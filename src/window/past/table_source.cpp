@@ -103,7 +103,7 @@ QCoro::Task<> TableSource::ReadPage(int first) {
 
 QString TableSource::StateText() const {
     if (readingTable_) return u"Reading..."_s;
-    const QString error = ErrorText();
+    QString error = ErrorText();
     if (!error.isEmpty()) return error;
     return u"%1 rows, the newest first"_s.arg(QLocale().toString(model_.rowCount()));
 }
