@@ -21,6 +21,7 @@ using testing::EndsWith;
 class PresenceTest : public WindowTest {
 protected:
     PresenceTest() { Preset(u"DevSerial"_s, u"301234"_s, u"0"_s); }
+    ~PresenceTest() override { clock.EndWaits(); }  // an event of the pages may be waiting for its turn
 
     void SendTwoPackets() {
         for (int packet = 0; packet < 2; ++packet, seconds_ += 8)
