@@ -123,14 +123,14 @@ public:
 Text Summary(const Program& program) {
     Text text;
     const QJsonObject document = program.Readings();
-    for (const QJsonValue& device : document[u"devices"_s].toArray()) {
+    for (const QJsonValue device : document[u"devices"_s].toArray()) {
         text.push_back(u"Device %1 %2, %3, seconds %4, elapsed %5"_s
                            .arg(device[u"slot"_s].toString(), device[u"serial"_s].toString(),
                                 device[u"model"_s].toString())
                            .arg(device[u"seconds"_s].toInt())
                            .arg(device[u"elapsed"_s].toInt())
                            .toStdString());
-        for (const QJsonValue& value : device[u"channels"_s].toArray()) {
+        for (const QJsonValue value : device[u"channels"_s].toArray()) {
             QJsonObject channel = value.toObject();
             channel.remove(u"label"_s);  // which is not of the traffic
             text.push_back("  " + QJsonDocument(channel).toJson(QJsonDocument::Compact).toStdString());

@@ -16,7 +16,6 @@ namespace {
 
 using namespace Qt::StringLiterals;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 const QString kPage = u"database"_s;
 constexpr auto kYes = QMessageBox::Yes;
