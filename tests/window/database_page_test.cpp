@@ -80,6 +80,7 @@ protected:
         clock.AdvanceSeconds(1);
         const auto* box = Find<QComboBox>(kPage, u"Backup to restore"_s);
         std::vector<std::string> names;
+        names.reserve(static_cast<std::size_t>(box->count()));
         for (int i = 0; i < box->count(); ++i)
             names.push_back(box->itemText(i).toStdString());
         return names;
