@@ -1,5 +1,6 @@
 #include "app/settings.h"
 
+#include "link/device_slots.h"
 #include "store/settings_store.h"
 
 namespace corvane {
@@ -8,13 +9,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int kSlotSections = 6;
-
 /// Where this setting lies whose section has this name: its slot, or 0 where it has none; nothing where the
 /// setting is not of that section.
 std::optional<int> SlotOfSection(const Setting& setting, const QString& name) {
     const bool general = setting.section == SettingSection::Startup;
-    for (int slot = general ? 0 : 1; slot <= (general ? 0 : kSlotSections); ++slot) {
+    for (int slot = general ? 0 : 1; slot <= (general ? 0 : kSlots); ++slot) {
         if (name.compare(SettingSectionName(setting, {.slot = slot}), Qt::CaseInsensitive) == 0) return slot;
     }
     return std::nullopt;
@@ -24,7 +23,7 @@ std::optional<int> SlotOfSection(const Setting& setting, const QString& name) {
 
 std::optional<FoundSetting> Settings::Find(const QString& name) const {
     const auto slash = name.indexOf(u'/');
-    const QString section = slash < 0 ? SettingsStore::kStartup : name.left(slash);
+    const QString section = slash < 0 ? kStartupSection : name.left(slash);
     const QString key = name.mid(slash + 1);
     for (const List list : lists_) {
         for (const Setting& setting : list) {
@@ -56,7 +55,7 @@ Outcome Settings::Apply(const Setting& setting, QString text, const SettingPlace
 }
 
 std::optional<QString> Settings::Shown(const QString& name) const {
-    auto kept = store_.Kept(name.contains(u'/') ? name : SettingsStore::kStartup + u'/' + name);
+    auto kept = store_.Kept(name.contains(u'/') ? name : kStartupSection + u'/' + name);
     const auto found = Find(name);
     const bool secret = !found.has_value() || found->setting->privacy == SettingPrivacy::Secret;
     if (secret && kept.has_value() && !kept->isEmpty()) kept = kNotShown;

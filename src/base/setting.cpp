@@ -75,7 +75,7 @@ QString SettingSectionName(const Setting& setting, const SettingPlace& place) {
         case SettingSection::SlotFromOne:
             return QString::number(place.slot);
     }
-    return u"startup"_s;
+    return kStartupSection;
 }
 
 QStringList SettingMembers(const Setting& setting) {

@@ -13,6 +13,9 @@ namespace corvane {
 
 struct Setting;
 
+/// The section of the settings that the program has once.
+inline const QString kStartupSection = QStringLiteral("startup");
+
 /// Which one of a setting that there is more than one of.
 struct SettingPlace {
     QString member = {};  ///< what stands in the key in the place of "#": "A", "12"

@@ -7,6 +7,7 @@
 #include "base/operator.h"
 #include "base/status_board.h"
 #include "base/wait_until.h"
+#include "link/device_texts.h"
 #include "link/monitor_link.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
@@ -275,7 +276,7 @@ QString MonitorCommands::LogBroken(const QString& what, const Sequence& sequence
                        .arg(Text(sequence.name), what)
                        .arg(sent)
                        .arg(sequence.SentPieces());
-    errorLog_.LogError(0, text, u"Device %1"_s.arg(SlotLetter(TargetSlot())));
+    errorLog_.LogError(0, text, SlotName(TargetSlot()));
     return text;
 }
 

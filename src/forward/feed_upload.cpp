@@ -32,23 +32,23 @@ constexpr qint64 kLongestAnswer = 1000;  ///< bytes of a response text that are 
 
 constexpr OutputNames kFeedNames = {.word = "feed", .name = "Feed", .log = "Results", .ownCommands = true};
 
-constexpr Setting kFeedSettings[] = {kPacEnable, kPachubeKey,  kPachubeFeed, kPacTitle,
-                                     kPacHost,   kPacInterval, kPacChan,     kTicEndIndex};
+constexpr Setting kFeedSettings[] = {kFeedEnable, kFeedKey,      kFeedNumber,      kFeedTitle,
+                                     kFeedHost,   kFeedInterval, kFeedChannelList, kLastFeedChannel};
 
 constexpr OutputChoice kFeedChoices[] = {
-    {.setting = &kPacEnable, .word = "on", .offWord = "off", .label = "Send to the feed"},
-    {.setting = &kPachubeKey, .word = "key", .label = "API key"},
-    {.setting = &kPachubeFeed, .word = "feed", .label = "Feed number"},
-    {.setting = &kPacTitle, .word = "title", .label = "Title"},
-    {.setting = &kPacHost, .word = "host"},
-    {.setting = &kPacInterval, .word = "interval", .label = "Seconds between uploads"},
+    {.setting = &kFeedEnable, .word = "on", .offWord = "off", .label = "Send to the feed"},
+    {.setting = &kFeedKey, .word = "key", .label = "API key"},
+    {.setting = &kFeedNumber, .word = "feed", .label = "Feed number"},
+    {.setting = &kFeedTitle, .word = "title", .label = "Title"},
+    {.setting = &kFeedHost, .word = "host"},
+    {.setting = &kFeedInterval, .word = "interval", .label = "Seconds between uploads"},
 };
 
 /// Whether key, feed and title are such that something can be sent.
 bool CanSend(const SettingValues& values) {
-    QString feed = values.Value(kPachubeFeed);
-    QString title = values.Value(kPacTitle);
-    return !values.Value(kPachubeKey).isEmpty() && CheckFeedNumber(feed, values) &&
+    QString feed = values.Value(kFeedNumber);
+    QString title = values.Value(kFeedTitle);
+    return !values.Value(kFeedKey).isEmpty() && CheckFeedNumber(feed, values) &&
            CheckFeedTitle(title, values);
 }
 
@@ -63,7 +63,7 @@ void FollowSteps(QNetworkReply& reply, const Clock& clock, const QObject& contex
 }  // namespace
 
 Outcome CheckFeedSwitch(QString& text, const SettingValues& values) {
-    Setting anySwitch = kPacEnable;
+    Setting anySwitch = kFeedEnable;
     anySwitch.check = nullptr;
     Outcome checked = CheckSetting(anySwitch, text, values);
     if (!checked || text == "False"_L1 || CanSend(values)) return checked;
@@ -99,8 +99,8 @@ Outcome CheckFeedHost(QString& text, const SettingValues&) {
 Outcome CheckFeedInterval(QString& text, const SettingValues&) {
     bool isNumber = false;
     const int seconds = text.toInt(&isNumber);
-    if (!isNumber || seconds < kPacInterval.least || seconds > kPacInterval.most) {
-        return Outcome::Failure(u"The interval is 1 to %1 seconds."_s.arg(kPacInterval.most));
+    if (!isNumber || seconds < kFeedInterval.least || seconds > kFeedInterval.most) {
+        return Outcome::Failure(u"The interval is 1 to %1 seconds."_s.arg(kFeedInterval.most));
     }
     text = QString::number(seconds);
     return Outcome::Success();
@@ -118,13 +118,13 @@ FeedUpload::FeedUpload(const Measurement& measurement, const CaptureDatabase& da
     network_.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
     connect(&clock, &Clock::SecondPassed, this, &FeedUpload::OnSecond);
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
-        if (IsKeyOf(kPacInterval, key)) LoadInterval();
+        if (IsKeyOf(kFeedInterval, key)) LoadInterval();
     });
     LoadInterval();
 }
 
 void FeedUpload::LoadInterval() {
-    interval_ = settings_.Number(kPacInterval);
+    interval_ = settings_.Number(kFeedInterval);
 }
 
 const OutputNames& FeedUpload::Names() const {
@@ -171,18 +171,18 @@ QCoro::Task<Outcome> FeedUpload::SetUpNow() {
 
 QCoro::Task<Outcome> FeedUpload::Post(FeedUnit unit) {
     if (uploading_) co_return Outcome::Failure(u"An upload is still on its way; try again later."_s);
-    if (!HasKey() || settings_.Value(kPachubeFeed).isEmpty()) co_return Outcome::Failure(kCannotSend);
+    if (!HasKey() || settings_.Value(kFeedNumber).isEmpty()) co_return Outcome::Failure(kCannotSend);
     uploading_ = true;
     lastPost_ = clock_.Monotonic();
-    const Outcome result = co_await Put(FeedDocument(settings_.Value(kPacTitle), Datastreams(), unit));
+    const Outcome result = co_await Put(FeedDocument(settings_.Value(kFeedTitle), Datastreams(), unit));
     uploading_ = false;
     failed_ = !result;
     co_return result;
 }
 
 QCoro::Task<Outcome> FeedUpload::Put(QByteArray document) {
-    const QByteArray key = QUrl::toPercentEncoding(settings_.Value(kPachubeKey));
-    const QString address = settings_.Value(kPacHost) + u"/v2/feeds/"_s + settings_.Value(kPachubeFeed) +
+    const QByteArray key = QUrl::toPercentEncoding(settings_.Value(kFeedKey));
+    const QString address = settings_.Value(kFeedHost) + u"/v2/feeds/"_s + settings_.Value(kFeedNumber) +
                             u".xml?key="_s + QString::fromLatin1(key);
     QNetworkRequest request{QUrl(address)};
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/xml; charset=utf-8"_s);
@@ -234,7 +234,7 @@ std::vector<Datastream> FeedUpload::Datastreams() const {
 }
 
 QString FeedUpload::WithoutKey(QString text) const {
-    const QString key = settings_.Value(kPachubeKey);
+    const QString key = settings_.Value(kFeedKey);
     const QString encoded = QString::fromLatin1(QUrl::toPercentEncoding(key));
     return text.replace(encoded, u"***"_s, Qt::CaseInsensitive).replace(key, u"***"_s, Qt::CaseInsensitive);
 }
@@ -259,13 +259,13 @@ QCoro::Task<Outcome> FeedUpload::Assign(QString id, std::optional<QString> chann
     }
     FeedChannels channels = Channels();
     channels[index] = chosen;
-    settings_.Save(kPacChan, FeedChannelsText(channels));
-    settings_.Save(kTicEndIndex, LastAssigned(channels));
+    settings_.Save(kFeedChannelList, FeedChannelsText(channels));
+    settings_.Save(kLastFeedChannel, LastAssigned(channels));
     co_return Outcome::Success();
 }
 
 bool FeedUpload::Enabled() const {
-    return settings_.IsOn(kPacEnable);
+    return settings_.IsOn(kFeedEnable);
 }
 
 OutputState FeedUpload::Standing() const {
@@ -279,8 +279,8 @@ QString FeedUpload::Notice() const {
 }
 
 OutputStatus FeedUpload::Status() const {
-    const QString feed = settings_.Value(kPachubeFeed);
-    const QString title = settings_.Value(kPacTitle);
+    const QString feed = settings_.Value(kFeedNumber);
+    const QString title = settings_.Value(kFeedTitle);
     OutputStatus status{.lines = {u"%1: %2, feed %3, title \"%4\", the key is %5"_s.arg(
                             Name(), OnOff(Enabled()), feed, title, HasKey() ? u"set"_s : u"not set"_s)},
                         .data = {{u"feed"_s, feed}, {u"title"_s, title}, {u"keySet"_s, HasKey()}}};
@@ -297,11 +297,11 @@ OutputStatus FeedUpload::Status() const {
 }
 
 bool FeedUpload::HasKey() const {
-    return !settings_.Value(kPachubeKey).isEmpty();
+    return !settings_.Value(kFeedKey).isEmpty();
 }
 
 FeedChannels FeedUpload::Channels() const {
-    return ParseFeedChannels(settings_.Value(kPacChan));
+    return ParseFeedChannels(settings_.Value(kFeedChannelList));
 }
 
 }  // namespace corvane

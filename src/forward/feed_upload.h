@@ -31,36 +31,36 @@ Outcome CheckFeedTitle(QString& text, const SettingValues& values);
 Outcome CheckFeedHost(QString& text, const SettingValues& values);
 Outcome CheckFeedInterval(QString& text, const SettingValues& values);
 
-inline constexpr Setting kPacEnable{.key = "PacEnable",
-                                    .kind = SettingKind::Switch,
-                                    .fallback = "False",
-                                    .check = CheckFeedSwitch,
-                                    .help = "Whether the feed is sent by itself."};
-inline constexpr Setting kPachubeKey{.key = "PachubeKey",
-                                     .check = CheckFeedKey,
-                                     .privacy = SettingPrivacy::Secret,
-                                     .help = "The key of the feed; never shown."};
-inline constexpr Setting kPachubeFeed{
+inline constexpr Setting kFeedEnable{.key = "PacEnable",
+                                     .kind = SettingKind::Switch,
+                                     .fallback = "False",
+                                     .check = CheckFeedSwitch,
+                                     .help = "Whether the feed is sent by itself."};
+inline constexpr Setting kFeedKey{.key = "PachubeKey",
+                                  .check = CheckFeedKey,
+                                  .privacy = SettingPrivacy::Secret,
+                                  .help = "The key of the feed; never shown."};
+inline constexpr Setting kFeedNumber{
     .key = "PachubeFeed", .check = CheckFeedNumber, .help = "The number of the feed."};
-inline constexpr Setting kPacTitle{
+inline constexpr Setting kFeedTitle{
     .key = "PacTitle", .check = CheckFeedTitle, .help = "The title of the feed."};
-inline constexpr Setting kPacHost{.key = "PacHost",
-                                  .fallback = "https://api.pachube.com",
-                                  .check = CheckFeedHost,
-                                  .help = "The address of the feed's service."};
-inline constexpr Setting kPacInterval{.key = "PacInterval",
-                                      .kind = SettingKind::Number,
-                                      .fallback = "60",
-                                      .least = 1,
-                                      .most = 86'400,
-                                      .check = CheckFeedInterval,
-                                      .help = "Seconds from one upload to the next, 1 to 86400."};
-inline constexpr Setting kPacChan{.key = "PacChan",
-                                  .by = SettingBy::Command,
-                                  .help = "Channels of the datastreams 0 to 50: A:CH1;;B:AUX3."};
-inline constexpr Setting kTicEndIndex{.key = "TicEndIndex",
-                                      .by = SettingBy::Program,
-                                      .help = "The number of the last datastream that has a channel."};
+inline constexpr Setting kFeedHost{.key = "PacHost",
+                                   .fallback = "https://api.pachube.com",
+                                   .check = CheckFeedHost,
+                                   .help = "The address of the feed's service."};
+inline constexpr Setting kFeedInterval{.key = "PacInterval",
+                                       .kind = SettingKind::Number,
+                                       .fallback = "60",
+                                       .least = 1,
+                                       .most = 86'400,
+                                       .check = CheckFeedInterval,
+                                       .help = "Seconds from one upload to the next, 1 to 86400."};
+inline constexpr Setting kFeedChannelList{.key = "PacChan",
+                                          .by = SettingBy::Command,
+                                          .help = "Channels of the datastreams 0 to 50: A:CH1;;B:AUX3."};
+inline constexpr Setting kLastFeedChannel{.key = "TicEndIndex",
+                                          .by = SettingBy::Program,
+                                          .help = "The number of the last datastream that has a channel."};
 
 /// There is one upload at a time. The key goes into the address of the request and nowhere else: in every
 /// text that comes from here it is blotted out.

@@ -52,14 +52,14 @@ std::optional<std::uint16_t> ParsePort(const QString& text) {
 
 constexpr OutputNames kClientNames = {.word = "client", .name = "Client"};
 
-constexpr Setting kClientSettings[] = {kClientEnable, kClientTCPip, kClientPort, kRemoteHost};
+constexpr Setting kClientSettings[] = {kClientEnable, kClientAddress, kClientPort, kRemoteHost};
 
 constexpr OutputChoice kClientChoices[] = {
     {.setting = &kClientEnable,
      .word = "on",
      .offWord = "off",
      .label = "Forward through the client connection"},
-    {.setting = &kClientTCPip, .word = "address", .argument = "IP", .label = "Remote address"},
+    {.setting = &kClientAddress, .word = "address", .argument = "IP", .label = "Remote address"},
     {.setting = &kClientPort, .word = "port", .argument = "PORT", .label = "Remote port"},
 };
 
@@ -120,7 +120,7 @@ void ForwardingClient::OnSettingChanged(const QString& key) {
 }
 
 void ForwardingClient::StartUp() {
-    if (!wanted_ && enabled_ && !settings_.Value(kClientTCPip).isEmpty()) TryAgain();
+    if (!wanted_ && enabled_ && !settings_.Value(kClientAddress).isEmpty()) TryAgain();
 }
 
 void ForwardingClient::Close() {
@@ -146,7 +146,7 @@ Outcome ForwardingClient::Connect() {
 }
 
 Outcome ForwardingClient::Begin() {
-    const auto fields = ParseAddress(settings_.Value(kClientTCPip));
+    const auto fields = ParseAddress(settings_.Value(kClientAddress));
     if (!fields.has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
     const QString host = AddressText(*fields, 3);
     if (settings_.Value(kRemoteHost) != host) settings_.Save(kRemoteHost, host);

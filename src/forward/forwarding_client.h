@@ -24,10 +24,11 @@ inline constexpr Setting kClientEnable{.key = "ClientEnable",
                                        .kind = SettingKind::Switch,
                                        .fallback = "False",
                                        .help = "Whether the client connection forwards."};
-inline constexpr Setting kClientTCPip{.key = "ClientTCPip",
-                                      .check = CheckClientAddress,
-                                      .effect = SettingEffect::NextConnect,
-                                      .help = "Address that the client connects to: four numbers and dots."};
+inline constexpr Setting kClientAddress{
+    .key = "ClientTCPip",
+    .check = CheckClientAddress,
+    .effect = SettingEffect::NextConnect,
+    .help = "Address that the client connects to: four numbers and dots."};
 inline constexpr Setting kClientPort{.key = "ClientPort",
                                      .check = CheckClientPort,
                                      .effect = SettingEffect::NextConnect,

@@ -27,8 +27,9 @@ Outcome CheckPort(QString& text, const Setting& port, const char* notNumeric, co
     return Outcome::Success();
 }
 
-constexpr Setting kListeningSettings[] = {kServerEnable, kBinaryData, kTcpPortHA, kLatchDisconnectC};
-constexpr Setting kSettingsOfB[] = {kHAServerEnable, kHAbinaryData, kHAserverPort, kLatchDisconnectD};
+constexpr Setting kListeningSettings[] = {kListeningEnable, kListeningBinary, kListeningPort,
+                                          kListeningLatch};
+constexpr Setting kSettingsOfB[] = {kServerBEnable, kServerBBinary, kServerBPort, kServerBLatch};
 
 constexpr std::array<OutputChoice, 3> ServerChoices(const Setting& enable, const Setting& binary,
                                                     const Setting& port) {
@@ -40,37 +41,37 @@ constexpr std::array<OutputChoice, 3> ServerChoices(const Setting& enable, const
              {.setting = &port, .word = "port", .argument = "PORT", .label = "Port"}}};
 }
 
-constexpr auto kListeningChoices = ServerChoices(kServerEnable, kBinaryData, kTcpPortHA);
-constexpr auto kChoicesOfB = ServerChoices(kHAServerEnable, kHAbinaryData, kHAserverPort);
+constexpr auto kListeningChoices = ServerChoices(kListeningEnable, kListeningBinary, kListeningPort);
+constexpr auto kChoicesOfB = ServerChoices(kServerBEnable, kServerBBinary, kServerBPort);
 
 }  // namespace
 
 Outcome CheckListeningPort(QString& text, const SettingValues&) {
-    return CheckPort(text, kTcpPortHA, "Invalid Port value. Must be numeric",
+    return CheckPort(text, kListeningPort, "Invalid Port value. Must be numeric",
                      "Invalid Port value. Try again");
 }
 
 Outcome CheckPortOfB(QString& text, const SettingValues&) {
-    return CheckPort(text, kHAserverPort, "Must be a numeric value", "Invalid range for TCP/IP Port");
+    return CheckPort(text, kServerBPort, "Must be a numeric value", "Invalid range for TCP/IP Port");
 }
 
 const ForwardingServer::Identity ForwardingServer::kListening = {
     .names = {.word = "server", .name = "Listening Server", .group = "servers"},
     .letter = u'C',
-    .enable = kServerEnable,
-    .binary = kBinaryData,
-    .port = kTcpPortHA,
-    .latch = kLatchDisconnectC,
+    .enable = kListeningEnable,
+    .binary = kListeningBinary,
+    .port = kListeningPort,
+    .latch = kListeningLatch,
     .settings = kListeningSettings,
     .choices = kListeningChoices,
 };
 const ForwardingServer::Identity ForwardingServer::kB = {
     .names = {.word = "b", .name = "TCP Server B", .group = "servers"},
     .letter = u'B',
-    .enable = kHAServerEnable,
-    .binary = kHAbinaryData,
-    .port = kHAserverPort,
-    .latch = kLatchDisconnectD,
+    .enable = kServerBEnable,
+    .binary = kServerBBinary,
+    .port = kServerBPort,
+    .latch = kServerBLatch,
     .settings = kSettingsOfB,
     .choices = kChoicesOfB,
 };

@@ -25,51 +25,52 @@ enum class ForwardMode : std::uint8_t { Binary, Text };
 Outcome CheckListeningPort(QString& text, const SettingValues& values);
 Outcome CheckPortOfB(QString& text, const SettingValues& values);
 
-inline constexpr Setting kServerEnable{.key = "ServerEnable",
-                                       .kind = SettingKind::Switch,
-                                       .fallback = "False",
-                                       .help = "Whether the listening server forwards."};
-inline constexpr Setting kBinaryData{.key = "BinaryData",
-                                     .kind = SettingKind::Switch,
-                                     .fallback = "False",
-                                     .help = "Whether the listening server sends packets rather than text."};
+inline constexpr Setting kListeningEnable{.key = "ServerEnable",
+                                          .kind = SettingKind::Switch,
+                                          .fallback = "False",
+                                          .help = "Whether the listening server forwards."};
+inline constexpr Setting kListeningBinary{
+    .key = "BinaryData",
+    .kind = SettingKind::Switch,
+    .fallback = "False",
+    .help = "Whether the listening server sends packets rather than text."};
 // The upper limits of the two ports differ on purpose.
-inline constexpr Setting kTcpPortHA{.key = "TcpPortHA",
-                                    .kind = SettingKind::Number,
-                                    .fallback = "5000",
-                                    .least = 10,
-                                    .most = 65000,
-                                    .check = CheckListeningPort,
-                                    .effect = SettingEffect::NextListen,
-                                    .help = "Port of the listening server, 10 to 65000."};
-inline constexpr Setting kLatchDisconnectC{.key = "LatchDisconnectC",
-                                           .kind = SettingKind::Switch,
-                                           .fallback = "False",
-                                           .by = SettingBy::Command,
-                                           .help = "Whether it stays closed, also at the next start."};
-
-inline constexpr Setting kHAServerEnable{.key = "HAServerEnable",
+inline constexpr Setting kListeningPort{.key = "TcpPortHA",
+                                        .kind = SettingKind::Number,
+                                        .fallback = "5000",
+                                        .least = 10,
+                                        .most = 65000,
+                                        .check = CheckListeningPort,
+                                        .effect = SettingEffect::NextListen,
+                                        .help = "Port of the listening server, 10 to 65000."};
+inline constexpr Setting kListeningLatch{.key = "LatchDisconnectC",
                                          .kind = SettingKind::Switch,
                                          .fallback = "False",
-                                         .help = "Whether TCP Server B of the forwarding forwards."};
-inline constexpr Setting kHAbinaryData{
+                                         .by = SettingBy::Command,
+                                         .help = "Whether it stays closed, also at the next start."};
+
+inline constexpr Setting kServerBEnable{.key = "HAServerEnable",
+                                        .kind = SettingKind::Switch,
+                                        .fallback = "False",
+                                        .help = "Whether TCP Server B of the forwarding forwards."};
+inline constexpr Setting kServerBBinary{
     .key = "HAbinaryData",
     .kind = SettingKind::Switch,
     .fallback = "False",
     .help = "Whether TCP Server B of the forwarding sends packets rather than text."};
-inline constexpr Setting kHAserverPort{.key = "HAserverPort",
-                                       .kind = SettingKind::Number,
-                                       .fallback = "5001",
-                                       .least = 10,
-                                       .most = 65534,
-                                       .check = CheckPortOfB,
-                                       .effect = SettingEffect::NextListen,
-                                       .help = "Port of TCP Server B of the forwarding, 10 to 65534."};
-inline constexpr Setting kLatchDisconnectD{.key = "LatchDisconnectD",
-                                           .kind = SettingKind::Switch,
-                                           .fallback = "False",
-                                           .by = SettingBy::Command,
-                                           .help = "Whether it stays closed, also at the next start."};
+inline constexpr Setting kServerBPort{.key = "HAserverPort",
+                                      .kind = SettingKind::Number,
+                                      .fallback = "5001",
+                                      .least = 10,
+                                      .most = 65534,
+                                      .check = CheckPortOfB,
+                                      .effect = SettingEffect::NextListen,
+                                      .help = "Port of TCP Server B of the forwarding, 10 to 65534."};
+inline constexpr Setting kServerBLatch{.key = "LatchDisconnectD",
+                                       .kind = SettingKind::Switch,
+                                       .fallback = "False",
+                                       .by = SettingBy::Command,
+                                       .help = "Whether it stays closed, also at the next start."};
 
 /// Serves one peer at a time, and listens for the next as soon as that one is gone. A port that cannot be
 /// had is tried again every few seconds. Nothing is queued for a peer that is not there.

@@ -34,12 +34,12 @@ bool IsOneWord(const QString& text) {
 constexpr OutputNames kGetNames = {
     .word = "get", .name = "GET upload", .title = "GET requests", .log = "Requests", .ownCommands = true};
 
-constexpr Setting kGetSettings[] = {kGetEnable, kGetURL, kGetURLext, kGetLayout, kInternetCheckUrl};
+constexpr Setting kGetSettings[] = {kGetEnable, kGetHost, kGetPath, kGetLayout, kInternetCheckUrl};
 
 constexpr OutputChoice kGetChoices[] = {
     {.setting = &kGetEnable, .word = "on", .offWord = "off", .label = "Send a request for every packet"},
-    {.setting = &kGetURL, .word = "url", .label = "Web server", .hint = "HOST or HOST:PORT"},
-    {.setting = &kGetURLext, .word = "path", .label = "Path"},
+    {.setting = &kGetHost, .word = "url", .label = "Web server", .hint = "HOST or HOST:PORT"},
+    {.setting = &kGetPath, .word = "path", .label = "Path"},
     {.setting = &kGetLayout, .word = "layout", .label = "Layout"},
 };
 
@@ -89,8 +89,8 @@ GetUpload::GetUpload(SettingsStore& settings, Clock& clock)
 void GetUpload::LoadChoices() {
     enabled_ = settings_.IsOn(kGetEnable);
     secondLayout_ = settings_.Number(kGetLayout) == 2;
-    path_ = settings_.Value(kGetURLext);
-    const QString host = settings_.Value(kGetURL);
+    path_ = settings_.Value(kGetPath);
+    const QString host = settings_.Value(kGetHost);
     if (host == host_) return;
     host_ = host;
     socket_.Close();  // it led to the host of before

@@ -24,7 +24,7 @@ WallTime NextStep(const ChannelSteps& steps, WallTime start) {
 std::string ReadPower(const CaptureDatabase::Connection& database, const ChannelSteps& steps,
                       const RecordSpan& span, std::vector<StepValue>& values) {
     std::vector<int> counts(values.size());
-    const std::string column = std::string(kChannelTable[steps.channel].column) + "watt";
+    const std::string column = ChannelColumn(steps.channel, "watt");
     std::string error = WalkMinuteRecords(database, span, column, {}, [&](const DeviceRecord& record) {
         const double watts = record.row.Number(DeviceRecord::kFirstValue);
         if (std::isnan(watts)) return;

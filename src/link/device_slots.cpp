@@ -11,8 +11,6 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-namespace {}  // namespace
-
 QString SlotLetter(int slot) {
     return QString(QChar(u'A' + slot - 1));
 }

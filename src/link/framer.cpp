@@ -3,6 +3,7 @@
 #include <utility>
 
 namespace corvane {
+
 void Framer::ProcessTurningPoint(int stream, std::uint8_t byte) {
     Stream& s = At(stream);
     if (held_) {

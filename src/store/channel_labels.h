@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <string>
 
 #include "base/channels.h"
 #include "base/outcome.h"

@@ -22,8 +22,6 @@ class SettingsStore : public QObject, public SettingValues {
     Q_OBJECT
 
 public:
-    static inline const QString kStartup = QStringLiteral("startup");
-
     /// The settings of the file at `path`, which is made at the first change.
     explicit SettingsStore(const QString& path);
 

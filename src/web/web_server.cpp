@@ -182,7 +182,7 @@ WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& histo
       clock_(clock),
       setup_(WebSetup::Load(settings)) {
     connect(&settings, &SettingsStore::Changed, this, [this](const QString& section, const QString& key) {
-        if (section != SettingsStore::kStartup || !key.startsWith("Web"_L1, Qt::CaseInsensitive)) return;
+        if (section != kStartupSection || !key.startsWith("Web"_L1, Qt::CaseInsensitive)) return;
         setup_ = WebSetup::Load(settings_);
         Q_EMIT LocationChanged(Location());
         if (started_) Serve();

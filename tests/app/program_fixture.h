@@ -26,7 +26,7 @@ protected:
         Preset(QStringLiteral("WebPort"), QString::number(FreePort()));
     }
 
-    void Preset(const QString& key, const QString& value, const QString& section = SettingsStore::kStartup) {
+    void Preset(const QString& key, const QString& value, const QString& section = kStartupSection) {
         SettingsStore store(SettingsFile());
         KeepByKey(store, key, value, section);
     }

@@ -37,7 +37,7 @@ protected:
     ControlTest() { EXPECT_TRUE(CreateTables(path_)); }
     ~ControlTest() override { clock_.EndWaits(); }
 
-    void Set(const char* key, const char* value, const QString& section = SettingsStore::kStartup) {
+    void Set(const char* key, const char* value, const QString& section = kStartupSection) {
         KeepByKey(settings_, QString::fromLatin1(key), QString::fromLatin1(value), section);
     }
 

@@ -60,10 +60,10 @@ protected:
     FeedUploadTest() {
         EXPECT_TRUE(service_.listen(QHostAddress::LocalHost));
         EXPECT_TRUE(CreateTables(PathOf(u"capture.db3"_s)));
-        EXPECT_TRUE(Choose(settings_, kPacHost, u"http://127.0.0.1:%1"_s.arg(service_.serverPort())));
-        EXPECT_TRUE(Choose(settings_, kPachubeKey, kKey));
-        EXPECT_TRUE(Choose(settings_, kPachubeFeed, u"504"_s));
-        EXPECT_TRUE(Choose(settings_, kPacTitle, u"Home"_s));
+        EXPECT_TRUE(Choose(settings_, kFeedHost, u"http://127.0.0.1:%1"_s.arg(service_.serverPort())));
+        EXPECT_TRUE(Choose(settings_, kFeedKey, kKey));
+        EXPECT_TRUE(Choose(settings_, kFeedNumber, u"504"_s));
+        EXPECT_TRUE(Choose(settings_, kFeedTitle, u"Home"_s));
     }
 
     /// Waits for a request, its body included, and answers it; empty where none came.
@@ -141,8 +141,8 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
 }
 
 TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSeconds) {
-    EXPECT_TRUE(Choose(settings_, kPacInterval, u"30"_s));
-    EXPECT_TRUE(Choose(settings_, kPacEnable, u"True"_s));
+    EXPECT_TRUE(Choose(settings_, kFeedInterval, u"30"_s));
+    EXPECT_TRUE(Choose(settings_, kFeedEnable, u"True"_s));
     clock_.AdvanceSeconds(29);
     EXPECT_FALSE(clock_.SomeoneWaits());
     clock_.AdvanceSeconds(1);
@@ -166,12 +166,12 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
 }
 
 TEST_F(FeedUploadTest, KeyFeedAndTitleAreCheckedAndAChangeOfAnAssignmentIsAsked) {
-    EXPECT_EQ(Choose(settings_, kPachubeFeed, u"50x"_s).Error(),
+    EXPECT_EQ(Choose(settings_, kFeedNumber, u"50x"_s).Error(),
               u"The \"FEED URL\" must be a numeric value."_s);
-    EXPECT_EQ(Choose(settings_, kPacTitle, u" "_s).Error(), u"A pachube tilte is required."_s);
-    EXPECT_FALSE(Choose(settings_, kPacHost, u"ftp://x"_s));
-    EXPECT_TRUE(Choose(settings_, kPachubeKey, u""_s));
-    EXPECT_EQ(Choose(settings_, kPacEnable, u"True"_s).Error(),
+    EXPECT_EQ(Choose(settings_, kFeedTitle, u" "_s).Error(), u"A pachube tilte is required."_s);
+    EXPECT_FALSE(Choose(settings_, kFeedHost, u"ftp://x"_s));
+    EXPECT_TRUE(Choose(settings_, kFeedKey, u""_s));
+    EXPECT_EQ(Choose(settings_, kFeedEnable, u"True"_s).Error(),
               u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
     EXPECT_EQ(QCoro::waitFor(upload_.SetUpNow()).Error(),
               u"Cannot send. The KEY, FEED or TITLE is not valid."_s);
@@ -186,12 +186,12 @@ TEST_F(FeedUploadTest, KeyFeedAndTitleAreCheckedAndAChangeOfAnAssignmentIsAsked)
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"1"_s, u"A:CH2"_s, op)));  // no change
     op.WillAnswer(sure.toStdString(), Answer::No);
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"1"_s, u"A:CH1"_s, op)));
-    EXPECT_EQ(settings_.Value(kPacChan), u";A:CH2"_s + QString(49, u';') + u"F:AUX5"_s);
-    EXPECT_EQ(settings_.Value(kTicEndIndex), u"50"_s);
+    EXPECT_EQ(settings_.Value(kFeedChannelList), u";A:CH2"_s + QString(49, u';') + u"F:AUX5"_s);
+    EXPECT_EQ(settings_.Value(kLastFeedChannel), u"50"_s);
     op.WillAnswer(sure.toStdString(), Answer::Yes);
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"50"_s, std::nullopt, op)));
-    EXPECT_EQ(settings_.Value(kPacChan), u";A:CH2"_s);
-    EXPECT_EQ(settings_.Value(kTicEndIndex), u"1"_s);
+    EXPECT_EQ(settings_.Value(kFeedChannelList), u";A:CH2"_s);
+    EXPECT_EQ(settings_.Value(kLastFeedChannel), u"1"_s);
     for (const auto& [id, channel] : {std::pair(u"51"_s, u"A:CH1"_s), std::pair(u"0"_s, u"G:CH1"_s),
                                       std::pair(u"0"_s, u"A:CH3"_s), std::pair(u"x"_s, u"A:CH1"_s)})
         EXPECT_FALSE(QCoro::waitFor(upload_.Assign(id, channel, op))) << channel.toStdString();

@@ -15,8 +15,8 @@ class GetUploadTest : public MeasurementFixture {
 protected:
     GetUploadTest() {
         EXPECT_TRUE(server_.listen(QHostAddress::LocalHost));
-        EXPECT_TRUE(Choose(settings_, kGetURL, u"127.0.0.1:%1"_s.arg(server_.serverPort())));
-        EXPECT_TRUE(Choose(settings_, kGetURLext, u"/in.php"_s));
+        EXPECT_TRUE(Choose(settings_, kGetHost, u"127.0.0.1:%1"_s.arg(server_.serverPort())));
+        EXPECT_TRUE(Choose(settings_, kGetPath, u"/in.php"_s));
         host_ = "127.0.0.1:" + QByteArray::number(server_.serverPort());
     }
 
@@ -81,7 +81,7 @@ TEST_F(GetUploadTest, EveryPacketIsSentInTheLayoutChosenWhileItIsOn) {
     Send({.serialNumber = 1234, .seconds = 5});
     EXPECT_EQ(upload_.State(), SocketState::Closed);
     Set(u"GetEnable"_s, u"True"_s);
-    EXPECT_TRUE(Choose(settings_, kGetURLext, u""_s));
+    EXPECT_TRUE(Choose(settings_, kGetPath, u""_s));
     Send({.serialNumber = 1234, .seconds = 6});
     const auto server = Accept();
     ASSERT_TRUE(SpinUntil([&] { return server->bytesAvailable() > 0; }));
@@ -92,8 +92,8 @@ TEST_F(GetUploadTest, EveryPacketIsSentInTheLayoutChosenWhileItIsOn) {
     EXPECT_TRUE(server->readAll().startsWith("GET ?volt=120.5&sn=301234&ch1w=0&"));
     EXPECT_FALSE(Choose(settings_, kGetLayout, u"3"_s));
     for (const char* const wrong : {"http://x", "x:0", "x:y", ":80", "a b", "a\r\nb"})
-        EXPECT_FALSE(Choose(settings_, kGetURL, QString::fromLatin1(wrong))) << wrong;
-    EXPECT_FALSE(Choose(settings_, kGetURLext, u"/in.php HTTP/1.0\r\nX: y"_s));
+        EXPECT_FALSE(Choose(settings_, kGetHost, QString::fromLatin1(wrong))) << wrong;
+    EXPECT_FALSE(Choose(settings_, kGetPath, u"/in.php HTTP/1.0\r\nX: y"_s));
 }
 
 }  // namespace

@@ -237,40 +237,40 @@ TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
         const char* text;
         const char* error;
     } cases[] = {
-        {kTcpPortHA, "10", ""},
-        {kTcpPortHA, "65000", ""},
-        {kTcpPortHA, "9", "Invalid Port value. Try again"},
-        {kTcpPortHA, "65001", "Invalid Port value. Try again"},
-        {kTcpPortHA, "x", "Invalid Port value. Must be numeric"},
-        {kHAserverPort, "10", ""},
-        {kHAserverPort, "65534", ""},
-        {kHAserverPort, "9", "Invalid range for TCP/IP Port"},
-        {kHAserverPort, "65535", "Invalid range for TCP/IP Port"},
-        {kHAserverPort, "", "Must be a numeric value"},
+        {kListeningPort, "10", ""},
+        {kListeningPort, "65000", ""},
+        {kListeningPort, "9", "Invalid Port value. Try again"},
+        {kListeningPort, "65001", "Invalid Port value. Try again"},
+        {kListeningPort, "x", "Invalid Port value. Must be numeric"},
+        {kServerBPort, "10", ""},
+        {kServerBPort, "65534", ""},
+        {kServerBPort, "9", "Invalid range for TCP/IP Port"},
+        {kServerBPort, "65535", "Invalid range for TCP/IP Port"},
+        {kServerBPort, "", "Must be a numeric value"},
         {kClientPort, "65534", ""},
         {kClientPort, "65535", "Invalid Port Number"},
         {kClientPort, "000080", "Invalid Port Number"},
         {kClientPort, "80x", "Invalid Port Number"},
-        {kClientTCPip, "255.0.10.255", ""},
-        {kClientTCPip, "1.2.3.256", "Invalid IP Address"},
-        {kClientTCPip, "1.2.3", "Invalid IP Address"},
-        {kClientTCPip, "1.2.3.x", "Invalid IP Address"},
+        {kClientAddress, "255.0.10.255", ""},
+        {kClientAddress, "1.2.3.256", "Invalid IP Address"},
+        {kClientAddress, "1.2.3", "Invalid IP Address"},
+        {kClientAddress, "1.2.3.x", "Invalid IP Address"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(Choose(settings_, c.setting, QString::fromLatin1(c.text)).Error().toStdString(), c.error)
             << c.text;
-    EXPECT_EQ(settings_.Value(kTcpPortHA), u"65000"_s);
+    EXPECT_EQ(settings_.Value(kListeningPort), u"65000"_s);
 
     Set(u"HAserverPort"_s, QString::number(portB_));
     Set(u"HAServerEnable"_s, u"True"_s);
     forwarding_.serverB.Stop();
-    EXPECT_TRUE(settings_.IsOn(kLatchDisconnectD));
+    EXPECT_TRUE(settings_.IsOn(kServerBLatch));
     EXPECT_EQ(forwarding_.serverB.Notice(), u"Disconnected"_s);
     forwarding_.serverB.StartUp();
     clock_.AdvanceSeconds(20);
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Closed);
     forwarding_.serverB.Listen();
-    EXPECT_FALSE(settings_.IsOn(kLatchDisconnectD));
+    EXPECT_FALSE(settings_.IsOn(kServerBLatch));
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
     EXPECT_EQ(forwarding_.listeningServer.State(), SocketState::Closed);  // is not enabled
 }

@@ -29,7 +29,7 @@ protected:
         StartMeasurement();
     }
 
-    void Set(const QString& key, const QString& value, const QString& section = SettingsStore::kStartup) {
+    void Set(const QString& key, const QString& value, const QString& section = kStartupSection) {
         KeepByKey(settings_, key, value, section);
     }
 

@@ -11,9 +11,9 @@
 namespace corvane {
 
 inline void KeepByKey(SettingsStore& store, const QString& key, const QString& value,
-                      const QString& section = SettingsStore::kStartup) {
+                      const QString& section = kStartupSection) {
     const QByteArray name = key.toLatin1();
-    const bool general = section == SettingsStore::kStartup;
+    const bool general = section == kStartupSection;
     store.Save(
         {.key = name.constData(), .section = general ? SettingSection::Startup : SettingSection::SlotFromOne},
         value, {.slot = section.toInt()});
@@ -24,7 +24,7 @@ inline void KeepByKey(SettingsStore& store, const QString& key, std::same_as<boo
 }
 
 inline QString KeptByKey(const SettingsStore& store, const QString& key, const QString& fallback = {},
-                         const QString& section = SettingsStore::kStartup) {
+                         const QString& section = kStartupSection) {
     return store.Kept(section + u'/' + key).value_or(fallback);
 }
 

@@ -69,8 +69,7 @@ public:
         Preset(QStringLiteral("WebPort"), QString::number(webPort));
     }
 
-    void Preset(const QString& key, const QString& value,
-                const QString& section = SettingsStore::kStartup) const {
+    void Preset(const QString& key, const QString& value, const QString& section = kStartupSection) const {
         SettingsStore store(folder.Path(QStringLiteral("corvane.ini")));
         KeepByKey(store, key, value, section);
     }

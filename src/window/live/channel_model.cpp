@@ -74,7 +74,8 @@ QString ChannelModel::Text(std::size_t channel, int column) const {
         case Watts:
             return readings.absolute.lastWatts.has_value() ? WattsText(*readings.absolute.lastWatts) : kNone;
         case Amps:  // the monitor measures the current of its main channels only
-            return channel < kMainChannels ? AmpsText(static_cast<double>(readings.amps)) : QString();
+            return kChannelTable[channel].polarized ? AmpsText(static_cast<double>(readings.amps))
+                                                    : QString();
         case Energy:
             return ChannelKwhText(readings.absolute.Kwh());
         default:
@@ -84,7 +85,7 @@ QString ChannelModel::Text(std::size_t channel, int column) const {
 
 QVariant ChannelModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid()) return {};
-    const auto channel = channels_[static_cast<std::size_t>(index.row())];
+    const std::size_t channel = ChannelOf(index);
     const int column = index.column();
     switch (role) {
         case Qt::DisplayRole:

@@ -33,6 +33,11 @@ public:
     /// not `current` are shown faded.
     void Refresh(const ChannelLabels& labels, bool current);
 
+    /// Index into `kChannelTable`.
+    [[nodiscard]] std::size_t ChannelOf(const QModelIndex& row) const {
+        return channels_[static_cast<std::size_t>(row.row())];
+    }
+
     int rowCount(const QModelIndex& parent = {}) const override {
         return parent.isValid() ? 0 : static_cast<int>(channels_.size());
     }

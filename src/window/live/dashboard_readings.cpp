@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "link/device_texts.h"
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/virtual_channels.h"
@@ -104,7 +105,7 @@ void Readings::AddFlows() {
     for (int slot = 1; slot <= kSlots; ++slot) {
         const auto pulse = parts_.pulses.Readings(slot);
         if (!pulse.has_value()) continue;
-        gauges.push_back({.title = u"Flow  Device %1"_s.arg(SlotLetter(slot)),
+        gauges.push_back({.title = u"Flow  "_s + SlotName(slot),
                           .value = FlowRateText(*pulse),
                           .total = FlowTotalText(*pulse),
                           .amount = pulse->rate,
@@ -127,7 +128,7 @@ void Readings::AddChannel(const ChannelChoice& choice, const std::map<int, Chann
                       .amount = static_cast<double>(counter.lastWatts.value_or(0)),
                       .presence = parts_.measurement.PresenceOf(choice.slot),
                       .color = palette_.channels[choice.channel]});
-    if (choice.channel < kMainChannels)
+    if (kChannelTable[choice.channel].polarized)
         gauges.back().note = AmpsText(static_cast<double>(device.channels[choice.channel].amps));
 }
 

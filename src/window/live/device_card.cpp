@@ -8,7 +8,7 @@
 
 #include "base/clock.h"
 #include "base/number_format.h"
-#include "link/device_slots.h"
+#include "link/device_texts.h"
 #include "measure/measurement.h"
 #include "window/live/channel_model.h"
 #include "window/live/power_trace.h"
@@ -53,7 +53,7 @@ QString SinceText(const LocalTime& time, const LocalTime& now) {
 
 DeviceCard::DeviceCard(const LiveParts& parts, const RecentPower& recent, int slot)
     : parts_(parts), slot_(slot) {
-    setAccessibleName(u"Device %1"_s.arg(SlotLetter(slot)));
+    setAccessibleName(SlotName(slot));
     const int line = fontMetrics().height();
     auto* card = new QVBoxLayout(this);
     card->setContentsMargins(line, line * 3 / 4, line, line * 3 / 4);
@@ -73,12 +73,12 @@ DeviceCard::DeviceCard(const LiveParts& parts, const RecentPower& recent, int sl
     connect(channels_, &QAbstractItemModel::modelReset, this, &DeviceCard::FitTable);
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
         const QModelIndexList rows = table_->selectionModel()->selectedRows();
-        trace_->Emphasize(rows.isEmpty() ? std::nullopt : std::optional<std::size_t>(rows.first().row()));
+        trace_->Emphasize(rows.isEmpty() ? std::nullopt : std::optional(channels_->ChannelOf(rows.first())));
     });
 }
 
 void DeviceCard::BuildHeader(QBoxLayout* card) {
-    auto* title = new QLabel(u"Device %1"_s.arg(SlotLetter(slot_)));
+    auto* title = new QLabel(SlotName(slot_));
     title->setFont(Scaled(font(), kTitleScale, true));
     monitor_ = QuietLabel(Qt::AlignLeft);
     volt_ = new QLabel;
@@ -104,7 +104,7 @@ void DeviceCard::BuildHeader(QBoxLayout* card) {
 void DeviceCard::BuildTable() {
     table_ = new QTableView;
     table_->setModel(channels_);
-    table_->setAccessibleName(u"Channels of Device %1"_s.arg(SlotLetter(slot_)));
+    table_->setAccessibleName(u"Channels of "_s + SlotName(slot_));
     table_->setFont(Scaled(font(), kTableScale, false));
     table_->setFrameShape(QFrame::NoFrame);
     table_->setShowGrid(false);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "link/device_texts.h"
 #include "measure/measurement.h"
 #include "measure/virtual_texts.h"
 #include "window/live/recent_power.h"
@@ -29,7 +30,7 @@ constexpr std::int64_t kLongestStep = Measurement::kOfflineAfter * 1000;
 }  // namespace
 
 PowerTrace::PowerTrace(const RecentPower& recent, int slot) : recent_(recent), slot_(slot) {
-    setAccessibleName(u"Power in the last 5 minutes, Device %1"_s.arg(SlotLetter(slot)));
+    setAccessibleName(u"Power in the last 5 minutes, "_s + SlotName(slot));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 }
 
