@@ -12,7 +12,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <set>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 namespace corvane {
 
@@ -32,14 +34,18 @@ template <typename Condition>
     return holds;
 }
 
-/// A port that nobody listened on a moment ago, and that this test program was not given before.
+/// A port that nobody listens on. Bound until this process ends, it is given to nobody else; who names it may
+/// listen there all the same, as servers bind with SO_REUSEADDR.
 [[nodiscard]] inline std::uint16_t FreePort() {
-    static std::set<std::uint16_t> given;
-    for (;;) {
-        QTcpServer server;
-        if (!server.listen(QHostAddress::Any)) return 0;
-        if (given.insert(server.serverPort()).second) return server.serverPort();
-    }
+    const int held = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    EXPECT_EQ(setsockopt(held, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    socklen_t size = sizeof address;
+    EXPECT_EQ(bind(held, reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(getsockname(held, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    return ntohs(address.sin_port);
 }
 
 /// The far end of a connection, as a gateway or a reader at the other side.
