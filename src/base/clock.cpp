@@ -35,9 +35,7 @@ SystemClock::SystemClock() {
 
 LocalTime SystemClock::Now() const {
     using std::chrono::duration_cast, std::chrono::seconds, std::chrono::system_clock;
-    const auto now = duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-    if (now != lastNow_.unixSeconds) lastNow_ = LocalTimeAt(now);
-    return lastNow_;
+    return now_.At(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
 }
 
 std::int64_t SystemClock::Monotonic() const {

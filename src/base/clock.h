@@ -80,7 +80,7 @@ public:
 private:
     void Arm() override;
 
-    mutable LocalTime lastNow_;  ///< breaking time down is dear, and Now() is asked for every packet
+    mutable LastLocalTime now_;  ///< breaking time down is dear, and Now() is asked for every packet
     QElapsedTimer elapsed_;
     QTimer pauseTimer_;
     QTimer secondTimer_;

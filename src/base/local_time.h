@@ -23,6 +23,18 @@ struct LocalTime {
 /// Breaks down a count of seconds since 1970-01-01 UTC in the time zone of this machine.
 [[nodiscard]] LocalTime LocalTimeAt(std::int64_t unixSeconds);
 
+/// The same for a clock that is looked at many times a second: what was broken down last is kept.
+class LastLocalTime {
+public:
+    [[nodiscard]] const LocalTime& At(std::int64_t unixSeconds) {
+        if (unixSeconds != last_.unixSeconds) last_ = LocalTimeAt(unixSeconds);
+        return last_;
+    }
+
+private:
+    LocalTime last_ = LocalTimeAt(0);
+};
+
 /// "yyyy-mm-dd hh:nn:ss", the stamp of minute and hourly records.
 [[nodiscard]] std::string DateTimeText(const LocalTime& time);
 

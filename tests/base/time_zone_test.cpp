@@ -57,7 +57,16 @@ TEST(TimeZone, IsMissedWhereTheSystemWouldTakeUtcUnasked) {
         {"Europe/Paris", "UTC", ""},
         {"Europe/Paris", "CET-1CEST,M3.5.0,M10.5.0/3", ""},
         {"Europe/Paris", "<+0530>-5:30", ""},
-        {"Europe/Paris", "<x>-1", "TZ is \"<x>-1\""},
+        {"Europe/Paris", "<abc>+1", ""},
+        {"Europe/Paris", "<ab>-1", "TZ is \"<ab>-1\""},
+        {"Europe/Paris", "<abc-1", "TZ is \"<abc-1\""},
+        {"Europe/Paris", "ABC9", ""},
+        {"Europe/Paris", "AB1", "TZ is \"AB1\""},
+        {"Europe/Paris", "CET-", "TZ is \"CET-\""},
+        {"Europe/Paris", "CET/", "TZ is \"CET/\""},
+        {"Europe/Paris", "CET:", "TZ is \"CET:\""},
+        {"Europe/Paris", "Etc/Zulu", ""},
+        {"Europe/Paris", "Europe", "TZ is \"Europe\""},
     };
     for (const auto& c : cases) {
         const std::string said = Machine(c.link).Problem(c.variable);
@@ -70,6 +79,18 @@ TEST(TimeZone, IsMissedWhereTheSystemWouldTakeUtcUnasked) {
 TEST(TimeZone, MayBeGivenByAFileAnywhere) {
     const Machine machine("");
     EXPECT_EQ(machine.Problem(machine.Path("zoneinfo/Europe/Berlin")), "");
+    EXPECT_EQ(machine.Problem({}),
+              "The time zone cannot be read (there is no usable " + machine.Path("localtime") +
+                  "), so all times are those of UTC, and days begin at midnight of UTC. Install the package "
+                  "tzdata, choose the zone with timedatectl set-timezone, and start again.");
+    qputenv("TZDIR", machine.Path("zoneinfo").c_str());
+    qputenv("TZ", "Europe/Berlin");
+    const TimeZoneSources here = TimeZoneSources::Here();
+    qunsetenv("TZDIR");
+    qputenv("TZ", "UTC");
+    EXPECT_EQ(here.variable, "Europe/Berlin");
+    EXPECT_EQ(here.folder, machine.Path("zoneinfo"));
+    EXPECT_EQ(TimeZoneSources::Here().folder, "/usr/share/zoneinfo");
 }
 
 }  // namespace
