@@ -106,41 +106,5 @@ TEST(Ending, DamagedSettingsAreKeptAsideAndSaid) {
     EXPECT_EQ(house.folder.Read(u"corvane.ini.damaged-1"_s), damaged);
 }
 
-TEST(Ending, AQuestionIsPutOnTheTerminal) {
-    const ServiceFolder house;
-    house.folder.Write(u"ErrorsCorvane.log"_s, "0\tsomething\n");
-    Started service(u"corvaned"_s, house.Arguments());
-    ASSERT_TRUE(service.Says(u"TCP Server B listens"_s));
-    const QString ctl = QDir(QCoreApplication::applicationDirPath()).filePath(u"corvanectl"_s);
-    const QString command = u"'%1' --data-dir '%2' log delete"_s.arg(ctl, house.folder.Path());
-
-    // script(1) gives the command a terminal.
-    QProcess terminal;
-    terminal.start(u"script"_s, {u"-qec"_s, command, u"/dev/null"_s});
-    QByteArray shown;
-    const auto shows = [&](const QByteArray& part) {
-        return SpinUntil([&] { return (shown += terminal.readAll()).contains(part); });
-    };
-    ASSERT_TRUE(shows("[yes/no]")) << shown.toStdString();
-    terminal.write("perhaps\n");
-    shown.clear();
-    ASSERT_TRUE(shows("[yes/no]")) << "what is no answer is asked again: " << shown.toStdString();
-    terminal.write("y\n");
-    EXPECT_TRUE(shows("There is no error log now.")) << shown.toStdString();
-    EXPECT_FALSE(QFile::exists(house.folder.Path(u"ErrorsCorvane.log"_s)));
-    terminal.waitForFinished(5000);
-}
-
-TEST(Ending, CorvanectlSaysWhenNothingRuns) {
-    const TempFolder folder;
-    Started ctl(u"corvanectl"_s, {u"--data-dir"_s, folder.Path(), u"status"_s});
-    EXPECT_EQ(ctl.ExitCode(), 1);
-    EXPECT_TRUE(ctl.Output().contains(u"No Corvane program runs on "_s + folder.Path()));
-    Started noCommand(u"corvanectl"_s, {});
-    EXPECT_EQ(noCommand.ExitCode(), 64);
-    Started bothAnswers(u"corvanectl"_s, {u"--yes"_s, u"--no"_s, u"status"_s});
-    EXPECT_EQ(bothAnswers.ExitCode(), 64);
-}
-
 }  // namespace
 }  // namespace corvane
