@@ -1,12 +1,10 @@
 // The commands of the outputs: what they change and what they answer.
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include "app/made_up_output.h"
-#include "app/program_fixture.h"
-#include "remote/command.h"
+#include "remote/command_fixture.h"
 #include "support/packets.h"
 
 namespace corvane {
@@ -14,7 +12,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class ForwardCommandsTest : public ProgramTest {
+class ForwardCommandsTest : public CommandTest {
 protected:
     void Built(Program& program) override {
         if (!withDisplay_) return;
@@ -23,20 +21,6 @@ protected:
         program.AddOutput(std::move(display));
     }
 
-    /// What the command answers: its lines, or the error.
-    std::string Ask(Program& program, const QString& line) {
-        QStringList words = line.split(u' ');
-        const QString name = words.takeFirst();
-        const Command* command = FindCommand(name, words);
-        if (command == nullptr) return "no such command";
-        EXPECT_TRUE(words.size() >= command->leastArguments && words.size() <= command->mostArguments);
-        const Reply reply = QCoro::waitFor(command->run(program, words, op_));
-        data_ = reply.data;
-        return (reply.outcome ? reply.lines.join(u'\n') : reply.outcome.Error()).toStdString();
-    }
-
-    ScriptedOperator op_;
-    QJsonObject data_;
     bool withDisplay_ = false;
     MadeUpOutput* display_ = nullptr;
 };
@@ -86,7 +70,7 @@ TEST_F(ForwardCommandsTest, EachWordChangesItsSettingAndIsAnsweredByIt) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(Ask(program, c.line), c.answer.toStdString()) << c.line.toStdString();
-    op_.WillEnter("title: ", u"Home"_s);
+    operator_.WillEnter("title: ", u"Home"_s);
     EXPECT_EQ(Ask(program, u"feed set title"_s), "PacTitle = Home");
 }
 
@@ -102,7 +86,7 @@ TEST_F(ForwardCommandsTest, TheStatusTellsOfAllOutputsInTheirOrder) {
               "GET upload: off, http://, layout 1, Socket Closed\n"
               "Feed: off, feed , title \"\", the key is not set\n"
               "    3 is B:AUX1");
-    EXPECT_EQ(QJsonDocument(data_).toJson(QJsonDocument::Compact).toStdString(),
+    EXPECT_EQ(Data(),
               R"({"client":{"caption":"Connect","enabled":false,"host":"","notice":"","port":"7000",)"
               R"("state":0,"stateText":"Socket Closed"},)"
               R"("feed":{"datastreams":[{"channel":"B:AUX1","id":3}],"enabled":false,"feed":"",)"
@@ -127,7 +111,7 @@ TEST_F(ForwardCommandsTest, AnOutputThatIsOnTheListNeedsNothingElse) {
               "WallDisplayBrightness is a whole number from 1 to 9.");
     EXPECT_EQ(Ask(program, u"set WallDisplayBrightness 9"_s), "WallDisplayBrightness = 9");
     EXPECT_EQ(Ask(program, u"forward set wall pin 4711"_s), "WallDisplayPin = (not shown)");
-    op_.WillEnter("pin: ", u"4712"_s);
+    operator_.WillEnter("pin: ", u"4712"_s);
     EXPECT_EQ(Ask(program, u"forward set wall pin"_s), "WallDisplayPin = (not shown)");
     EXPECT_EQ(program.settings.Value(kDisplayPin), u"4712"_s) << "typed where no history of a shell keeps it";
     EXPECT_TRUE(Ask(program, u"forward set wall mirror"_s)
@@ -137,7 +121,7 @@ TEST_F(ForwardCommandsTest, AnOutputThatIsOnTheListNeedsNothingElse) {
     EXPECT_EQ(QJsonDocument(data_[u"wall"_s].toObject()).toJson(QJsonDocument::Compact).toStdString(),
               R"({"brightness":"9","enabled":true,"log":["on\r\noff\r\n"]})");
 
-    QCoro::waitFor(program.Close(op_));
+    QCoro::waitFor(program.Close(operator_));
     EXPECT_EQ(display_->closed, 1);
 }
 
@@ -150,7 +134,7 @@ TEST_F(ForwardCommandsTest, APortThatBothServersHaveIsThatOfB) {
     Program& program = Start();
     EXPECT_EQ(program.forwarding.serverB.State(), SocketState::Listening);
     EXPECT_EQ(program.forwarding.listeningServer.State(), SocketState::Error);
-    QCoro::waitFor(program.Close(op_));
+    QCoro::waitFor(program.Close(operator_));
     EXPECT_EQ(program.forwarding.serverB.State(), SocketState::Closed);
 }
 

@@ -1,12 +1,9 @@
 // The commands for the serial connections, over ports that are ptys.
 #include <QJsonArray>
 
-#include <optional>
-
 #include <sys/ioctl.h>
 
-#include "app/program_fixture.h"
-#include "remote/command.h"
+#include "remote/command_fixture.h"
 #include "support/pty.h"
 #include "support/received_packets.h"
 #include "support/settings_by_key.h"
@@ -16,7 +13,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class SerialCommands : public ProgramTest {
+class SerialCommands : public CommandTest {
 protected:
     SerialCommands() {
         // The ports of the machine that runs the tests are none of ours.
@@ -27,35 +24,23 @@ protected:
         program_ = &Start();
     }
 
-    /// The answer to a command, for which a second is allowed to pass.
-    Reply Run(const QString& name, QStringList arguments = {}) {
-        std::optional<Reply> answer;
-        auto running = FindCommand(name, arguments)
-                           ->run(*program_, arguments, operator_)
-                           .then([&answer](const Reply& reply) { answer = reply; });
-        if (!answer.has_value()) clock.AdvanceSeconds(1);
-        return answer.value_or(Reply::Failure(u"no answer"_s));
-    }
-
+    Reply Run(const QString& line) { return CommandTest::Run(*program_, line); }
     [[nodiscard]] QJsonArray Links() { return Run(u"status"_s).data[u"links"_s].toArray(); }
 
     Pty first_;
     Pty second_;
-    ScriptedOperator operator_;
     Program* program_;
 };
 
 TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
-    EXPECT_EQ(Run(u"open"_s, {u"b"_s}).outcome.Error(),
-              u"No COM port selected. Try \"Find COM Port\" utility"_s);
-    EXPECT_EQ(Run(u"open"_s, {u"D"_s}).outcome.Error(), u"There are Serial Connection A, B and C."_s);
-    EXPECT_EQ(Run(u"close"_s, {u"1"_s}).outcome.Error(), u"There are Serial Connection A, B and C."_s);
-    EXPECT_FALSE(Run(u"open"_s, {u"B"_s, u"65"_s}).outcome);
-    EXPECT_FALSE(Run(u"open"_s, {u"B"_s, u"5"_s, u"300"_s}).outcome);
+    EXPECT_EQ(Run(u"open b"_s).outcome.Error(), u"No COM port selected. Try \"Find COM Port\" utility"_s);
+    EXPECT_EQ(Run(u"open D"_s).outcome.Error(), u"There are Serial Connection A, B and C."_s);
+    EXPECT_EQ(Run(u"close 1"_s).outcome.Error(), u"There are Serial Connection A, B and C."_s);
+    EXPECT_FALSE(Run(u"open B 65"_s).outcome);
+    EXPECT_FALSE(Run(u"open B 5 300"_s).outcome);
     EXPECT_FALSE(program_->serialB.IsOpen());
 
-    EXPECT_EQ(Run(u"open"_s, {u"B"_s, u"5"_s, u"9600"_s}).lines,
-              QStringList{u"Serial Connection B: Open, port 5"_s});
+    EXPECT_EQ(Run(u"open B 5 9600"_s).lines, QStringList{u"Serial Connection B: Open, port 5"_s});
     EXPECT_EQ(KeptByKey(program_->settings, u"ComPortB"_s), u"5"_s);
     EXPECT_EQ(KeptByKey(program_->settings, u"BaudRateB"_s), u"9600"_s);
     const Reply status = Run(u"status"_s);
@@ -69,10 +54,10 @@ TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
                                                   {u"notice"_s, u""_s}}));
     EXPECT_EQ(Links()[3].toObject().keys(), Links()[0].toObject().keys());
 
-    EXPECT_TRUE(Run(u"open"_s, {u"B"_s, u"6"_s}).outcome);
+    EXPECT_TRUE(Run(u"open B 6"_s).outcome);
     EXPECT_TRUE(program_->serialB.Uses(second_.Path()));
-    EXPECT_TRUE(Run(u"open"_s, {u"C"_s, u"5"_s}).outcome);
-    EXPECT_EQ(Run(u"close"_s, {u"b"_s}).lines, QStringList{u"Serial Connection B: Closed"_s});
+    EXPECT_TRUE(Run(u"open C 5"_s).outcome);
+    EXPECT_EQ(Run(u"close b"_s).lines, QStringList{u"Serial Connection B: Closed"_s});
     EXPECT_FALSE(program_->serialB.IsOpen());
     EXPECT_TRUE(program_->serialC.IsOpen());
 }
@@ -81,7 +66,7 @@ TEST_F(SerialCommands, FindsThePortsThatAreThere) {
     Reply reply = Run(u"find-ports"_s);
     EXPECT_EQ(reply.lines, (QStringList{u"COM 5: %1 is free"_s.arg(first_.Path()),
                                         u"COM 6: %1 is free"_s.arg(second_.Path())}));
-    ASSERT_TRUE(Run(u"open"_s, {u"A"_s, u"6"_s}).outcome);
+    ASSERT_TRUE(Run(u"open A 6"_s).outcome);
     reply = Run(u"find-ports"_s);
     EXPECT_EQ(reply.lines, (QStringList{u"COM 5: %1 is free"_s.arg(first_.Path()),
                                         u"COM 6: %1 is in use by Corvane"_s.arg(second_.Path())}));
@@ -94,7 +79,7 @@ TEST_F(SerialCommands, FindsThePortsThatAreThere) {
                                                                         {u"state"_s, u"own"_s},
                                                                         {u"product"_s, u""_s}}}));
     // What another program has is told, but it is none that could be opened.
-    ASSERT_TRUE(Run(u"close"_s, {u"A"_s}).outcome);
+    ASSERT_TRUE(Run(u"close A"_s).outcome);
     KeepByKey(program_->settings, u"ComDevice5"_s, folder.Path(u"unplugged"_s));
     const int other = open(second_.Path().toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
     ASSERT_EQ(ioctl(other, TIOCEXCL), 0);
@@ -105,13 +90,13 @@ TEST_F(SerialCommands, FindsThePortsThatAreThere) {
 }
 
 TEST_F(SerialCommands, ShowsTheBytesOfASerialStream) {
-    ASSERT_TRUE(Run(u"open"_s, {u"C"_s, u"5"_s}).outcome);
-    ASSERT_TRUE(Run(u"raw"_s, {u"on"_s}).outcome);
+    ASSERT_TRUE(Run(u"open C 5"_s).outcome);
+    ASSERT_TRUE(Run(u"raw on"_s).outcome);
     first_.Send(PacketBytes(1234));
     ASSERT_TRUE(SpinUntil([this] { return program_->framer.GoodPackets() == 1; }));
     for (const QString& stream : {u"tcp-a"_s, u"tcp-b"_s, u"serial-a"_s, u"serial-b"_s})
-        EXPECT_TRUE(Run(u"raw"_s, {stream}).data[u"lines"_s].toArray().isEmpty()) << stream.toStdString();
-    EXPECT_EQ(Run(u"raw"_s, {u"serial-c"_s}).lines.first(), u"VRQ-5810 packet, serial text 301234"_s);
+        EXPECT_TRUE(Run(u"raw "_s + stream).data[u"lines"_s].toArray().isEmpty()) << stream.toStdString();
+    EXPECT_EQ(Run(u"raw serial-c"_s).lines.first(), u"VRQ-5810 packet, serial text 301234"_s);
 }
 
 }  // namespace

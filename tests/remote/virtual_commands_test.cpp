@@ -1,13 +1,11 @@
 // Groups, the virtual device, the installation type and pulses, as a user sets them up and reads them.
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include <map>
 #include <string>
 #include <vector>
 
-#include "app/program_fixture.h"
-#include "remote/command.h"
+#include "remote/command_fixture.h"
 #include "store/rows.h"
 #include "support/packets.h"
 #include "support/settings_by_key.h"
@@ -53,19 +51,14 @@ const std::map<char, std::string> kQuestions = {
     {'d', "Are you sure you want to delete the virtual channel and all of its records?"},
 };
 
-class VirtualCommands : public ProgramTest {
+class VirtualCommands : public CommandTest {
 protected:
     VirtualCommands() {
         Preset(u"DevSerial"_s, u"301234"_s, u"0"_s);
         program_ = &Start();
     }
 
-    Reply Run(const QString& line) {
-        QStringList words = line.split(u' ');
-        const QString name = words.takeFirst();
-        const Command* command = FindCommand(name, words);
-        return QCoro::waitFor(command->run(*program_, words, operator_));
-    }
+    Reply Run(const QString& line) { return CommandTest::Run(*program_, line); }
     /// The names of the virtual device in the database; none where it has no row.
     [[nodiscard]] std::vector<std::string> Labels() const {
         return Rows(program_->database.databasePath(),
@@ -75,7 +68,6 @@ protected:
 
     void Send(const MonitorState& state) { program_->measurement.DisplayData(0, PacketOf(state)); }
 
-    ScriptedOperator operator_;
     Program* program_;
 };
 
