@@ -1,11 +1,17 @@
 #include "app/options.h"
 
+#include <QCoroTask>
 #include <QDir>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include "app/console.h"
 #include "app/folder_lock.h"
 #include "base/exit_codes.h"
+#include "store/app_folder.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -13,37 +19,44 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(Options, DataDirHoldsTheSettingsToo) {
-    const auto parsed = ParseOptions({u"corvaned"_s, u"--data-dir"_s, u"/tmp/house"_s, u"-v"_s});
-    const auto& options = std::get<Options>(parsed);
-    EXPECT_EQ(options.dataFolder, u"/tmp/house"_s);
-    EXPECT_EQ(options.settingsFile, u"/tmp/house/corvane.ini"_s);
-    EXPECT_TRUE(options.verbose);
-}
-
-TEST(Options, RelativePathsAreThoseOfTheStart) {
-    const auto parsed = ParseOptions({u"corvaned"_s, u"--data-dir=house"_s, u"--settings=my.ini"_s});
-    const auto& options = std::get<Options>(parsed);
-    EXPECT_EQ(options.dataFolder, QDir::currentPath() + u"/house"_s);
-    EXPECT_EQ(options.settingsFile, QDir::currentPath() + u"/my.ini"_s);
+TEST(Options, NameFoldersAsTheyAreSeenAtTheStart) {
+    const QString here = QDir::currentPath();
+    const QString own = QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation);
+    const struct {
+        QStringList arguments;
+        QString folder, settings;
+        bool verbose;
+    } cases[] = {
+        {{u"--data-dir"_s, u"/tmp/house"_s, u"-v"_s}, u"/tmp/house"_s, u"/tmp/house/corvane.ini"_s, true},
+        {{u"--data-dir=house"_s, u"--settings=my.ini"_s}, here + u"/house"_s, here + u"/my.ini"_s, false},
+        {{u"--verbose"_s}, GetAppDataFolder(), own + u"/corvane.ini"_s, true},
+    };
+    for (const auto& c : cases) {
+        const auto options = std::get<Options>(ParseOptions(QStringList{u"corvaned"_s} + c.arguments));
+        EXPECT_EQ(options.dataFolder, c.folder);
+        EXPECT_EQ(options.settingsFile, c.settings);
+        EXPECT_EQ(options.verbose, c.verbose);
+    }
 }
 
 TEST(Options, HelpVersionAndRefusals) {
     const struct {
-        QStringList arguments;
+        QString argument;
         int code;
-        QString part;
+        QString text;  ///< or its beginning
     } cases[] = {
-        {{u"--help"_s}, kExitOk, u"--data-dir"_s},  {{u"--version"_s}, kExitOk, u"Corvane"_s},
-        {{u"--bogus"_s}, kExitUsage, u"bogus"_s},   {{u"--data-dir"_s}, kExitUsage, u"data-dir"_s},
-        {{u"surplus"_s}, kExitUsage, u"surplus"_s},
+        {u"--help"_s, kExitOk, u"Usage: "_s},
+        {u"--version"_s, kExitOk, u"Corvane "_s + QCoreApplication::applicationVersion()},
+        {u"--bogus"_s, kExitUsage, u"Unknown option 'bogus'.\nTry --help."_s},
+        {u"--data-dir"_s, kExitUsage, u"Missing value after '--data-dir'.\nTry --help."_s},
+        {u"surplus"_s, kExitUsage, u"Unexpected argument 'surplus'.\nTry --help."_s},
     };
     for (const auto& c : cases) {
-        const auto parsed = ParseOptions(QStringList{u"corvaned"_s} + c.arguments);
+        const auto parsed = ParseOptions({u"corvaned"_s, c.argument});
         const auto* exit = std::get_if<OptionsExit>(&parsed);
-        ASSERT_NE(exit, nullptr) << c.part.toStdString();
-        EXPECT_EQ(exit->code, c.code) << c.part.toStdString();
-        EXPECT_TRUE(exit->text.contains(c.part)) << exit->text.toStdString();
+        ASSERT_NE(exit, nullptr) << c.argument.toStdString();
+        EXPECT_EQ(exit->code, c.code) << c.argument.toStdString();
+        EXPECT_TRUE(exit->text.startsWith(c.text)) << exit->text.toStdString();
     }
 }
 
@@ -59,17 +72,40 @@ TEST(FolderLock, OneProgramPerFolder) {
     EXPECT_EQ(second.TryLock(), FolderLock::Result::Locked);
 }
 
-TEST(FolderLock, ADeadProgramsLockIsTakenOver) {
+TEST(FolderLock, OfADeadProgramIsTakenOver) {
     const TempFolder folder;
-    // As the lock file stands after a kill: the process number is one that no process can have.
-    folder.Write(u"corvane.lock"_s, "2147483646\ncorvaned\nvm\n");
-    EXPECT_EQ(FolderLock(folder.Path()).TryLock(), FolderLock::Result::Locked);
+    // As a kill leaves the file: with the number of no process, or empty.
+    for (const char* left : {"2147483646\ncorvaned\nvm\n", ""}) {
+        folder.Write(u"corvane.lock"_s, left);
+        EXPECT_EQ(FolderLock(folder.Path()).TryLock(), FolderLock::Result::Locked);
+    }
 }
 
-TEST(FolderLock, ALockLeftEmptyByAKillIsTakenOver) {
+TEST(FolderLock, TellsWhyAFolderCannotBeTaken) {
     const TempFolder folder;
-    folder.Write(u"corvane.lock"_s, "");
-    EXPECT_EQ(FolderLock(folder.Path()).TryLock(), FolderLock::Result::Locked);
+    FolderLock first(folder.Path(u"new"_s));
+    FolderLock second(folder.Path(u"new"_s));
+    FolderLock astray(folder.Path(u"missing"_s));
+    EXPECT_EQ(TakeFolder(folder.Path(u"new"_s), first).exitCode, kExitOk);
+    const FolderTaken taken = TakeFolder(folder.Path(u"new"_s), second);
+    EXPECT_EQ(taken.exitCode, kExitAlreadyRunning);
+    EXPECT_EQ(taken.problem,
+              u"The data folder %1 is in use by %2."_s.arg(folder.Path(u"new"_s), second.Holder()));
+    EXPECT_TRUE(second.Holder().startsWith(u"test_app (process %1 on "_s.arg(getpid())));
+    EXPECT_EQ(TakeFolder(folder.Path(), astray).exitCode, kExitNoFolder);
+    EXPECT_EQ(astray.Holder(), u"another program"_s);
+}
+
+TEST(Service, SaysWhatItIsAskedAndGivesTheSafeAnswer) {
+    ServiceOperator op;
+    testing::internal::CaptureStdout();
+    op.Show(u"Working"_s);
+    EXPECT_EQ(QCoro::waitFor(op.Ask({.text = u"Sure\nof it?"_s, .safe = Answer::Cancel})), Answer::Cancel);
+    EXPECT_EQ(QCoro::waitFor(op.AskText(u"Which?"_s)), std::nullopt);
+    EXPECT_EQ(QCoro::waitFor(op.AskFile({.prompt = u"Where?"_s})), std::nullopt);
+    EXPECT_EQ(QCoro::waitFor(op.AskFile({.prompt = u"Where?"_s, .suggestion = u"/a"_s})), u"/a"_s);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Working\nSure of it? -> cancel\nWhich? -> no answer\nWhere? -> none\nWhere? -> /a\n");
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
+#include "app/bug_report.h"
 #include "app/program_fixture.h"
+#include "store/schema.h"
 #include "support/loopback.h"
 #include "support/packets.h"
 #include "support/settings_by_key.h"
@@ -179,6 +181,57 @@ TEST_F(Road, APacketHeldOnClosingIsRecordedAllTheSame) {
     EXPECT_EQ(Rows(program, "SELECT DISTINCT deviceaddress FROM monitordata_hourly"),
               (std::vector<Row>{{"301234"}}));
     EXPECT_TRUE(program.errorLog.Load().lines.isEmpty());
+}
+
+TEST_F(Road, WhatWasSwitchedOnActsFromTheStartAndWithAnotherFile) {
+    ScriptedOperator op;
+    Program& first = Start();
+    ASSERT_TRUE(CreatePowerTables(first.database, first.dbWriter, op));
+    Preset(u"DisplayHex"_s, u"True"_s);
+    Preset(u"AutoDelete"_s, u"True"_s);
+    Program& program = Start();
+    clock.AdvanceSeconds(2);
+    EXPECT_TRUE(
+        SpinUntil([&] { return program.settings.Kept(u"startup/LastDeleteDate"_s) == u"2026-03-02"_s; }));
+    EXPECT_TRUE(SpinUntil([&] { return !program.databaseWork.Running(); }));
+    auto aMinutePasses = [&, seconds = 0U]() mutable {
+        clock.AdvanceSeconds(60);
+        for (const std::uint8_t byte : PacketOf({.seconds = seconds += 60}))
+            program.framer.ProcessByte(kStreamSerialC, byte);
+        program.dbWriter.Flush();
+    };
+    aMinutePasses();
+    aMinutePasses();
+    EXPECT_FALSE(program.framer.RawText(kStreamSerialC).empty());
+    const auto before = Rows(program, "SELECT * FROM minute_power").size();
+    EXPECT_GE(before, 1U);
+
+    op.WillEnter("Enter a database filename", folder.Path(u"other.db3"_s));
+    op.WillAnswer("set it as the default system file", Answer::Yes);
+    op.WillAnswer("Would you like to proceed?", Answer::Yes);
+    EXPECT_TRUE(QCoro::waitFor(program.databaseFiles.NewDatabase(op)));
+    aMinutePasses();
+    EXPECT_EQ(program.dbWriter.LastDbMessage(), u""_s) << "the other file has no such tables";
+    EXPECT_EQ(Rows(program, "SELECT * FROM monitordata_minute").size(), 1U);
+}
+
+TEST_F(Road, TheBugReportTellsWhatMatters) {
+    Preset(u"PachubeKey"_s, u"c0ffee"_s);
+    Program& program = Start();
+    for (int i = 0; i <= 200; ++i)
+        program.errorLog.LogError(i, u"Overflow"_s, u"CH1"_s);
+    const QStringList log = program.errorLog.Load().lines;
+    const QString report = BugReport(program);
+    const QString links =
+        u"\nPackets: 0 good, 0 bad\nDatabase: DB Buffer = -1\nTCP Server A: Listening, port %1\nTCP Server B: Listening, port %2\nSerial Connection A: Closed\nSerial Connection B: Closed\nSerial Connection C: Closed\n\nSettings\n"_s
+            .arg(program.tcpA.LocalPort())
+            .arg(program.tcpB.LocalPort());
+    EXPECT_TRUE(report.contains(links)) << report.toStdString();
+    EXPECT_TRUE(report.contains(u"\n0/DevSerial=301234\n"_s) &&
+                report.contains(u"PachubeKey=(not shown)\n"_s));
+    const QString end = u"\n\nStatus list\n     Pages are served at %1\n\nError log\n%2\n"_s.arg(
+        program.webServer.Location(), log.sliced(1).join(u'\n'));
+    EXPECT_TRUE(report.endsWith(end)) << report.toStdString();
 }
 
 TEST_F(Road, TheFirstStartAfterTheFileIsGoneScattersNoData) {
