@@ -44,8 +44,10 @@ QCoro::Task<Answer> WindowOperator::Ask(Question question) {
     QPushButton* no = box->addButton(QMessageBox::No);
     if (!question.yes.isEmpty()) yes->setText(question.yes);
     if (!question.no.isEmpty()) no->setText(question.no);
-    if (question.cancellable) box->addButton(QMessageBox::Cancel);
-    box->setDefaultButton(question.safe == Answer::Yes ? yes : no);
+    QPushButton* safe = question.safe == Answer::Yes ? yes : no;
+    box->setDefaultButton(safe);
+    // Without a button of its own, the Escape key would be taken for No.
+    box->setEscapeButton(question.cancellable ? box->addButton(QMessageBox::Cancel) : safe);
     question_ = box.get();
     box->open();
     co_await qCoro(box.get(), &QDialog::finished);

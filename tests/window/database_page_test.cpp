@@ -2,13 +2,13 @@
 #include <QComboBox>
 #include <QDateEdit>
 #include <QLabel>
-#include <QPointer>
 #include <QPushButton>
 
 #include <gmock/gmock.h>
 
 #include "store/rows.h"
 #include "support/settings_by_key.h"
+#include "window/person.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -18,16 +18,6 @@ using namespace Qt::StringLiterals;
 using testing::ElementsAre;
 
 const QString kPage = u"database"_s;
-constexpr auto kYes = QMessageBox::Yes;
-constexpr auto kNo = QMessageBox::No;
-constexpr auto kReturn = QMessageBox::NoButton;  ///< the Return key, which takes what a box proposes
-
-/// A box that comes up, and what the person does there.
-struct Step {
-    const char* part;  ///< of its text
-    QMessageBox::StandardButton button = kReturn;
-};
-
 class DatabasePageTest : public WindowTest {
 protected:
     /// The page over 120 minute rows, half a minute apart, and an hourly row of a serial number that is
@@ -42,31 +32,6 @@ protected:
         Find<QDateEdit>(kPage, u"First day"_s)->setDate(QDate(2026, 1, 9));
         Find<QDateEdit>(kPage, u"Last day"_s)->setDate(QDate(2026, 1, 11));
         Enter(kPage, u"Days"_s, u"1"_s);
-    }
-
-    /// Goes through the boxes as they come. One that does not come ends the way.
-    void Through(const std::vector<Step>& steps) {
-        for (const Step& step : steps) {
-            QPointer<QMessageBox> box;
-            ASSERT_TRUE(SpinUntil([&] { return (box = BoxThatSays(step.part)) != nullptr; }))
-                << step.part << "\n"
-                << (Box() == nullptr ? "no box" : Box()->text().toStdString());
-            if (step.button == kReturn) {
-                QTest::keyClick(box, Qt::Key_Return);
-            } else {
-                QTest::mouseClick(box->button(step.button), Qt::LeftButton);
-            }
-            ASSERT_TRUE(SpinUntil([&] { return box == nullptr || !box->isVisible(); })) << step.part;
-        }
-    }
-
-    [[nodiscard]] static QMessageBox* BoxThatSays(const char* part) {
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            auto* box = qobject_cast<QMessageBox*>(widget);
-            if (box != nullptr && box->isVisible() && box->text().contains(QLatin1StringView(part)))
-                return box;
-        }
-        return nullptr;
     }
 
     /// Whether a label of the page says so, once a second has passed.
@@ -87,7 +52,7 @@ protected:
     }
 
     /// Of the status bar; null while it is not shown.
-    QPushButton* Cancel() {
+    QPushButton* CancelButton() {
         for (QPushButton* button : window_->findChildren<QPushButton*>()) {
             if (button->text() == u"Cancel"_s && button->isVisible()) return button;
         }
@@ -113,10 +78,10 @@ TEST_F(DatabasePageTest, TheReturnKeyAndNoLoseNothing) {
         std::vector<Step> steps;
     } cases[] = {
         {u"Back up"_s,
-         {{"Would you like to keep the older backups", QMessageBox::Cancel},
+         {{"Would you like to keep the older backups", Cancel},
           {"The database file has not been backed up! Cancel was selected."}}},
         {u"Back up"_s,
-         {{"Would you like to keep the older backups", kNo},
+         {{"Would you like to keep the older backups", No},
           {"will be deleted"},
           {"has not been backed up!"}}},
         {u"Restore..."_s,
@@ -124,15 +89,15 @@ TEST_F(DatabasePageTest, TheReturnKeyAndNoLoseNothing) {
         {u"Delete older..."_s, {{"older than 1 days"}, {"Deletion aborted."}}},
         {u"Set to 0"_s, {{"Select a kWh value!"}}},
         {u"Repair hourly table..."_s,
-         {{"back up the current database", kNo}, {"Are you sure"}, {"The hourly table was not repaired."}}},
+         {{"back up the current database", No}, {"Are you sure"}, {"The hourly table was not repaired."}}},
         {u"Repair minute table..."_s,
-         {{"back up the current database", kNo}, {"Are you sure"}, {"The minute table was not repaired."}}},
+         {{"back up the current database", No}, {"Are you sure"}, {"The minute table was not repaired."}}},
         {u"Repair serial numbers..."_s, {{"12 would become 100001"}, {"12 is too short"}}},
         {u"Reset labels..."_s, {{"all of the assigned Labels"}, {"The labels stay as they are."}}},
         {u"Empty the database..."_s, {{"Are you willing to lose all"}, {"Deletion aborted."}}},
         {u"Empty the database..."_s,
-         {{"Are you willing", kYes},
-          {"advised to backup", kNo},
+         {{"Are you willing", Yes},
+          {"advised to backup", No},
           {"will now be deleted"},
           {"Aborting process"}}},
     };
@@ -155,13 +120,13 @@ TEST_F(DatabasePageTest, ABackupBringsBackWhatWasDeleted) {
     Through({{"The database has been backed up:"}});
     EXPECT_THAT(Backups(), ElementsAre("vrq1_bak1.db3"));
     Click(kPage, u"Empty the database..."_s);
-    Through({{"Are you willing", kYes},
-             {"advised to backup", kNo},
-             {"will now be deleted", kYes},
+    Through({{"Are you willing", Yes},
+             {"advised to backup", No},
+             {"will now be deleted", Yes},
              {"Your database is now empty."}});
     EXPECT_THAT(MinuteRows(), ElementsAre("0"));
     Click(kPage, u"Restore..."_s);
-    Through({{"vrq1_bak1.db3", kYes}, {"The database has been restored from:"}});
+    Through({{"vrq1_bak1.db3", Yes}, {"The database has been restored from:"}});
     EXPECT_THAT(MinuteRows(), ElementsAre("120"));
     EXPECT_THAT(Backups(), ElementsAre("vrq1_bak1.db3", "vrq1_bak2.db3")) << "what was replaced is kept";
 }
@@ -180,12 +145,12 @@ TEST_F(DatabasePageTest, AnotherFileIsTakenOnlyWithConsentAndShownWithItsOwnBack
     choose(u"Open..."_s, u"other.db3"_s, {{"Are you sure"}, {"file has not been replaced."}});
     folder.Write(u"text.db3"_s, "no database");
     choose(u"Open..."_s, u"text.db3"_s,
-           {{"Are you sure", kYes}, {"search again?", kNo}, {"not been replaced"}});
+           {{"Are you sure", Yes}, {"search again?", No}, {"not been replaced"}});
     EXPECT_TRUE(Says(u"/vrq1.db3 ("_s));
     EXPECT_THAT(MinuteRows(), ElementsAre("120"));
     EXPECT_THAT(Backups(), ElementsAre("vrq1_bak1.db3"));
 
-    choose(u"Open..."_s, u"other.db3"_s, {{"Are you sure", kYes}});
+    choose(u"Open..."_s, u"other.db3"_s, {{"Are you sure", Yes}});
     EXPECT_TRUE(Says(u"/other.db3 ("_s));
     EXPECT_THAT(Backups(), ElementsAre("other_bak1.db3"));
 }
@@ -196,16 +161,16 @@ TEST_F(DatabasePageTest, CondensingShowsHowFarItIsAndCanBeCancelled) {
     ASSERT_TRUE(reader.GetTable("BEGIN EXCLUSIVE").Ok());  // holds the work until it was cancelled
     Click(kPage, u"Condense"_s);
     Through({{"This process may take several seconds"}});
-    EXPECT_EQ(Cancel(), nullptr);
+    EXPECT_EQ(CancelButton(), nullptr);
     clock.AdvanceSeconds(2);
-    ASSERT_NE(Cancel(), nullptr);
+    ASSERT_NE(CancelButton(), nullptr);
     EXPECT_FALSE(Find<QAbstractButton>(kPage, u"Delete"_s)->isEnabled()) << "one thing at a time";
-    QTest::mouseClick(Cancel(), Qt::LeftButton);
+    QTest::mouseClick(CancelButton(), Qt::LeftButton);
     clock.AdvanceSeconds(1);
     ASSERT_TRUE(reader.GetTable("ROLLBACK").Ok());
     Through({{"interrupted"}});
     EXPECT_THAT(MinuteRows(), ElementsAre("120"));
-    EXPECT_EQ(Cancel(), nullptr);
+    EXPECT_EQ(CancelButton(), nullptr);
 
     for (const auto& [button, said, left] : {std::tuple(u"Condense"_s, "Condensed: 60 rows are gone.", "60"),
                                              std::tuple(u"Delete"_s, "Deleted: 60 rows are gone.", "0")}) {
@@ -280,10 +245,10 @@ TEST_F(DatabasePageTest, WhereTheFileIsGoneItIsSaidAndNoOtherIsMade) {
         {u"Back up"_s, {{kGone}}},
         {u"Condense"_s, {{"Error DB2"}}},
         {u"Delete"_s, {{"Error DB2"}}},
-        {u"Delete older..."_s, {{"older than 1 days", kYes}, {"Error DB2"}}},
+        {u"Delete older..."_s, {{"older than 1 days", Yes}, {"Error DB2"}}},
         {u"Set to 0"_s, {{"Error DB2"}}},
         {u"Test column types"_s, {{kGone}}},
-        {u"Repair minute table..."_s, {{"back up", kNo}, {"Are you sure", kYes}, {"Error DB2"}}},
+        {u"Repair minute table..."_s, {{"back up", No}, {"Are you sure", Yes}, {"Error DB2"}}},
         {u"Repair serial numbers..."_s, {{"Error DB2"}}},
         {u"Create power tables"_s, {{"atabase"}}},
         {u"Create minute table"_s, {{kGone}}},
