@@ -1,5 +1,6 @@
+#include <QCheckBox>
 #include <QComboBox>
-#include <QLabel>
+#include <QGroupBox>
 #include <QTableWidget>
 #include <QTextEdit>
 
@@ -8,6 +9,7 @@
 #include "support/packets.h"
 #include "support/pty.h"
 #include "support/settings_by_key.h"
+#include "window/person.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -25,13 +27,13 @@ protected:
             Preset(u"ComDevice%1"_s.arg(number), u"/nowhere/port"_s);
     }
 
-    /// Whether a label of the page says so to those who cannot see it.
-    bool Says(const QString& text) {
+    /// What the box of a link shows, once a second has passed; %1 stands for `port`.
+    std::string Of(const QString& link, const QString& port) {
         clock.AdvanceSeconds(1);
-        for (const QLabel* label : window_->findChild<QWidget*>(kPage)->findChildren<QLabel*>()) {
-            if (label->accessibleName() == text || label->text() == text) return true;
-        }
-        return false;
+        for (const QGroupBox* box : window_->findChild<QWidget*>(kPage)->findChildren<QGroupBox*>())
+            if (box->title() == link)
+                return QString::fromStdString(Seen(box)).replace(port, u"%1"_s).toStdString();
+        return {};
     }
 
     /// Chooses the entry whose data is `data`, as a click on it does.
@@ -44,80 +46,138 @@ protected:
 };
 
 TEST_F(ConnectionsPageTest, ATcpServerIsStoppedStartedAndGivenAnotherPort) {
+    const QString entry = u"TCP Server A: Port"_s;
     Open(kPage);
-    const QString port = QString::number(program_->tcpA.LocalPort());
-    const std::pair<QString, std::string> refused[] = {
-        {u"eighty"_s, "Must be a numeric value"},
-        {u"9"_s, "Invalid range for TCP/IP Port"},
-        {u"65535"_s, "Invalid range for TCP/IP Port"},
-    };
-    for (const auto& [text, refusal] : refused) {
-        Enter(kPage, u"TCP Server A: Port"_s, text);
-        EXPECT_EQ(BoxText(), refusal);
-        Answer(QMessageBox::Ok);
-        EXPECT_EQ(Find<QLineEdit>(kPage, u"TCP Server A: Port"_s)->text(), port) << "the old one holds";
+    QString port = QString::number(program_->tcpA.LocalPort());
+    const auto seen = [&] { return Of(u"TCP Server A"_s, port); };
+    const auto enter = [&](const QString& number) { Enter(kPage, entry, port = number); };
+    EXPECT_EQ(seen(), "waiting Listening, port %1 [%1] (Stop Listening) (Disconnect)");
+    for (const auto& [text, refusal] : {std::pair(u"eighty"_s, "Must be a numeric value"),
+                                        std::pair(u"9"_s, "Invalid range for TCP/IP Port"),
+                                        std::pair(u"65535"_s, "Invalid range for TCP/IP Port")}) {
+        Enter(kPage, entry, text);
+        Through({{refusal}});
+        EXPECT_EQ(Find<QLineEdit>(kPage, entry)->text(), port) << "the old one holds";
     }
+    Find<QLineEdit>(kPage, entry)->selectAll();
+    QTest::keyClicks(Find<QLineEdit>(kPage, entry), u"4711"_s);
+    EXPECT_EQ(seen(), "waiting Listening, port %1 [4711] (Stop Listening) (Disconnect)")
+        << "what is being typed stays";
+    QTest::keyClick(Find<QLineEdit>(kPage, entry), Qt::Key_Return);
+    KeepByKey(program_->settings, u"TcpPortA"_s, u"4712"_s);
+    EXPECT_EQ(
+        seen(),
+        "waiting Listening, port %1 Port 4712 from the next Listen on. [4712] (Stop Listening) (Disconnect)");
     Click(kPage, u"TCP Server A: Stop Listening"_s);
-    EXPECT_EQ(program_->tcpA.State(), SocketState::Closed);
-    EXPECT_TRUE(Says(u"Disconnected"_s));
-    const QString other = QString::number(FreePort());
-    Enter(kPage, u"TCP Server A: Port"_s, other);
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any));
+    enter(QString::number(holder.serverPort()));
+    EXPECT_EQ(seen(), "off Socket Closed Disconnected [%1] (Listen) -(Disconnect)");
     Click(kPage, u"TCP Server A: Listen"_s);
-    EXPECT_TRUE(Says(u"TCP Server A: Listening, port "_s + other));
-
+    EXPECT_EQ(seen(),
+              "fault Socket Error The bound address is already in use Wait 4 Minutes to Release Port [%1] "
+              "(Listen) (Disconnect)");
+    enter(QString::number(FreePort()));
+    Click(kPage, u"TCP Server A: Listen"_s);
+    EXPECT_EQ(seen(), "waiting Listening, port %1 [%1] (Stop Listening) (Disconnect)");
     FarEnd gateway(program_->tcpA.LocalPort());
     EXPECT_TRUE(SpinUntil([this] { return program_->tcpA.State() == SocketState::Connected; }));
-    EXPECT_TRUE(Says(u"TCP Server A: Connected, port "_s + other));
+    EXPECT_EQ(seen(), "on Connected, port %1 [%1] -(Connected) (Disconnect)");
+    gateway.Send("x");
+    EXPECT_TRUE(
+        SpinUntil([&] { return seen() == "active Connected, port %1 [%1] -(Connected) (Disconnect)"; }));
+    EXPECT_EQ(seen(), "on Connected, port %1 [%1] -(Connected) (Disconnect)") << "nothing came since";
     gateway.Close();
     EXPECT_TRUE(SpinUntil([this] { return program_->tcpA.State() == SocketState::Closed; }));
-    EXPECT_TRUE(Says(u"Reconnecting in 4 sec."_s));
+    EXPECT_EQ(seen(), "off Socket Closed Reconnecting in 4 sec. [%1] (Listen) (Disconnect)");
     Click(kPage, u"TCP Server A: Disconnect"_s);
-    EXPECT_TRUE(program_->settings.IsOn(kTcpLatch, {.member = u"A"_s}));
-
-    Choose(u"TCP Server B: Mode"_s, u"client"_s);
-    Enter(kPage, u"TCP Server B: Host"_s, u"127.0.0.2"_s);
-    EXPECT_TRUE(program_->tcpB.ConnectsOut());
-    EXPECT_EQ(KeptByKey(program_->settings, u"TcpHostB"_s), u"127.0.0.2"_s);
+    EXPECT_EQ(seen(), "off Socket Closed Disconnected [%1] (Listen) -(Disconnect)");
 }
 
-TEST_F(ConnectionsPageTest, ASerialPortIsFoundOpenedAndItsBytesAreShownByFields) {
+TEST_F(ConnectionsPageTest, TcpServerBCallsTheHostThatIsGivenForThat) {
+    Open(kPage);
+    const QString port = QString::number(program_->tcpB.LocalPort());
+    Choose(u"TCP Server B: Mode"_s, u"client"_s);
+    Enter(kPage, u"TCP Server B: Host"_s, u"127.0.0.2"_s);
+    EXPECT_EQ(
+        Of(u"TCP Server B"_s, port),
+        "waiting Listening, port %1 <Calls the gateway> [127.0.0.2] [%1] (Stop Listening) (Disconnect)");
+    EXPECT_TRUE(program_->tcpB.ConnectsOut());
+    EXPECT_EQ(KeptByKey(program_->settings, u"TcpHostB"_s), u"127.0.0.2"_s);
+    Choose(u"TCP Server B: Mode"_s, u"server"_s);
+    EXPECT_EQ(
+        Of(u"TCP Server B"_s, port),
+        "waiting Listening, port %1 <The gateway calls> -[127.0.0.2] [%1] (Stop Listening) (Disconnect)");
+}
+
+TEST_F(ConnectionsPageTest, ASerialPortIsFoundAndOpened) {
     Pty line;
     Open(kPage);
+    const auto seen = [&] { return Of(u"Serial Connection C"_s, line.Path()); };
+    const auto find = [this](const std::vector<Step>& steps) {
+        Click(kPage, u"Find COM Port"_s);
+        EXPECT_NE(Find<QLabel>(kPage, u"Looking for ports..."_s), nullptr);
+        clock.Advance(100);
+        Through(steps);
+    };
+    EXPECT_EQ(seen(), "off Closed <None> <19200> (Open) -(Close)");
     Click(kPage, u"Serial Connection C: Open"_s);
-    EXPECT_EQ(BoxText(), "No COM port selected. Try \"Find COM Port\" utility");
-    Answer(QMessageBox::Ok);
-    Click(kPage, u"Find COM Port"_s);
-    clock.Advance(100);
-    EXPECT_EQ(BoxText(), "No COM Port Found");
-    Answer(QMessageBox::Ok);
+    Through({{"No COM port selected. Try \"Find COM Port\" utility"}});
+    Choose(u"Serial Connection C: Port"_s, u""_s);
+    EXPECT_EQ(Box(), nullptr) << "that none is chosen is no fault by itself";
+    find({{"No COM Port Found"}});
     KeepByKey(program_->settings, u"ComPortC"_s, u"7"_s);
     Click(kPage, u"Serial Connection C: Open"_s);
-    EXPECT_EQ(BoxText(), "Error opening COM port: /nowhere/port is not there");
-    Answer(QMessageBox::Ok);
-
+    Through({{"Error opening COM port: /nowhere/port is not there"}});
     KeepByKey(program_->settings, u"ComDevice9"_s, line.Path());
-    Click(kPage, u"Find COM Port"_s);
-    clock.Advance(100);
+    find({});
+    EXPECT_EQ(Box(), nullptr);
+    EXPECT_NE(Find<QLabel>(kPage, u"9: %1 is free"_s.arg(line.Path())), nullptr);
+    EXPECT_EQ(seen(), "off Closed <7  /nowhere/port> <19200> (Open) -(Close)") << "what was chosen stays so";
     Choose(u"Serial Connection C: Port"_s, u"9"_s);
+    EXPECT_EQ(KeptByKey(program_->settings, u"ComPortC"_s), u"9"_s);
+    KeepByKey(program_->settings, u"BaudRateC"_s, u"38400"_s);
+    EXPECT_EQ(seen(), "off Closed <9  %1> <38400> (Open) -(Close)");
+    auto* rate = Find<QComboBox>(kPage, u"Serial Connection C: Baud rate"_s);
+    rate->setCurrentText(u"9600"_s);
+    Q_EMIT rate->activated(rate->currentIndex());
+    EXPECT_EQ(KeptByKey(program_->settings, u"BaudRateC"_s), u"9600"_s);
     Click(kPage, u"Serial Connection C: Open"_s);
     clock.Advance(SerialLink::kSettleTime);
-    EXPECT_TRUE(Says(u"Serial Connection C: Open, port 9"_s));
+    EXPECT_EQ(seen(), "on Open, port 9 <9  %1> <9600> (Open) (Close)");
+    line.Send("x");
+    EXPECT_TRUE(SpinUntil([&] { return seen().starts_with("active Open"); }));
+    line.HangUp();
+    EXPECT_TRUE(SpinUntil([&] { return !program_->serialC.IsOpen(); }));
+    EXPECT_EQ(seen(), "fault Closed The port is gone. Reconnecting in 4 sec. <9  %1> <9600> (Open) (Close)");
+    Click(kPage, u"Serial Connection C: Close"_s);
+    EXPECT_EQ(seen(), "off Closed <9  %1> <9600> (Open) -(Close)");
+    Find<QCheckBox>(kPage, u"Open the serial connections when the program starts"_s)->click();
+    EXPECT_EQ(KeptByKey(program_->settings, u"AutoOpen"_s), u"True"_s);
+}
 
-    Click(kPage, u"Show received bytes"_s);
-    auto* stream = Find<QComboBox>(kPage, u"Stream"_s);
-    stream->setCurrentIndex(stream->findText(u"Serial Connection C"_s));
-    const Bytes packet = PacketOf({.voltTenths = 1203, .serialNumber = 1234});
-    line.Send(QByteArray("\x11\x22") + QByteArray(reinterpret_cast<const char*>(packet.data()), 65));
-    ASSERT_TRUE(SpinUntil([this] { return program_->framer.GoodPackets() == 1; }));
-    EXPECT_TRUE(Says(u"1 good packets, 0 bad"_s));
-
+TEST_F(ConnectionsPageTest, ReceivedBytesAreShownByTheirFields) {
+    Open(kPage);
+    auto* bytes = Find<QTextEdit>(kPage, u"Received bytes"_s);
     const auto* fields = Find<QTableWidget>(kPage, u"Fields of the last packet"_s);
+    auto* stream = Find<QComboBox>(kPage, u"Stream"_s);
+    const auto bring = [&](const Bytes& packet) {
+        for (const std::uint8_t byte : packet)
+            program_->framer.ProcessByte(kStreamSerialC, byte);
+        clock.AdvanceSeconds(1);
+        return bytes->toPlainText().toStdString();
+    };
+    Bytes packet = PacketOf({.voltTenths = 1203, .serialNumber = 1234});
+    stream->setCurrentIndex(stream->findText(u"Serial Connection C"_s));
+    EXPECT_EQ(bring(packet), "");
+    Click(kPage, u"Show received bytes"_s);
+    bring({0x11, 0x22});
+    EXPECT_TRUE(bring(packet).starts_with("11 22 \nFE FF 03 04 B3 ")) << "all bytes, none twice";
+    EXPECT_NE(Find<QLabel>(kPage, u"2 good packets, 0 bad"_s), nullptr);
     ASSERT_EQ(fields->rowCount(), 18);
     EXPECT_EQ(fields->item(0, 1)->text(), u"04 B3"_s);
     EXPECT_EQ(fields->item(0, 2)->text(), u"120.3 V"_s);
     EXPECT_EQ(fields->item(17, 2)->text(), u"accepted"_s);
-    auto* bytes = Find<QTextEdit>(kPage, u"Received bytes"_s);
-    EXPECT_TRUE(bytes->toPlainText().startsWith(u"11 22 \nFE FF 03 04 B3 "_s)) << "all bytes, none twice";
     // A field has the same color in both places, and another one than its neighbour.
     const auto colorAt = [bytes](int position) {
         QTextCursor cursor(bytes->document());
@@ -128,6 +188,18 @@ TEST_F(ConnectionsPageTest, ASerialPortIsFoundOpenedAndItsBytesAreShownByFields)
     EXPECT_EQ(colorAt(volts), fields->item(0, 1)->background());
     EXPECT_EQ(colorAt(volts + 6), fields->item(1, 1)->background());
     EXPECT_NE(colorAt(volts), colorAt(volts + 6));
+
+    Click(kPage, u"Hold still"_s);
+    packet.back() = 0;
+    EXPECT_EQ(bring(packet).find("refused"), std::string::npos);
+    Click(kPage, u"Hold still"_s);
+    EXPECT_NE(bring({}).find("00 refused by its checksum"), std::string::npos);
+    EXPECT_EQ(fields->item(17, 2)->text(), u"refused"_s);
+    stream->setCurrentIndex(stream->findText(u"TCP Server A"_s));
+    EXPECT_TRUE(bytes->toPlainText().isEmpty());
+    EXPECT_EQ(fields->rowCount(), 0);
+    Click(kPage, u"Show received bytes"_s);
+    EXPECT_FALSE(program_->framer.RawDisplay(kStreamTcpA));
 }
 
 }  // namespace
