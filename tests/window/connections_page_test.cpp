@@ -99,15 +99,16 @@ TEST_F(ConnectionsPageTest, TcpServerBCallsTheHostThatIsGivenForThat) {
     const QString port = QString::number(program_->tcpB.LocalPort());
     Choose(u"TCP Server B: Mode"_s, u"client"_s);
     Enter(kPage, u"TCP Server B: Host"_s, u"127.0.0.2"_s);
+    Enter(kPage, u"TCP Server B: Port"_s, u"4711"_s);
     EXPECT_EQ(
         Of(u"TCP Server B"_s, port),
-        "waiting Listening, port %1 <Calls the gateway> [127.0.0.2] [%1] (Stop Listening) (Disconnect)");
+        "waiting Listening, port %1 <Calls the gateway> [127.0.0.2] [4711] (Stop Listening) (Disconnect)");
     EXPECT_TRUE(program_->tcpB.ConnectsOut());
     EXPECT_EQ(KeptByKey(program_->settings, u"TcpHostB"_s), u"127.0.0.2"_s);
     Choose(u"TCP Server B: Mode"_s, u"server"_s);
-    EXPECT_EQ(
-        Of(u"TCP Server B"_s, port),
-        "waiting Listening, port %1 <The gateway calls> -[127.0.0.2] [%1] (Stop Listening) (Disconnect)");
+    EXPECT_EQ(Of(u"TCP Server B"_s, port),
+              "waiting Listening, port %1 Port 4711 from the next Listen on. <The gateway calls> "
+              "-[127.0.0.2] [4711] (Stop Listening) (Disconnect)");
 }
 
 TEST_F(ConnectionsPageTest, ASerialPortIsFoundAndOpened) {

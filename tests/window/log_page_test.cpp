@@ -1,13 +1,13 @@
 #include <QAbstractItemModelTester>
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QLabel>
 #include <QPlainTextEdit>
 #include <QTableView>
 
 #include <gmock/gmock.h>
 
 #include "store/error_log.h"
+#include "window/person.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -32,22 +32,31 @@ TEST_F(WindowTest, TheErrorLogIsListedAndDeletedOnlyOnYes) {
     log.close();
     clock.AdvanceSeconds(1);
     ASSERT_EQ(model->rowCount(), 2);
-    const auto text = [model](int row, int column) { return model->index(row, column).data().toString(); };
-    EXPECT_EQ(text(0, 1), u"6"_s);
-    EXPECT_EQ(text(0, 2), u"Overflow"_s);
-    EXPECT_EQ(text(0, 3), u"CH1"_s);
-    EXPECT_EQ(text(1, 2), u"half a li"_s);
-
-    const std::string question =
-        "Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?";
-    Click(kPage, u"Delete..."_s);
-    EXPECT_EQ(BoxText(), question);
-    Answer(QMessageBox::No);
-    EXPECT_EQ(model->rowCount(), 2);
-    Click(kPage, u"Delete..."_s);
-    EXPECT_EQ(BoxText(), question);
-    Answer(QMessageBox::Yes);
-    EXPECT_EQ(model->rowCount(), 0);
+    const auto row = [model](int of) {
+        QStringList texts;
+        for (int column = 0; column < model->columnCount(); ++column)
+            texts += of < 0 ? model->headerData(column, Qt::Horizontal).toString()
+                            : model->index(of, column).data().toString();
+        return texts.join(u'|').toStdString();
+    };
+    EXPECT_EQ(row(-1), "Time|Number|What|Where");
+    EXPECT_EQ(row(0), "2 Mar 2026 10:20:30|6|Overflow|CH1");
+    EXPECT_EQ(row(1), "||half a li|");
+    EXPECT_EQ(model->index(1, 2).data(Qt::ToolTipRole), u"half a li"_s);
+    EXPECT_EQ(model->index(1, 2).data(Qt::DecorationRole), QVariant());
+    const auto shown = [this] { return Seen(window_->findChild<QWidget*>(kPage)); };
+    const QString summary =
+        u"Corvane %1   ·   0 good packets, 0 bad   ·   DB Buffer = -1   ·   data in %2 (Copy all) (Delete...) 2 entries"_s;
+    EXPECT_EQ(shown(), summary.arg(QCoreApplication::applicationVersion(), folder.Path()).toStdString());
+    for (const auto& [answer, left] : {std::pair(No, 2), std::pair(Yes, 0)}) {
+        Click(kPage, u"Delete..."_s);
+        Through(
+            {{"Are you sure you want to delete the \"Error Log Fille\" containing the current list of "
+              "errors?",
+              answer}});
+        EXPECT_EQ(model->rowCount(), left);
+    }
+    EXPECT_TRUE(shown().ends_with("(Delete...) 0 entries")) << shown();
 }
 
 TEST_F(WindowTest, TheBugReportHasAllButTheKeys) {
@@ -62,6 +71,7 @@ TEST_F(WindowTest, TheBugReportHasAllButTheKeys) {
     EXPECT_TRUE(
         Find<QPlainTextEdit>(kPage, u"Status list"_s)->toPlainText().endsWith(u"     Something happened."_s));
     Click(kPage, u"Copy all"_s);
+    EXPECT_NE(Find<QAbstractButton>(kPage, u"Copied"_s), nullptr);
     EXPECT_THAT(QGuiApplication::clipboard()->text().toStdString(),
                 AllOf(HasSubstr("\n0/DevSerial=301234\n"), HasSubstr("\n     Something happened.\n"),
                       HasSubstr("6\tOverflow\tCH1\t"), HasSubstr("TCP Server A: Listening"),
