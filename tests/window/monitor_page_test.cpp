@@ -1,59 +1,78 @@
 #include <QComboBox>
+#include <QLabel>
 #include <QPlainTextEdit>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ranges>
 
 #include "sim/command_listener.h"
 #include "sim/simulated_monitor.h"
 #include "sim/tcp_line.h"
 #include "support/settings_by_key.h"
+#include "window/person.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-using testing::HasSubstr;
 
 const QString kPage = u"monitor"_s;
 
 TEST_F(WindowTest, AMonitorIsNotTouchedByWhatItCouldNotTakeOrNobodyAgreedTo) {
     Open(kPage);
     const struct {
-        std::vector<std::pair<QString, QString>> entries;
+        QString entries[2];  ///< the names of those that are given `texts`
+        QString texts[2];
         QString button;
-        QMessageBox::StandardButton answer;  ///< to the question, if there is one
-        const char* text;
+        std::vector<Step> steps;
     } cases[] = {
-        {{{u"Current transformer of CH1, type"_s, u"4"_s}, {u"Current transformer of CH1, range"_s, u"8"_s}},
+        {{u"Current transformer of CH1, type"_s, u"Current transformer of CH1, range"_s},
+         {u"4"_s, u"8"_s},
          u"Set Current transformer of CH1"_s,
-         {},
-         "Invalid CT Range value."},
-        {{{u"Packet send frequency, seconds"_s, u"256"_s}},
+         {{"Invalid CT Range value."}}},
+        {{u"Packet send frequency, seconds"_s},
+         {u"256"_s},
          u"Set Packet send frequency"_s,
-         {},
-         "Value is greater than one byte or not numeric"},
-        {{{u"AUX constant, constant"_s, u"0"_s}},
-         u"Set AUX constant"_s,
-         {},
-         "Improper constant value must be 1 - 255"},
-        {{}, u"Read Settings"_s, {}, "This port is not Open or Connected"},
-        {{}, u"Reset accumulated values..."_s, QMessageBox::No, "Reset aborted!"},
-        {{}, u"Zero carry counters..."_s, QMessageBox::Yes, "Aborted"},
-        {{}, u"Pass-through..."_s, QMessageBox::No, "Pass-through mode was not entered."},
+         {{"Value is greater than one byte or not numeric"}}},
+        {{}, {}, u"Set Trim of AUX3"_s, {{"The value for AUX 3 is not a numerical value."}}},
+        {{}, {}, u"Read Settings"_s, {{"This port is not Open or Connected"}}},
+        {{}, {}, u"Put back the first..."_s, {{"This port is not Open or Connected"}}},
+        {{}, {}, u"Reset accumulated values..."_s, {{"reset all accumulated"}, {"Reset aborted!"}}},
+        {{}, {}, u"Zero carry counters..."_s, {{"abort this function?", Escape}, {"Aborted"}}},
+        {{}, {}, u"Pass-through..."_s, {{"manualy cycled"}, {"Pass-through mode was not entered."}}},
+        {{}, {}, u"Erase data logger..."_s, {{"erases all records"}, {"Nothing was erased."}}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        for (const auto& [entry, text] : c.entries)
-            Find<QLineEdit>(kPage, entry)->setText(text);
+        SCOPED_TRACE(c.button.toStdString());
+        for (int i = 0; i < 2 && !c.entries[i].isEmpty(); ++i)
+            Find<QLineEdit>(kPage, c.entries[i])->setText(c.texts[i]);
         Click(kPage, c.button);
-        if (c.answer != QMessageBox::NoButton) {
-            ASSERT_NE(BoxText(), "");
-            Answer(c.answer);
-        }
-        EXPECT_THAT(BoxText(), HasSubstr(c.text));
-        Answer(QMessageBox::Ok);
+        Through(c.steps);
     }
+}
+
+TEST_F(WindowTest, TheCommandTargetAndItsByteAreChosen) {
+    Preset(u"DeviceQTY"_s, u"3"_s);
+    Preset(u"BindDeviceB"_s, u"3"_s);
+    Open(kPage);
+    auto* target = Find<QComboBox>(kPage, u"Command target"_s);
+    auto* byte = Find<QComboBox>(kPage, u"Command byte of Device B"_s);
+    for (const int item : {2, 0})
+        Q_EMIT target->activated(item);
+    EXPECT_EQ(target->currentText(), u"Bind to Device B"_s) << "the first entry binds none";
+    EXPECT_EQ(program_->commands.TargetLinkText(), u"Serial Connection B"_s);
+    for (const auto press : {No, Yes}) {
+        byte->setCurrentIndex(2);
+        Q_EMIT byte->activated(2);
+        Through({{"Do you want to continue?", press}});
+        if (press == No) Through({{"No command byte was chosen; that of Device A is 0 now."}});
+        EXPECT_EQ(byte->currentText(), press == No ? u"252"_s : u"254"_s);
+    }
+    clock.AdvanceSeconds(1);
+    EXPECT_NE(Find<QLabel>(kPage, u"Device B on Serial Connection B, command byte 254"_s), nullptr);
 }
 
 TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
@@ -65,20 +84,40 @@ TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
     line.KeepConnected(u"127.0.0.1"_s, program_->tcpA.LocalPort());
     ASSERT_TRUE(
         SpinUntil([&] { return line.State() == LineState::Ready && program_->tcpA.Connections() > 0; }));
-    const auto run = [this](const QString& button, auto isDone) {
+    auto* settings = Find<QPlainTextEdit>(kPage, u"Settings of the monitor"_s);
+    Find<QLineEdit>(kPage, u"Packet send frequency, seconds"_s)->setText(u"30"_s);
+    Find<QLineEdit>(kPage, u"Current transformer of CH1, type"_s)->setText(u"9"_s);
+    Find<QLineEdit>(kPage, u"Current transformer of CH1, range"_s)->setText(u"4"_s);
+    const std::tuple<QString, std::vector<Step>, Operation> commands[] = {
+        {u"Stop"_s, {}, Operation::StopRealtime},
+        {u"Read Settings"_s, {}, Operation::ReadSettings},
+        {u"Set Packet send frequency"_s, {}, Operation::SendFrequency},
+        {u"Set Current transformer of CH1"_s, {}, Operation::Ct1},
+        {u"One packet"_s, {}, Operation::OnePacket},
+        {u"Start"_s, {}, Operation::StartRealtime},
+        {u"Reset accumulated values..."_s, {{"reset all accumulated", Yes}}, Operation::ResetKwh},
+        {u"Erase data logger..."_s, {{"erases all records", Yes}}, Operation::EraseLogger},
+        {u"Restart"_s, {}, Operation::Restart},
+        {u"Pass-through..."_s, {{"manualy cycled", Yes}}, Operation::PassThrough},
+    };
+    for (const auto& [button, steps, operation] : commands) {
+        SCOPED_TRACE(button.toStdString());
+        const std::size_t before = listener.CarriedOut().size();
         Click(kPage, button);
+        Through(steps);
+        auto* pressed = Find<QAbstractButton>(kPage, button);
+        EXPECT_FALSE(pressed->isEnabled()) << "one thing at a time";
         EXPECT_TRUE(SpinUntil([&] {
             clock.Advance(10);
-            return isDone() && Find<QAbstractButton>(kPage, button)->isEnabled();
-        })) << button.toStdString();
-    };
-    run(u"Stop"_s, [&] { return !monitor.SendsRealtime(); });
-    auto* settings = Find<QPlainTextEdit>(kPage, u"Settings of the monitor"_s);
-    run(u"Read Settings"_s, [&] { return settings->toPlainText().contains(u"Packet Send Frequency"_s); });
-    Find<QLineEdit>(kPage, u"Packet send frequency, seconds"_s)->setText(u"30"_s);
-    run(u"Set Packet send frequency"_s,
-        [&] { return listener.Settings().Raw(MonitorSetting::SendFrequency) == 30; });
-    run(u"Start"_s, [&] { return monitor.SendsRealtime(); });
+            return listener.CarriedOut().size() > before && pressed->isEnabled();
+        }));
+        EXPECT_EQ(std::ranges::count(listener.CarriedOut() | std::views::drop(before), operation), 1);
+        EXPECT_EQ(settings->toPlainText().contains(u"Packet Send Frequency"_s),
+                  operation != Operation::StopRealtime);
+    }
+    EXPECT_EQ(listener.Settings().Raw(MonitorSetting::SendFrequency), 30);
+    EXPECT_EQ(listener.Settings().Raw(MonitorSetting::Ct1Type), 9);
+    EXPECT_EQ(listener.Settings().Raw(MonitorSetting::Ct1Range), 4);
     clock.EndWaits();
 }
 
@@ -96,8 +135,7 @@ TEST_F(WindowTest, AMonitorThatGoesOnSendingIsNotRead) {
         clock.Advance(10);
         return Box() != nullptr;
     }));
-    EXPECT_EQ(BoxText(), "Turn off realtime data first and try again.");
-    Answer(QMessageBox::Ok);
+    Through({{"Turn off realtime data first and try again."}});
     clock.EndWaits();
 }
 
@@ -108,14 +146,18 @@ TEST_F(WindowTest, WhatAMonitorWasSetToIsComparedWithWhatItIs) {
     block.bytes[0] = kAcknowledgement;
     block.Set(MonitorSetting::UnitId, 3);
     block.Set(MonitorSetting::SerialNumber, 7);
-    for (const int frequency : {8, 15}) {
+    for (const int frequency : {8, 15, 20}) {
         block.Set(MonitorSetting::SendFrequency, frequency);
         ASSERT_TRUE(program_->monitorHistory.Keep(block, LocalTimeAt(1'772'446'830 + frequency)));
     }
     ShowPage(kPage);
-    EXPECT_EQ(Find<QComboBox>(kPage, u"Compare from"_s)->count(), 2);
-    EXPECT_EQ(Find<QPlainTextEdit>(kPage, u"What changed"_s)->toPlainText(),
-              u"Packet Send Frequency: 8 -> 15"_s);
+    const auto* changed = Find<QPlainTextEdit>(kPage, u"What changed"_s);
+    EXPECT_EQ(changed->toPlainText(), u"Packet Send Frequency: 15 -> 20"_s) << "since the time before";
+    for (const auto& [from, text] :
+         {std::pair(0, u"Packet Send Frequency: 8 -> 20"_s), std::pair(2, u"Nothing differs."_s)}) {
+        Find<QComboBox>(kPage, u"Compare from"_s)->setCurrentIndex(from);
+        EXPECT_EQ(changed->toPlainText(), text);
+    }
 }
 
 }  // namespace
