@@ -217,13 +217,14 @@ TEST(EnergyBars, CostWhatTheTariffSaysOfEachHour) {
     double meter = 0;
     for (WallTime time = At("2026-05-01 00:00:00"); time <= At("2026-05-02 00:00:00"); time += kWallHour)
         energy.Add(time, {kNull, ++meter}, false);
-    energy.Add(At("2026-05-02 06:00:00"), {kNull, meter + 10}, false);
-    energy.Add(At("2026-05-02 08:00:00"), {kNull, meter + 20}, false);
+    energy.Add(At("2026-05-02 06:30:00"), {kNull, meter + 10}, false);
+    energy.Add(At("2026-05-02 08:15:00"), {kNull, meter + 20}, false);
     const EnergyBars bars =
         energy.Bars(CalendarUnit::Day, At("2026-05-01 00:00:00"), At("2026-05-03 00:00:00"), tariff);
     ASSERT_EQ(bars.bars.size(), 2U);
     EXPECT_NEAR(bars.bars[0].cost[1], 10 * 1 + 5 * 10 + 9 * 100, 1e-9);
-    EXPECT_NEAR(bars.bars[1].cost[1], 10 * 100 + 10 * (1 + 100) / 2.0, 1e-9) << "gaps at the mean price";
+    EXPECT_NEAR(bars.bars[1].cost[1], 10 * 100 + 10 * (0.5 * 100 + 1.25 * 1) / 1.75, 1e-9)
+        << "gaps at the mean price";
 
     const Tariff shifted{.prices = {1, 10, 100}, .begins = {22, 6, 12}};
     EXPECT_EQ(shifted.PriceAt(5), 1);
@@ -246,9 +247,9 @@ struct HistoryReading : testing::Test {
                           std::string(date) + "', " + address + ", " + std::to_string(watts) + ", " +
                           std::to_string(kwh) + ")");
     }
-    void Hour(const char* date, double kwh) const {
+    void Hour(const char* date, double kwh, const char* address = "300001") const {
         Execute(path, "INSERT INTO monitordata_hourly(date, deviceaddress, ch1kwh) VALUES ('" +
-                          std::string(date) + "', 300001, " + std::to_string(kwh) + ")");
+                          std::string(date) + "', " + address + ", " + std::to_string(kwh) + ")");
     }
     QueryResult Run(SqlJob job) { return QCoro::waitFor(worker.Run(path, std::move(job))); }
 };
@@ -284,6 +285,25 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
     Minute("2026-05-02 00:00:00", 400, 53);
     EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
     EXPECT_THAT(history->power.watts[0], ElementsAre(400)) << "the rows are numbered again";
+}
+
+TEST_F(HistoryReading, OnlyNetEnergyOfTheVirtualDeviceFalls) {
+    for (const auto& [address, bars] : {std::pair{"300001", "05-01 00=0/60 between=0"},
+                                        std::pair{kVirtualDevice, "05-01 00=-1500/60 between=0"}}) {
+        for (const Detail detail : {Detail::Minutes, Detail::Hours}) {
+            Execute(path, "DELETE FROM monitordata_hourly; DELETE FROM monitordata_minute");
+            Hour("2026-05-01 08:00:00", 5, address);
+            Hour("2026-05-01 08:30:00", 4, address);
+            Minute("2026-05-01 09:00:00", -1000, 3.5, address);
+            Minute("2026-05-01 09:00:00", 1000, 90, "300002");
+            const auto history = std::make_shared<DeviceHistory>(DeviceHistory{
+                .address = address, .from = 0, .to = At("2026-05-02 00:00:00"), .detail = detail});
+            EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
+            EXPECT_EQ(
+                BarsText(history->energy, CalendarUnit::Day, "2026-05-01 00:00:00", "2026-05-01 23:00:00"),
+                bars);
+        }
+    }
 }
 
 TEST_F(HistoryReading, KnowsDevicesWithRecordsAndTheirLabels) {

@@ -29,6 +29,24 @@ TEST(ChannelLabels, AreEmptyWhereNobodyNamedTheChannelAndElseAsTheyWereStored) {
     ASSERT_TRUE(texts.has_value());
     EXPECT_THAT(texts->at(0), ElementsAre(u"Oven"_s, u""_s, u"no label"_s));
     EXPECT_THAT(texts->at(6), ElementsAre(u""_s, u""_s, u" "_s));
+
+    using enum ChannelText;
+    EXPECT_EQ(SaveChannelText(database, 1, 6, Label, u"Joe's"_s).Error(), u""_s);
+    EXPECT_EQ(SaveChannelText(database, 1, 6, Comment, u"loft"_s).Error(), u""_s);
+    EXPECT_THAT(ReadChannelTexts(database, 1)->at(6), ElementsAre(u"Joe's"_s, u""_s, u"loft"_s));
+    EXPECT_EQ(SaveChannelText(database, 2, 0, Label, u"x"_s).Error(),
+              u"This device has no row in the database yet. Enter its serial number first."_s);
+    EXPECT_THAT(ReadChannelTexts(database, 2).value()[0], ElementsAre(u""_s, u""_s, u""_s));
+    const ChannelLabels labels = {u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s, u"f"_s, u"it's"_s};
+    EXPECT_EQ(SaveChannelLabels(database, 1, labels).Error(), u""_s);
+    EXPECT_EQ(ReadStoredLabels(database)[1], labels);
+
+    Execute(path, "DROP TABLE applicationinfo");
+    EXPECT_EQ(SaveChannelText(database, 1, 0, Label, u"x"_s).Error(),
+              u"The text could not be saved: no such table: applicationinfo"_s);
+    EXPECT_EQ(SaveChannelLabels(database, 1, labels).Error(),
+              u"The names could not be saved: no such table: applicationinfo"_s);
+    EXPECT_EQ(ReadChannelTexts(database, 1), std::nullopt);
 }
 
 }  // namespace

@@ -113,7 +113,9 @@ TEST_F(BackupsTest, ComeBackOnlyWhereTheyAreDatabasesAndTheFileInForceIsSaved) {
     EXPECT_EQ(Backup(), "");
     Mark(u"vrq1.db3"_s, "new");
     folder.Write(u"vrq1_bak2.db3"_s, "no database at all, but long enough for one");
-    EXPECT_THAT(backups.Numbers(), ElementsAre(1, 2));
+    for (const QString& other : {u"vrq1_bak10.db3"_s, u"vrq1_bak03.db3"_s, u"vrq2_bak4.db3"_s})
+        folder.Write(other, "");
+    EXPECT_THAT(backups.Numbers(), ElementsAre(1, 2, 10));
     EXPECT_THAT(Restore(3), HasSubstr("There is no backup"));
     EXPECT_THAT(Restore(2), HasSubstr("file is not a database"));
     op.WillAnswer(kReplace, Answer::No);
@@ -134,6 +136,8 @@ TEST_F(BackupsTest, ComeBackOnlyWhereTheyAreDatabasesAndTheFileInForceIsSaved) {
     writer.WriteSQL("insert into monitordata_hourly(date) values ('later')");
     writer.Flush();
     EXPECT_THAT(Rows(path, "SELECT date FROM monitordata_hourly"), ElementsAre("later"));
+    database.UseFile(folder.Path(u"a.1.db3"_s).toStdString());
+    EXPECT_EQ(backups.PathOf(2), folder.Path(u"a.1_bak2.db3"_s)) << "not those of a.2.db3";
 }
 
 }  // namespace

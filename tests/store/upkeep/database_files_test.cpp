@@ -144,6 +144,7 @@ TEST_F(DatabaseFilesTest, ANewFileComesIntoForceOnlyAfterTwoConsents) {
                                                               {u"c.db3"_s, {Answer::Cancel}},
                                                               {u"d.db3"_s, {Answer::Yes, Answer::Yes}}}) {
         SCOPED_TRACE(name.toStdString());
+        writer.WriteSQL("insert into monitordata_hourly(date) values ('of before')");
         op.WillAnswer(kUseIt, answers.front());
         if (answers.size() > 1) op.WillAnswer(kProceed, answers.back());
         const bool taken = answers.back() == Answer::Yes;
@@ -155,6 +156,10 @@ TEST_F(DatabaseFilesTest, ANewFileComesIntoForceOnlyAfterTwoConsents) {
     }
     for (const Question& question : op.Questions())
         EXPECT_EQ(question.safe, Answer::No) << "one that cannot be asked keeps the file in use";
+    writer.Flush();
+    EXPECT_THAT(Rows(path, "SELECT COUNT(*) FROM monitordata_hourly"), ElementsAre("5"))
+        << "what was captured before the change, the first record twice";
+    EXPECT_THAT(Rows(database.databasePath(), "SELECT id FROM monitordata_hourly"), IsEmpty());
 }
 
 TEST_F(DatabaseFilesTest, AFailedCreationDeletesTheFileOnlyWhenToldTo) {
@@ -233,17 +238,43 @@ TEST_F(DatabaseFilesTest, AFileIsOverwrittenByANewOneOnlyAfterAskingAndSavedIfWa
     const std::string cost = "SELECT kwhcost1 FROM applications";
     op.WillEnter(kFileName, u"vrq1"_s);
     op.WillAnswer(kOverwrite, Answer::No);
-    EXPECT_THAT(Result(files.NewDatabase(op)), HasSubstr("stays as it is"));
+    EXPECT_EQ(Result(files.NewDatabase(op)), path + " stays as it is; no file was made.");
     EXPECT_THAT(Rows(path, cost), ElementsAre("9"));
-    op.WillEnter(kFileName, u"vrq1.db3"_s);
-    op.WillAnswer(kOverwrite, Answer::Yes);
-    op.WillAnswer(kBackupFirst, Answer::Yes);
-    op.WillAnswer(kUseIt, Answer::No);
-    EXPECT_EQ(Result(files.NewDatabase(op)), "");
+    folder.Write(u"vrq1_bak1.db3"_s, "an older one");
+    for (const char* date : {"first", "second"})
+        writer.WriteSQL("insert into monitordata_hourly(date) values ('" + std::string(date) + "')");
+    int adopted = 0;
+    QObject::connect(&files, &DatabaseFiles::Adopted, &files, [&adopted] { ++adopted; });
+    for (const Answer keep : {Answer::Cancel, Answer::Yes}) {
+        EXPECT_THAT(Rows(path, cost), ElementsAre("9")) << "a backup that was wanted must succeed";
+        op.WillEnter(kFileName, u"vrq1.db3"_s);
+        op.WillAnswer(kOverwrite, Answer::Yes);
+        op.WillAnswer(kBackupFirst, Answer::Yes);
+        op.WillAnswer("keep the older backups", keep);
+        if (keep == Answer::Yes) op.WillAnswer(kUseIt, Answer::No);
+        EXPECT_EQ(Result(files.NewDatabase(op)).empty(), keep == Answer::Yes);
+        EXPECT_EQ(adopted, keep == Answer::Yes ? 1 : 0) << "the file in use has other tables now";
+    }
     EXPECT_THAT(Rows(path, cost), ElementsAre("0.126"));
-    EXPECT_THAT(Rows(folder.Path(u"vrq1_bak1.db3"_s).toStdString(), cost), ElementsAre("9"));
-    op.WillEnter(kFileName, std::nullopt);
-    EXPECT_NE(Result(files.NewDatabase(op)), "");
+    writer.Flush();
+    EXPECT_THAT(Rows(path, "SELECT date FROM monitordata_hourly"), IsEmpty());
+    const std::string backup = folder.Path(u"vrq1_bak2.db3"_s).toStdString();
+    EXPECT_THAT(Rows(backup, cost), ElementsAre("9"));
+    EXPECT_THAT(Rows(backup, "SELECT DISTINCT date FROM monitordata_hourly"), ElementsAre("first", "second"));
+
+    ASSERT_TRUE(QDir(folder.Path()).mkpath(u"folder.db3/kept"_s));
+    for (const auto& [name, answer, error] :
+         std::vector<std::tuple<std::optional<QString>, Answer, std::string>>{
+             {std::nullopt, Answer::No, "No file was named; none was made."},
+             {u" "_s, Answer::No, "No file was named; none was made."},
+             {u"folder"_s, Answer::Yes, "cannot be deleted: "}}) {
+        op.WillEnter(kFileName, name);
+        if (answer == Answer::Yes) {
+            op.WillAnswer(kOverwrite, Answer::Yes);
+            op.WillAnswer(kBackupFirst, Answer::No);
+        }
+        EXPECT_THAT(Result(files.NewDatabase(op)), HasSubstr(error));
+    }
 }
 
 TEST_F(DatabaseFilesTest, AddressesThatDifferFromTheBoundSerialsAreCorrectedIfWanted) {
