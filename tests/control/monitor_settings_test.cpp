@@ -302,6 +302,26 @@ TEST_F(MonitorSettingsTest, APuttingBackThatIsCutOffSaysWhatIsDoneAndWhatIsNot) 
               "took. Put back: pt 184 3. Not put back: iv2 8, aux 100.");
 }
 
+TEST_F(MonitorSettingsTest, APuttingBackThatTheMonitorDidNotTakeSaysWhatDiffers) {
+    Join(tcpA_);
+    ASSERT_EQ(SetThere("pt", {u"9"_s, u"8"_s}), "");
+    ASSERT_EQ(Run(monitorSettings_.Read(op_)), "");
+    const QString when = history_.Of(u"301234"_s).front().when;
+    Join(tcpA_);
+    op_.WillAnswer("This sends: pt 9 8", Answer::Yes);
+    std::string error = "it did not end";
+    auto restoring = monitorSettings_.Restore(when, op_).then(
+        [&](const Outcome& outcome) { error = outcome.Error().toStdString(); });
+    for (int i = 0; i < 20'000 && listener_->Settings().Raw(MonitorSetting::PtRange) != 8; ++i)
+        clock_.Advance(1);
+    clock_.Advance(500);
+    Join(tcpA_);  // it has forgotten them again
+    clock_.AdvanceSeconds(10);
+    EXPECT_EQ(error, "An error may have occured. Click Read Settings to verify the changes.");
+    EXPECT_EQ(op_.Messages(),
+              (std::vector<std::string>{"Not taken: PT Type: 184 -> 9", "Not taken: PT Range: 3 -> 8"}));
+}
+
 TEST_F(MonitorSettingsTest, ADeviceIsBoundToTheMonitorThatAnswers) {
     const auto bind = [this](int slot) { return Run(BindDevice(slot, monitorSettings_, slots_, op_)); };
     const auto find = [this](int slot) { return Run(FindDevice(slot, monitorSettings_, slots_, op_)); };

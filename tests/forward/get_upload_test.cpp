@@ -91,6 +91,17 @@ TEST_F(GetUploadTest, EveryPacketIsSentInTheLayoutChosenWhileItIsOn) {
     ASSERT_TRUE(SpinUntil([&] { return server->bytesAvailable() > 0; }));
     EXPECT_TRUE(server->readAll().startsWith("GET ?volt=120.5&sn=301234&ch1w=0&"));
     EXPECT_FALSE(Choose(settings_, kGetLayout, u"3"_s));
+
+    server_.close();
+    ASSERT_TRUE(server_.listen(QHostAddress(u"127.0.0.2"_s)));
+    EXPECT_TRUE(Choose(settings_, kGetHost, u"127.0.0.2:%1"_s.arg(server_.serverPort())));
+    Send({.serialNumber = 1234, .seconds = 8});
+    const auto other = Accept();
+    ASSERT_TRUE(SpinUntil([&] { return other->bytesAvailable() > 0; }));
+    EXPECT_EQ(server->readAll(), "") << "the server of before hears no more";
+    Set(u"GetEnable"_s, u"False"_s);
+    Send({.serialNumber = 1234, .seconds = 9});
+    EXPECT_EQ(upload_.Log()->Lines().size(), 3U);
     for (const char* const wrong : {"http://x", "x:0", "x:y", ":80", "a b", "a\r\nb"})
         EXPECT_FALSE(Choose(settings_, kGetHost, QString::fromLatin1(wrong))) << wrong;
     EXPECT_FALSE(Choose(settings_, kGetPath, u"/in.php HTTP/1.0\r\nX: y"_s));

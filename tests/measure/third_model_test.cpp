@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 
 #include "measure/channel_groups.h"
@@ -56,6 +57,7 @@ TEST_F(ThirdModelTest, ItsPacketsAmongOthersBecomeReadingsOfItsChannels) {
     for (std::uint32_t i = 0; i < 2; ++i) {
         Feed(ThreeChannelPacket({.ch1Absolute = 1'000 + i * 800,
                                  .ch2Absolute = 2'000 + i * 1'600,
+                                 .ch1Polarized = 500 + i * 200,
                                  .ch2Hundredths = 150,
                                  .seconds = 70 + i * 8,
                                  .aux = {3'000 + i * 400}}));
@@ -65,20 +67,30 @@ TEST_F(ThirdModelTest, ItsPacketsAmongOthersBecomeReadingsOfItsChannels) {
     EXPECT_EQ(framer_->GoodPackets(), 6U);
     EXPECT_EQ(framer_->BadPackets(), 0U);
 
-    const QJsonObject device = Device(0);
-    EXPECT_EQ(device[u"serial"_s], u"301234"_s);
-    EXPECT_EQ(device[u"model"_s], u"Made-up"_s);
+    QJsonObject device = Device(0);
+    const QJsonArray channels = device.take(u"channels"_s).toArray();
+    EXPECT_EQ(
+        QJsonDocument(device).toJson(QJsonDocument::Compact).toStdString(),
+        R"({"elapsed":8,"lastPacket":"2026-03-02 10:20:30","model":"Made-up","online":true,"pulse":null,)"
+        R"("seconds":78,"serial":"301234","slot":"A","stale":false,"volt":120.5})");
     const struct {
         QJsonValue watts;
         double wattSeconds;
-    } expected[kChannels] = {{100, 1'800}, {200, 3'600}, {50, 3'400}, {{}, 0}, {{}, 0}, {{}, 0}, {{}, 0}};
+        QJsonValue wattsPolarized = QJsonValue::Undefined;
+        QJsonValue wattSecondsPolarized = QJsonValue::Undefined;
+        QJsonValue amps = QJsonValue::Undefined;
+    } expected[kChannels] = {
+        {100, 1'800, 25, 700, 0}, {200, 3'600, 0, 0, 1.5}, {50, 3'400}, {{}, 0}, {{}, 0}, {{}, 0}, {{}, 0}};
     for (std::size_t i = 0; i < kChannels; ++i) {
-        const QJsonValue channel = device[u"channels"_s][static_cast<qsizetype>(i)];
-        EXPECT_EQ(channel[u"watts"_s], expected[i].watts) << ChannelName(i);
-        EXPECT_EQ(channel[u"wattSeconds"_s], expected[i].wattSeconds) << ChannelName(i);
-        EXPECT_EQ(channel.toObject().contains(u"kwhPolarized"_s), i < 2) << ChannelName(i);
+        SCOPED_TRACE(ChannelName(i));
+        const QJsonValue channel = channels[static_cast<qsizetype>(i)];
+        EXPECT_EQ(channel[u"watts"_s], expected[i].watts);
+        EXPECT_EQ(channel[u"wattSeconds"_s], expected[i].wattSeconds);
+        EXPECT_EQ(channel[u"kwh"_s], expected[i].wattSeconds / 3.6e6);
+        EXPECT_EQ(channel[u"wattsPolarized"_s], expected[i].wattsPolarized);
+        EXPECT_EQ(channel[u"wattSecondsPolarized"_s], expected[i].wattSecondsPolarized);
+        EXPECT_EQ(channel[u"amps"_s], expected[i].amps);
     }
-    EXPECT_EQ(device[u"channels"_s][1][u"amps"_s], 1.5);
     EXPECT_EQ(Device(1)[u"model"_s], u"VRQ-5810"_s);
     EXPECT_EQ(Device(1)[u"channels"_s][3][u"watts"_s], 10);
 }
