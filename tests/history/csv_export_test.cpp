@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "history/table_rows.h"
 #include "store/rows.h"
 #include "store/schema.h"
@@ -53,6 +55,23 @@ TEST_F(CsvExport, LeavesNoFileAndTouchesNoneWhereItFails) {
     EXPECT_EQ(Written(), "one\r\n1\r\n") << "the file of before";
     EXPECT_FALSE(QFile::exists(QString::fromStdString(csv) + QStringLiteral(".partial")));
     EXPECT_NE(Run(ExportQuery(csv + "/none.csv", "SELECT 1", 1)).errorText, "");
+}
+
+TEST_F(CsvExport, ChartsHaveTheChannelsShownAndTheTimeAskedFor) {
+    const WallTime begin = ParseStamp("2026-05-01 10:00:00").value();
+    const auto history = std::make_shared<DeviceHistory>();
+    for (const WallTime minute : {0, 1, 2, 3})
+        history->power.Add(begin + 60 * minute, {100.5F + static_cast<float>(minute), 7, std::nanf("")});
+    const ShownChannels shown = {"House", std::nullopt, "Oven, old"};
+    EXPECT_EQ(Run(ExportPower(csv, history, shown, begin + 60, begin + 180)).rows.front().front(), "2");
+    EXPECT_EQ(Written(),
+              "time,House W,\"Oven, old W\"\r\n"
+              "2026-05-01 10:01:00,101.5,\r\n2026-05-01 10:02:00,102.5,\r\n");
+    const EnergyBar bar = {begin, begin + 3600, {1.5, 7, 0.25}, {0.3, 7, 0.05}, 1800};
+    EXPECT_EQ(Run(ExportBars(csv, {bar}, shown)).rows.front().front(), "1");
+    EXPECT_EQ(Written(),
+              "from,to,seconds known,House kWh,\"Oven, old kWh\",House cost,\"Oven, old cost\"\r\n"
+              "2026-05-01 10:00:00,2026-05-01 11:00:00,1800,1.5,0.25,0.3,0.05\r\n");
 }
 
 TEST_F(CsvExport, ATableIsFilteredAndReadInPages) {

@@ -24,9 +24,19 @@ WallTime At(std::string_view stamp) {
 TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
     EXPECT_EQ(At("1970-01-02 00:01:02"), kWallDay + 62);
     EXPECT_EQ(At("2024-02-29 10:20"), At("2024-02-29 10:20:00"));
-    for (const char* wrong : {"", "2026-02-29 00:00:00", "2026-01-01 24:00:00", "2026-01-01 00:60:00",
-                              "2026-01-01T00:00:00", "2026-01-0x 00:00:00", "2026-01-01 00:00:0"})
+    EXPECT_EQ(At("2016-12-31 23:59:60"), At("2017-01-01 00:00:00"));
+    for (const char* wrong :
+         {"", "2026-02-29 00:00:00", "2026-01-01 24:00:00", "2026-01-01 00:60:00", "2026-01-01 00:00:61",
+          "2026-01-01T00:00:00", "2026/01-01 00:00:00", "2026-01/01 00:00:00", "2026-01-01 00.00:00",
+          "2026-01-01 00:00.00", "2026-01-01 00:00:0", "2026-01-00 00:00:00", "2026-00-01 00:00:00"})
         EXPECT_FALSE(ParseStamp(wrong)) << wrong;
+    for (const std::size_t digit : {0U, 1U, 2U, 3U, 5U, 6U, 8U, 9U, 11U, 12U, 14U, 15U, 17U, 18U}) {
+        for (const char wrong : {'/', ':'}) {  // the neighbours of the digits
+            std::string stamp = "2026-01-01 00:00:00";
+            stamp[digit] = wrong;
+            EXPECT_FALSE(ParseStamp(stamp)) << stamp;
+        }
+    }
 
     const struct {
         CalendarUnit unit;
@@ -48,20 +58,22 @@ TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
     }
 }
 
-/// "time:watts" of each point, or "time:lowest/highest/mean", "-" for a break.
+/// "time:watts" of each point, or "time:lowest/highest/mean", "-" for a break. Times count from `kBegin` on.
 std::string TraceText(const std::vector<std::pair<WallTime, float>>& records, WallTime to, int columns) {
+    constexpr WallTime kBegin = 1'000'000;
     PowerHistory history;
     for (const auto& [time, watts] : records)
-        history.Add(time, {watts});
+        history.Add(kBegin + time, {-1, watts});
     history.Sort();
     std::string text;
-    for (const TracePoint& point : TraceOf(history, 0, 0, to, columns)) {
+    for (const TracePoint& point : TraceOf(history, 1, kBegin, kBegin + to, columns)) {
         text += text.empty() ? "" : " ";
         if (std::isnan(point.mean)) {
             text += "-";
             continue;
         }
-        text += std::to_string(std::lround(point.time)) + ":" + std::to_string(std::lround(point.lowest));
+        text += std::to_string(std::lround(point.time) - kBegin) + ":" +
+                std::to_string(std::lround(point.lowest));
         if (point.lowest == point.highest) continue;
         text +=
             "/" + std::to_string(std::lround(point.highest)) + "/" + std::to_string(std::lround(point.mean));
@@ -112,9 +124,30 @@ TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
          60,
          "-60:1 0:2 60:3 120:4"},
         {"nothing", {}, 60, 60, ""},
+        {"no time", {{0, 1}}, 0, 60, ""},
+        {"no columns", {{0, 1}, {30, 2}}, 60, 0, ""},
     };
     for (const auto& c : cases)
         EXPECT_EQ(TraceText(c.records, c.to, c.columns), c.trace) << c.what;
+}
+
+TEST(PowerHistory, KnowsTheNearestRecordWithinTheGap) {
+    PowerHistory history;
+    EXPECT_EQ(history.Nearest(0), -1);
+    for (const WallTime time : {0, 100, 1000})
+        history.Add(time, {});
+    for (const auto& [time, nearest] : {std::pair{-181, -1},
+                                        {-180, 0},
+                                        {49, 0},
+                                        {50, 1},
+                                        {280, 1},
+                                        {281, -1},
+                                        {819, -1},
+                                        {820, 2},
+                                        {1000, 2},
+                                        {1180, 2},
+                                        {1181, -1}})
+        EXPECT_EQ(history.Nearest(time), nearest) << time;
 }
 
 /// "start=kWh" of the bars of CH1 with their cover in minutes, then what lies between them.

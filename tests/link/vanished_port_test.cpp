@@ -90,43 +90,32 @@ TEST_F(VanishedPort, ThatComesAndGoesBeforeItSettlesIsToldOnce) {
     EXPECT_EQ(errorLog_.Load().lines.size(), 1);
 }
 
-TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserClosesIt) {
+TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserClosesItOrHasOpenedIt) {
     const QString path = folder_.Path(u"monitor"_s);
-    Pty line;
-    PointTo(path, line.Path());
     SerialLink& link = MakeA(path);
-    ASSERT_EQ(Open(link), "");
-    PullOut(line, path);
-    ASSERT_TRUE(IsClosedByItself(link));
-    EXPECT_EQ(Open(link), "Error opening COM port: " + path.toStdString() + " is not there");
-    EXPECT_NE(link.Notice(), u""_s);  // an opening in vain does not end them
+    for (const bool opened : {false, true}) {
+        Pty line;
+        PointTo(path, line.Path());
+        ASSERT_EQ(Open(link), "");
+        PullOut(line, path);
+        ASSERT_TRUE(IsClosedByItself(link));
+        EXPECT_EQ(Open(link), "Error opening COM port: " + path.toStdString() + " is not there");
+        EXPECT_NE(link.Notice(), u""_s);  // an opening in vain does not end them
 
-    (void)TakeLines();
-    link.CloseCOM();
-    EXPECT_EQ(TakeLines(), Lines{kClosedA});
-    EXPECT_EQ(link.Notice(), u""_s);
-    const Pty back;
-    PointTo(path, back.Path());
-    clock_.AdvanceSeconds(60);
-    EXPECT_FALSE(link.IsOpen());
-    EXPECT_EQ(TakeLines(), Lines());
-}
-
-TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserHasOpenedIt) {
-    const QString path = folder_.Path(u"monitor"_s);
-    Pty line;
-    PointTo(path, line.Path());
-    SerialLink& link = MakeA(path);
-    ASSERT_EQ(Open(link), "");
-    PullOut(line, path);
-    ASSERT_TRUE(IsClosedByItself(link));
-    const Pty back;
-    PointTo(path, back.Path());
-    (void)TakeLines();
-    ASSERT_EQ(Open(link), "");
-    EXPECT_EQ(link.Notice(), u""_s);
-    clock_.AdvanceSeconds(60);
-    EXPECT_EQ(TakeLines(), Lines{kOpenA});
+        const Pty back;
+        if (opened) PointTo(path, back.Path());
+        (void)TakeLines();
+        if (opened) {
+            ASSERT_EQ(Open(link), "");
+        } else {
+            link.CloseCOM();
+        }
+        PointTo(path, back.Path());
+        EXPECT_EQ(link.Notice(), u""_s);
+        clock_.AdvanceSeconds(60);
+        EXPECT_EQ(link.IsOpen(), opened);
+        EXPECT_EQ(TakeLines(), Lines{opened ? kOpenA : kClosedA});
+    }
 }
 
 }  // namespace

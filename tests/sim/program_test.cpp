@@ -97,17 +97,13 @@ TEST(SimOptions, AreTakenAsGiven) {
 }
 
 TEST(SimOptions, ASerialPortHasTheMonitorsOwnSpeedUnlessTold) {
-    struct {
-        const char* arguments;
-        std::int32_t baud;
-    } const cases[] = {{"--port /dev/ttyS0", 19200}, {"--baud 115200 --port /dev/ttyS0", 115200}};
-    for (const auto& c : cases) {
-        const auto parsed = ParseSimOptions(CommandLine(c.arguments));
-        ASSERT_TRUE(std::holds_alternative<SimOptions>(parsed)) << c.arguments;
-        const auto* port = std::get_if<OpenPort>(&std::get<SimOptions>(parsed).line);
-        ASSERT_NE(port, nullptr);
-        EXPECT_EQ(port->device, u"/dev/ttyS0"_s);
-        EXPECT_EQ(port->baud, c.baud);
+    for (const auto& [arguments, baud] :
+         {std::pair("--port /dev/ttyS0", 19200), {"--baud 115200 --port /dev/ttyS0", 115200}}) {
+        const auto parsed = ParseSimOptions(CommandLine(arguments));
+        ASSERT_TRUE(std::holds_alternative<SimOptions>(parsed)) << arguments;
+        const OpenPort& port = std::get<OpenPort>(std::get<SimOptions>(parsed).line);
+        EXPECT_EQ(port.device, u"/dev/ttyS0"_s);
+        EXPECT_EQ(port.baud, baud);
     }
 }
 

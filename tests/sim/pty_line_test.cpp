@@ -109,12 +109,6 @@ TEST_F(PtyLineTest, PacketsThatNobodyHearsAreLostAndLateListenersStartWithAWhole
     EXPECT_EQ(second.Read(1), QByteArray());
 }
 
-TEST_F(PtyLineTest, ARunThatNobodyHearsEndsAllTheSame) {
-    Start({.pause = 400, .count = 3});
-    clock.Advance(3 * 400);
-    EXPECT_TRUE(ended);
-}
-
 TEST_F(PtyLineTest, FlatOutTheMonitorWaitsForAListenerAndForTheNext) {
     constexpr int kCount = 2000;
     Start({.pause = 0.5, .count = kCount});
