@@ -1,6 +1,7 @@
 #include "history/csv_export.h"
 
 #include <QCoroTask>
+#include <QDir>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -44,6 +45,23 @@ TEST_F(CsvExport, WritesEveryValueSoThatItReadsBack) {
               "\"\"x\"\"\",\"two\nlines\",\r\n");
 }
 
+TEST_F(CsvExport, TellsHowFarItIsAndLosesNoRowOfMany) {
+    std::vector<int> told;
+    QObject::connect(&worker, &SqlWorker::Told, &worker,
+                     [&told](const QString&, std::optional<int> percent) { told.push_back(*percent); });
+    const std::string rows =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 51200) "
+        "SELECT i, 'some twenty characters' AS text FROM n";
+    std::string expected = "i,text\r\n";
+    for (int i = 1; i <= 51'200; ++i)
+        expected.append(std::to_string(i)).append(",some twenty characters\r\n");
+    EXPECT_EQ(Run(ExportQuery(csv, rows, 51'200)).errorText, "");
+    EXPECT_TRUE(Written() == expected);
+    EXPECT_EQ(told.size(), 50U);
+    EXPECT_EQ(told.front(), 2);
+    EXPECT_EQ(told.back(), 99);
+}
+
 TEST_F(CsvExport, LeavesNoFileAndTouchesNoneWhereItFails) {
     const std::string endless =
         "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n) SELECT i FROM n";
@@ -53,7 +71,9 @@ TEST_F(CsvExport, LeavesNoFileAndTouchesNoneWhereItFails) {
     EXPECT_NE(Run(ExportQuery(csv, "SELECT wrong", 1)).errorText, "");
     EXPECT_NE(Run(ExportQuery(csv, "SELECT abs(-9223372036854775807 - 1)", 1)).errorText, "");
     EXPECT_EQ(Written(), "one\r\n1\r\n") << "the file of before";
-    EXPECT_FALSE(QFile::exists(QString::fromStdString(csv) + QStringLiteral(".partial")));
+    ASSERT_TRUE(QDir(folder.Path()).mkpath(QStringLiteral("kept.csv/inside")));
+    EXPECT_NE(Run(ExportQuery(folder.Path().toStdString() + "/kept.csv", "SELECT 1", 1)).errorText, "");
+    EXPECT_EQ(folder.Entries(), (std::vector<std::string>{"kept.csv", "rows.csv", "vrq1.db3"}));
     EXPECT_NE(Run(ExportQuery(csv + "/none.csv", "SELECT 1", 1)).errorText, "");
 }
 

@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 
+#include "base/number_format.h"
+#include "history/channel_steps.h"
 #include "history/history_reader.h"
 #include "store/rows.h"
 #include "store/schema.h"
@@ -123,6 +126,8 @@ TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
          60,
          60,
          "-60:1 0:2 60:3 120:4"},
+        {"as many as columns", {{0, 5}, {60, 7}}, 120, 2, "0:5 60:7"},
+        {"a column without a value", {{0, nan}, {30, nan}, {70, 4}, {80, 6}, {90, 5}}, 120, 2, "90:4/6/5"},
         {"nothing", {}, 60, 60, ""},
         {"no time", {{0, 1}}, 0, 60, ""},
         {"no columns", {{0, 1}, {30, 2}}, 60, 0, ""},
@@ -135,7 +140,7 @@ TEST(PowerHistory, KnowsTheNearestRecordWithinTheGap) {
     PowerHistory history;
     EXPECT_EQ(history.Nearest(0), -1);
     for (const WallTime time : {0, 100, 1000})
-        history.Add(time, {});
+        history.Add(10'000 + time, {});
     for (const auto& [time, nearest] : {std::pair{-181, -1},
                                         {-180, 0},
                                         {49, 0},
@@ -147,101 +152,91 @@ TEST(PowerHistory, KnowsTheNearestRecordWithinTheGap) {
                                         {1000, 2},
                                         {1180, 2},
                                         {1181, -1}})
-        EXPECT_EQ(history.Nearest(time), nearest) << time;
+        EXPECT_EQ(history.Nearest(10'000 + time), nearest) << time;
 }
 
-/// "start=kWh" of the bars of CH1 with their cover in minutes, then what lies between them.
-std::string BarsText(const EnergyHistory& energy, CalendarUnit unit, const char* from, const char* to) {
+/// "start=kWh" of the bars of a channel with their cover in minutes, then what lies between them.
+std::string BarsText(const EnergyHistory& energy, CalendarUnit unit, const char* from, const char* to,
+                     std::size_t channel = 0) {
     std::string text;
     const EnergyBars bars = energy.Bars(unit, At(from), At(to), {});
     const auto number = [](double kwh) { return std::to_string(std::lround(kwh * 1000)); };
     for (const EnergyBar& bar : bars.bars)
-        text += StampText(bar.from).substr(5, 8) + "=" + number(bar.kwh[0]) + "/" +
+        text += StampText(bar.from).substr(5, 8) + "=" + number(bar.kwh[channel]) + "/" +
                 std::to_string(bar.covered / 60) + " ";
-    return text + "between=" + number(bars.between[0]);
+    return text + "between=" + number(bars.between[channel]);
+}
+
+/// Readings of CH1 and CH2, as "month-day time=kWh" one behind the other.
+EnergyHistory EnergyOf(const std::string& readings, bool signedCh1) {
+    EnergyHistory energy;
+    std::istringstream text(readings);
+    for (std::string day, reading; text >> day >> reading;) {
+        const std::size_t end = reading.find('=');
+        const double kwh = std::stod(reading.substr(end + 1));
+        energy.Add(At("2026-" + day + " " + reading.substr(0, end)), {kwh, kwh}, signedCh1);
+    }
+    return energy;
 }
 
 TEST(EnergyBars, AreWhatTheMeterCountedWhateverHappenedToIt) {
-    struct Reading {
-        const char* time;
-        double kwh;
-    };
+    using enum CalendarUnit;
     const struct {
         const char* what;
-        std::vector<Reading> readings;
         CalendarUnit unit;
+        const char* readings;
         const char* bars;
-        bool signedCh1 = false;
+        const char* from = "2026-01-01 00:00";
+        const char* to = "2027-01-01 00:00";
     } cases[] = {
-        {"a step across the full hour is divided by time",
-         {{"2026-05-01 10:45:00", 100}, {"2026-05-01 11:15:00", 101}},
-         CalendarUnit::Hour,
+        {"a step across the full hour is divided by time", Hour, "05-01 10:45=100 05-01 11:15=101",
          "05-01 10=500/15 05-01 11=500/15 between=0"},
-        {"a row that is there twice counts once",
-         {{"2026-05-01 10:00:00", 100},
-          {"2026-05-01 10:00:00", 100},
-          {"2026-05-01 10:30:00", 101},
-          {"2026-05-01 10:30:00", 101}},
-         CalendarUnit::Hour,
+        {"up to a full hour it is of the hour before", Hour, "05-01 10:30=100 05-01 11:00=101",
          "05-01 10=1000/30 between=0"},
-        {"a reset counts nothing, then goes on",
-         {{"2026-05-01 10:00:00", 100},
-          {"2026-05-01 10:20:00", 0},
-          {"2026-05-01 10:30:00", 0.25},
-          {"2026-05-01 10:40:00", 0.75}},
-         CalendarUnit::Hour,
-         "05-01 10=500/40 between=0"},
-        {"a value mended to 0 is stepped over",
-         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 10:20:00", 0}, {"2026-05-01 10:40:00", 101}},
-         CalendarUnit::Hour,
+        {"a row that is there twice counts once", Hour,
+         "05-01 10:00=100 05-01 10:00=100 05-01 10:30=101 05-01 10:30=101", "05-01 10=1000/30 between=0"},
+        {"a reset counts nothing, then goes on", Hour,
+         "05-01 10:00=100 05-01 10:20=0 05-01 10:30=0.25 05-01 10:40=0.75", "05-01 10=500/40 between=0"},
+        {"a value mended to 0 is stepped over", Hour, "05-01 10:00=100 05-01 10:20=0 05-01 10:40=101",
          "05-01 10=1000/40 between=0"},
-        {"an exchanged meter is no energy",
-         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 10:20:00", 9000}, {"2026-05-01 10:40:00", 9001}},
-         CalendarUnit::Hour,
+        {"an exchanged meter is no energy", Hour, "05-01 10:00=100 05-01 10:20=9000 05-01 10:40=9001",
          "05-01 10=1000/40 between=0"},
-        {"NULL is made up for by the next",
-         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 10:20:00", kNull}, {"2026-05-01 10:40:00", 101}},
-         CalendarUnit::Hour,
+        {"1000 kW are energy", Hour, "05-01 10:00=100 05-01 11:00=1100 05-01 12:00=2100.1",
+         "05-01 10=1000000/60 05-01 11=0/60 between=0"},
+        {"of a minute, where the readings are nearer", Hour,
+         "05-01 10:00=100 05-01 10:00:01=116 05-01 10:00:02=133", "05-01 10=16000/0 between=0"},
+        {"NULL is made up for by the next", Hour, "05-01 10:00=100 05-01 10:20=nan 05-01 10:40=101",
          "05-01 10=1000/40 between=0"},
-        {"a gap is in no hour",
-         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 11:05:01", 105}},
-         CalendarUnit::Hour,
-         "between=5000"},
-        {"but in the day that it lies in",
-         {{"2026-05-01 10:00:00", 100}, {"2026-05-01 20:00:00", 105}},
-         CalendarUnit::Day,
+        {"a gap is in no hour", Hour, "05-01 10:00=100 05-01 11:05:01=105", "between=5000"},
+        {"65 minutes are none", Hour, "05-01 10:00=100 05-01 11:05=106.5",
+         "05-01 10=6000/60 05-01 11=500/5 between=0"},
+        {"but in the day that it lies in", Day, "05-01 10:00=100 05-01 20:00=105",
          "05-01 00=5000/600 between=0"},
-        {"up to its very end",
-         {{"2026-05-01 10:00:00", 100}, {"2026-05-02 00:00:00", 105}},
-         CalendarUnit::Day,
-         "05-01 00=5000/840 between=0"},
-        {"from one month into another: in neither",
-         {{"2026-05-31 10:00:00", 100}, {"2026-06-01 10:00:00", 105}, {"2026-06-01 10:30:00", 106}},
-         CalendarUnit::Month,
+        {"up to its very end", Day, "05-01 10:00=100 05-02 00:00=105", "05-01 00=5000/840 between=0"},
+        {"from one month into another: in neither", Month, "05-31 10:00=100 06-01 10:00=105 06-01 10:30=106",
          "06-01 00=1000/30 between=5000"},
-        {"the hour that comes twice at the end of summer time",
-         {{"2026-10-25 02:00:00", 100},
-          {"2026-10-25 02:40:00", 101},
-          {"2026-10-25 02:00:00", 102},
-          {"2026-10-25 02:40:00", 103}},
-         CalendarUnit::Hour,
-         "10-25 02=3000/80 between=0"},
-        {"net energy of the virtual device may fall",
-         {{"2026-05-01 10:00:00", 2}, {"2026-05-01 10:20:00", -1}, {"2026-05-01 10:40:00", 0}},
-         CalendarUnit::Hour,
-         "05-01 10=-2000/40 between=0",
-         true},
-        {"weeks",
-         {{"2026-05-03 23:30:00", 1}, {"2026-05-04 00:30:00", 2}},
-         CalendarUnit::Week,
-         "04-27 00=500/30 05-04 00=500/30 between=0"},
+        {"the hour that comes twice at the end of summer time", Hour,
+         "10-25 02:00=100 10-25 02:40=101 10-25 02:00=102 10-25 02:40=103", "10-25 02=3000/80 between=0"},
+        {"a clock set back into the hour before", Hour, "05-01 11:10=100 05-01 10:50=101 05-01 11:20=104",
+         "05-01 10=2000/10 05-01 11=2000/20 between=0"},
+        {"weeks", Week, "05-03 23:30=1 05-04 00:30=2", "04-27 00=500/30 05-04 00=500/30 between=0"},
+        {"only what touches the time asked for", Day,
+         "05-01 10:00=1 05-02 00:00=2 05-02 01:00=4 05-02 23:00=9 05-03 00:00=10 05-03 00:30=11 "
+         "05-03 10:00=20",
+         "05-02 00=8000/1440 between=0", "2026-05-02 00:00", "2026-05-03 00:00"},
+        {"gaps at its limits are outside", Day,
+         "05-01 10:00=1 05-02 00:00=2 05-02 01:00=4 05-03 00:00=9 05-03 10:00=20",
+         "05-02 00=7000/1440 between=0", "2026-05-02 00:00", "2026-05-03 00:00"},
     };
-    for (const auto& c : cases) {
-        EnergyHistory energy;
-        for (const Reading& reading : c.readings)
-            energy.Add(At(reading.time), {reading.kwh}, c.signedCh1);
-        EXPECT_EQ(BarsText(energy, c.unit, "2026-01-01 00:00:00", "2027-01-01 00:00:00"), c.bars) << c.what;
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(BarsText(EnergyOf(c.readings, false), c.unit, c.from, c.to), c.bars) << c.what;
+
+    const EnergyHistory net =
+        EnergyOf("05-01 10:00=2 05-01 10:20=-1 05-01 10:40=0 05-01 10:50=1 05-01 10:55=0", true);
+    for (const auto& [channel, bars] :
+         {std::pair{0U, "05-01 10=-2000/55 between=0"}, {1U, "05-01 10=2000/55 between=0"}})
+        EXPECT_EQ(BarsText(net, Hour, "2026-05-01 10:00", "2026-05-01 11:00", channel), bars)
+            << "CH1 of the virtual device may fall";
 }
 
 TEST(EnergyBars, CostWhatTheTariffSaysOfEachHour) {
@@ -263,7 +258,8 @@ TEST(EnergyBars, CostWhatTheTariffSaysOfEachHour) {
     EXPECT_EQ(shifted.PriceAt(5), 1);
     EXPECT_EQ(shifted.PriceAt(6), 10);
     EXPECT_EQ(shifted.PriceAt(21), 100);
-    EXPECT_EQ(FullHour("07:00"), 7);
+    for (const auto& [text, hour] : {std::pair{"07:00", 7}, {"0", 0}, {"23:00:00", 23}})
+        EXPECT_EQ(FullHour(text), hour) << text;
     for (const char* wrong : {"", "24", "07:30", "-1", "7x"})
         EXPECT_FALSE(FullHour(wrong)) << wrong;
 }
@@ -288,13 +284,14 @@ struct HistoryReading : testing::Test {
 };
 
 TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAreAdded) {
-    for (const char* hour : {"2026-05-01 08:10:00", "2026-05-01 09:10:00", "2026-05-01 10:10:00"}) {
+    for (const char* hour : {"2026-05-01 08:10:00", "2026-05-01 10:10:00", "2026-05-01 09:10:00"}) {
         const auto hours = (At(hour) - At("2026-05-01 08:10:00")) / kWallHour;
         Hour(hour, 50 + static_cast<double>(hours));
     }
     Minute("2026-05-01 10:09:00", 100, 52.1);  // between two hourly readings, and ahead of one
     Minute("2026-05-01 10:11:00", 200, 52.2);
     Minute("2026-05-01 10:11:00", 200, 52.2);  // there twice, as the one below is
+    Minute("2026-05-01 10:10:00", 150, 52.2);  // by a clock that was set back
     Minute("2026-05-01 10:11:00", 5, 1, "300002");
     Minute("2027-01-01 00:00:00", 5, 60);
     const auto history = std::make_shared<DeviceHistory>();
@@ -304,14 +301,14 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
     EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
     EXPECT_EQ(BarsText(history->energy, CalendarUnit::Day, "2026-05-01 00:00:00", "2026-05-02 00:00:00"),
               "05-01 00=2200/121 between=0");
-    EXPECT_EQ(history->power.times.size(), 2U);
+    EXPECT_THAT(history->power.watts[0], ElementsAre(100, 150, 200));
     EXPECT_EQ(history->tariff.prices[2], 0.134);
 
     Execute(path, "UPDATE applications SET kwhtime3 = '21:00'");
     Minute("2026-05-01 10:11:00", 200, 52.2);
     Minute("2026-05-01 10:12:00", 300, 52.3);
     EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
-    EXPECT_THAT(history->power.watts[0], ElementsAre(100, 200, 300));
+    EXPECT_THAT(history->power.watts[0], ElementsAre(100, 150, 200, 300));
     EXPECT_EQ(history->tariff.begins[2], 21);
 
     Execute(path, "DELETE FROM monitordata_minute");
@@ -320,22 +317,62 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
     EXPECT_THAT(history->power.watts[0], ElementsAre(400)) << "the rows are numbered again";
 }
 
-TEST_F(HistoryReading, OnlyNetEnergyOfTheVirtualDeviceFalls) {
-    for (const auto& [address, bars] : {std::pair{"300001", "05-01 00=0/60 between=0"},
-                                        std::pair{kVirtualDevice, "05-01 00=-1500/60 between=0"}}) {
+TEST_F(HistoryReading, HourlyReadingsFillGapsAndOnlyNetEnergyOfTheVirtualDeviceFalls) {
+    for (const auto& [address, bars] :
+         {std::pair{"300001", "05-01 08=0/55 05-01 09=0/60 05-01 10=0/60 05-01 11=0/10 between=0"},
+          {kVirtualDevice,
+           "05-01 08=-846/55 05-01 09=-987/60 05-01 10=-1000/60 05-01 11=-167/10 between=0"}}) {
         for (const Detail detail : {Detail::Minutes, Detail::Hours}) {
             Execute(path, "DELETE FROM monitordata_hourly; DELETE FROM monitordata_minute");
-            Hour("2026-05-01 08:00:00", 5, address);
-            Hour("2026-05-01 08:30:00", 4, address);
-            Minute("2026-05-01 09:00:00", -1000, 3.5, address);
-            Minute("2026-05-01 09:00:00", 1000, 90, "300002");
+            Hour("2026-05-01 08:05:00", 5, address);
+            Minute("2026-05-01 08:10:00", -1000, 4.923077, address);
+            Hour("2026-05-01 09:10:00", 4, address);
+            Minute("2026-05-01 10:10:00", -1000, 3, address);
+            Minute("2026-05-01 10:10:00", 1000, 90, "300002");
+            Hour("2026-05-01 11:10:00", 2, address);
             const auto history = std::make_shared<DeviceHistory>(DeviceHistory{
                 .address = address, .from = 0, .to = At("2026-05-02 00:00:00"), .detail = detail});
             EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
-            EXPECT_EQ(
-                BarsText(history->energy, CalendarUnit::Day, "2026-05-01 00:00:00", "2026-05-01 23:00:00"),
-                bars);
+            EXPECT_EQ(history->power.times.size(), detail == Detail::Minutes ? 2U : 0U);
+            EXPECT_EQ(BarsText(history->energy, CalendarUnit::Hour, "2026-05-01 00:00", "2026-05-02 00:00"),
+                      bars);
         }
+    }
+}
+
+TEST_F(HistoryReading, StepsHaveTheMeanPowerOrTheEnergyOfTheirTime) {
+    Hour("2026-05-01 07:30:00", 1);
+    Hour("2026-05-01 08:30:00", 3);
+    Hour("2026-05-01 09:30:00", 7);
+    for (const auto& [date, watts] : {std::pair{"2026-05-01 07:59:59", 1},
+                                      {"2026-05-01 08:00:00", 100},
+                                      {"2026-05-01 08:14:59", 200},
+                                      {"2026-05-01 08:30:00", 50}})
+        Minute(date, watts, 3);
+    Minute("2026-05-01 08:45", 900, 4);  // at the end of the first time below
+    const struct {
+        const char* from;
+        const char* to;
+        WallTime powerStep;
+        const char* steps;
+    } cases[] = {
+        {"2026-05-01 08:07:00", "2026-05-01 08:45:00", 900, "08:00=150 08:15=- 08:30=50 "},
+        {"2026-05-01 07:10:00", "2026-05-01 10:01:00", 0, "07:00=1? 08:00=3 09:00=2? 10:00=- "},
+    };
+    for (const auto& c : cases) {
+        const auto values = std::make_shared<std::vector<StepValue>>(1);
+        EXPECT_EQ(
+            Run(ReadSteps({.address = "300001", .from = At(c.from), .to = At(c.to), .powerStep = c.powerStep},
+                          values))
+                .errorText,
+            "");
+        std::string text;
+        for (const StepValue& step : *values) {
+            text += StampText(step.start).substr(11, 5) + "=";
+            text += step.value ? ShortestText(*step.value) : "-";
+            text += step.partial ? "? " : " ";
+        }
+        EXPECT_EQ(text, c.steps);
     }
 }
 
