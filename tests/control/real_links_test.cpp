@@ -1,44 +1,21 @@
 // Monitor commands over real links: a loopback connection and a pseudo terminal, with a clock that the test
 // steps.
-#include <QCoroTask>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <optional>
-
-#include "base/status_board.h"
-#include "control/monitor_commands.h"
-#include "control/monitor_history.h"
-#include "control/monitor_settings.h"
-#include "link/device_slots.h"
+#include "control/control_fixture.h"
 #include "link/serial_link.h"
 #include "link/serial_ports.h"
 #include "link/tcp_link.h"
-#include "sim/command_listener.h"
 #include "sim/packet_sender.h"
 #include "sim/pty_line.h"
-#include "sim/simulated_monitor.h"
 #include "sim/tcp_line.h"
-#include "store/capture_database.h"
-#include "store/error_log.h"
-#include "store/settings_store.h"
-#include "support/fake_clock.h"
 #include "support/loopback.h"
-#include "support/received_packets.h"
-#include "support/scripted_operator.h"
-#include "support/settings_by_key.h"
-#include "support/temp_folder.h"
 
 namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-class RealLinks : public testing::Test {
+class RealLinks : public ControlTest {
 protected:
-    ~RealLinks() override { clock_.EndWaits(); }
-
     /// The error text of an operation, "" where it succeeded. The clock is stepped no faster than the lines
     /// deliver.
     std::string Run(QCoro::Task<Outcome> operation) {
@@ -65,46 +42,32 @@ protected:
         EXPECT_EQ(monitorSettings_.Last()->bytes, listener.Settings().bytes);
         EXPECT_EQ(Run(commands_.StartRealtime(op_)), "");
         clock_.AdvanceSeconds(8);
-        EXPECT_TRUE(SpinUntil([this] { return receiver_.packets.size() >= 2; }));
-        EXPECT_EQ(receiver_.packets.back().second, 1234);
+        EXPECT_TRUE(SpinUntil([this] { return packets_.packets.size() >= 2; }));
+        EXPECT_EQ(packets_.packets.back().second, 1234);
         EXPECT_EQ(listener.LostBytes(), 0);
         clock_.EndWaits();
     }
 
-    TempFolder folder_;
-    FakeClock clock_;
-    SettingsStore settings_{folder_.Path(u"settings.ini"_s)};
-    ErrorLog errorLog_{folder_.Path(), u"Test"_s, clock_};
-    StatusBoard board_;
-    CaptureDatabase database_{folder_.Path(u"capture.db3"_s).toStdString()};
-    DeviceSlots slots_{settings_, database_};
-    NotedPackets receiver_;
-    Framer framer_{receiver_};
     SystemSerialPorts ports_;
-    TcpLink tcpA_{TcpLink::kA, framer_, settings_, board_, errorLog_, clock_};
-    TcpLink tcpB_{TcpLink::kB, framer_, settings_, board_, errorLog_, clock_};
-    SerialLink serialA_{SerialLink::kA, ports_, framer_, settings_, board_, errorLog_, clock_};
-    SerialLink serialB_{SerialLink::kB, ports_, framer_, settings_, board_, errorLog_, clock_};
-    SerialLink serialC_{SerialLink::kC, ports_, framer_, settings_, board_, errorLog_, clock_};
-    MonitorCommands commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
+    TcpLink gateway_{TcpLink::kB, framer_, settings_, board_, errorLog_, clock_};
+    SerialLink port_{SerialLink::kC, ports_, framer_, settings_, board_, errorLog_, clock_};
+    MonitorCommands commands_{{&tcpA_, &serialA_, &gateway_, &serialB_, &port_},
                               framer_,
                               slots_,
                               settings_,
                               board_,
                               errorLog_,
                               clock_};
-    MonitorHistory history_{folder_.Path()};
     MonitorSettings monitorSettings_{commands_, slots_, history_, errorLog_, clock_};
-    ScriptedOperator op_;
 };
 
 TEST_F(RealLinks, AMonitorBehindAGateway) {
     KeepByKey(settings_, u"CmdDevice"_s, u"2"_s);
     KeepByKey(settings_, u"TcpPortB"_s, QString::number(FreePort()));
-    tcpB_.StartUp();
+    gateway_.StartUp();
     TcpLine line(clock_);
-    line.KeepConnected(u"localhost"_s, tcpB_.LocalPort());
-    ASSERT_TRUE(SpinUntil([&] { return tcpB_.State() == SocketState::Connected; }));
+    line.KeepConnected(u"localhost"_s, gateway_.LocalPort());
+    ASSERT_TRUE(SpinUntil([&] { return gateway_.State() == SocketState::Connected; }));
     Converse(line);
 }
 
@@ -114,7 +77,7 @@ TEST_F(RealLinks, AMonitorOnASerialLine) {
     ASSERT_TRUE(line.Open(folder_.Path(u"monitor"_s)));
     KeepByKey(settings_, u"ComDevice7"_s, folder_.Path(u"monitor"_s));
     KeepByKey(settings_, u"ComPortC"_s, u"7"_s);
-    EXPECT_EQ(Run(serialC_.OpenCOM()), "");
+    EXPECT_EQ(Run(port_.OpenCOM()), "");
     Converse(line);
 }
 

@@ -208,23 +208,6 @@ TEST_F(TcpForwardingTest, APeerThatDoesNotReadIsCutOffAndOneThatWritesIsNotHeard
     EXPECT_NE(LogText().find("does not read what is sent to it"), std::string::npos);
 }
 
-TEST_F(TcpForwardingTest, ConnectsLeaveNoDescriptorBehind) {
-    Set(u"HAServerEnable"_s, u"True"_s);
-    const auto open = [] {
-        return QDir(u"/proc/self/fd"_s)
-            .entryList(QDir::NoDotAndDotDot | QDir::System | QDir::AllEntries)
-            .size();
-    };
-    const auto descriptors = open();
-    for (int i = 0; i < 200; ++i) {
-        FarEnd peer(portB_);
-        if (i % 2 == 0) peer.Socket().abort();
-        QCoreApplication::processEvents();
-    }
-    ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Listening));
-    EXPECT_EQ(open(), descriptors);
-}
-
 TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
     const struct {
         const Setting& setting;
