@@ -29,7 +29,7 @@ protected:
 
     FakeClock clock_;
     StatusBoard board_;
-    ConnectionBackoff backoff_{u"Somewhere: "_s, {}, board_, clock_};
+    ConnectionBackoff backoff_{u"Somewhere: "_s, {.spread = false}, board_, clock_};
     int attempts_ = 0;
 };
 
@@ -41,21 +41,23 @@ TEST_F(ConnectionBackoffTest, EachFailureDoublesTheWaitUpToAMinuteAndSuccessEnds
             backoff_.Fail(
                 u"no route"_s);  // of the same attempt, such as a socket that closes after its error
             EXPECT_EQ(backoff_.State(), OutputState::Backoff);
-            const int waited = SecondsToDue();
-            EXPECT_LE(waited, most);
-            EXPECT_GE(waited, most - most / 4);
+            EXPECT_EQ(SecondsToDue(), most);
             EXPECT_EQ(backoff_.State(), OutputState::Connecting);
         }
         backoff_.SetUp();
         EXPECT_EQ(backoff_.State(), OutputState::Up);
     }
     std::set<int> waits;
-    for (int i = 0; i < 60; ++i) {
-        backoff_.Fail({});
-        const int waited = SecondsToDue();
-        if (i >= 10) waits.insert(waited);
+    ConnectionBackoff spread({}, {.first = 60}, board_, clock_);
+    for (int i = 0; i < 100; ++i) {
+        spread.SetTrying();
+        spread.Fail({});
+        waits.insert(spread.SecondsLeft());
     }
     EXPECT_GT(waits.size(), 3U) << "many that lost one server must not come back as one";
+    EXPECT_GE(*waits.begin(), 45);
+    EXPECT_LT(*waits.begin(), 53) << "shortened by up to a quarter";
+    EXPECT_LE(*waits.rbegin(), 60);
 }
 
 TEST_F(ConnectionBackoffTest, AFailureIsToldOnceAndAgainOnlyAfterSuccessOrWhenItIsAnother) {
@@ -86,6 +88,12 @@ TEST_F(ConnectionBackoffTest, OneThatIsTurnedAwayComesAgainEveryFiveMinutesAndOn
     EXPECT_EQ(board_.Lines().size(), 1U);
     backoff_.Fail({});
     EXPECT_EQ(backoff_.SecondsLeft(), 1);
+    backoff_.SetTrying();
+    backoff_.Fail({});
+    EXPECT_EQ(backoff_.SecondsLeft(), 2);
+    backoff_.SetOff();
+    backoff_.Fail({});
+    EXPECT_EQ(backoff_.SecondsLeft(), 1) << "from the beginning";
     backoff_.SetOff();
     attempts_ = 0;
     clock_.AdvanceSeconds(1000);

@@ -25,13 +25,14 @@ TEST(FeedDocument, HasItsElementsInTheirOrder) {
         "version='0.5.1' xsi:schemaLocation='http://www.eeml.org/xsd/0.5.1 "
         "http://www.eeml.org/xsd/0.5.1/0.5.1.xsd'>\r\n"
         "<environment creator='http://www.pachube.com'>\r\n"
-        "<title>Home</title>\r\n"
+        "<title>Ho\tme\n\r</title>\r\n"
         "<data id='0'>\r\n<current_value>1235</current_value>\r\n<tag>Heat &amp; &lt;light&gt;</tag>\r\n"
         "<min_value>0</min_value>\r\n<unit symbol='' type='derivedSI'>watt</unit>\r\n</data>\r\n"
         "<data id='7'>\r\n<current_value>0</current_value>\r\n<tag>No Label</tag>\r\n"
         "<min_value>0</min_value>\r\n<unit symbol='' type='derivedSI'>watt</unit>\r\n</data>\r\n"
         "</environment>\r\n</eeml>\r\n";
-    EXPECT_EQ(FeedDocument(u"Home"_s, {{0, 1234.6, u"Heat & <light>"_s}, {7, 0, {}}}, kValueUnit), expected);
+    EXPECT_EQ(FeedDocument(u"Ho\tme\n\r"_s, {{0, 1234.6, u"Heat & <light>"_s}, {7, 0, {}}}, kValueUnit),
+              expected);
     EXPECT_TRUE(FeedDocument({}, {{50, 1, {}}}, kSetUpUnit)
                     .contains("<unit symbol='W' type='derivedSI'>watt</unit>"));
 }
@@ -142,11 +143,14 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
 
 TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSeconds) {
     EXPECT_TRUE(Choose(settings_, kFeedInterval, u"30"_s));
+    EXPECT_EQ(upload_.Standing(), OutputState::Off);
     EXPECT_TRUE(Choose(settings_, kFeedEnable, u"True"_s));
+    EXPECT_EQ(upload_.Standing(), OutputState::Up);
     clock_.AdvanceSeconds(29);
     EXPECT_FALSE(clock_.SomeoneWaits());
     clock_.AdvanceSeconds(1);
     ASSERT_TRUE(clock_.SomeoneWaits());
+    EXPECT_EQ(upload_.Standing(), OutputState::Connecting);
     // The service takes the request, and says nothing.
     ASSERT_TRUE(SpinUntil([this] { return service_.hasPendingConnections(); }));
     const std::unique_ptr<QTcpSocket> silent(service_.nextPendingConnection());
@@ -157,6 +161,7 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
     clock_.Advance(200);
     ASSERT_EQ(upload_.Log()->Lines().size(), 1U);
     EXPECT_EQ(upload_.Log()->Lines().back(), u"Not sent: no answer within 10 seconds"_s);
+    EXPECT_EQ(upload_.Standing(), OutputState::Backoff);
     EXPECT_TRUE(SpinUntil([&] { return silent->state() == QAbstractSocket::UnconnectedState; }));
     clock_.AdvanceSeconds(18);
     EXPECT_FALSE(clock_.SomeoneWaits());
@@ -165,19 +170,60 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
     clock_.EndWaits();
 }
 
-TEST_F(FeedUploadTest, KeyFeedAndTitleAreCheckedAndAChangeOfAnAssignmentIsAsked) {
-    EXPECT_EQ(Choose(settings_, kFeedNumber, u"50x"_s).Error(),
-              u"The \"FEED URL\" must be a numeric value."_s);
-    EXPECT_EQ(Choose(settings_, kFeedTitle, u" "_s).Error(), u"A pachube tilte is required."_s);
-    EXPECT_FALSE(Choose(settings_, kFeedHost, u"ftp://x"_s));
-    EXPECT_TRUE(Choose(settings_, kFeedKey, u""_s));
-    EXPECT_EQ(Choose(settings_, kFeedEnable, u"True"_s).Error(),
-              u"Cannot enable. The KEY, FEED or TITLE is not valid."_s);
-    EXPECT_EQ(QCoro::waitFor(upload_.SetUpNow()).Error(),
-              u"Cannot send. The KEY, FEED or TITLE is not valid."_s);
+TEST_F(FeedUploadTest, EntriesAreCheckedAndAChangeOfAnAssignmentIsAsked) {
+    const char* const cannot = "Cannot enable. The KEY, FEED or TITLE is not valid.";
+    const char* const host = "The host is an address such as https://example.org, without a slash.";
+    const char* const interval = "The interval is 1 to 86400 seconds.";
+    const char* const blanks = "The KEY must not have blanks in it.";
+    const struct {
+        const Setting& setting;
+        const char* text;
+        const char* error;
+    } cases[] = {
+        {kFeedEnable, "True", ""},
+        {kFeedEnable, "False", ""},
+        {kFeedNumber, "50x", "The \"FEED URL\" must be a numeric value."},
+        {kFeedNumber, "", "The \"FEED URL\" must be a numeric value."},
+        {kFeedTitle, " ", "A pachube tilte is required."},
+        {kFeedKey, "a b", blanks},
+        {kFeedKey, "a\x01", blanks},
+        {kFeedInterval, "0", interval},
+        {kFeedInterval, "86401", interval},
+        {kFeedInterval, "1s", interval},
+        {kFeedInterval, "1", ""},
+        {kFeedInterval, "86400", ""},
+        {kFeedHost, "ftp://x", host},
+        {kFeedHost, "http://", host},
+        {kFeedHost, "http://a b", host},
+        {kFeedHost, "http://x/", host},
+        {kFeedHost, "http://x?a", host},
+        {kFeedHost, "http://x#a", host},
+        {kFeedHost, "https://x", ""},
+        {kFeedKey, "", ""},
+        {kFeedEnable, "True", cannot},
+        {kFeedEnable, "False", ""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Choose(settings_, c.setting, QString::fromLatin1(c.text)).Error().toStdString(), c.error)
+            << c.text;
+    clock_.AdvanceSeconds(86'400);
+    EXPECT_FALSE(clock_.SomeoneWaits()) << "it is off";
     Set(u"PacEnable"_s, u"True"_s);  // as a settings file changed by hand may have it
-    clock_.AdvanceSeconds(100);
-    EXPECT_FALSE(service_.hasPendingConnections());
+    // Which of the three is missing: key, feed, title.
+    for (const auto& [key, feed, title] :
+         {std::tuple(u""_s, u"504"_s, u"Home"_s), {kKey, u""_s, u"Home"_s}, {kKey, u"504"_s, u" "_s}}) {
+        Set(u"PachubeKey"_s, key);
+        Set(u"PachubeFeed"_s, feed);
+        Set(u"PacTitle"_s, title);
+        for (const bool setUp : {false, true}) {
+            auto sending = setUp ? upload_.SetUpNow() : upload_.SendNow();
+            ASSERT_TRUE(sending.isReady()) << feed.toStdString() << title.toStdString();
+            EXPECT_EQ(QCoro::waitFor(std::move(sending)).Error(),
+                      u"Cannot send. The KEY, FEED or TITLE is not valid."_s);
+        }
+        clock_.AdvanceSeconds(title == u" "_s ? 0 : 86'400);
+        EXPECT_FALSE(clock_.SomeoneWaits());
+    }
 
     const QString sure = u"Are you sure you want to change this datastream assignment?"_s;
     ScriptedOperator op;
@@ -194,33 +240,38 @@ TEST_F(FeedUploadTest, KeyFeedAndTitleAreCheckedAndAChangeOfAnAssignmentIsAsked)
     EXPECT_EQ(settings_.Value(kLastFeedChannel), u"1"_s);
     for (const auto& [id, channel] : {std::pair(u"51"_s, u"A:CH1"_s), std::pair(u"0"_s, u"G:CH1"_s),
                                       std::pair(u"0"_s, u"A:CH3"_s), std::pair(u"x"_s, u"A:CH1"_s)})
-        EXPECT_FALSE(QCoro::waitFor(upload_.Assign(id, channel, op))) << channel.toStdString();
+        EXPECT_EQ(QCoro::waitFor(upload_.Assign(id, channel, op)).Error(),
+                  id == u"0"_s ? u"A channel is named by its device and itself: A:CH1, B:AUX3."_s
+                               : u"The datastreams are numbered from 0 to 50."_s);
+    EXPECT_EQ(upload_.Status().lines,
+              (QStringList{u"Feed: on, feed 504, title \" \", the key is set"_s, u"    1 is A:CH2"_s}));
 }
 
 TEST_F(FeedUploadTest, TheInternetIsThereWhenThePageOpensWithinFiveSeconds) {
     ConnectionCheck check(settings_, clock_);
     ScriptedOperator op;
     Set(u"InternetCheckUrl"_s, u"http://127.0.0.1:%1/"_s.arg(service_.serverPort()));
-    for (const bool answers : {true, false}) {
-        std::optional<bool> available;
-        auto checking = check.InternetConnectionAvailable(op).then([&](bool result) { available = result; });
+    for (const QByteArray answer : {"200 OK", "404 Not Found", ""}) {
+        std::optional<Outcome> result;
+        auto checking = check.Check(op).then([&](const Outcome& outcome) { result = outcome; });
         ASSERT_TRUE(SpinUntil([this] { return service_.hasPendingConnections(); }));
         QTcpSocket* page = service_.nextPendingConnection();
-        if (answers) {
-            page->write("HTTP/1.0 200 OK\r\n\r\nhello");
+        if (answer.isEmpty()) {
+            clock_.Advance(4950);
+            EXPECT_FALSE(result.has_value());
+            clock_.Advance(50);
+        } else {
+            page->write("HTTP/1.0 " + answer + "\r\n\r\nhello");
             page->disconnectFromHost();
             ASSERT_TRUE(SpinUntil([&] {
                 clock_.Advance(1);
-                return available.has_value();
+                return result.has_value();
             }));
-        } else {
-            clock_.Advance(4950);
-            EXPECT_FALSE(available.has_value());
-            clock_.Advance(50);
         }
-        EXPECT_EQ(available, std::optional(answers));
+        ASSERT_TRUE(result.has_value());
+        EXPECT_EQ(result->Error(), answer == "200 OK" ? u""_s : u"The internet cannot be reached."_s);
     }
-    EXPECT_EQ(op.Messages(), (std::vector<std::string>(2, "Checking connection........")));
+    EXPECT_EQ(op.Messages(), (std::vector<std::string>(3, "Checking connection........")));
 }
 
 }  // namespace
