@@ -6,8 +6,6 @@
 #include <cmath>
 #include <sstream>
 
-#include "base/number_format.h"
-#include "history/channel_steps.h"
 #include "history/history_reader.h"
 #include "store/rows.h"
 #include "store/schema.h"
@@ -337,42 +335,6 @@ TEST_F(HistoryReading, HourlyReadingsFillGapsAndOnlyNetEnergyOfTheVirtualDeviceF
             EXPECT_EQ(BarsText(history->energy, CalendarUnit::Hour, "2026-05-01 00:00", "2026-05-02 00:00"),
                       bars);
         }
-    }
-}
-
-TEST_F(HistoryReading, StepsHaveTheMeanPowerOrTheEnergyOfTheirTime) {
-    Hour("2026-05-01 07:30:00", 1);
-    Hour("2026-05-01 08:30:00", 3);
-    Hour("2026-05-01 09:30:00", 7);
-    for (const auto& [date, watts] : {std::pair{"2026-05-01 07:59:59", 1},
-                                      {"2026-05-01 08:00:00", 100},
-                                      {"2026-05-01 08:14:59", 200},
-                                      {"2026-05-01 08:30:00", 50}})
-        Minute(date, watts, 3);
-    Minute("2026-05-01 08:45", 900, 4);  // at the end of the first time below
-    const struct {
-        const char* from;
-        const char* to;
-        WallTime powerStep;
-        const char* steps;
-    } cases[] = {
-        {"2026-05-01 08:07:00", "2026-05-01 08:45:00", 900, "08:00=150 08:15=- 08:30=50 "},
-        {"2026-05-01 07:10:00", "2026-05-01 10:01:00", 0, "07:00=1? 08:00=3 09:00=2? 10:00=- "},
-    };
-    for (const auto& c : cases) {
-        const auto values = std::make_shared<std::vector<StepValue>>(1);
-        EXPECT_EQ(
-            Run(ReadSteps({.address = "300001", .from = At(c.from), .to = At(c.to), .powerStep = c.powerStep},
-                          values))
-                .errorText,
-            "");
-        std::string text;
-        for (const StepValue& step : *values) {
-            text += StampText(step.start).substr(11, 5) + "=";
-            text += step.value ? ShortestText(*step.value) : "-";
-            text += step.partial ? "? " : " ";
-        }
-        EXPECT_EQ(text, c.steps);
     }
 }
 

@@ -10,15 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/status_board.h"
-#include "link/serial_link.h"
-#include "store/error_log.h"
-#include "store/settings_store.h"
-#include "support/fake_clock.h"
-#include "support/pty.h"
-#include "support/received_packets.h"
-#include "support/settings_by_key.h"
-#include "support/temp_folder.h"
+#include "link/serial_link_fixture.h"
 
 namespace corvane {
 namespace {
@@ -38,7 +30,7 @@ public:
     std::vector<QString> tried;
 };
 
-class PortFinder : public testing::Test {
+class PortFinder : public SerialLinkTest {
 protected:
     /// All that a search finds; in between one millisecond passes for each port.
     std::vector<FoundPort> Find(SerialPorts& ports, std::span<SerialLink* const> links = {}) {
@@ -51,10 +43,6 @@ protected:
         clock_.Advance(1);
         return found.value();
     }
-
-    TempFolder folder_;
-    FakeClock clock_;
-    SettingsStore settings_{folder_.Path(u"settings.ini"_s)};
 };
 
 TEST_F(PortFinder, TriesAllPortsInAscendingOrderAndGivesThoseThatAreThere) {
@@ -89,22 +77,13 @@ TEST_F(PortFinder, TriesAllPortsInAscendingOrderAndGivesThoseThatAreThere) {
 }
 
 TEST_F(PortFinder, LeavesThePortsOfOurOwnLinksAlone) {
-    NotedPackets receiver;
-    Framer framer(receiver);
-    StatusBoard board;
-    ErrorLog errorLog(folder_.Path(), u"Test"_s, clock_);
-    SystemSerialPorts system;
-    SerialLink link(SerialLink::kA, system, framer, settings_, board, errorLog, clock_);
     const Pty line;
-    KeepByKey(settings_, u"ComDevice5"_s, line.Path());
-    KeepByKey(settings_, u"ComPortA"_s, u"5"_s);
-    auto opening = link.OpenCOM();
-    clock_.Advance(500);
-    ASSERT_TRUE(link.IsOpen());
+    SerialLink& link = MakeA(line.Path());
+    ASSERT_EQ(Open(link), "");
 
     // The same device under a second number, by a symbolic link.
     ASSERT_TRUE(QFile::link(line.Path(), folder_.Path(u"monitor"_s)));
-    KeepByKey(settings_, u"ComDevice6"_s, folder_.Path(u"monitor"_s));
+    KeepByKey(settings_, u"ComDevice34"_s, folder_.Path(u"monitor"_s));
     FakePorts ports;
     SerialLink* const links[] = {&link};
     const auto found = Find(ports, links);

@@ -165,21 +165,6 @@ TEST_F(SerialLinkTest, APacketCutByACloseIsCompletedByTheBytesAfterTheNextOpenin
     }
 }
 
-TEST_F(SerialLinkTest, AHoldLetsAnOpenPacketGoOnAndOpensNone) {
-    Pty line;
-    SerialLink& link = MakeA(line.Path());
-    ASSERT_EQ(Open(link), "");
-    const QByteArray packet = PacketBytes(7);
-    line.Send(packet.first(30));
-    ASSERT_TRUE(SpinUntil([&] { return link.TakeActivity(); }));
-    framer_.SetPacketHold(kStreamSerialA, true);
-    line.Send(packet.sliced(30) + PacketBytes(8));
-    ASSERT_TRUE(Comes({{1, 7}}));
-    framer_.SetPacketHold(kStreamSerialA, false);
-    line.Send(PacketBytes(9));
-    EXPECT_TRUE(Comes({{1, 7}, {1, 9}}));
-}
-
 TEST_F(SerialLinkTest, WhatComesWhileReadingIsOffIsTakenLater) {
     Pty line;
     SerialLink& link = MakeA(line.Path());

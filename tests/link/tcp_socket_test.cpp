@@ -84,17 +84,6 @@ TEST_F(TcpSocketTest, APeerThatBreaksOffIsToldAsOneThatCloses) {
     EXPECT_EQ(dataAtClose_.size(), 1U);
 }
 
-TEST_F(TcpSocketTest, APortHeldByOthersIsToldUntilItIsFree) {
-    QTcpServer holder;
-    ASSERT_TRUE(holder.listen(QHostAddress::Any));
-    const std::uint16_t port = holder.serverPort();
-    EXPECT_FALSE(socket_.Listen(port));
-    EXPECT_TRUE(socket_.AddressInUse());
-    holder.close();
-    EXPECT_TRUE(socket_.Listen(port));
-    EXPECT_FALSE(socket_.AddressInUse());
-}
-
 #ifdef Q_OS_LINUX
 TEST_F(TcpSocketTest, AConnectThatGetsNoAnswerIsClosedAfterTwentySeconds) {
     // A server that accepts nobody and whose queue is full: the system drops further attempts unanswered.

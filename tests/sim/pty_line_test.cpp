@@ -109,32 +109,6 @@ TEST_F(PtyLineTest, PacketsThatNobodyHearsAreLostAndLateListenersStartWithAWhole
     EXPECT_EQ(second.Read(1), QByteArray());
 }
 
-TEST_F(PtyLineTest, FlatOutTheMonitorWaitsForAListenerAndForTheNext) {
-    constexpr int kCount = 2000;
-    Start({.pause = 0.5, .count = kCount});
-    clock.Advance(1000);
-
-    Listener first(link);
-    EXPECT_EQ(Receive(first, 30), PacketsOf({}, 1).first(30));
-    clock.Advance(100);
-    EXPECT_EQ(line.State(), LineState::Blocked);
-    first.Leave();
-    clock.Advance(1000);
-    EXPECT_EQ(line.Unsent(), 0);
-    EXPECT_FALSE(ended);
-
-    Listener second(link);
-    QByteArray bytes;
-    ASSERT_TRUE(SpinUntil([&] {
-        clock.Advance(1);
-        bytes += second.Read(1 << 20);
-        return ended;
-    }));
-    EXPECT_EQ(bytes.size() % kPacket, 0);
-    EXPECT_GT(bytes.size(), (kCount - 100) * kPacket) << "the first left more unread than may be on the way";
-    EXPECT_TRUE(PacketsOf({}, kCount).endsWith(bytes));
-}
-
 TEST_F(PtyLineTest, AListenersLockLastsAsLongAsTheListener) {
     std::optional<Listener> listener(link);
     listener->Lock();

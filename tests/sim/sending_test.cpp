@@ -96,18 +96,6 @@ TEST_F(Sending, TheMonitorWaitsForAPeerAndForASlowOne) {
     EXPECT_TRUE(bytes == PacketsOf({}, kCount));
 }
 
-TEST_F(Sending, CountIsReachedOnlyWhenTheSystemHasTakenEverything) {
-    ListenAndCall();
-    Start({.pause = 100, .count = 1});
-    clock.Advance(100);
-    ASSERT_EQ(line.Unsent(), kPacket);
-    clock.Advance(50);
-    EXPECT_FALSE(ended);
-    ASSERT_TRUE(SpinUntil([&] { return line.Unsent() == 0; }));
-    clock.Advance(1);
-    EXPECT_TRUE(ended);
-}
-
 TEST_F(Sending, ASecondPeerIsTurnedAwayWhileTheFirstIsThere) {
     ListenAndCall();
     QTcpSocket second;
