@@ -181,7 +181,6 @@ TEST_F(FeedUploadTest, EntriesAreCheckedAndAChangeOfAnAssignmentIsAsked) {
         const char* error;
     } cases[] = {
         {kFeedEnable, "True", ""},
-        {kFeedEnable, "False", ""},
         {kFeedNumber, "50x", "The \"FEED URL\" must be a numeric value."},
         {kFeedNumber, "", "The \"FEED URL\" must be a numeric value."},
         {kFeedTitle, " ", "A pachube tilte is required."},

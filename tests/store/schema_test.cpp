@@ -133,18 +133,18 @@ TEST_F(SchemaTest, TheVirtualDeviceIsAddedOnceWithTheLabelsOfTheInstallation) {
         Execute(path, "DELETE FROM applicationinfo WHERE id <> 1");
         // Neither the same nor the other type adds a second row, or changes the labels of the first.
         for (const InstallationType each : {type, ConsumptionOnly, NetMetering})
-            CreateVD1(database, each, op);
+            EXPECT_TRUE(CreateVD1(database, each, op));
         EXPECT_THAT(Rows(path, "SELECT * FROM applicationinfo WHERE id <> 1"),
                     ElementsAre("9|USER|HOME|999999|" + labels +
                                 "|NULL|NULL|NULL|NULL|NULL|NULL|NULL|NULL| | | | | | | "));
     }
     Execute(path, "UPDATE applicationinfo SET id = 4 WHERE id = 9");
-    CreateVD1(database, ConsumptionOnly, op);
+    EXPECT_TRUE(CreateVD1(database, ConsumptionOnly, op));
     EXPECT_THAT(Rows(path, "SELECT id FROM applicationinfo"), ElementsAre("1", "4")) << "known in any row";
     EXPECT_THAT(op.Messages(), IsEmpty());
 
     Execute(path, "DROP TABLE applicationinfo");
-    CreateVD1(database, ConsumptionOnly, op);
+    EXPECT_FALSE(CreateVD1(database, ConsumptionOnly, op));
     EXPECT_THAT(op.Messages(), ElementsAre("no such table: applicationinfo"));
 }
 

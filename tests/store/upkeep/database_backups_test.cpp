@@ -87,7 +87,8 @@ TEST_F(BackupsTest, AreOfOneMomentThoughTheCaptureWritesMeanwhile) {
 
 TEST_F(BackupsTest, ThatFailOrAreGivenUpLeaveNoFileAndTheOlderOnes) {
     Fill(20'000);
-    folder.Write(u"vrq1_bak1.db3"_s, "old");
+    for (const QString& name : {u"vrq1_bak1.db3"_s, u"vrq1_bak2.db3"_s})
+        folder.Write(name, "old");
     op.WillAnswer(kKeep, Answer::No);
     op.WillAnswer(kDelete, Answer::Yes);
     op.cancelled = true;
@@ -98,13 +99,13 @@ TEST_F(BackupsTest, ThatFailOrAreGivenUpLeaveNoFileAndTheOlderOnes) {
     clock.AdvanceSeconds(1);
     ASSERT_TRUE(other.GetTable("ROLLBACK").Ok());
     EXPECT_EQ(Result(std::move(backup)), "interrupted");
-    EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3", "vrq1_bak1.db3"));
+    EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3", "vrq1_bak1.db3", "vrq1_bak2.db3"));
     EXPECT_TRUE(folder.Read(u"vrq1_bak1.db3"_s) == "old");
 
     op.cancelled = false;
     database.UseFile(folder.Path(u"gone.db3"_s).toStdString());
     EXPECT_EQ(Backup(), "unable to open database file");
-    EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3", "vrq1_bak1.db3"));
+    EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3", "vrq1_bak1.db3", "vrq1_bak2.db3"));
     EXPECT_FALSE(work.Running());
 }
 

@@ -266,7 +266,6 @@ TEST_F(DatabaseFilesTest, AFileIsOverwrittenByANewOneOnlyAfterAskingAndSavedIfWa
     for (const auto& [name, answer, error] :
          std::vector<std::tuple<std::optional<QString>, Answer, std::string>>{
              {std::nullopt, Answer::No, "No file was named; none was made."},
-             {u" "_s, Answer::No, "No file was named; none was made."},
              {u"folder"_s, Answer::Yes, "cannot be deleted: "}}) {
         op.WillEnter(kFileName, name);
         if (answer == Answer::Yes) {

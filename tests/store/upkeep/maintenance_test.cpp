@@ -5,6 +5,7 @@
 
 #include "base/date_entry.h"
 #include "store/upkeep/maintenance_fixture.h"
+#include "support/loopback.h"
 #include "support/settings_by_key.h"
 
 namespace corvane {
@@ -61,6 +62,7 @@ TEST_F(MaintenanceTest, DeletingKeepsTheTwoDaysThatLimitIt) {
                 "(3, '2026-01-03 12:00:00', 302)", "(4, '2026-01-04 00:00:00', 301)"});
     EXPECT_EQ(Result(maintenance.DeleteMinutes(On("2026-01-02"), On("2026-01-04"), op)), "");
     EXPECT_THAT(MinuteIds(), ElementsAre("1", "4"));
+    EXPECT_EQ(op.Messages().back(), "Deleted: 2 rows are gone.");
 }
 
 TEST_F(MaintenanceTest, WhatIsOlderThanSomeDaysGoesAfterAQuestionThatNamesTheMoment) {
@@ -227,13 +229,18 @@ TEST_F(MaintenanceTest, RunsBesideTheEventLoopAndEndsWhenTold) {
         return QCoro::waitFor(std::move(task)).errorText;
     };
 
+    clock.AdvanceSeconds(5);
     auto given = start();
-    EXPECT_TRUE(work.Running());
     EXPECT_THAT(finish(work.Run(u"Other"_s, path, endless, op)), HasSubstr("still running"));
     writer.WriteSQL("insert into monitordata_hourly(date) values ('waits')");
     EXPECT_THAT(All("SELECT date FROM monitordata_hourly"), IsEmpty());
     clock.AdvanceSeconds(2);
     EXPECT_EQ(op.progress.back().seconds, 2);
+    ASSERT_TRUE(SpinUntil([&] {
+        clock.AdvanceSeconds(1);
+        return op.progress.back().operation == u"Counting"_s;
+    }));
+    EXPECT_TRUE(work.Running());
     op.cancelled = true;
     clock.AdvanceSeconds(1);
     EXPECT_EQ(finish(std::move(given)), "interrupted");
