@@ -82,6 +82,7 @@ TEST_F(ChartsTest, TheDatesFollowTheChartAndTheChartTheDates) {
     Click(kPage, u"Later"_s);
     EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 11));
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"\u2013"_s);
+    EXPECT_TRUE(View()->item(1)->visible()) << "says that there are no records";
     QTest::keyClick(View(), Qt::Key_Escape);
     QTest::keyClick(View(), Qt::Key_Minus);
     EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 10));

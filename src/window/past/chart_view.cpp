@@ -203,7 +203,7 @@ void ChartView::DrawLines() {
             columns = columns || point.lowest < point.highest;
             lowest = std::min(lowest, point.lowest);
             highest = std::max(highest, point.highest);
-            any = true;
+            any = any || xAxis->range().contains(point.time);
         }
         QColor fill = colors[channel];
         fill.setAlpha(70);
