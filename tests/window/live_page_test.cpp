@@ -2,10 +2,10 @@
 #include <QImage>
 #include <QLabel>
 #include <QTableView>
-
-#include <gmock/gmock.h>
+#include <QTcpServer>
 
 #include <cstdlib>
+#include <set>
 
 #include "support/packets.h"
 #include "support/settings_by_key.h"
@@ -17,9 +17,6 @@ namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-using testing::HasSubstr;
-using testing::Not;
-
 class LivePageTest : public WindowTest {
 protected:
     /// Packets as they are measured, a second apart; device A is bound to 301234.
@@ -69,21 +66,38 @@ protected:
         return found;
     }
 
+    const Palette& Colors() { return PaletteOn(Page()->palette().color(QPalette::Base)); }
+    static std::string Dotted(const QColor& color, const std::string& text) {
+        return "<span style=\"color:" + color.name().toStdString() + "\">&#9679;</span> " + text + '\n';
+    }
+
     MonitorState monitor_{.voltTenths = 1213, .ch1Absolute = 3600000, .ch1Hundredths = 1234, .seconds = 5};
 };
 
 TEST_F(LivePageTest, WithoutAMonitorItTellsHowToConnectOne) {
+    QTcpServer taken;
+    ASSERT_TRUE(taken.listen(QHostAddress::Any));
+    Preset(u"TcpPortB"_s, QString::number(taken.serverPort()));
     Open();
-    EXPECT_THAT(Shown(),
-                HasSubstr(QString(u"TCP Server A: port %1"_s).arg(program_->tcpA.LocalPort()).toStdString()));
-    EXPECT_THAT(Shown(), Not(HasSubstr("packets have come")));
+    const std::string steps =
+        "No monitor is connected yet\n1.  Connect the monitor. By a serial cable or a USB adapter: plug it "
+        "in, then "
+        "open its port on the Connections tab. By a network gateway: let the gateway send to this computer "
+        "(TCP "
+        "Server A: port " +
+        std::to_string(program_->tcpA.LocalPort()) +
+        ", B: port closed).\n\n2.  Bind it to a device on the Devices tab, by its serial number.\n\n3.  Come "
+        "back: "
+        "its values are here as soon as its next packet comes.\n";
+    EXPECT_EQ(Shown(), steps);
     for (const std::uint8_t byte : PacketOf(monitor_))
         program_->framer.ProcessByte(0, byte);
-    EXPECT_THAT(Shown(), HasSubstr("1 packets have come, from monitors that no device is bound to"));
+    EXPECT_EQ(Shown(),
+              steps + "1 packets have come, from monitors that no device is bound to: step 2 is next.\n");
     ASSERT_TRUE(program_->deviceSlots.SaveSerial(2, u"301234"_s));
-    EXPECT_THAT(Shown(), HasSubstr("Waiting for the first packet"));
-    EXPECT_THAT(Shown(), HasSubstr("Not bound to a monitor")) << "slot A is in use, too";
-    EXPECT_THAT(Shown(), Not(HasSubstr("Connect the monitor")));
+    EXPECT_EQ(Shown(),
+              "Device A\n\nNot bound to a monitor: choose one on the Devices tab\nDevice B\n301234\n" +
+                  Dotted(Colors().stale, "Waiting for the first packet"));
 }
 
 TEST_F(LivePageTest, ACardShowsWhatTheMonitorSaysAndThatItFellSilent) {
@@ -94,31 +108,69 @@ TEST_F(LivePageTest, ACardShowsWhatTheMonitorSaysAndThatItFellSilent) {
     const QAbstractItemModelTester tester(Table()->model(),
                                           QAbstractItemModelTester::FailureReportingMode::Fatal);
     Take(monitor_);
-    EXPECT_THAT(Shown(), HasSubstr("301234  ·  VRQ-5810"));
+    Shown();
     EXPECT_EQ(Cell(0, 1), u"–"_s) << "one packet gives no power";
     TakeSecondOf(800);
-    EXPECT_THAT(Shown(), testing::AllOf(HasSubstr("121.3 V"), HasSubstr("On line"),
-                                        HasSubstr("last packet 10:20:33")));
+    const std::string head = "Device A\n121.3 V\n301234  ·  VRQ-5810\n";
+    const struct {
+        std::int64_t silence;  ///< seconds since the step before, with that in which the page looks
+        std::string state;
+        bool live;
+    } steps[] = {{1, Dotted(Colors().live, "On line") + "  last packet 10:20:33\n", true},
+                 {13, Dotted(Colors().live, "On line") + "  last packet 10:20:33\n", true},
+                 {1, Dotted(Colors().stale, "<b>Stale</b>") + "  last packet 10:20:33\n", false},
+                 {105, Dotted(Colors().stale, "<b>Off line since 10:20:33</b>"), false},
+                 {0, Dotted(Colors().stale, "<b>Off line since 2026-03-02 10:20:33</b>"), false}};
     const QStringList rows[] = {{u"CH1"_s, u"800 W"_s, u"12.3 A"_s, u"1.000 KWh"_s},
                                 {u"CH2"_s, u"0 W"_s, u"0 A"_s, u"0.000 KWh"_s},
                                 {u"AUX1  Fridge"_s, u"100 W"_s, u""_s, u"0.000 KWh"_s}};
-    for (int row = 0; row < 3; ++row) {
-        for (int column = 0; column < 4; ++column)
-            EXPECT_EQ(Cell(row, column), rows[row][column]) << row << " " << column;
+    for (const auto& step : steps) {
+        if (step.silence == 0) clock.Jump(86400);  // another day
+        clock.AdvanceSeconds(std::max<std::int64_t>(step.silence - 1, 0));
+        EXPECT_EQ(Shown(), head + step.state);
+        const auto at = [this](int column) { return Table()->model()->index(0, column); };
+        EXPECT_EQ(at(1).data(Qt::ForegroundRole).isValid(), !step.live) << "faded";
+        EXPECT_EQ(at(1).data(Qt::FontRole).value<QFont>().bold(), step.live);
+        EXPECT_EQ(at(1).data(Qt::FontRole).value<QFont>().italic(), !step.live);
+        EXPECT_FALSE(at(0).data(Qt::FontRole).value<QFont>().bold() ||
+                     at(0).data(Qt::FontRole).value<QFont>().italic());
+        for (int row = 0; row < 3; ++row)
+            for (int column = 0; column < 4; ++column)
+                EXPECT_EQ(Cell(row, column), rows[row][column]) << row << " " << column;
     }
-    const auto faded = [this] { return Table()->model()->index(0, 1).data(Qt::ForegroundRole).isValid(); };
-    EXPECT_FALSE(faded());
-    clock.AdvanceSeconds(118);
-    EXPECT_THAT(Shown(), HasSubstr("Off line since 10:20:33"));
-    EXPECT_TRUE(faded());
-    EXPECT_EQ(Cell(0, 1), u"800 W"_s) << "the last value stays readable";
+    const auto dot = Table()->model()->index(2, 0).data(Qt::DecorationRole).value<QIcon>().pixmap(64);
+    EXPECT_EQ(dot.toImage().pixelColor(32, 32), Colors().channels[2]);
+    EXPECT_EQ(Table()->model()->index(2, 0).data(Qt::ToolTipRole), u"AUX1  Fridge"_s);
 
     monitor_.model = Model::TwoChannel;
     TakeSecondOf(800);
     Shown();
     EXPECT_EQ(Table()->model()->rowCount(), 2);
     ASSERT_TRUE(program_->deviceSlots.SaveSerial(1, u"305555"_s));
-    EXPECT_THAT(Shown(), HasSubstr("Waiting for the first packet")) << "the values are of another monitor";
+    EXPECT_EQ(Shown(), "Device A\n305555\n" + Dotted(Colors().stale, "Waiting for the first packet"))
+        << "the values are of another monitor";
+}
+
+TEST_F(LivePageTest, CardsStandInAsFewRowsAsAreReadableEachWithItsLabels) {
+    Open();
+    for (const int slot : {1, 2, 3, 4})
+        ASSERT_TRUE(program_->deviceSlots.SaveSerial(slot, u"30123%1"_s.arg(slot)));
+    ASSERT_TRUE(program_->database.Run("UPDATE applicationinfo SET ch1alias = 'Heat ' || id").Ok());
+    monitor_.serialNumber = 1232;
+    Take(monitor_);
+    Shown();
+    EXPECT_EQ(Find<QTableView>(u"live"_s, u"Channels of Device B"_s)->model()->index(0, 0).data(),
+              u"CH1  Heat 2"_s);
+    const int card = window_->fontMetrics().averageCharWidth() * 76;
+    for (const auto& [wide, columns] : {std::pair(2.1, 2), {3.5, 2}, {4.5, 4}}) {
+        window_->resize(static_cast<int>(card * wide), 900);
+        Shown();
+        ASSERT_EQ(Page()->width() / card, static_cast<int>(wide));
+        std::set<int> lefts;
+        for (const PowerTrace* trace : Page()->findChildren<PowerTrace*>())
+            lefts.insert(trace->parentWidget()->parentWidget()->x());
+        EXPECT_EQ(lefts.size(), columns) << wide;
+    }
 }
 
 TEST_F(LivePageTest, AnInputThatCountsPulsesShowsItsFlow) {
@@ -146,9 +198,20 @@ TEST_F(LivePageTest, TheTraceMovesAndNeverBridgesASilence) {
     const int drawn = PixelsOf(0);
     EXPECT_GT(drawn, 10);
     const QImage bitByBit = Trace()->grab().toImage();
-    Trace()->Emphasize(1);
-    EXPECT_NE(Trace()->grab().toImage(), bitByBit);
-    Trace()->Emphasize({});
+    const auto solid = [this](std::size_t channel) {
+        const QImage image = Trace()->grab().toImage();
+        int found = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                found += image.pixelColor(x, y) == Colors().channels[channel] ? 1 : 0;
+        return found;
+    };
+    const int thin = solid(2);
+    EXPECT_GT(solid(0), 10);
+    Table()->selectRow(2);
+    EXPECT_EQ(solid(0), 0) << "faded";
+    EXPECT_GT(solid(2), thin);
+    Table()->clearSelection();
     EXPECT_EQ(Trace()->grab().toImage(), bitByBit) << "only what was new had been drawn";
     EXPECT_EQ(PixelsOf(3), 0) << "AUX2 is hidden behind the channels in front of it";
     clock.AdvanceSeconds(130);
