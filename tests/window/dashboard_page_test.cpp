@@ -103,13 +103,23 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColorAndSign) {
     Measure(1, 3000, 0);
     EXPECT_TRUE(Told(u"Used"_s).ends_with("off line"));
     EXPECT_FALSE(Told(u"Net"_s).ends_with("off line"));
-    EXPECT_NE(Find<QLabel>(u"dashboard"_s, u"Device B is off line and missing from these sums."_s), nullptr);
+    EXPECT_TRUE(
+        Find<QLabel>(u"dashboard"_s, u"Device B is off line and missing from these sums."_s)->isVisible());
+    ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::Virtual2, {u"A:AUX1"_s}));
+    ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::Loads, {u"A:AUX1"_s}));
+    Measure(1, 3000, 0, 700);
+    EXPECT_EQ(Told(u"Virtual Channel 2"_s), "700 W, 0.000 kWh");
+    EXPECT_EQ(Told(u"Other"_s).substr(0, 7), "2300 W,");
 }
 
 TEST_F(DashboardPageTest, ChannelsAreChosenAndRemembered) {
     OpenDashboard();
     EXPECT_TRUE(Titles().empty());
+    auto* empty = Find<QLabel>(
+        u"dashboard"_s, u"Gauges appear here once a monitor sends. The Live tab tells how to connect one."_s);
+    EXPECT_TRUE(empty->isVisible());
     Measure(1, 700, 0, 12);
+    EXPECT_FALSE(empty->isVisible());
     EXPECT_EQ(Find<QLabel>(u"dashboard"_s, u"Last packet"_s)->text(), u"Mon, Mar 02, 10:20:31 am"_s);
     EXPECT_EQ(Find<QLabel>(u"dashboard"_s, u"Line voltage"_s)->text(), u"120.5 Volt"_s);
     EXPECT_THAT(Titles(), ElementsAre("A  CH1", "A  CH2"));
@@ -118,6 +128,12 @@ TEST_F(DashboardPageTest, ChannelsAreChosenAndRemembered) {
         Q_EMIT menu->aboutToShow();
         menu->actions().at(device)->menu()->actions().at(channel)->trigger();
     };
+    Q_EMIT menu->aboutToShow();
+    std::string offered;
+    for (const QAction* device : menu->actions())
+        for (const QAction* channel : device->menu()->actions())
+            offered += channel->isChecked() ? channel->text().toStdString() + ' ' : "-";
+    EXPECT_EQ(offered, "CH1 CH2 -----CH1 CH2 -----");
     toggle(0, 1);
     toggle(0, 2);
     EXPECT_THAT(Titles(), ElementsAre("A  CH1", "A  AUX1")) << "device B has not sent anything";
