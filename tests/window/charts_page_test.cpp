@@ -15,13 +15,13 @@ namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-using testing::HasSubstr;
 
 const QString kPage = u"charts"_s;
 
 class ChartsTest : public WindowTest {
 protected:
     /// The window over minute records of 2026-03-10: 600 W from 00:00 to 05:59, then nothing until 18:00.
+    /// Another device has one record, of that noon.
     void SetUp() override {
         const std::string path = folder.Path(u"vrq1.db3"_s).toStdString();
         Open(u"database"_s);  // which reads nothing: the rows below find the file free
@@ -33,19 +33,30 @@ protected:
                         std::string(from) + "', i || ' minutes'), 300001, 600, 100 + i * 0.01 + " +
                         (std::string(from) == "18:00" ? "20" : "0") + " FROM n");
         }
+        Execute(path,
+                "INSERT INTO monitordata_hourly(date, deviceaddress) VALUES ('2026-03-10 11:00:00', 399999)");
+        Execute(path,
+                "INSERT INTO monitordata_minute(date, deviceaddress, ch2watt) VALUES ('2026-03-10 12:00:00', "
+                "399999, 50)");
+        Look();
+    }
+
+    /// Brings the page to the front, and that day into the chart once the devices are there.
+    void Look() {
         ShowPage(kPage);
         ASSERT_TRUE(SpinUntil([this] {
             Q_EMIT clock.SecondPassed();
-            return Find<QComboBox>(kPage, u"Device"_s)->count() == 1;
+            return Find<QComboBox>(kPage, u"Device"_s)->count() == 2;
         }));
         Day(u"Last day"_s)->setDate(QDate(2026, 3, 10));
         Day(u"First day"_s)->setDate(QDate(2026, 3, 10));
-        Click(kPage, u"Day"_s);
         ASSERT_TRUE(SpinUntil([this] { return Value(u"CH1  Panel"_s) != u"\u2013"_s; })) << "never read";
     }
 
     QDateEdit* Day(const QString& name) { return Find<QDateEdit>(kPage, name); }
     ChartView* View() { return Find<ChartView>(kPage, u"Chart"_s); }
+    QComboBox* Bars() { return Find<QComboBox>(kPage, u"Bars"_s); }
+    std::string Label(const QString& name) { return Find<QLabel>(kPage, name)->text().toStdString(); }
 
     /// What stands beside a channel.
     QString Value(const QString& channel) { return Find<QLabel>(kPage, u"Value of "_s + channel)->text(); }
@@ -54,38 +65,139 @@ protected:
         QMouseEvent move(QEvent::MouseMove, QPointF(x, 100), QPointF(x, 100), Qt::NoButton, Qt::NoButton, {});
         QApplication::sendEvent(View(), &move);
     }
+
+    /// Which of the buttons are down, each with a blank behind it.
+    std::string Down(std::initializer_list<const char*> buttons) {
+        std::string down;
+        for (const char* button : buttons)
+            if (Find<QAbstractButton>(kPage, QLatin1StringView(button))->isChecked()) (down += button) += ' ';
+        return down;
+    }
+
+    /// Saves what is shown; the first lines of the file.
+    std::string SavedCsv(const char* told) {
+        const QString csv = folder.Path(u"chart%1.csv"_s.arg(++saved_));
+        Click(kPage, u"Save CSV..."_s);
+        EnterFile(csv);
+        EXPECT_EQ(BoxText(), told + (u" rows were written to "_s + csv).toStdString());
+        Answer(QMessageBox::Ok);
+        QFile file(csv);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray first = file.readLine();
+        return (first + file.readLine()).toStdString();
+    }
+
+private:
+    int saved_ = 0;
 };
 
-TEST_F(ChartsTest, PowerIsShownWhereThePointerIsAndNoneInAGap) {
+TEST_F(ChartsTest, WhatIsMeasuredIsShownWhereThePointerIs) {
+    const std::string gaps =
+        "16.41 kWh belong to gaps that reach from one hour into another; they are in none.";
+    const std::string paler = "Paler bars are known in part only.";
+    const struct {
+        QString measure;
+        QString bars;
+        const char* at;
+        QString value;
+        std::string note;
+    } rows[] = {{u"Power"_s, u"per day"_s, "2026-03-10 03:00:20", u"600 W"_s, gaps},
+                {u"Power"_s, u"per day"_s, "2026-03-10 12:00:00", u"\u2013"_s, gaps},
+                {u"Energy"_s, u"per hour"_s, "2026-03-10 03:30:00", u"0.60 kWh"_s, gaps + ' ' + paler},
+                {u"Energy"_s, u"per day"_s, "2026-03-10 03:30:00", u"23.59 kWh"_s, paler},
+                {u"Cost"_s, u"per hour"_s, "2026-03-10 03:30:00", u"0.08"_s, gaps + ' ' + paler}};
+    EXPECT_EQ(Label(u"Values of"_s), "Energy in this time");
     EXPECT_EQ(Value(u"CH1  Panel"_s), u"7.18 kWh"_s);
-    PointAt("2026-03-10 03:00:00");
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"600 W"_s);
+    for (const auto& row : rows) {
+        Click(kPage, row.measure);
+        Bars()->setCurrentText(row.bars);
+        PointAt(row.at);
+        EXPECT_EQ(Value(u"CH1  Panel"_s), row.value) << row.at;
+        EXPECT_EQ(Label(u"Notes"_s), row.note);
+        EXPECT_EQ(Bars()->isEnabled(), row.measure != u"Power"_s);
+    }
+    Click(kPage, u"Power"_s);
+    Find<QCheckBox>(kPage, u"CH1  Panel"_s)->click();
+    EXPECT_FALSE(Find<QLabel>(kPage, u"Notes"_s)->isVisible()) << "CH2 has no gaps";
+}
+
+TEST_F(ChartsTest, PeriodsOfTheCalendarAreStepsThroughIt) {
+    const auto enter = [this](QDate first, QDate last) {
+        Day(u"First day"_s)->setDate(first);
+        Day(u"Last day"_s)->setDate(last);
+    };
+    const struct {
+        QString button;
+        const char* shown;
+        const char* down;
+        QString bars;  ///< that go with it
+    } steps[] = {{u"Earlier"_s, "2025-12-28 to 2025-12-31", "", u"per hour"_s},
+                 {u"Later"_s, "2026-01-01 to 2026-01-04", "", u"per hour"_s},
+                 {u"Day"_s, "2026-01-04 to 2026-01-04", "Day ", u"per hour"_s},
+                 {u"Later"_s, "2026-01-05 to 2026-01-05", "Day ", u"per hour"_s},
+                 {u"Earlier"_s, "2026-01-04 to 2026-01-04", "Day ", u"per hour"_s},
+                 {u"Week"_s, "2025-12-29 to 2026-01-04", "Week ", u"per day"_s},
+                 {u"Later"_s, "2026-01-05 to 2026-01-11", "Week ", u"per day"_s},
+                 {u"Year"_s, "2026-01-01 to 2026-12-31", "Year ", u"per month"_s},
+                 {u"Earlier"_s, "2025-01-01 to 2025-12-31", "Year ", u"per month"_s},
+                 {u"Month"_s, "2025-12-01 to 2025-12-31", "Month ", u"per day"_s},
+                 {u"Later"_s, "2026-01-01 to 2026-01-31", "Month ", u"per day"_s}};
+    enter(QDate(2026, 1, 1), QDate(2026, 1, 4));
+    for (const auto& step : steps) {
+        Click(kPage, step.button);
+        EXPECT_EQ(
+            StampText(View()->From()).substr(0, 10) + " to " + StampText(View()->To() - 1).substr(0, 10),
+            step.shown);
+        EXPECT_EQ((Day(u"First day"_s)->text() + u" to "_s + Day(u"Last day"_s)->text()).toStdString(),
+                  step.shown);
+        EXPECT_EQ(Down({"Day", "Week", "Month", "Year"}), step.down) << step.shown;
+        EXPECT_EQ(Bars()->currentText(), step.bars) << step.shown;
+    }
+    EXPECT_EQ(KeptByKey(program_->settings, u"ChartPeriod"_s), u"2"_s);
+    Day(u"First day"_s)->setDate(QDate(2026, 2, 1));
+    EXPECT_EQ(StampText(View()->From()), "2026-01-01 00:00:00") << "the last day is before it";
+
+    const QDate today = QDate::currentDate();
+    for (const QString& button : {u"Day"_s, u"Today"_s}) {
+        enter(today.addDays(-3), today.addDays(400));
+        Click(kPage, button);
+        EXPECT_TRUE(Day(u"First day"_s)->date() == today ||
+                    Day(u"First day"_s)->date() == QDate::currentDate());
+        EXPECT_EQ(Day(u"First day"_s)->date(), Day(u"Last day"_s)->date());
+    }
+}
+
+TEST_F(ChartsTest, ChoicesAreKept) {
+    EXPECT_EQ(Down({"Power", "Energy", "Cost"}), "Power ");
+    EXPECT_EQ(Down({"CH1  Panel", "CH2", "AUX1", "AUX2", "AUX3", "AUX4", "AUX5"}), "CH1  Panel CH2 ");
+    auto* device = Find<QComboBox>(kPage, u"Device"_s);
+    EXPECT_EQ(device->currentText(), u"Device A (300001)"_s);
+    device->setCurrentText(u"399999"_s);
     PointAt("2026-03-10 12:00:00");
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"\u2013"_s);
-}
-
-TEST_F(ChartsTest, EnergyAndCostOfAGapAreInTheBarThatHoldsAllOfItOnly) {
-    Click(kPage, u"Energy"_s);
-    PointAt("2026-03-10 03:30:00");
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"0.60 kWh"_s);
-    EXPECT_THAT(
-        Find<QLabel>(kPage, u"Notes"_s)->text().toStdString(),
-        HasSubstr("16.41 kWh belong to gaps that reach from one hour into another; they are in none."));
-    Find<QComboBox>(kPage, u"Bars"_s)->setCurrentText(u"per day"_s);
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"23.59 kWh"_s) << "the day has the energy of its gap";
+    EXPECT_TRUE(SpinUntil([this] { return Value(u"CH2"_s) == u"50 W"_s; }));
     Click(kPage, u"Cost"_s);
-    Find<QComboBox>(kPage, u"Bars"_s)->setCurrentText(u"per hour"_s);
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"0.08"_s);
-}
+    Click(kPage, u"Week"_s);
+    Bars()->setCurrentText(u"per year"_s);
+    for (const auto& channel : {u"CH1"_s, u"AUX5"_s})
+        Find<QCheckBox>(kPage, channel)->click();
+    const std::pair<QString, QString> kept[] = {{u"ChartDevice"_s, u"399999"_s},
+                                                {u"ChartMeasure"_s, u"2"_s},
+                                                {u"ChartPeriod"_s, u"1"_s},
+                                                {u"ChartBars"_s, u"4"_s},
+                                                {u"ChartChannels"_s, u"0100001"_s}};
+    for (const auto& [key, value] : kept)
+        EXPECT_EQ(KeptByKey(program_->settings, key), value) << key.toStdString();
 
-TEST_F(ChartsTest, TheDatesFollowTheChartAndTheChartTheDates) {
-    Click(kPage, u"Later"_s);
-    EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 11));
-    EXPECT_EQ(Value(u"CH1  Panel"_s), u"\u2013"_s);
-    EXPECT_TRUE(View()->item(1)->visible()) << "says that there are no records";
-    QTest::keyClick(View(), Qt::Key_Escape);
-    QTest::keyClick(View(), Qt::Key_Minus);
-    EXPECT_EQ(Day(u"First day"_s)->date(), QDate(2026, 3, 10));
+    window_.reset();
+    Open(kPage);
+    EXPECT_TRUE(SpinUntil([&] {
+        Q_EMIT clock.SecondPassed();
+        return Find<QComboBox>(kPage, u"Device"_s)->currentText() == u"399999"_s;
+    }));
+    EXPECT_EQ(Down({"Power", "Energy", "Cost", "Day", "Week", "Month", "Year"}), "Cost Week ");
+    EXPECT_EQ(Down({"CH1", "CH2", "AUX1", "AUX2", "AUX3", "AUX4", "AUX5"}), "CH2 AUX5 ");
+    EXPECT_EQ(Bars()->currentText(), u"per year"_s);
+    EXPECT_TRUE(Bars()->isEnabled());
 }
 
 TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
@@ -115,7 +227,7 @@ TEST_F(ChartsTest, NewRecordsAreReadOnceAMinuteAndAnotherDatabaseAtOnce) {
 
     change(
         "UPDATE applicationinfo SET deviceaddress = 300002; UPDATE monitordata_minute SET deviceaddress = "
-        "300002, ch1kwh = ch1kwh * 2");
+        "300002, ch1kwh = ch1kwh * 2 WHERE deviceaddress = 300001");
     const auto* device = Find<QComboBox>(kPage, u"Device"_s);
     Q_EMIT program_->databaseFiles.Adopted();
     EXPECT_EQ(device->count(), 0);
@@ -127,63 +239,22 @@ TEST_F(ChartsTest, NewRecordsAreReadOnceAMinuteAndAnotherDatabaseAtOnce) {
 }
 
 TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {
-    const QString csv = folder.Path(u"power.csv"_s);
-    Click(kPage, u"Save CSV..."_s);
-    EnterFile(csv);
-    EXPECT_THAT(BoxText(), HasSubstr("720 rows were written"));
-    Answer(QMessageBox::Ok);
-    QFile file(csv);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(file.readLine().toStdString(), "time,CH1  Panel W,CH2 W\r\n");
-    EXPECT_EQ(file.readLine().toStdString(), "2026-03-10 00:00:00,600,\r\n");
-
-    Click(kPage, u"Save CSV..."_s);
-    EnterFile(csv);
-    EXPECT_THAT(BoxText(), HasSubstr("exists. Would you like to replace it?"));
-    Answer(QMessageBox::No);
-    Click(kPage, u"Save CSV..."_s);
-    EnterFile(folder.Path(u"missing/power.csv"_s));
-    EXPECT_THAT(BoxText(), HasSubstr("The file could not be written: "));
-    Answer(QMessageBox::Ok);
-
+    EXPECT_EQ(SavedCsv("720"), "time,CH1  Panel W,CH2 W\r\n2026-03-10 00:00:00,600,\r\n");
+    Find<QCheckBox>(kPage, u"CH2"_s)->click();
+    Click(kPage, u"Cost"_s);
+    EXPECT_THAT(
+        SavedCsv("12"),
+        testing::StartsWith("from,to,seconds known,CH1  Panel kWh,CH1  Panel cost\r\n2026-03-10 00:00:00,"));
     Click(kPage, u"Save picture..."_s);
     EnterFile(folder.Path(u"missing/power.png"_s));
-    EXPECT_THAT(BoxText(), HasSubstr("The picture could not be written to "));
+    EXPECT_EQ(
+        BoxText(),
+        (u"The picture could not be written to "_s + folder.Path(u"missing/power.png"_s)).toStdString());
     Answer(QMessageBox::Ok);
     const QString png = folder.Path(u"power.png"_s);
     Click(kPage, u"Save picture..."_s);
     EnterFile(png);
-    EXPECT_TRUE(SpinUntil([&] { return !QImage(png).isNull(); }));
-}
-
-TEST(ChartView, ShowsARecordThatStandsAlone) {
-    const WallTime day = ParseStamp("2026-03-10 00:00:00").value();
-    const auto history = std::make_shared<DeviceHistory>();
-    history->power.Add(day + 10 * kWallHour, {3000});
-    ChartView view;
-    view.resize(800, 400);
-    view.show();
-    view.SetSpan(day, day + kWallDay);
-    const auto picture = [&view] {
-        view.replot(QCustomPlot::rpImmediateRefresh);
-        return view.grab().toImage();
-    };
-    view.Show(history);
-    const QImage without = picture();
-    ChartView::Choice choice;
-    choice.channels[0] = true;
-    view.Choose(choice);
-    const QColor color = PaletteOn(view.palette().color(QPalette::Base)).channels[0];
-    const QImage with = picture();
-    const auto count = [color](const QImage& image) {
-        int pixels = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                pixels += image.pixelColor(x, y) == color ? 1 : 0;
-        return pixels;
-    };
-    EXPECT_EQ(count(without), 0);
-    EXPECT_GT(count(with), 4);
+    EXPECT_TRUE(SpinUntil([&] { return QImage(png).size() == View()->size() * 2; }));
 }
 
 }  // namespace
