@@ -87,6 +87,23 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColorAndSign) {
     EXPECT_EQ(Told(u"Used"_s), "3000 W, Energy Consumed By Home Loads, 2.001 kWh");
     EXPECT_EQ(Told(u"Main Panel"_s), "3000 W, 25.1 A, 1.001 kWh");
     const Palette& colors = PaletteOn(window_->palette().color(QPalette::Base));
+    const struct {
+        QString title;
+        double amount;
+        bool bothWays;
+        QColor color;
+        QColor otherWay;
+    } gauges[] = {{u"Net"_s, -1000, true, colors.FromGrid(), colors.Generated()},
+                  {u"Generation"_s, 4000, false, colors.Generated(), colors.FromGrid()},
+                  {u"Used"_s, 3000, false, colors.Used(), colors.Used()},
+                  {u"Main Panel"_s, 3000, false, colors.Used(), colors.Generated()}};
+    for (const auto& gauge : gauges) {
+        const GaugeReading& shown = Find<Gauge>(u"dashboard"_s, gauge.title)->Reading();
+        EXPECT_EQ(shown.amount, gauge.amount) << gauge.title.toStdString();
+        EXPECT_EQ(shown.bothWays, gauge.bothWays) << gauge.title.toStdString();
+        EXPECT_TRUE(shown.color == gauge.color && shown.otherWay == gauge.otherWay)
+            << gauge.title.toStdString();
+    }
     const auto [sentLeft, sentRight] = Sides(u"Net"_s, colors.Generated());
     EXPECT_GT(sentLeft, 10 * sentRight) << "what is sent goes to the left";
     Measure(1, 3000, 0);
@@ -98,6 +115,7 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColorAndSign) {
     KeepByKey(program_->settings, u"NegGen"_s, true);
     Measure(2, 500, 900);
     EXPECT_EQ(Told(u"Main Panel"_s).substr(0, 13), "3000 W (net),");
+    EXPECT_TRUE(Find<Gauge>(u"dashboard"_s, u"Main Panel"_s)->Reading().bothWays);
     EXPECT_EQ(Told(u"Generation"_s).substr(0, 35), "-1300 W, Power Consumed By Inverter");
     clock.AdvanceSeconds(119);
     Measure(1, 3000, 0);
@@ -108,6 +126,8 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColorAndSign) {
     ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::Virtual2, {u"A:AUX1"_s}));
     ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::Loads, {u"A:AUX1"_s}));
     Measure(1, 3000, 0, 700);
+    EXPECT_THAT(Titles(),
+                ElementsAre("Net", "Generation", "Used", "Main Panel", "Virtual Channel 2", "Other"));
     EXPECT_EQ(Told(u"Virtual Channel 2"_s), "700 W, 0.000 kWh");
     EXPECT_EQ(Told(u"Other"_s).substr(0, 7), "2300 W,");
 }
@@ -134,6 +154,7 @@ TEST_F(DashboardPageTest, ChannelsAreChosenAndRemembered) {
         for (const QAction* channel : device->menu()->actions())
             offered += channel->isChecked() ? channel->text().toStdString() + ' ' : "-";
     EXPECT_EQ(offered, "CH1 CH2 -----CH1 CH2 -----");
+    EXPECT_EQ(menu->actions().at(1)->text(), u"Device &B"_s);
     toggle(0, 1);
     toggle(0, 2);
     EXPECT_THAT(Titles(), ElementsAre("A  CH1", "A  AUX1")) << "device B has not sent anything";
@@ -159,6 +180,22 @@ TEST_F(DashboardPageTest, AWallDisplayShowsTheGaugesAlone) {
     EXPECT_FALSE(Find<QPushButton>(u"dashboard"_s, u"Channels"_s)->isVisible());
     EXPECT_TRUE(window_->isFullScreen());
     EXPECT_GE(Page()->findChild<Gauge*>()->height(), before);
+    KeepByKey(program_->settings, u"DashboardChannels"_s, u"A:CH1;A:CH2;A:AUX1;A:AUX2"_s);
+    Look();
+    for (const auto& [size, places] : {std::pair(QSize(1500, 300), "0,0 1,0 2,0 3,0 4,0 "),
+                                       {QSize(900, 600), "0,0 1,0 2,0 0,1 1,1 "},
+                                       {QSize(350, 1500), "0,0 0,1 0,2 0,3 0,4 "}}) {
+        Page()->resize(size);
+        Look();
+        std::string shown;
+        const auto gauges = Page()->findChildren<Gauge*>();
+        for (const Gauge* gauge : gauges) {
+            const QPoint step(gauges.at(0)->width(), gauges.at(0)->height());
+            shown += std::to_string(gauge->x() / step.x()) + ',' +
+                     std::to_string((gauge->y() - gauges.at(0)->y()) / step.y()) + ' ';
+        }
+        EXPECT_EQ(shown, places);
+    }
     QTest::keyClick(window_.get(), Qt::Key_F11);
     Look();
     EXPECT_TRUE(Find<QPushButton>(u"dashboard"_s, u"Channels"_s)->isVisible());
