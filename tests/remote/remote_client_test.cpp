@@ -5,6 +5,7 @@
 #include <QLocalSocket>
 #include <QProcess>
 
+#include <csignal>
 #include <memory>
 
 #include "remote/remote_protocol.h"
@@ -25,6 +26,7 @@ protected:
         if (onTerminal) {
             ctl_->setChildProcessModifier([path = terminal_->Path().toLocal8Bit()] {
                 setsid();
+                signal(SIGINT, SIG_DFL);  // ignored, and so inherited, where the tests run in the background
                 const int line = open(path.constData(), O_RDWR);
                 termios settings{};
                 tcgetattr(line, &settings);
