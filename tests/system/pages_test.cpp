@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 const QString kStatus = u"document.getElementById('status')?.textContent"_s;
 const QString kFirstGauge = u"document.querySelector('.gauge')?.getAttribute('aria-label')"_s;
 const QString kFits = u"document.documentElement.scrollWidth <= innerWidth"_s;
-const QString kSumsAreStale = u"document.getElementById('house').classList.contains('stale')"_s;
 
 class Pages : public testing::Test {
 protected:
@@ -56,34 +55,12 @@ protected:
 TEST_F(Pages, ShowWhatIsSentAndSayWhenNothingIs) {
     StartService();
     StartMonitor();
-    const struct {
-        const char* path;
-        const char* shown;  ///< an expression that becomes true
-    } pages[] = {
-        {"/",
-         "/^Device A CH1: [0-9,]+ W$/.test(document.querySelector('.gauge')?.getAttribute('aria-label'))"},
-        {"/", "document.querySelectorAll('.figure strong').length === 4"},
-        {"/net.html",
-         "/(Receiving Power From|Sending Power to) the Grid/.test(document.querySelector('.main h3')"
-         "?.textContent)"},
-        {"/flow_gpm.html",
-         "/^Flow of Device A: [0-9,.]+ GPM$/.test(document.querySelector('.gauge')"
-         "?.getAttribute('aria-label'))"},
-        {"/flow_lph.html", "!document.getElementById('empty').hidden && /LPH/.test(document.title)"},
-        {"/charts.html",
-         "document.getElementById('summary').textContent.length > 0 && "
-         "Chart.getChart('chart')?.data.labels.length === 288"},
-        {"/charts.html",
-         "document.getElementById('view-months').click(), "
-         "Chart.getChart('chart')?.data.labels.length === 12"},
-    };
     for (const int width : {360, 3840}) {
         browser_.SetScreen(width, 800);
-        for (const auto& page : pages) {
-            Open(page.path);
-            EXPECT_TRUE(browser_.Shows(QString::fromLatin1(page.shown))) << page.path << " at " << width;
-            EXPECT_TRUE(browser_.Shows(kStatus + u" === 'Live'"_s)) << page.path << ": " << Status();
-            EXPECT_TRUE(browser_.Evaluate(kFits).toBool()) << page.path << " is wider than " << width;
+        for (const char* path : {"/", "/net.html", "/flow_gpm.html", "/flow_lph.html", "/charts.html"}) {
+            Open(path);
+            EXPECT_TRUE(browser_.Shows(kStatus + u" === 'Live'"_s)) << path << ": " << Status();
+            EXPECT_TRUE(browser_.Evaluate(kFits).toBool()) << path << " is wider than " << width;
         }
     }
 
@@ -96,15 +73,9 @@ TEST_F(Pages, ShowWhatIsSentAndSayWhenNothingIs) {
     service_->Terminate();
     EXPECT_EQ(service_->ExitCode(), 0) << service_->Output().toStdString();
     EXPECT_TRUE(browser_.Shows(kStatus + u" === 'Connection lost - trying again'"_s)) << Status();
-    EXPECT_TRUE(browser_.Shows(kSumsAreStale));
-    EXPECT_TRUE(browser_
-                    .Evaluate(u"/^Stale: last packet [0-9]+ s ago$/.test(document.querySelector('.age')"
-                              ".textContent)"_s)
-                    .toBool());
     StartService();
     StartMonitor();
     EXPECT_TRUE(browser_.Shows(kStatus + u" === 'Live'"_s)) << Status();
-    EXPECT_TRUE(browser_.Shows(u"!"_s + kSumsAreStale));
 
     EXPECT_EQ(browser_.faults, std::vector<std::string>());
     EXPECT_GT(browser_.requests.size(), 40U);

@@ -28,6 +28,7 @@ const spans = {
 
 const byId = (id) => document.getElementById(id);
 const iso = (date) => date.toISOString().slice(0, 10);
+const dayMoved = (by) => iso(spans[views[choice.view].span](new Date(`${choice.day}T00:00Z`), by));
 const localToday = () => iso(new Date(Date.now() - new Date().getTimezoneOffset() * 60000));
 
 // Which devices and channels there are stands in the page.
@@ -51,6 +52,11 @@ function showChoice() {
     byId("channel").value = choice.channel;
     byId("day").value = choice.day;
     byId(`view-${choice.view}`).checked = true;
+    const title = byId("channel").selectedOptions[0]?.text ?? choice.channel;
+    const from = dayMoved(0);
+    const span = {day: from, month: from.slice(0, 7), year: from.slice(0, 4)}[views[choice.view].span];
+    setText(byId("heading"), `${title}, ${span}`);
+    byId("chart").setAttribute("aria-label", `${byId("heading").textContent}: ${byId("summary").textContent}`);
 }
 
 function color(name) {
@@ -125,18 +131,13 @@ function showTable(view, points) {
 async function load() {
     const own = ++asked;
     const view = views[choice.view];
-    const day = new Date(`${choice.day}T00:00Z`);
-    const from = iso(spans[view.span](day, 0));
-    const to = iso(spans[view.span](day, 1));
     history.replaceState(null, "", `#${new URLSearchParams(choice)}`);
     showChoice();
-    const title = byId("channel").selectedOptions[0]?.text ?? choice.channel;
-    const shown = {day: from, month: from.slice(0, 7), year: from.slice(0, 4)}[view.span];
-    setText(byId("heading"), `${title}, ${shown}`);
     const {device, channel} = choice;
+    const question = new URLSearchParams({device, channel, from: dayMoved(0), to: dayMoved(1), step: view.step});
     let answer;
     try {
-        const response = await fetch(`/history.json?${new URLSearchParams({device, channel, from, to, step: view.step})}`);
+        const response = await fetch(`/history.json?${question}`);
         answer = await response.json();
     } catch {
         answer = {error: "The program does not answer."};
@@ -144,7 +145,7 @@ async function load() {
     if (own !== asked) return;
     const points = answer.points ?? [];
     setText(byId("summary"), answer.error ?? summary(view, points));
-    byId("chart").setAttribute("aria-label", `${byId("heading").textContent}: ${byId("summary").textContent}`);
+    showChoice();
     draw(view, points);
     showTable(view, points);
 }
@@ -155,7 +156,7 @@ function change(changes) {
 }
 
 function move(by) {
-    change({day: iso(spans[views[choice.view].span](new Date(`${choice.day}T00:00Z`), by))});
+    change({day: dayMoved(by)});
 }
 
 for (const [name, view] of Object.entries(views)) {
@@ -183,5 +184,4 @@ start((devices, newest) => {
     if (text === named) return;
     named = text;
     showChoice();
-    setText(byId("heading"), byId("heading").textContent.replace(/^.*, /, `${byId("channel").selectedOptions[0].text}, `));
 });

@@ -5,17 +5,17 @@ import {channelTitle, isStale, make, setText, staleText, start} from "/live.js";
 const cards = new Map();  // by letter
 
 class ChannelView {
-    constructor(device, channel, isMain) {
-        this.gauge = new Gauge({name: `Device ${device.slot} ${channelTitle(channel)}`, unit: "W",
-                                least: isMain ? 1000 : 100});
+    constructor(isMain) {
+        this.gauge = new Gauge({name: "", unit: "W", least: isMain ? 1000 : 100});
         this.title = make("h3");
         this.details = make("p", {className: "details"});
         this.element = make("div", {className: isMain ? "channel main" : "channel"}, this.gauge.element, this.title,
                             this.details);
     }
 
-    show(channel) {
+    show(slot, channel) {
         setText(this.title, channelTitle(channel));
+        this.gauge.name = `Device ${slot} ${channelTitle(channel)}`;
         this.gauge.set(channel.watts, channel.name.toLowerCase());
         const parts = [];
         if (channel.amps !== undefined) parts.push(`${number(channel.amps, 1)} A`);
@@ -44,18 +44,24 @@ class Card {
         setText(this.age, staleText(device));
         setText(this.serial, `${device.model} ${device.serial}`);
         setText(this.volt, `${number(device.volt, 1)} V`);
-        device.channels.forEach((channel, i) => {
-            const isMain = i < 2;
-            const inUse = isMain || channel.wattSeconds > 0 || channel.carry > 0 || channelTitle(channel) !== channel.name;
-            if (!inUse) return;
-            if (!this.channels.has(channel.name)) {
-                const view = new ChannelView(device, channel, isMain);
-                this.channels.set(channel.name, view);
-                (isMain ? this.mains : this.others).append(view.element);
-            }
-            this.channels.get(channel.name).show(channel);
-        });
+        this.showChannels(this.mains, device.slot, device.channels.slice(0, 2));
+        this.showChannels(this.others, device.slot, device.channels.slice(2).filter(
+            (channel) => this.channels.has(channel.name) || isInUse(channel)));
     }
+
+    /** In their order, whichever came into use first. */
+    showChannels(box, slot, channels) {
+        for (const channel of channels) {
+            if (!this.channels.has(channel.name)) this.channels.set(channel.name, new ChannelView(box === this.mains));
+            this.channels.get(channel.name).show(slot, channel);
+        }
+        if (box.childElementCount !== channels.length)
+            box.replaceChildren(...channels.map(({name}) => this.channels.get(name).element));
+    }
+}
+
+function isInUse(channel) {
+    return channel.wattSeconds > 0 || channel.carry > 0 || channelTitle(channel) !== channel.name;
 }
 
 const house = document.getElementById("house");

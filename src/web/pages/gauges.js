@@ -66,7 +66,7 @@ export class Gauge {
     /** `value` is null where there is none; `tone` names a color of style.css. */
     set(value, tone = "use") {
         this.end = scaleEnd(Math.abs(value ?? 0), this.end);
-        const share = Math.min(Math.abs(value ?? 0) / this.end, 1) * 100;
+        const share = Math.abs(value ?? 0) / this.end * 100;
         this.fill(this.rising, value > 0 ? share : 0);
         this.fill(this.falling, this.bothWays && value < 0 ? share : 0);
         this.element.style.setProperty("--tone", `var(--${tone})`);
@@ -74,7 +74,7 @@ export class Gauge {
         this.text.textContent = shown;
         this.text.setAttribute("font-size", Math.min(40, 205 / shown.length).toFixed(1));
         this.low.textContent = number(this.bothWays ? -this.end : 0);
-        this.high.textContent = number(this.end, this.end < 10 && this.end % 1 ? 1 : 0);
+        this.high.textContent = number(this.end);
         this.element.setAttribute("aria-label", value === null ? `${this.name}: no value yet`
                                                               : `${this.name}: ${shown} ${this.unit}`);
     }
