@@ -16,6 +16,9 @@ TEST(WebAccess, WithoutATokenOnlyNumbersAndLocalhostAreServed) {
         {"localhost:8780", true},
         {"[::1]:8780", true},
         {"[::1]", true},
+        {"localhost", true},
+        {"[::1", false},
+        {"x::1]", false},
         {"evil.example", false},
         {"evil.example:80", false},
         {"localhost.evil.example", false},
@@ -27,6 +30,25 @@ TEST(WebAccess, WithoutATokenOnlyNumbersAndLocalhostAreServed) {
         const WebCredentials asking{.host = c.host, .token = {}, .cookie = {}, .authorization = {}};
         EXPECT_EQ(JudgeAccess(asking, "") == WebAccess::Granted, c.served) << c.host;
     }
+}
+
+TEST(WebAccess, TheTokenCountsWhereverItIsTold) {
+    const struct {
+        WebCredentials told;
+        WebAccess access;
+    } cases[] = {
+        {{.host = "127.0.0.1", .token = {}, .cookie = {}, .authorization = {}}, WebAccess::NeedsToken},
+        {{.host = {}, .token = "secret", .cookie = {}, .authorization = {}}, WebAccess::ByAddress},
+        {{.host = {}, .token = "secret", .cookie = "secret", .authorization = {}}, WebAccess::Granted},
+        {{.host = {}, .token = {}, .cookie = {}, .authorization = "Bearer secret"}, WebAccess::Granted},
+        {{.host = {}, .token = {}, .cookie = {}, .authorization = "secret"}, WebAccess::NeedsToken},
+        {{.host = {}, .token = {}, .cookie = {}, .authorization = "Basic! secret"}, WebAccess::NeedsToken},
+        {{.host = {}, .token = {}, .cookie = "secre", .authorization = {}}, WebAccess::NeedsToken},
+        {{.host = {}, .token = {}, .cookie = "tecret", .authorization = {}}, WebAccess::NeedsToken},
+        {{.host = {}, .token = "secrets", .cookie = {}, .authorization = {}}, WebAccess::NeedsToken},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(JudgeAccess(c.told, "secret"), c.access) << c.told.cookie << c.told.authorization;
 }
 
 }  // namespace
