@@ -18,10 +18,10 @@
 
 namespace corvane {
 
-/// Handles events until `condition` holds, for at most five seconds. Returns whether it came to hold.
+/// Handles events until `condition` holds, for at most `patience` ms. Returns whether it came to hold.
 template <typename Condition>
-[[nodiscard]] bool SpinUntil(Condition condition) {
-    const QDeadlineTimer deadline(5000);
+[[nodiscard]] bool SpinUntil(Condition condition, int patience = 5000) {
+    const QDeadlineTimer deadline(patience);
     bool holds = false;
     QEventLoop loop;
     QTimer look;
