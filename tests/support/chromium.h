@@ -75,7 +75,7 @@ public:
         text.append('\0');
         EXPECT_EQ(write(toBrowser_, text.constData(), static_cast<std::size_t>(text.size())), text.size());
         const int id = lastId_;
-        EXPECT_TRUE(SpinUntil([&] { return answers_.contains(id); })) << method;
+        EXPECT_TRUE(SpinUntil([&] { return answers_.contains(id); }, 30'000)) << method;
         return answers_[id];
     }
 
