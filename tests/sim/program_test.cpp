@@ -1,21 +1,21 @@
 // The program itself: its options, what it sends, and how it ends.
 #include <QFile>
-#include <QHostAddress>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <string>
-#include <vector>
+#include <utility>
+#include <variant>
 
-#include "expected_packets.h"
-#include "listener.h"
+#include "far_ends.h"
 #include "sim/sim_options.h"
-#include "sim/simulated_monitor.h"
 #include "support/loopback.h"
 #include "support/pty.h"
 #include "support/temp_folder.h"
@@ -27,93 +27,68 @@ using namespace Qt::StringLiterals;
 
 constexpr int kPatience = 10'000;  // ms
 
-QStringList CommandLine(const char* options) {
-    return (u"corvane-sim "_s + QLatin1StringView(options)).split(u' ', Qt::SkipEmptyParts);
+struct LineText {
+    QString operator()(const ConnectTo& to) const { return u"connect %1 %2"_s.arg(to.host).arg(to.port); }
+    QString operator()(const ListenOn& on) const { return u"listen %1"_s.arg(on.port); }
+    QString operator()(const LinkPty& pty) const { return u"pty "_s + pty.link; }
+    QString operator()(const OpenPort& port) const { return u"port %1 %2"_s.arg(port.device).arg(port.baud); }
+};
+
+/// What became of the options, as `options_test.txt` writes it.
+QString TextOf(const std::variant<SimOptions, SimOptionsExit>& parsed) {
+    if (const auto* exit = std::get_if<SimOptionsExit>(&parsed)) {
+        EXPECT_EQ(exit->code, 64);
+        return exit->text.section(u"\nTry --help."_s, 0, 0);
+    }
+    const auto& [monitor, faults, line, pace] = std::get<SimOptions>(parsed);
+    QString faultText = u"lose %1"_s.arg(faults.loseAcknowledgement);
+    for (const auto& [on, name] :
+         {std::pair(faults.shortBlock, " short"), {faults.late, " late"}, {faults.busy, " busy"}})
+        faultText += QLatin1StringView(on ? name : "");
+    return u"%1 %2/%3 %4 s %5@%6 seed %7 %8 ms x %9 "_s.arg(QString::fromUtf8(monitor.model->name))
+               .arg(monitor.serial.unitId)
+               .arg(monitor.serial.number)
+               .arg(monitor.interval)
+               .arg(QString::fromUtf8(monitor.scenario->name))
+               .arg(monitor.startSecondOfDay)
+               .arg(monitor.seed)
+               .arg(pace.pause)
+               .arg(pace.count) +
+           faultText + u' ' + std::visit(LineText(), line);
 }
 
-TEST(SimOptions, SaysWhatIsWrong) {
-    struct {
-        const char* arguments;
-        const char* told;
-    } const cases[] = {
-        {"", "one of --connect HOST:PORT, --listen PORT"},
-        {"--listen 1 --connect a:1", "one of --connect HOST:PORT, --listen PORT"},
-        {"--listen 1 --pty a", "one of --connect HOST:PORT, --listen PORT"},
-        {"--pty a --port b", "one of --connect HOST:PORT, --listen PORT"},
-        {"--pty=", "--pty : expected a path"},
-        {"--port=", "--port : expected a path"},
-        {"--port a --baud 1199", "1200 to 115200"},
-        {"--port a --baud 115201", "1200 to 115200"},
-        {"--listen 1 --baud 9600", "--baud 9600: goes with --port"},
-        {"--listen 65536", "--listen 65536"},
-        {"--connect host", "--connect host"},
-        {"--connect :1", "--connect :1"},
-        {"--connect a:0", "--connect a:0"},
-        {"--connect a:b", "--connect a:b"},
-        {"--listen 1 --model VRQ-5811", "--model VRQ-5811"},
-        {"--listen 1 --serial 01234", "--serial 01234"},
-        {"--listen 1 --interval 0", "1 to 255"},
-        {"--listen 1 --interval 256", "1 to 255"},
-        {"--listen 1 --interval 1.5", "1 to 255"},
-        {"--listen 1 --speed 0", "--speed 0"},
-        {"--listen 1 --speed nan", "--speed nan"},
-        {"--listen 1 --scenario calm", "--scenario calm"},
-        {"--listen 1 --start 24:00", "--start 24:00"},
-        {"--listen 1 --seed -1", "--seed -1"},
-        {"--listen 1 --count x", "--count x"},
-        {"--listen 1 --fault lose-ack-0", "--fault lose-ack-0"},
-        {"--listen 1 --fault late --fault deaf", "--fault deaf"},
-        {"--listen 1 --pace 3", "pace"},
-        {"--listen 1 more", "'more'"},
-        {"--listen", "--listen"},
-    };
-    for (const auto& c : cases) {
-        const auto parsed = ParseSimOptions(CommandLine(c.arguments));
-        const auto* exit = std::get_if<SimOptionsExit>(&parsed);
-        ASSERT_NE(exit, nullptr) << c.arguments;
-        EXPECT_EQ(exit->code, 64) << c.arguments;
-        EXPECT_TRUE(exit->text.contains(QLatin1StringView(c.told))) << qPrintable(exit->text);
+TEST(SimOptions, AreTakenAsGivenOrRefused) {
+    QFile file(QStringLiteral(CORVANE_SIM_OPTIONS));
+    ASSERT_TRUE(file.open(QFile::ReadOnly));
+    for (const QString& row : QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts)) {
+        if (row.startsWith(u'#')) continue;
+        const QString options = u"corvane-sim "_s + row.section(u" == "_s, 0, 0);
+        const QString text = TextOf(ParseSimOptions(options.split(u' ', Qt::SkipEmptyParts)));
+        EXPECT_EQ(text.toStdString(), row.section(u" == "_s, 1).toStdString()) << row.toStdString();
     }
 }
 
-TEST(SimOptions, AreTakenAsGiven) {
-    const auto parsed = ParseSimOptions(
-        CommandLine("--model VRQ-5806 --serial 25565535 --connect ::1:8000 --interval 10 --speed 40"
-                    " --scenario wrap --start 13:30 --seed 4294967295 --count 12"));
-    ASSERT_TRUE(std::holds_alternative<SimOptions>(parsed));
-    const auto& options = std::get<SimOptions>(parsed);
-    EXPECT_EQ(options.monitor.model, &kTwoChannel);
-    EXPECT_EQ(options.monitor.serial.unitId, 255);
-    EXPECT_EQ(options.monitor.serial.number, 65535);
-    ASSERT_TRUE(std::holds_alternative<ConnectTo>(options.line));
-    EXPECT_EQ(std::get<ConnectTo>(options.line).host, u"::1"_s);
-    EXPECT_EQ(std::get<ConnectTo>(options.line).port, 8000);
-    EXPECT_EQ(options.monitor.interval, 10);
-    EXPECT_EQ(options.pace.pause, 250);
-    EXPECT_EQ(options.monitor.scenario->name, "wrap");
-    EXPECT_EQ(options.monitor.startSecondOfDay, 13 * 3600 + 30 * 60);
-    EXPECT_EQ(options.monitor.seed, 4294967295U);
-    EXPECT_EQ(options.pace.count, 12U);
-}
-
-TEST(SimOptions, ASerialPortHasTheMonitorsOwnSpeedUnlessTold) {
-    for (const auto& [arguments, baud] :
-         {std::pair("--port /dev/ttyS0", 19200), {"--baud 115200 --port /dev/ttyS0", 115200}}) {
-        const auto parsed = ParseSimOptions(CommandLine(arguments));
-        ASSERT_TRUE(std::holds_alternative<SimOptions>(parsed)) << arguments;
-        const OpenPort& port = std::get<OpenPort>(std::get<SimOptions>(parsed).line);
-        EXPECT_EQ(port.device, u"/dev/ttyS0"_s);
-        EXPECT_EQ(port.baud, baud);
-    }
-}
-
-/// Ends the program, should a test leave it running.
 class Program : public QProcess {
 public:
-    explicit Program(const QStringList& arguments) { start(QStringLiteral(CORVANE_SIM_PROGRAM), arguments); }
+    explicit Program(const QString& options) {
+        start(QStringLiteral(CORVANE_SIM_PROGRAM), options.split(u' ', Qt::SkipEmptyParts));
+    }
+    /// Ends it, should a test leave it running.
     ~Program() override {
         kill();
         waitForFinished(kPatience);
+    }
+
+    /// A line that it says while it runs.
+    QString Line() {
+        return waitForReadyRead(kPatience) ? QString::fromUtf8(readLine()).trimmed() : QString();
+    }
+
+    /// Its code, and what it said since on stdout and, behind a bar, on stderr.
+    std::string End() {
+        if (!waitForFinished(kPatience) || exitStatus() != NormalExit) return "no end of its own";
+        return std::to_string(exitCode()) + " " + readAllStandardOutput().toStdString() + "|" +
+               readAllStandardError().toStdString();
     }
 };
 
@@ -128,137 +103,85 @@ QByteArray NoisyPackets(int count) {
 }
 
 /// The options for the same packets: the monitor's other defaults are the program's, too.
-QStringList Noisy(int count) {
-    return u"--serial 100001 --scenario noise --seed 5 --speed 1e9 --count %1"_s.arg(count).split(u' ');
-}
-
-TEST(SimProgram, ConnectsSendsAllAndEnds) {
-    QTcpServer server;
-    ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-    Program program(Noisy(20'000) << u"--connect"_s << u"127.0.0.1:%1"_s.arg(server.serverPort()));
-    ASSERT_TRUE(server.waitForNewConnection(kPatience));
-    const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
-    EXPECT_TRUE(ReadToEnd(*socket) == NoisyPackets(20'000));
-    ASSERT_TRUE(program.waitForFinished(kPatience));
-    EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(program.exitCode(), 0);
-    EXPECT_EQ(program.readAllStandardError(), QByteArray());
-}
+const QString kNoisy = u"--serial 100001 --scenario noise --seed 5 --speed 1e9 --count 20000 "_s;
 
 TEST(SimProgram, ListensOnThePortItTells) {
-    Program program(Noisy(20'000) << u"--listen"_s << u"0"_s);
-    ASSERT_TRUE(program.waitForReadyRead(kPatience));
-    const QByteArray line = program.readLine().trimmed();
-    ASSERT_TRUE(line.startsWith("Listening on port ")) << line.constData();
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, line.split(' ').last().toUShort());
-    ASSERT_TRUE(socket.waitForConnected(kPatience));
-    EXPECT_TRUE(ReadToEnd(socket) == NoisyPackets(20'000));
-    ASSERT_TRUE(program.waitForFinished(kPatience));
-    EXPECT_EQ(program.exitCode(), 0);
+    Program program(kNoisy + u"--listen 0"_s);
+    const QString line = program.Line();
+    ASSERT_TRUE(line.startsWith(u"Listening on port "_s)) << line.toStdString();
+    FarEnd peer(line.section(u' ', -1).toUShort());
+    EXPECT_TRUE(ReadToEnd(peer.Socket()) == NoisyPackets(20'000));
+    EXPECT_EQ(program.End(), "0 |");
+}
+
+TEST(SimProgram, SendsAListenerAtItsTerminalAllAndRemovesTheLink) {
+    const TempFolder folder;
+    const QString link = folder.Path(u"meter"_s);
+    Program program(kNoisy + u"--pty "_s + link);
+    EXPECT_EQ(program.Line(), u"Pseudo terminal at "_s + link);
+    Listener listener(link);
+    QByteArray bytes;
+    while (listener.WaitForBytes(kPatience))
+        bytes += listener.Read(4096);
+    EXPECT_TRUE(bytes == NoisyPackets(20'000)) << bytes.size();
+    EXPECT_EQ(program.End(), "0 |");
+    EXPECT_FALSE(QFileInfo(link).isSymLink());
+}
+
+TEST(SimProgram, SendsOutOfASerialPortAndEndsWhenThatIsGone) {
+    Pty pty;
+    Program program(kNoisy + u"--count 2000 --port "_s + pty.Path());
+    const QByteArray expected = NoisyPackets(2000);
+    EXPECT_TRUE(SpinUntil([&] { return pty.Received().size() >= expected.size(); }));
+    EXPECT_TRUE(pty.Received() == expected) << pty.Received().size();
+    EXPECT_EQ(program.End(), "0 |");
+
+    Program endless(u"--speed 100 --port "_s + pty.Path());
+    ASSERT_TRUE(SpinUntil([&] { return pty.Received().size() > expected.size(); }));
+    pty.HangUp();
+    const std::string end = endless.End();
+    EXPECT_TRUE(end.starts_with("70 |" + pty.Path().toStdString() + " is gone: ")) << end;
+    EXPECT_EQ(std::ranges::count(end, '\n'), 1) << end;
 }
 
 TEST(SimProgram, EndsWithTextAndCode) {
     QTcpServer holder;
     ASSERT_TRUE(holder.listen(QHostAddress::Any));
     const TempFolder folder;
-    struct {
-        QStringList arguments;
-        int code;
-        bool onStdout;
-        const char* text;
-    } const cases[] = {
-        {{u"--help"_s}, 0, true, "--scenario"},
-        {{u"--version"_s}, 0, true, "corvane-sim "},
-        {{u"--speed"_s, u"-1"_s}, 64, false, "--speed -1"},
-        {{u"--listen"_s, QString::number(holder.serverPort())}, 70, false, "Cannot listen on port"},
-        {{u"--pty"_s, folder.Path()}, 70, false, "Cannot make the link"},
-        {{u"--port"_s, folder.Path(u"port"_s)}, 70, false, "Cannot open "},
+    const std::pair<QString, const char*> cases[] = {
+        {u"--help"_s, "0 Usage: "},
+        {u"--version"_s, "0 corvane-sim "},
+        {u"--speed -1"_s, "64 |--speed -1: "},
+        {u"--listen %1"_s.arg(holder.serverPort()), "70 |Cannot listen on port "},
+        {u"--pty "_s + folder.Path(), "70 |Cannot make the link "},
+        {u"--port "_s + folder.Path(u"port"_s), "70 |Cannot open "},
     };
-    for (const auto& c : cases) {
-        Program program(c.arguments);
-        ASSERT_TRUE(program.waitForFinished(kPatience)) << c.text;
-        EXPECT_EQ(program.exitCode(), c.code) << c.text;
-        const QByteArray told = program.readAllStandardOutput();
-        const QByteArray complained = program.readAllStandardError();
-        EXPECT_TRUE((c.onStdout ? told : complained).contains(c.text)) << c.text;
-        EXPECT_TRUE((c.onStdout ? complained : told).isEmpty()) << c.text;
+    for (const auto& [options, expected] : cases) {
+        const std::string end = Program(options).End();
+        EXPECT_TRUE(end.starts_with(expected)) << end;
+        EXPECT_TRUE(end.ends_with('|') || end[0] != '0') << end;
     }
 }
 
-TEST(SimProgram, ASignalEndsItWhileItSendsFlatOut) {
+TEST(SimProgram, ASignalEndsItEvenWhileItSendsFlatOut) {
     QTcpServer server;
     ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-    Program program({u"--speed"_s, u"1e9"_s, u"--connect"_s, u"127.0.0.1:%1"_s.arg(server.serverPort())});
-    ASSERT_TRUE(server.waitForNewConnection(kPatience));
-    const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
-    ASSERT_TRUE(socket->waitForReadyRead(kPatience));
-    program.terminate();
-    ASSERT_TRUE(program.waitForFinished(kPatience));
-    EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(program.exitCode(), 0);
-}
-
-/// Starts a program that makes a terminal, and waits until it is there.
-class PtyProgram : public Program {
-public:
-    PtyProgram(const QString& link, const QStringList& arguments)
-        : Program(arguments + QStringList{u"--pty"_s, link}) {
-        EXPECT_TRUE(waitForReadyRead(kPatience));
-        EXPECT_EQ(readLine().trimmed(), "Pseudo terminal at " + link.toUtf8());
-    }
-};
-
-TEST(SimProgram, SendsAPtyListenerAllAndRemovesTheLink) {
     const TempFolder folder;
     const QString link = folder.Path(u"meter"_s);
-    PtyProgram program(link, Noisy(20'000));
-    Listener listener(link);
-    QByteArray bytes;
-    while (listener.WaitForBytes(kPatience))
-        bytes += listener.Read(4096);
-    EXPECT_TRUE(bytes == NoisyPackets(20'000)) << bytes.size();
-    ASSERT_TRUE(program.waitForFinished(kPatience));
-    EXPECT_EQ(program.exitCode(), 0);
-    EXPECT_EQ(program.readAllStandardError(), QByteArray());
-    EXPECT_TRUE(folder.Entries().empty());
-}
-
-TEST(SimProgram, RemovesThePtyLinkWhenASignalEndsIt) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        const TempFolder folder;
-        const QString link = folder.Path(u"meter"_s);
-        PtyProgram program(link, {});
-        EXPECT_EQ(folder.Entries(), std::vector<std::string>{"meter"});
-        ASSERT_EQ(kill(static_cast<pid_t>(program.processId()), signal), 0);
-        ASSERT_TRUE(program.waitForFinished(kPatience));
-        EXPECT_EQ(program.exitStatus(), QProcess::NormalExit) << signal;
-        EXPECT_EQ(program.exitCode(), 0) << signal;
-        EXPECT_TRUE(folder.Entries().empty()) << signal;
+        Program busy(u"--speed 1e9 --connect 127.0.0.1:%1"_s.arg(server.serverPort()));
+        ASSERT_TRUE(server.waitForNewConnection(kPatience));
+        const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
+        ASSERT_TRUE(socket->waitForReadyRead(kPatience));
+        Program linked(u"--pty "_s + link);
+        EXPECT_EQ(linked.Line(), u"Pseudo terminal at "_s + link);
+        EXPECT_TRUE(QFileInfo(link).isSymLink());
+        for (Program* program : {&busy, &linked}) {
+            ASSERT_EQ(kill(static_cast<pid_t>(program->processId()), signal), 0);
+            EXPECT_EQ(program->End(), "0 |") << signal;
+        }
+        EXPECT_FALSE(QFileInfo(link).isSymLink()) << signal;
     }
-}
-
-TEST(SimProgram, SendsOutOfASerialPort) {
-    Pty pty;
-    Program program(Noisy(2000) << u"--port"_s << pty.Path());
-    const QByteArray expected = NoisyPackets(2000);
-    EXPECT_TRUE(SpinUntil([&] { return pty.Received().size() >= expected.size(); }));
-    EXPECT_TRUE(pty.Received() == expected) << pty.Received().size();
-    ASSERT_TRUE(program.waitForFinished(kPatience));
-    EXPECT_EQ(program.exitCode(), 0);
-    EXPECT_EQ(program.readAllStandardError(), QByteArray());
-}
-
-TEST(SimProgram, EndsWhenItsSerialPortIsGone) {
-    Pty pty;
-    Program program({u"--speed"_s, u"100"_s, u"--port"_s, pty.Path()});
-    ASSERT_TRUE(SpinUntil([&] { return !pty.Received().isEmpty(); }));
-    pty.HangUp();
-    ASSERT_TRUE(program.waitForFinished(kPatience));
-    EXPECT_EQ(program.exitCode(), 70);
-    const QByteArray told = program.readAllStandardError();
-    EXPECT_TRUE(told.contains(" is gone: ")) << told.constData();
-    EXPECT_EQ(told.count('\n'), 1);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A program that has a terminal open as its serial port.
+// What a simulated monitor sends, and a program that has a terminal open as its serial port.
 #pragma once
 
 #include <QByteArray>
@@ -12,7 +12,20 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "sim/simulated_monitor.h"
+
 namespace corvane {
+
+/// The first `count` packets of a monitor with this configuration, noise and all.
+inline QByteArray PacketsOf(const MonitorConfig& config, int count) {
+    SimulatedMonitor monitor(config);
+    QByteArray bytes;
+    for (int i = 0; i < count; ++i) {
+        const auto packet = monitor.NextPacket();
+        bytes.append(reinterpret_cast<const char*>(packet.data()), static_cast<qsizetype>(packet.size()));
+    }
+    return bytes;
+}
 
 /// Leaves the terminal's settings as they are. Never waits, but in WaitForBytes.
 class Listener {
@@ -23,12 +36,7 @@ public:
     }
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
-    ~Listener() { Leave(); }
-
-    void Leave() {
-        if (descriptor_ >= 0) close(descriptor_);
-        descriptor_ = -1;
-    }
+    ~Listener() { close(descriptor_); }
 
     /// At most `most` of the bytes that are there.
     QByteArray Read(qsizetype most) {
