@@ -73,15 +73,9 @@ TEST(Packet, ValuesAreInVoltsAndAmperesAndTheLargestCountIsExact) {
 }
 
 TEST(Packet, SerialTextIsTheUnitIdAndFiveDigits) {
-    const struct {
-        std::uint8_t unitId;
-        std::uint16_t serialNumber;
-        const char* text;
-    } cases[] = {{0, 7, "000007"}, {12, 40000, "1240000"}, {255, 65535, "25565535"}};
-    for (const auto& c : cases) {
-        const Bytes bytes = PacketOf({.serialNumber = c.serialNumber, .unitId = c.unitId});
-        EXPECT_EQ(DecodePacket(0, bytes).SerialText(), c.text);
-    }
+    EXPECT_EQ(DecodePacket(0, PacketOf({.serialNumber = 7, .unitId = 0})).SerialText(), "000007");
+    EXPECT_EQ(DecodePacket(0, PacketOf({.serialNumber = 40000, .unitId = 12})).SerialText(), "1240000");
+    EXPECT_EQ(DecodePacket(0, PacketOf({.serialNumber = 65535, .unitId = 255})).SerialText(), "25565535");
 }
 
 TEST(Packet, OnlyAZeroChecksumByteCanBeRefused) {

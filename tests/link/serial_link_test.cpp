@@ -1,22 +1,25 @@
 #include "link/serial_link.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 
-#include "link/serial_link_fixture.h"
-#include "support/settings_by_key.h"
+#include "link/link_fixture.h"
 
 namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST_F(SerialLinkTest, EveryByteValueArrivesInOrder) {
+TEST_F(SerialLinkTest, EveryByteValueArrivesInOrderAndIsSentWhileOpenOnly) {
     Pty line;
     SerialLink& link = MakeA(line.Path());
+    EXPECT_FALSE(link.SendText("TOG"));
     ASSERT_EQ(Open(link), "");
     framer_.SetRawDisplay(kStreamSerialA, true);
     EXPECT_FALSE(link.TakeActivity());
@@ -29,81 +32,85 @@ TEST_F(SerialLinkTest, EveryByteValueArrivesInOrder) {
     EXPECT_EQ(framer_.RawText(kStreamSerialA), sent.toStdString());
     EXPECT_TRUE(link.TakeActivity());
     EXPECT_FALSE(link.TakeActivity());
+    sent.truncate(256);
+    EXPECT_TRUE(link.SendText(sent));
+    EXPECT_TRUE(SpinUntil([&] { return line.Received().size() >= sent.size(); }));
+    EXPECT_EQ(line.Received(), sent);
+    link.CloseCOM();
+    EXPECT_FALSE(link.SendText("OFF"));
 }
 
 TEST_F(SerialLinkTest, EachConnectionHasItsOwnStream) {
     const struct {
-        const SerialLink::Identity* identity;
-        QString letter;
-        int stream;
+        const SerialLink::Identity& identity;
+        const char* letter;
         std::string closedLine;
     } cases[] = {
-        {&SerialLink::kA, u"A"_s, 1, kClosedA},
-        {&SerialLink::kB, u"B"_s, 3, "     Serial Port B Port is Closed."},
-        {&SerialLink::kC, u"C"_s, 4, "      Serial Port C Port is Closed."},
+        {SerialLink::kA, "A", kClosedA},
+        {SerialLink::kB, "B", "     Serial Port B Port is Closed."},
+        {SerialLink::kC, "C", "      Serial Port C Port is Closed."},
     };
     std::array<Pty, 3> far;
-    std::array<SerialLink*, 3> links{};
-    std::array<QByteArray, 3> packets;
     for (std::size_t i = 0; i < 3; ++i) {
-        const QString number = QString::number(10 + i);
-        KeepByKey(settings_, u"ComDevice"_s + number, far[i].Path());
-        KeepByKey(settings_, u"ComPort"_s + cases[i].letter, number);
-        links[i] = &Make(*cases[i].identity);
-        ASSERT_EQ(Open(*links[i]), "");
-        EXPECT_EQ(TakeLines(), Lines{"     Serial Connection " + cases[i].letter.toStdString() + " Port # " +
-                                     number.toStdString() + " is now open."});
-        packets[i] = PacketBytes(static_cast<std::uint16_t>(100 + i));
+        const std::string number = std::to_string(10 + i);
+        KeepByKey(settings_, u"ComDevice%1"_s.arg(10 + i), far[i].Path());
+        KeepByKey(settings_, u"ComPort"_s + QLatin1StringView(cases[i].letter), QString::number(10 + i));
+        ASSERT_EQ(Open(Make(cases[i].identity)), "");
+        EXPECT_EQ(TakeLines(), Lines{std::string("     Serial Connection ") + cases[i].letter + " Port # " +
+                                     number + " is now open."});
     }
     // Byte by byte in turn: one byte on a wrong stream would spoil a packet.
-    for (qsizetype byte = 0; byte < packets[0].size(); ++byte) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            far[i].Send(packets[i].sliced(byte, 1));
-            ASSERT_TRUE(SpinUntil([&] { return links[i]->TakeActivity(); }));
+    for (qsizetype byte = 0; byte < PacketBytes(100).size(); ++byte) {
+        for (std::uint16_t i = 0; i < 3; ++i) {
+            far[i].Send(PacketBytes(100 + i).sliced(byte, 1));
+            ASSERT_TRUE(SpinUntil([&] { return links_[i]->TakeActivity(); }));
         }
     }
     EXPECT_TRUE(Comes({{1, 100}, {3, 101}, {4, 102}}));
     for (std::size_t i = 0; i < 3; ++i) {
-        links[i]->CloseCOM();
+        links_[i]->CloseCOM();
         EXPECT_EQ(TakeLines(), Lines{cases[i].closedLine});
-        EXPECT_EQ(links[i]->Port(), 0);
+        EXPECT_EQ(links_[i]->Port(), 0);
     }
 }
 
-TEST_F(SerialLinkTest, TheLineHasTheRateChosenAndIsRaw) {
+TEST_F(SerialLinkTest, TheLineHasTheRateChosenAndNoFlowControl) {
     Pty line;
     SerialLink& link = MakeA(line.Path());
-    const struct {
-        const char* rate;  ///< null: never chosen
-        speed_t speed;
-    } cases[] = {{nullptr, B19200}, {"1200", B1200},   {"2400", B2400},   {"4800", B4800},    {"9600", B9600},
-                 {"19200", B19200}, {"38400", B38400}, {"57600", B57600}, {"115200", B115200}};
-    for (const auto& c : cases) {
-        if (c.rate != nullptr) KeepByKey(settings_, u"BaudRateA"_s, QString::fromLatin1(c.rate));
-        ASSERT_EQ(Open(link), "") << c.rate;
+    for (const auto& [rate, speed] :
+         {std::pair("", B19200), {"1200", B1200}, {"38400", B38400}, {"115200", B115200}}) {
+        if (*rate != '\0') KeepByKey(settings_, u"BaudRateA"_s, QString::fromLatin1(rate));
+        ASSERT_EQ(Open(link), "") << rate;
         const termios settings = line.Settings();
-        EXPECT_EQ(cfgetispeed(&settings), c.speed) << c.rate;
-        EXPECT_EQ(cfgetospeed(&settings), c.speed) << c.rate;
-        EXPECT_EQ(settings.c_cflag & (CSTOPB | CRTSCTS), 0U) << c.rate;
-        EXPECT_EQ(settings.c_iflag & (IXON | IXOFF), 0U) << c.rate;
+        EXPECT_EQ(cfgetispeed(&settings), speed_t(speed)) << rate;
+        EXPECT_EQ(cfgetospeed(&settings), speed_t(speed)) << rate;
+        EXPECT_EQ(settings.c_cflag & (CSTOPB | CRTSCTS), 0U) << rate;
+        EXPECT_EQ(settings.c_iflag & (IXON | IXOFF), 0U) << rate;
     }
 }
 
-TEST_F(SerialLinkTest, TellsThatItIsOpenOnceTheLineHasSettled) {
+TEST_F(SerialLinkTest, TellsThatItIsOpenOnceTheLineHasSettledAndAnOvertakenOpeningSaysSo) {
     Pty line;
     SerialLink& link = MakeA(line.Path());
-    std::optional<bool> opened;
-    auto opening = link.OpenCOM().then([&opened](const Outcome& outcome) { opened = bool(outcome); });
+    std::vector<std::string> answers;
+    const auto open = [&] {
+        link.OpenCOM().then(
+            [&](const Outcome& outcome) { answers.push_back(outcome.Error().toStdString()); });
+    };
+    open();
     EXPECT_TRUE(link.IsOpen());
     EXPECT_EQ(link.Port(), 33);
     line.Send(PacketBytes(5));  // bytes count from the first on
     EXPECT_TRUE(Comes({{1, 5}}));
+    clock_.Advance(300);
+    open();
     clock_.Advance(499);
     EXPECT_EQ(TakeLines(), Lines());
-    EXPECT_FALSE(opened.has_value());
+    const std::string overtaken = "Serial Connection A was closed again before its line had settled.";
+    EXPECT_EQ(answers, Lines{overtaken});
     clock_.Advance(1);
     EXPECT_EQ(TakeLines(), Lines{kOpenA});
-    EXPECT_EQ(opened, true);
+    EXPECT_EQ(answers, (Lines{overtaken, ""}));
 }
 
 TEST_F(SerialLinkTest, OpeningTwiceClosesAndOpensWithWhatIsChosenNow) {
@@ -122,18 +129,6 @@ TEST_F(SerialLinkTest, OpeningTwiceClosesAndOpensWithWhatIsChosenNow) {
     EXPECT_EQ(ports_.TestPort(first.Path()), PortState::Free);
     second.Send(PacketBytes(2));
     EXPECT_TRUE(Comes({{1, 2}}));
-}
-
-TEST_F(SerialLinkTest, AnOpeningThatIsOvertakenSaysSo) {
-    Pty line;
-    SerialLink& link = MakeA(line.Path());
-    std::string first;
-    auto opening =
-        link.OpenCOM().then([&first](const Outcome& outcome) { first = outcome.Error().toStdString(); });
-    clock_.Advance(300);
-    EXPECT_EQ(Open(link), "");
-    EXPECT_EQ(first, "Serial Connection A was closed again before its line had settled.");
-    EXPECT_EQ(TakeLines(), Lines{kOpenA});
 }
 
 TEST_F(SerialLinkTest, APacketCutByACloseIsCompletedByTheBytesAfterTheNextOpening) {
@@ -180,19 +175,6 @@ TEST_F(SerialLinkTest, WhatComesWhileReadingIsOffIsTakenLater) {
     EXPECT_TRUE(receiver_.packets.empty());
     link.SetReading(true);
     EXPECT_TRUE(Comes(all));
-}
-
-TEST_F(SerialLinkTest, SendsWhileOpenOnly) {
-    Pty line;
-    SerialLink& link = MakeA(line.Path());
-    EXPECT_FALSE(link.SendText("TOG"));
-    ASSERT_EQ(Open(link), "");
-    const QByteArray text = QByteArray("\xFC\x00TOG\n\r", 7);
-    EXPECT_TRUE(link.SendText(text));
-    EXPECT_TRUE(SpinUntil([&] { return line.Received().size() >= text.size(); }));
-    EXPECT_EQ(line.Received(), text);
-    link.CloseCOM();
-    EXPECT_FALSE(link.SendText("OFF"));
 }
 
 TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
@@ -262,6 +244,112 @@ TEST_F(SerialLinkTest, OpensAtStartUpWhereToldTo) {
         EXPECT_EQ(link.IsOpen(), c.lines == Lines{kOpenA});
         link.CloseCOM();
         (void)TakeLines();
+    }
+}
+
+/// A serial port that goes while it is open, and comes back or does not.
+class VanishedPort : public SerialLinkTest {
+protected:
+    /// Puts another device behind a symbolic link.
+    static void PointTo(const QString& link, const QString& device) {
+        QFile::remove(link);
+        ASSERT_TRUE(QFile::link(device, link));
+    }
+
+    /// The cable is pulled out and the link goes; the system may give the device's number to somebody else.
+    static void PullOut(Pty& line, const QString& link) {
+        QFile::remove(link);
+        line.HangUp();
+    }
+
+    [[nodiscard]] static bool IsClosedByItself(SerialLink& link) {
+        return SpinUntil([&link] { return !link.IsOpen(); });
+    }
+};
+
+TEST_F(VanishedPort, IsToldOnceAndComesBackBehindTheSameLink) {
+    const QString path = folder_.Path(u"monitor"_s);
+    auto line = std::make_unique<Pty>();
+    const QString device = line->Path();
+    PointTo(path, device);
+    SerialLink& link = MakeA(path);
+    ASSERT_EQ(Open(link), "");
+    EXPECT_EQ(TakeLines(), Lines{kOpenA});
+
+    line->Send(PacketBytes(1));
+    ASSERT_TRUE(Comes({{1, 1}}));
+    PullOut(*line, path);
+    ASSERT_TRUE(IsClosedByItself(link));
+    const std::string lost = "Port # 33 (" + device.toStdString() + ") was lost.";
+    for (int second = 0; second < 23; ++second) {  // it stays away for some attempts
+        EXPECT_EQ(link.Notice(), u"The port is gone. Reconnecting in %1 sec."_s.arg(5 - second % 5));
+        clock_.AdvanceSeconds(1);
+    }
+    EXPECT_EQ(TakeLines(), Lines{"     Serial Connection A " + lost});
+    ASSERT_EQ(errorLog_.Load().lines.size(), 1);
+    EXPECT_TRUE(errorLog_.Load().lines[0].startsWith(QString::fromStdString("0\t" + lost)));
+
+    const Pty other;  // so that the new line is not the old device
+    line = std::make_unique<Pty>();
+    PointTo(path, line->Path());
+    clock_.AdvanceSeconds(2);
+    EXPECT_TRUE(link.IsOpen());
+    EXPECT_EQ(link.Notice(), u""_s);
+    clock_.Advance(500);
+    EXPECT_EQ(TakeLines(), Lines{kOpenA});
+    line->Send(PacketBytes(2));
+    EXPECT_TRUE(Comes({{1, 1}, {1, 2}}));
+    line->HangUp();  // a new loss is news again
+    ASSERT_TRUE(IsClosedByItself(link));
+    EXPECT_EQ(TakeLines().size(), 1U);
+    EXPECT_EQ(errorLog_.Load().lines.size(), 2);
+}
+
+TEST_F(VanishedPort, ThatComesAndGoesBeforeItSettlesIsToldOnce) {
+    const QString path = folder_.Path(u"monitor"_s);
+    SerialLink& link = MakeA(path);
+    for (int round = 0; round < 3; ++round) {
+        Pty line;
+        PointTo(path, line.Path());
+        if (round == 0) {
+            ASSERT_EQ(Open(link), "");
+            clock_.Advance(500);  // to a full second: the attempts come with the clock's ticks
+        } else {
+            clock_.AdvanceSeconds(5);
+            ASSERT_TRUE(link.IsOpen());
+        }
+        line.HangUp();
+        ASSERT_TRUE(IsClosedByItself(link));
+    }
+    EXPECT_EQ(TakeLines().size(), 2U);  // open, lost
+    EXPECT_EQ(errorLog_.Load().lines.size(), 1);
+}
+
+TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserClosesItOrHasOpenedIt) {
+    const QString path = folder_.Path(u"monitor"_s);
+    SerialLink& link = MakeA(path);
+    for (const bool opened : {false, true}) {
+        Pty line;
+        PointTo(path, line.Path());
+        ASSERT_EQ(Open(link), "");
+        PullOut(line, path);
+        ASSERT_TRUE(IsClosedByItself(link));
+        EXPECT_EQ(Open(link), "Error opening COM port: " + path.toStdString() + " is not there");
+        EXPECT_NE(link.Notice(), u""_s);  // an opening in vain does not end them
+
+        const Pty back;
+        if (opened) PointTo(path, back.Path());
+        (void)TakeLines();
+        if (opened) {
+            ASSERT_EQ(Open(link), "");
+        } else {
+            link.CloseCOM();
+        }
+        PointTo(path, back.Path());
+        EXPECT_EQ(link.Notice(), u""_s);
+        clock_.AdvanceSeconds(60);
+        EXPECT_EQ(link.IsOpen(), opened);
+        EXPECT_EQ(TakeLines(), Lines{opened ? kOpenA : kClosedA});
     }
 }
 

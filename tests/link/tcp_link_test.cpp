@@ -7,22 +7,12 @@
 #include <utility>
 #include <vector>
 
-#include "base/status_board.h"
-#include "link/framer.h"
-#include "store/error_log.h"
-#include "store/settings_store.h"
-#include "support/fake_clock.h"
-#include "support/loopback.h"
-#include "support/received_packets.h"
-#include "support/settings_by_key.h"
-#include "support/temp_folder.h"
+#include "link/link_fixture.h"
 
 namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-using Lines = std::vector<std::string>;
 
 const Lines kConnected = {"         Connected"};
 const Lines kFirstData = {"     Connected to Ethernet Gateway."};
@@ -30,13 +20,8 @@ const Lines kFirstData = {"     Connected to Ethernet Gateway."};
 const Lines kClosedA = {"TCP Server Closing", "      TCP Server A Closing", "      TCP Server A Closed"};
 const Lines kClosedB = {"TCP Server Closing", "      TCP Server B Closing", "      TCP Server B Closed"};
 
-class TcpLinkTest : public testing::Test {
+class TcpLinkTest : public LinkTest {
 protected:
-    TcpLinkTest() {
-        QObject::connect(&board_, &StatusBoard::LineAdded,
-                         [this](const QString& line) { lines_.push_back(line.toStdString()); });
-    }
-
     /// The link on a free port, not begun yet.
     std::unique_ptr<TcpLink> Make(const TcpLink::Identity& identity) {
         auto link = std::make_unique<TcpLink>(identity, framer_, settings_, board_, errorLog_, clock_);
@@ -44,9 +29,6 @@ protected:
         settings_.Save(identity.port, int{port_});
         return link;
     }
-
-    /// The lines of the status board since this was last asked.
-    Lines TakeLines() { return std::exchange(lines_, {}); }
 
     [[nodiscard]] static bool Becomes(TcpLink& link, SocketState state) {
         return SpinUntil([&link, state] { return link.State() == state; });
@@ -63,14 +45,6 @@ protected:
         EXPECT_EQ(link.Notice(), notice);
     }
 
-    TempFolder folder_;
-    FakeClock clock_;
-    SettingsStore settings_{folder_.Path(u"settings.ini"_s)};
-    ErrorLog errorLog_{folder_.Path(), u"Test"_s, clock_};
-    StatusBoard board_;
-    NotedPackets receiver_;
-    Framer framer_{receiver_};
-    Lines lines_;
     std::uint16_t port_ = 0;
 };
 
@@ -122,9 +96,9 @@ TEST_F(TcpLinkTest, EachFeedsItsOwnStreamAndNothingWhileThatIsHeld) {
     ASSERT_TRUE(GetsData(*a));
     framer_.SetPacketHold(kStreamTcpA, false);
     gatewayB.Send(ofB);
-    ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{2, 22}}; }));
+    ASSERT_TRUE(Comes({{2, 22}}));
     gatewayA.Send(ofA.sliced(30));
-    ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{2, 22}, {0, 11}}; }));
+    ASSERT_TRUE(Comes({{2, 22}, {0, 11}}));
 }
 
 TEST_F(TcpLinkTest, DisconnectLatchesStopsTheCountdownAndListenUnlatches) {
@@ -173,20 +147,13 @@ TEST_F(TcpLinkTest, APortHeldByOthersIsSaidOnceAndTriedAgainUntilItIsFree) {
 }
 
 TEST_F(TcpLinkTest, APortIsCheckedAndPutIntoTheFormInWhichItIsKept) {
-    const std::string notNumeric = "Must be a numeric value";
-    const std::string outOfRange = "Invalid range for TCP/IP Port";
-    const struct {
-        const char* text;
-        std::string error;
-        const char* kept = "";
-    } cases[] = {{"10", "", "10"},  {"65534", "", "65534"}, {" 8081 ", "", "8081"},
-                 {"9", outOfRange}, {"65535", outOfRange},  {"80.5", outOfRange},
-                 {"", notNumeric},  {"8080x", notNumeric}};
-    for (const auto& c : cases) {
-        QString text = QString::fromLatin1(c.text);
+    for (const auto& [entered, kept] :
+         {std::pair("10", "10"), {" 65534 ", "65534"}, {"9", ""}, {"65535", ""}, {"80.5", ""}}) {
+        QString text = QString::fromLatin1(entered);
+        const bool refused = *kept == '\0';
         const Outcome checked = CheckSetting(kTcpPortB, text, settings_);
-        EXPECT_EQ(checked.Error().toStdString(), c.error) << c.text;
-        EXPECT_EQ(text, QString::fromLatin1(checked ? c.kept : c.text));
+        EXPECT_EQ(checked.Error(), refused ? u"Invalid range for TCP/IP Port"_s : u""_s) << entered;
+        EXPECT_EQ(text, QString::fromLatin1(refused ? entered : kept));
     }
 }
 
@@ -199,7 +166,7 @@ TEST_F(TcpLinkTest, ASecondGatewayIsRefusedWhileTheFirstSendsAndReplacesASilentO
     first.Send("a");  // from here on the silence counts
     ASSERT_TRUE(GetsData(*link));
     clock_.Advance(29'999);
-    TakeLines();
+    (void)TakeLines();
 
     FarEnd refused(port_);
     ASSERT_TRUE(SpinUntil([&refused] { return refused.IsGone(); }));
@@ -212,7 +179,7 @@ TEST_F(TcpLinkTest, ASecondGatewayIsRefusedWhileTheFirstSendsAndReplacesASilentO
     ASSERT_TRUE(SpinUntil([&first] { return first.IsGone(); }));
     EXPECT_EQ(link->State(), SocketState::Connected);
     next.Send(PacketBytes(9));
-    ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{0, 9}}; }));
+    ASSERT_TRUE(Comes({{0, 9}}));
     Lines expected = kClosedA;
     expected.insert(expected.end(), kConnected.begin(), kConnected.end());
     expected.insert(expected.end(), kFirstData.begin(), kFirstData.end());
@@ -245,7 +212,7 @@ TEST_F(TcpLinkTest, BConnectsOutAndAgainAfterAFailureOrThePeersClose) {
         EXPECT_EQ(TakeLines(), kConnected);
         receiver_.packets.clear();
         accepted.write(PacketBytes(5));
-        ASSERT_TRUE(SpinUntil([this] { return receiver_.packets == Packets{{2, 5}}; }));
+        ASSERT_TRUE(Comes({{2, 5}}));
         EXPECT_EQ(TakeLines(), kFirstData);
         clock_.AdvanceSeconds(60);  // the time allowed for connecting is no limit to the connection
         EXPECT_EQ(link->State(), SocketState::Connected);
