@@ -36,38 +36,15 @@ private:
     const bool root_ = geteuid() == 0;
 };
 
-/// The port of a line as another program has it open.
-class OpenedByOthers {
-public:
-    explicit OpenedByOthers(const Pty& line)
-        : descriptor_(open(line.Path().toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
-        EXPECT_GE(descriptor_, 0);
-    }
-    ~OpenedByOthers() { close(descriptor_); }
-    OpenedByOthers(const OpenedByOthers&) = delete;
-    OpenedByOthers& operator=(const OpenedByOthers&) = delete;
-
-    [[nodiscard]] int Descriptor() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
-
-TEST(SystemSerialPorts, TellsFreePortsFromThoseThatCannotBeOpened) {
+TEST(SystemSerialPorts, TellsFreePortsFromMissingOnesAndFromThoseThatAnotherProgramHas) {
     SystemSerialPorts ports;
     const Pty line;
     EXPECT_EQ(ports.TestPort(line.Path()), PortState::Free);
-    EXPECT_EQ(ports.TestPort(line.Path()), PortState::Free);  // it was closed again
     EXPECT_EQ(ports.TestPort(u"/dev/no-such-port"_s), PortState::Missing);
     // A node without a serial line behind it, as the many of UARTs that a machine does not have.
     EXPECT_EQ(ports.TestPort(u"/dev/null"_s), PortState::Missing);
-}
-
-TEST(SystemSerialPorts, SeesThatAnotherProgramHasThePort) {
-    SystemSerialPorts ports;
-    const Pty line;
     {
-        const OpenedByOthers other(line);
+        const Listener other(line.Path());
         ASSERT_EQ(ioctl(other.Descriptor(), TIOCEXCL), 0);
         EXPECT_EQ(ports.TestPort(line.Path()), PortState::Busy);
         ASSERT_EQ(chmod(line.Path().toLocal8Bit().constData(), 0666), 0);
@@ -76,7 +53,7 @@ TEST(SystemSerialPorts, SeesThatAnotherProgramHasThePort) {
         ASSERT_EQ(ioctl(other.Descriptor(), TIOCNXCL), 0);
     }
     {
-        const OpenedByOthers other(line);
+        const Listener other(line.Path());
         ASSERT_EQ(flock(other.Descriptor(), LOCK_EX | LOCK_NB), 0);
         EXPECT_EQ(ports.TestPort(line.Path()), PortState::Busy);
     }
@@ -86,7 +63,7 @@ TEST(SystemSerialPorts, SeesThatAnotherProgramHasThePort) {
 TEST(SystemSerialPorts, DisturbsNobodyWhoHasThePortOpen) {
     SystemSerialPorts ports;
     Pty line;
-    const OpenedByOthers other(line);
+    Listener other(line.Path());
     termios before = line.Settings();
     ASSERT_EQ(cfsetspeed(&before, B1200), 0);
     before.c_lflag |= ECHO;
@@ -96,8 +73,7 @@ TEST(SystemSerialPorts, DisturbsNobodyWhoHasThePortOpen) {
     const termios after = line.Settings();
     EXPECT_EQ(after.c_lflag, before.c_lflag);
     EXPECT_EQ(cfgetospeed(&after), speed_t{B1200});
-    char bytes[16];
-    EXPECT_EQ(read(other.Descriptor(), bytes, sizeof bytes), 7);
+    EXPECT_EQ(other.Read(16), "waiting");
 }
 
 TEST(SystemSerialPorts, NamesTheGroupThatMayOpenAPort) {

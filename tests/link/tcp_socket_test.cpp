@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "support/fake_clock.h"
@@ -36,6 +37,14 @@ protected:
         return SpinUntil([this, state] { return socket_.State() == state; });
     }
 
+    /// The far end of the socket, which listens for it.
+    FarEnd& Peer() {
+        EXPECT_TRUE(socket_.Listen(0));
+        peer_.emplace(socket_.LocalPort());
+        EXPECT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+        return *peer_;
+    }
+
     /// Lets events pass that should change nothing.
     static void Settle() {
         const QDeadlineTimer enough(50);
@@ -44,6 +53,7 @@ protected:
 
     FakeClock clock_;
     TcpSocket socket_{clock_};
+    std::optional<FarEnd> peer_;
     std::vector<SocketState> states_;
     int connected_ = 0;
     QByteArray data_;
@@ -59,9 +69,7 @@ TEST(SocketStates, HaveNumbersAndTexts) {
 }
 
 TEST_F(TcpSocketTest, AServerTakesAPeerAndEverythingItSentBeforeItClosed) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    FarEnd& peer = Peer();
     const QByteArray sent = Pattern(500'000);
     peer.Send(sent);
     peer.Close();
@@ -73,10 +81,8 @@ TEST_F(TcpSocketTest, AServerTakesAPeerAndEverythingItSentBeforeItClosed) {
 }
 
 TEST_F(TcpSocketTest, APeerThatBreaksOffIsToldAsOneThatCloses) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
+    FarEnd& peer = Peer();
     peer.Socket().setReadBufferSize(1);
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
     ASSERT_TRUE(socket_.SendText(Pattern(10'000)));
     ASSERT_TRUE(SpinUntil([&peer] { return peer.Socket().bytesAvailable() > 0; }));
     peer.Socket().abort();  // with data unread, this is a reset rather than a close
@@ -109,9 +115,7 @@ TEST_F(TcpSocketTest, AConnectThatGetsNoAnswerIsClosedAfterTwentySeconds) {
 #endif
 
 TEST_F(TcpSocketTest, WhatComesWhileReadingIsOffStaysOutsideAndIsHandedOverLater) {
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    FarEnd& peer = Peer();
     socket_.SetReading(false);
     const QByteArray sent = Pattern(16 << 20);
     peer.Send(sent);
@@ -135,9 +139,7 @@ TEST_F(TcpSocketTest, AReceiverMayCloseWhileDataArrive) {
         ++arrivals;
         socket_.Close();
     });
-    ASSERT_TRUE(socket_.Listen(0));
-    FarEnd peer(socket_.LocalPort());
-    ASSERT_TRUE(SpinUntil([this] { return connected_ == 1; }));
+    FarEnd& peer = Peer();
     peer.Send(Pattern(300'000));
     ASSERT_TRUE(SpinUntil([&peer] { return peer.IsGone(); }));
     EXPECT_EQ(arrivals, 1);

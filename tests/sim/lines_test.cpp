@@ -11,7 +11,9 @@
 #include <memory>
 #include <optional>
 
-#include "far_ends.h"
+#include <sys/ioctl.h>
+
+#include "expected_packets.h"
 #include "sim/packet_sender.h"
 #include "sim/pty_line.h"
 #include "sim/serial_port_line.h"
@@ -187,14 +189,18 @@ TEST_F(LinesTest, PacketsThatNobodyHearsAreLostAndLateListenersStartWithAWholeOn
 
 TEST_F(LinesTest, AListenersLockLastsAsLongAsTheListener) {
     std::optional<Listener> listener(link);
-    listener->Lock();
+    const auto locked = [&listener] {
+        int exclusive = 0;
+        return ioctl(listener->Descriptor(), TIOCGEXCL, &exclusive) == 0 && exclusive != 0;
+    };
+    ASSERT_EQ(ioctl(listener->Descriptor(), TIOCEXCL), 0);
     EXPECT_EQ(pty.State(), LineState::Ready);
-    EXPECT_TRUE(listener->Locked());
+    EXPECT_TRUE(locked());
 
     listener.reset();  // as a killed program goes: without unlocking
     EXPECT_EQ(pty.State(), LineState::Unheard);
     listener.emplace(link);
-    EXPECT_FALSE(listener->Locked());
+    EXPECT_FALSE(locked());
 }
 
 TEST_F(LinesTest, WhatComesInIsReadWithoutEndAndNotAnswered) {

@@ -14,7 +14,7 @@
 #include <utility>
 #include <variant>
 
-#include "far_ends.h"
+#include "expected_packets.h"
 #include "sim/sim_options.h"
 #include "support/loopback.h"
 #include "support/pty.h"

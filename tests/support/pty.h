@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -74,6 +76,45 @@ private:
     int farEnd_;
     QString path_;
     QByteArray received_;
+};
+
+/// A program that has a port open. Leaves the terminal's settings as they are. Never waits, but in
+/// WaitForBytes.
+class Listener {
+public:
+    explicit Listener(const QString& path)
+        : descriptor_(open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+        EXPECT_GE(descriptor_, 0) << qPrintable(path);
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+    ~Listener() { close(descriptor_); }
+
+    /// At most `most` of the bytes that are there.
+    QByteArray Read(qsizetype most) {
+        QByteArray bytes(most, '\0');
+        const ssize_t count = read(descriptor_, bytes.data(), static_cast<std::size_t>(most));
+        bytes.truncate(count > 0 ? count : 0);
+        return bytes;
+    }
+
+    /// How many of the bytes the terminal took.
+    qsizetype Write(const QByteArray& bytes) {
+        const ssize_t count = write(descriptor_, bytes.constData(), static_cast<std::size_t>(bytes.size()));
+        return count > 0 ? count : 0;
+    }
+
+    /// Whether bytes came within `patience` ms; false at once where the other end is gone.
+    [[nodiscard]] bool WaitForBytes(int patience) const {
+        pollfd entry{.fd = descriptor_, .events = POLLIN, .revents = 0};
+        return poll(&entry, 1, patience) > 0 && (entry.revents & POLLHUP) == 0;
+    }
+
+    /// To do what else programs do with serial ports.
+    [[nodiscard]] int Descriptor() const { return descriptor_; }
+
+private:
+    int descriptor_;
 };
 
 }  // namespace corvane
