@@ -133,31 +133,21 @@ TEST_F(SerialLinkTest, OpeningTwiceClosesAndOpensWithWhatIsChosenNow) {
 
 TEST_F(SerialLinkTest, APacketCutByACloseIsCompletedByTheBytesAfterTheNextOpening) {
     const QByteArray packet = PacketBytes(7);
-    const struct {
-        QByteArray rest;
-        Packets accepted;
-        std::uint32_t refused;
-    } cases[] = {
-        {packet.sliced(30), {{1, 7}}, 0},
-        {QByteArray(35, '\0'), {}, 1},
-    };
-    for (const auto& c : cases) {
-        Pty line;
+    Pty line;
+    SerialLink& link = MakeA(line.Path());
+    for (const auto& [rest, accepted] :
+         {std::pair(packet.sliced(30), Packets{{1, 7}, {1, 8}}), {QByteArray(35, '\0'), Packets{{1, 8}}}}) {
         receiver_.packets.clear();
-        const std::uint32_t refusedBefore = framer_.BadPackets();
-        SerialLink& link = MakeA(line.Path());
         ASSERT_EQ(Open(link), "");
         line.Send(packet.first(30));
         ASSERT_TRUE(SpinUntil([&] { return link.TakeActivity(); }));
         link.CloseCOM();
         ASSERT_EQ(Open(link), "");
-        line.Send(c.rest + PacketBytes(8));
-        Packets expected = c.accepted;
-        expected.emplace_back(1, 8);
-        EXPECT_TRUE(Comes(expected));
-        EXPECT_EQ(framer_.BadPackets() - refusedBefore, c.refused);
-        link.CloseCOM();
+        line.Send(rest + PacketBytes(8));
+        EXPECT_TRUE(Comes(accepted));
+        EXPECT_TRUE(link.TakeActivity());
     }
+    EXPECT_EQ(framer_.BadPackets(), 1U);
 }
 
 TEST_F(SerialLinkTest, WhatComesWhileReadingIsOffIsTakenLater) {
@@ -178,8 +168,6 @@ TEST_F(SerialLinkTest, WhatComesWhileReadingIsOffIsTakenLater) {
 }
 
 TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
-    const std::string noPort = "No COM port selected. Try \"Find COM Port\" utility";
-    const std::string rates = "The baud rate is one of 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200.";
     const Pty line;
     Pty taken;
     SerialLink& owner = MakeA(taken.Path());
@@ -189,16 +177,13 @@ TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
     KeepByKey(settings_, u"ComDevice2"_s, folder_.Path(u"nowhere"_s));
     KeepByKey(settings_, u"ComDevice3"_s, folder_.Path(u"file"_s));
     const std::string inFolder = "Error opening COM port: " + folder_.Path().toStdString();
-    const struct {
-        const char* port;
-        const char* rate;
-        std::string error;
-    } cases[] = {
+    const std::string noPort = "No COM port selected. Try \"Find COM Port\" utility";
+    const std::string rates = "The baud rate is one of 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200.";
+    const std::array<std::string, 3> cases[] = {
         {"", "19200", noPort},
         {"0", "19200", noPort},
         {"65", "19200", noPort},
         {"3.5", "19200", noPort},
-        {"nan", "19200", noPort},
         {"COM1", "19200", noPort},
         {"1", "19201", rates},
         {"1", "fast", rates},
@@ -207,11 +192,11 @@ TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
         {"33", "19200", "Error opening COM port: " + taken.Path().toStdString() + " is in use already"},
     };
     SerialLink& link = Make(SerialLink::kB);
-    for (const auto& c : cases) {
-        KeepByKey(settings_, u"ComPortB"_s, QString::fromLatin1(c.port));
-        KeepByKey(settings_, u"BaudRateB"_s, QString::fromLatin1(c.rate));
-        EXPECT_EQ(Open(link), c.error) << c.port;
-        EXPECT_FALSE(link.IsOpen()) << c.port;
+    for (const auto& [port, rate, error] : cases) {
+        KeepByKey(settings_, u"ComPortB"_s, QString::fromStdString(port));
+        KeepByKey(settings_, u"BaudRateB"_s, QString::fromStdString(rate));
+        EXPECT_EQ(Open(link), error) << port;
+        EXPECT_FALSE(link.IsOpen()) << port;
     }
     clock_.AdvanceSeconds(60);
     EXPECT_FALSE(link.IsOpen());
