@@ -6,8 +6,10 @@
 
 #include <array>
 #include <memory>
-#include <optional>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "link/link_fixture.h"
 
@@ -207,26 +209,21 @@ TEST_F(SerialLinkTest, OpensAtStartUpWhereToldTo) {
     const Pty line;
     const std::string missing =
         "     Serial Connection A: Error opening COM port: /no/such/line is not there";
-    const struct {
-        QString autoOpen;
-        QString port;
-        QString device;
-        Lines lines;
-    } cases[] = {
+    const std::tuple<QString, QString, QString, Lines> cases[] = {
         {u"True"_s, u"33"_s, line.Path(), {kOpenA}},
         {u"False"_s, u"33"_s, line.Path(), {}},
         {u"True"_s, u""_s, line.Path(), {}},
         {u"True"_s, u"33"_s, u"/no/such/line"_s, {missing}},
     };
-    for (const auto& c : cases) {
-        KeepByKey(settings_, u"AutoOpen"_s, c.autoOpen);
-        KeepByKey(settings_, u"ComPortA"_s, c.port);
-        KeepByKey(settings_, u"ComDevice33"_s, c.device);
+    for (const auto& [autoOpen, port, device, lines] : cases) {
+        KeepByKey(settings_, u"AutoOpen"_s, autoOpen);
+        KeepByKey(settings_, u"ComPortA"_s, port);
+        KeepByKey(settings_, u"ComDevice33"_s, device);
         SerialLink& link = Make(SerialLink::kA);
         link.StartUp();
         clock_.AdvanceSeconds(20);
-        EXPECT_EQ(TakeLines(), c.lines);
-        EXPECT_EQ(link.IsOpen(), c.lines == Lines{kOpenA});
+        EXPECT_EQ(TakeLines(), lines);
+        EXPECT_EQ(link.IsOpen(), lines == Lines{kOpenA});
         link.CloseCOM();
         (void)TakeLines();
     }

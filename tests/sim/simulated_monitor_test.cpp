@@ -47,7 +47,7 @@ void ForAllConfigs(Check check) {
     }
 }
 
-TEST(SimulatedMonitor, PacketsArriveAsSentOrAreLostInNoiseOfEveryKindAndTheSameForTheSameSeedOnly) {
+TEST(SimulatedMonitor, PacketsArriveAsSentForTheSameSeedOnlyAndThroughNoiseOfEveryKind) {
     ForAllConfigs([](MonitorConfig config) {
         SimulatedMonitor monitor(config);
         SimulatedMonitor twin(config);
