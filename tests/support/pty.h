@@ -1,4 +1,4 @@
-// A serial line without hardware: a port that a program can open, and its far end in the hands of a test.
+// A serial line without hardware: its far end in the hands of a test, and a program that has the port open.
 #pragma once
 
 #include <QByteArray>
