@@ -9,17 +9,26 @@
 #include "history/history_reader.h"
 #include "store/rows.h"
 #include "store/schema.h"
+#include "support/data_lines.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
 namespace {
 
+using namespace Qt::StringLiterals;
 using testing::ElementsAre;
 
 constexpr double kNull = std::numeric_limits<double>::quiet_NaN();
 
+const QString kLines = QStringLiteral(HISTORY_TESTS "/history_test.txt");
+
 WallTime At(std::string_view stamp) {
     return ParseStamp(stamp).value();
+}
+
+CalendarUnit UnitOf(const QString& name) {
+    const QStringList names = {u"Hour"_s, u"Day"_s, u"Week"_s, u"Month"_s, u"Year"_s};
+    return static_cast<CalendarUnit>(names.indexOf(name));
 }
 
 TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
@@ -39,98 +48,43 @@ TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
         }
     }
 
-    const struct {
-        CalendarUnit unit;
-        const char* time;
-        const char* start;
-        const char* next;
-    } cases[] = {
-        {CalendarUnit::Hour, "2026-03-04 05:59:59", "2026-03-04 05:00:00", "2026-03-04 06:00:00"},
-        {CalendarUnit::Day, "2024-02-28 23:59:59", "2024-02-28 00:00:00", "2024-02-29 00:00:00"},
-        {CalendarUnit::Week, "2026-01-01 12:00:00", "2025-12-29 00:00:00", "2026-01-05 00:00:00"},
-        {CalendarUnit::Week, "2026-01-05 00:00:00", "2026-01-05 00:00:00", "2026-01-12 00:00:00"},
-        {CalendarUnit::Month, "2026-02-28 23:00:00", "2026-02-01 00:00:00", "2026-03-01 00:00:00"},
-        {CalendarUnit::Month, "2026-12-31 00:00:00", "2026-12-01 00:00:00", "2027-01-01 00:00:00"},
-        {CalendarUnit::Year, "2025-12-31 23:59:59", "2025-01-01 00:00:00", "2026-01-01 00:00:00"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(StampText(StartOf(c.unit, At(c.time))), c.start) << c.time;
-        EXPECT_EQ(StampText(NextStart(c.unit, At(c.time))), c.next) << c.time;
+    for (const DataLine& line : LinesOf(kLines, "Calendar")) {
+        const CalendarUnit unit = UnitOf(line.left.section(u' ', 0, 0));
+        const WallTime time = At(line.left.section(u' ', 1).toStdString());
+        EXPECT_EQ(StampText(StartOf(unit, time)) + " to " + StampText(NextStart(unit, time)),
+                  line.right.toStdString())
+            << line.place;
     }
 }
 
-/// "time:watts" of each point, or "time:lowest/highest/mean", "-" for a break. Times count from `kBegin` on.
-std::string TraceText(const std::vector<std::pair<WallTime, float>>& records, WallTime to, int columns) {
-    constexpr WallTime kBegin = 1'000'000;
-    PowerHistory history;
-    for (const auto& [time, watts] : records)
-        history.Add(kBegin + time, {-1, watts});
-    history.Sort();
+/// "time:watts" of each point, or "time:lowest/highest/mean", "-" for a break. Times count from `begin` on.
+std::string TraceText(const std::vector<TracePoint>& trace, WallTime begin) {
     std::string text;
-    for (const TracePoint& point : TraceOf(history, 1, kBegin, kBegin + to, columns)) {
+    const auto rounded = [](double number) { return std::to_string(std::lround(number)); };
+    for (const TracePoint& point : trace) {
         text += text.empty() ? "" : " ";
         if (std::isnan(point.mean)) {
             text += "-";
             continue;
         }
-        text += std::to_string(std::lround(point.time) - kBegin) + ":" +
-                std::to_string(std::lround(point.lowest));
+        text += rounded(point.time - static_cast<double>(begin)) + ":" + rounded(point.lowest);
         if (point.lowest == point.highest) continue;
-        text +=
-            "/" + std::to_string(std::lround(point.highest)) + "/" + std::to_string(std::lround(point.mean));
+        text += "/" + rounded(point.highest) + "/" + rounded(point.mean);
     }
     return text;
 }
 
 TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const struct {
-        const char* what;
-        std::vector<std::pair<WallTime, float>> records;
-        WallTime to;
-        int columns;
-        const char* trace;
-    } cases[] = {
-        {"records fewer than columns come as they are",
-         {{0, 5}, {60, 7}, {120, 6}},
-         180,
-         18,
-         "0:5 60:7 120:6"},
-        {"more than columns: of each its lowest, highest and mean",
-         {{0, 5}, {60, 9}, {120, 1}, {180, 1}, {240, 2}, {300, 3}, {360, 7}},
-         480,
-         2,
-         "120:1/9/4 360:2/7/4"},
-        {"180 s is no gap, 181 s is one",
-         {{0, 1}, {180, 2}, {361, 3}, {421, 4}},
-         600,
-         600,
-         "0:1 180:2 - 361:3 421:4"},
-        {"a gap from column to column, though its records lie deep in them",
-         {{0, 1}, {60, 2}, {120, 3}, {900, 4}, {960, 5}, {1020, 6}},
-         1200,
-         2,
-         "300:1/3/2 - 900:4/6/5"},
-        {"a record alone stands between breaks",
-         {{0, 1}, {1000, 7}, {2000, 1}, {2060, 1}},
-         3000,
-         300,
-         "0:1 - 1000:7 - 2000:1 2060:1"},
-        {"a clock set back", {{120, 3}, {0, 1}, {60, 2}}, 180, 180, "0:1 60:2 120:3"},
-        {"NULL is no value", {{0, 1}, {60, nan}, {120, 2}}, 180, 180, "0:1 120:2"},
-        {"nor part of a mean", {{0, nan}, {60, 4}, {120, nan}, {180, 6}, {240, nan}}, 300, 1, "150:4/6/5"},
-        {"one record further at either side",
-         {{-160, 9}, {-60, 1}, {0, 2}, {60, 3}, {120, 4}, {180, 9}},
-         60,
-         60,
-         "-60:1 0:2 60:3 120:4"},
-        {"as many as columns", {{0, 5}, {60, 7}}, 120, 2, "0:5 60:7"},
-        {"a column without a value", {{0, nan}, {30, nan}, {70, 4}, {80, 6}, {90, 5}}, 120, 2, "90:4/6/5"},
-        {"nothing", {}, 60, 60, ""},
-        {"no time", {{0, 1}}, 0, 60, ""},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(TraceText(c.records, c.to, c.columns), c.trace) << c.what;
+    constexpr WallTime kBegin = 1'000'000;
+    for (const DataLine& line : LinesOf(kLines, "Traces")) {
+        const QStringList words = line.left.split(u' ');
+        PowerHistory history;
+        for (const QString& record : words.mid(2))
+            history.Add(kBegin + record.section(u'=', 0, 0).toInt(), {-1, record.section(u'=', 1).toFloat()});
+        history.Sort();
+        const auto trace = TraceOf(history, 1, kBegin, kBegin + words[0].toInt(), words[1].toInt());
+        EXPECT_EQ(TraceText(trace, kBegin), line.right.toStdString()) << line.place;
+    }
 }
 
 TEST(PowerHistory, KnowsTheNearestRecordWithinTheGap) {
@@ -138,23 +92,13 @@ TEST(PowerHistory, KnowsTheNearestRecordWithinTheGap) {
     EXPECT_EQ(history.Nearest(0), -1);
     for (const WallTime time : {0, 100, 1000})
         history.Add(10'000 + time, {});
-    for (const auto& [time, nearest] : {std::pair{-181, -1},
-                                        {-180, 0},
-                                        {49, 0},
-                                        {50, 1},
-                                        {280, 1},
-                                        {281, -1},
-                                        {819, -1},
-                                        {820, 2},
-                                        {1000, 2},
-                                        {1180, 2},
-                                        {1181, -1}})
-        EXPECT_EQ(history.Nearest(10'000 + time), nearest) << time;
+    for (const DataLine& line : LinesOf(kLines, "Nearest"))
+        EXPECT_EQ(history.Nearest(10'000 + line.left.toInt()), line.right.toInt()) << line.place;
 }
 
 /// "start=kWh" of the bars of a channel with their cover in minutes, then what lies between them.
-std::string BarsText(const EnergyHistory& energy, CalendarUnit unit, const char* from, const char* to,
-                     std::size_t channel = 0) {
+std::string BarsText(const EnergyHistory& energy, CalendarUnit unit, const std::string& from,
+                     const std::string& to, std::size_t channel = 0) {
     std::string text;
     const EnergyBars bars = energy.Bars(unit, At(from), At(to), {});
     const auto number = [](double kwh) { return std::to_string(std::lround(kwh * 1000)); };
@@ -177,60 +121,21 @@ EnergyHistory EnergyOf(const std::string& readings, bool signedCh1) {
 }
 
 TEST(EnergyBars, AreWhatTheMeterCountedWhateverHappenedToIt) {
-    using enum CalendarUnit;
-    const struct {
-        const char* what;
-        CalendarUnit unit;
-        const char* readings;
-        const char* bars;
-        const char* from = "2026-01-01 00:00";
-        const char* to = "2027-01-01 00:00";
-    } cases[] = {
-        {"a step across the full hour is divided by time", Hour, "05-01 10:45=100 05-01 11:15=101",
-         "05-01 10=500/15 05-01 11=500/15 between=0"},
-        {"up to a full hour it is of the hour before", Hour, "05-01 10:30=100 05-01 11:00=101",
-         "05-01 10=1000/30 between=0"},
-        {"a row that is there twice counts once", Hour,
-         "05-01 10:00=100 05-01 10:00=100 05-01 10:30=101 05-01 10:30=101", "05-01 10=1000/30 between=0"},
-        {"a reset counts nothing, then goes on", Hour,
-         "05-01 10:00=100 05-01 10:20=0 05-01 10:30=0.25 05-01 10:40=0.75", "05-01 10=500/40 between=0"},
-        {"a value mended to 0 is stepped over", Hour, "05-01 10:00=100 05-01 10:20=0 05-01 10:40=101",
-         "05-01 10=1000/40 between=0"},
-        {"an exchanged meter is no energy", Hour, "05-01 10:00=100 05-01 10:20=9000 05-01 10:40=9001",
-         "05-01 10=1000/40 between=0"},
-        {"1000 kW are energy", Hour, "05-01 10:00=100 05-01 11:00=1100 05-01 12:00=2100.1",
-         "05-01 10=1000000/60 05-01 11=0/60 between=0"},
-        {"NULL is made up for by the next", Hour, "05-01 10:00=100 05-01 10:20=nan 05-01 10:40=101",
-         "05-01 10=1000/40 between=0"},
-        {"a gap is in no hour", Hour, "05-01 10:00=100 05-01 11:05:01=105", "between=5000"},
-        {"65 minutes are none", Hour, "05-01 10:00=100 05-01 11:05=106.5",
-         "05-01 10=6000/60 05-01 11=500/5 between=0"},
-        {"but in the day that it lies in", Day, "05-01 10:00=100 05-01 20:00=105",
-         "05-01 00=5000/600 between=0"},
-        {"up to its very end", Day, "05-01 10:00=100 05-02 00:00=105", "05-01 00=5000/840 between=0"},
-        {"from one month into another: in neither", Month, "05-31 10:00=100 06-01 10:00=105 06-01 10:30=106",
-         "06-01 00=1000/30 between=5000"},
-        {"the hour that comes twice at the end of summer time", Hour,
-         "10-25 02:00=100 10-25 02:40=101 10-25 02:00=102 10-25 02:40=103", "10-25 02=3000/80 between=0"},
-        {"a clock set back into the hour before", Hour, "05-01 11:10=100 05-01 10:50=101 05-01 11:20=104",
-         "05-01 10=2000/10 05-01 11=2000/20 between=0"},
-        {"weeks", Week, "05-03 23:30=1 05-04 00:30=2", "04-27 00=500/30 05-04 00=500/30 between=0"},
-        {"only what touches the time asked for", Day,
-         "05-01 10:00=1 05-02 00:00=2 05-02 01:00=4 05-02 23:00=9 05-03 00:00=10 05-03 00:30=11 "
-         "05-03 10:00=20",
-         "05-02 00=8000/1440 between=0", "2026-05-02 00:00", "2026-05-03 00:00"},
-        {"gaps at its limits are outside", Day,
-         "05-01 10:00=1 05-02 00:00=2 05-02 01:00=4 05-03 00:00=9 05-03 10:00=20",
-         "05-02 00=7000/1440 between=0", "2026-05-02 00:00", "2026-05-03 00:00"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(BarsText(EnergyOf(c.readings, false), c.unit, c.from, c.to), c.bars) << c.what;
+    for (const DataLine& line : LinesOf(kLines, "Bars")) {
+        const auto day = [&line](int word) {
+            return "2026-" + line.left.section(u' ', word, word).toStdString() + " 00:00";
+        };
+        const EnergyHistory energy = EnergyOf(line.left.section(u' ', 3).toStdString(), false);
+        EXPECT_EQ(BarsText(energy, UnitOf(line.left.section(u' ', 0, 0)), day(1), day(2)),
+                  line.right.toStdString())
+            << line.place;
+    }
 
     const EnergyHistory net =
         EnergyOf("05-01 10:00=2 05-01 10:20=-1 05-01 10:40=0 05-01 10:50=1 05-01 10:55=0", true);
     for (const auto& [channel, bars] :
          {std::pair{0U, "05-01 10=-2000/55 between=0"}, {1U, "05-01 10=2000/55 between=0"}})
-        EXPECT_EQ(BarsText(net, Hour, "2026-05-01 10:00", "2026-05-01 11:00", channel), bars)
+        EXPECT_EQ(BarsText(net, CalendarUnit::Hour, "2026-05-01 10:00", "2026-05-01 11:00", channel), bars)
             << "CH1 of the virtual device may fall";
 }
 
