@@ -1,6 +1,7 @@
 // The pages in a real browser: every text and figure that they make of given packets and records.
 #include "store/rows.h"
 #include "support/chromium.h"
+#include "support/data_lines.h"
 #include "web/web_fixture.h"
 
 namespace corvane {
@@ -9,41 +10,36 @@ namespace {
 using namespace Qt::StringLiterals;
 
 /// Plays `pages_test.txt`, a line of which is what happens, and what a page then shows.
-class PagesTest : public WebTest, public testing::WithParamInterface<const char*> {
+class PagesTest : public WebTest, public testing::WithParamInterface<DataSection> {
 protected:
     PagesTest() : program_(Start()) {
+        QFile probe(QStringLiteral(CORVANE_PAGES "/page_probe.js"));
+        EXPECT_TRUE(probe.open(QFile::ReadOnly));
         browser_.Command("Page.addScriptToEvaluateOnNewDocument",
-                         {{"source", QString::fromUtf8(FileText("page_probe.js"))}});
+                         {{"source", QString::fromUtf8(probe.readAll())}});
         browser_.Command("Emulation.setTimezoneOverride",
                          {{"timezoneId", u"Pacific/Kiritimati"_s}});  // +14 h
         browser_.SetScreen(1200, 800);
     }
     ~PagesTest() override { clock.EndWaits(); }
 
-    void Play(const char* title) {
-        const QString text = QString::fromUtf8(FileText("pages_test.txt"));
-        const qsizetype start = text.indexOf(u"\n== %1\n"_s.arg(QLatin1StringView(title)));
-        ASSERT_GE(start, 0);
-        const QStringList lines =
-            text.mid(start + 4).section(u"\n== "_s, 0, 0).split(u'\n', Qt::SkipEmptyParts);
-        for (const QString& line : lines.mid(1)) {
-            QStringList actions = line.section(u" == "_s, 0, 0).split(u" ; "_s);
-            const QString asked = line.contains(u" == "_s) ? actions.takeLast() : QString();
+    void Play(const std::vector<DataLine>& lines) {
+        for (const DataLine& line : lines) {
+            QStringList actions = line.left.split(u" ; "_s);
+            const QString asked = line.expects ? actions.takeLast() : QString();
             for (const QString& action : actions)
                 Do(action.section(u' ', 0, 0), action.section(u' ', 1));
-            if (!asked.isEmpty()) Expect(asked, line.section(u" == "_s, 1), line);
+            if (!asked.isEmpty()) Expect(asked, line.right, line.place);
             if (HasFailure()) return;  // what follows would fail, too, and slowly
         }
         EXPECT_EQ(browser_.faults, std::vector<std::string>());
+        const std::string own = program_.webServer.Location().toStdString();
+        for (const std::string& request :
+             browser_.requests)  // the browser's pictures are data, and ask nobody
+            EXPECT_TRUE(request.starts_with(own) || request.starts_with("data:")) << request;
     }
 
 private:
-    static QByteArray FileText(const char* name) {
-        QFile file(QStringLiteral(CORVANE_PAGES) + u'/' + QLatin1StringView(name));
-        EXPECT_TRUE(file.open(QFile::ReadOnly)) << name;
-        return file.readAll();
-    }
-
     void Do(const QString& verb, const QString& what) {
         const QStringList words = what.split(u' ');
         if (verb == u"open") browser_.Open(program_.webServer.Location() + what);
@@ -77,12 +73,12 @@ private:
     }
 
     /// Waits until what is asked, the text of an expression or of an "@element", is as expected.
-    void Expect(const QString& asked, const QString& expected, const QString& line) {
+    void Expect(const QString& asked, const QString& expected, const std::string& place) {
         const QString expression =
             asked.startsWith(u'@') ? u"shown('%1')"_s.arg(asked.mid(1)) : u"String(%1)"_s.arg(asked);
         QString found;
         if (SpinUntil([&] { return (found = browser_.Evaluate(expression).toString()) == expected; })) return;
-        EXPECT_EQ(found.toStdString(), expected.toStdString()) << line.toStdString();
+        EXPECT_EQ(found.toStdString(), expected.toStdString()) << place;
     }
 
     static inline const QJsonObject kDark{{u"name"_s, u"prefers-color-scheme"_s}, {u"value"_s, u"dark"_s}};
@@ -104,13 +100,12 @@ private:
 };
 
 TEST_P(PagesTest, ShowWhatHappened) {
-    Play(GetParam());
+    Play(GetParam().lines);
 }
 
 INSTANTIATE_TEST_SUITE_P(Web, PagesTest,
-                         testing::Values("Dashboard", "NetMetering", "Flow", "Silence", "Connection",
-                                         "Charts", "ChartsByAddress"),
-                         [](const auto& title) { return std::string(title.param); });
+                         testing::ValuesIn(SectionsOf(QStringLiteral(CORVANE_PAGES "/pages_test.txt"))),
+                         [](const auto& section) { return section.param.title; });
 
 }  // namespace
 }  // namespace corvane

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "support/data_lines.h"
 #include "support/settings_by_key.h"
 #include "web/live_xml.h"
 #include "web/web_fixture.h"
@@ -22,65 +23,38 @@ protected:
 
 TEST_F(WebServerTest, EveryRequestGetsWhatIsDueToIt) {
     const Program& program = Start();
-    const QByteArray host = " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
-    const QByteArray flood(100'000, 'x');
-    const struct {
-        QByteArray request;
-        int status;
-        const char* type;
-        const char* part;  ///< of the body
-    } cases[] = {
-        {"GET /" + host + "\r\n", 200, "text/html", "dashboard.js"},
-        {"GET /?from=a&&=&from HTTP/1.0\r\nHost: [::1]:8780\r\n\r\n", 200, "text/html", "dashboard.js"},
-        {"GET /chart.js" + host + "\r\n", 200, "text/javascript", "Chart.js v"},
-        {"GET /icon.svg" + host + "Content-Length: 0\r\n\r\n", 200, "image/svg+xml", "<svg"},
-        {"GET /live.js HTTP/1.1\r\nHost: house.example\r\nConnection: close\r\n\r\n", 421, "text/plain",
-         "Without a token, pages are served by number or as localhost only.\n"},
-        {"GET /style.css" + host + "\r\n", 200, "text/css", "--paper"},
-        {"GET /live.xml" + host + "\r\n", 200, "application/xml", "<readings"},
-        {"HEAD /live.json" + host + "\r\n", 200, "application/json", ""},
-        {"HEAD /events" + host + "\r\n", 200, "text/event-stream", ""},
-        {"GET /history.json?device=A&channel=CH9" + host + "\r\n", 400, "application/json", "channel is CH1"},
-        {"GET /flow.html" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"GET /../corvane.ini" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"GET /%2e%2e/%2e%2e/etc/passwd" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"GET //net.html" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"GET /net.html/" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"GET /pages/../net.html" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"GET http://elsewhere/" + host + "\r\n", 404, "text/plain", "no such page"},
-        {"POST /live.json" + host + "Content-Length: 1\r\n\r\nx", 405, "text/plain", "nothing else"},
-        {"DELETE /" + host + "\r\n", 405, "text/plain", "nothing else"},
-        {"OPTIONS * HTTP/1.1\r\nHost: localhost\r\n\r\n", 405, "text/plain", "nothing else"},
-        {"GET /" + host + "Content-Length: 9999999\r\n\r\n", 413, "text/plain", "nothing but its address"},
-        {"GET /" + host + "Transfer-Encoding: chunked\r\n\r\nfff\r\n", 413, "text/plain", "nothing but"},
-        {"GET /" + host + "X: " + flood + "\r\n\r\n", 431, "", ""},
-        {"GET /" + flood + host + "\r\n", 414, "", ""},
-        {"GET / HTTP/1.1\r\n\r\n", 400, "", ""},
-        {"GET /" + QByteArray("\1\2\3") + host + "\r\n", 404, "text/plain", ""},
-        {"\r\n\r\n\r\nnonsense\r\n\r\n", 0, "", ""},
-        {QByteArray(10'000, '\xff'), 0, "", ""},
+    const auto filled = [](const QString& text) {
+        return text.toUtf8()
+            .replace("{host}", " HTTP/1.1| Host: 127.0.0.1| Connection: close")
+            .replace("{flood}", QByteArray(100'000, 'x'))
+            .replace("{noise}", QByteArray(10'000, '\xff'))
+            .replace("{control}", "\1\2\3")
+            .replace("| ", "\r\n");
     };
-    for (const auto& c : cases) {
-        const HttpReply reply = Exchange(c.request);
-        const std::string what = c.request.left(60).toStdString();
-        if (c.status == 0) {
-            EXPECT_TRUE(reply.status == 0 || reply.status >= 400) << what;
+    for (const DataLine& line : LinesOf(QStringLiteral(CORVANE_PAGES "/requests_test.txt"), "Requests")) {
+        SCOPED_TRACE(line.place);
+        const QByteArray request = filled(line.left) + "\r\n\r\n";
+        const HttpReply reply = Exchange(request);
+        const int status = line.right.section(u' ', 0, 0).toInt();
+        const QByteArray type = line.right.section(u' ', 1, 1).toUtf8();
+        if (status == 0) {
+            EXPECT_TRUE(reply.status == 0 || reply.status >= 400);
             continue;
         }
-        EXPECT_EQ(reply.status, c.status) << what << reply.head.toStdString();
-        EXPECT_TRUE(reply.body.contains(c.part)) << what << reply.body.toStdString();
-        if (*c.type == '\0') continue;  // refused by the library, in its own words
-        EXPECT_TRUE(reply.head.contains("Content-Type: " + QByteArray(c.type))) << what;
+        EXPECT_EQ(reply.status, status) << reply.head.toStdString();
+        EXPECT_TRUE(reply.body.contains(line.right.section(u' ', 2).toUtf8())) << reply.body.toStdString();
+        if (type.isEmpty()) continue;  // refused by the library, in its own words
+        EXPECT_TRUE(reply.head.contains("Content-Type: " + type));
         for (const QByteArray header :
              {"Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
               "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
               "frame-ancestors 'none'",
               "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
               "Cross-Origin-Resource-Policy: same-origin",
-              c.request.startsWith("GET /chart.js") ? "Cache-Control: private, max-age=86400"
-                                                    : "Cache-Control: no-store"})
-            EXPECT_TRUE(reply.head.contains("\r\n" + header + "\r\n")) << what << header.toStdString();
-        EXPECT_EQ(reply.head.contains("\r\nAllow: GET, HEAD\r\n"), c.status == 405) << what;
+              request.startsWith("GET /chart.js") ? "Cache-Control: private, max-age=86400"
+                                                  : "Cache-Control: no-store"})
+            EXPECT_TRUE(reply.head.contains("\r\n" + header + "\r\n")) << header.toStdString();
+        EXPECT_EQ(reply.head.contains("\r\nAllow: GET, HEAD\r\n"), status == 405);
     }
     EXPECT_TRUE(program.webServer.Serving());
 }
