@@ -86,12 +86,11 @@ QString ZoneWithASoonChange() {
     return u"WIN0SUM-0:30,%1/%2,%3"_s.arg(day).arg(change.toString(u"H:m:s"_s)).arg((day + 180) % 365);
 }
 
-class Capture : public testing::Test {
+class Capture : public ServiceTest {
 protected:
     struct Monitor {
         MonitorConfig config;
         QString serial;
-        QString model;
         std::uint16_t port;
     };
 
@@ -100,13 +99,11 @@ protected:
         house_.Preset(u"DevSerial"_s, u"400123"_s, u"5"_s);
     }
 
-    [[nodiscard]] QStringList SimArguments(const Monitor& monitor) const {
-        return {u"--model"_s,    monitor.model,
-                u"--serial"_s,   monitor.serial,
-                u"--connect"_s,  u"127.0.0.1:%1"_s.arg(monitor.port),
-                u"--interval"_s, QString::number(kInterval),
-                u"--scenario"_s, u"steady"_s,
-                u"--seed"_s,     QString::number(monitor.config.seed)};
+    static std::unique_ptr<Started> Start(const Monitor& monitor) {
+        return StartMonitor(monitor.serial, monitor.port,
+                            {u"--model"_s, QString::fromLatin1(monitor.config.model->name), u"--interval"_s,
+                             QString::number(kInterval), u"--scenario"_s, u"steady"_s, u"--seed"_s,
+                             QString::number(monitor.config.seed)});
     }
 
     [[nodiscard]] QueryResult Query(const std::string& sql) const {
@@ -152,8 +149,6 @@ protected:
         // username.
         EXPECT_EQ(columns, columnsOf({}).size() + (table == "monitordata_minute" ? 4U : 3U));
     }
-
-    ServiceFolder house_;
 };
 
 TEST_F(Capture, EveryColumnHoldsWhatTheMonitorsSent) {
@@ -162,23 +157,17 @@ TEST_F(Capture, EveryColumnHoldsWhatTheMonitorsSent) {
                                   .seed = 7,
                                   .interval = kInterval},
                        .serial = u"301234"_s,
-                       .model = u"VRQ-5810"_s,
                        .port = house_.portA};
     const Monitor two{.config = {.model = &kTwoChannel,
                                  .serial = {.unitId = 4, .number = 123},
                                  .seed = 8,
                                  .interval = kInterval},
                       .serial = u"400123"_s,
-                      .model = u"VRQ-5806"_s,
                       .port = house_.portB};
 
-    Started service(u"/usr/bin/env"_s,
-                    QStringList{u"TZ="_s + ZoneWithASoonChange(),
-                                QDir(QCoreApplication::applicationDirPath()).filePath(u"corvaned"_s)} +
-                        house_.Arguments());
-    ASSERT_TRUE(service.Says(u"TCP Server B listens"_s)) << service.Output().toStdString();
-    Started fiveSim(u"corvane-sim"_s, SimArguments(five));
-    Started twoSim(u"corvane-sim"_s, SimArguments(two));
+    StartService({u"TZ="_s + ZoneWithASoonChange()});
+    const auto fiveSim = Start(five);
+    const auto twoSim = Start(two);
     ASSERT_TRUE(
         SpinUntil([this] { return house_.Ask({u"readings"_s})[u"devices"_s].toArray().size() == 2; }));
 
@@ -204,8 +193,7 @@ TEST_F(Capture, EveryColumnHoldsWhatTheMonitorsSent) {
                         }) == 2;
     }
     ASSERT_TRUE(minuteChanged);
-    service.Terminate();
-    ASSERT_EQ(service.ExitCode(), 0) << service.Output().toStdString();
+    EndService();
 
     EXPECT_EQ(Query("PRAGMA integrity_check").rows.front().front(), "ok");
     for (const Monitor& monitor : {five, two}) {

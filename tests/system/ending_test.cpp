@@ -10,7 +10,9 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(Ending, RefusalsHaveATextAndTheirExitCode) {
+using Ending = ServiceTest;
+
+TEST_F(Ending, RefusalsHaveATextAndTheirExitCode) {
     const TempFolder folder;
     folder.Write(u"file"_s, "");
     QDir(folder.Path()).mkdir(u"damaged"_s);
@@ -40,70 +42,52 @@ TEST(Ending, RefusalsHaveATextAndTheirExitCode) {
     EXPECT_FALSE(QFile::exists(folder.Path(u"lost/gone.db3"_s)));
 }
 
-TEST(Ending, OneServicePerFolderAndSignalsEndItCleanly) {
-    const ServiceFolder house;
-    Started first(u"corvaned"_s, house.Arguments());
-    ASSERT_TRUE(first.Says(u"TCP Server B listens"_s)) << first.Output().toStdString();
+TEST_F(Ending, OneServicePerFolderAndSignalsEndItCleanly) {
+    StartService();
 
-    Started second(u"corvaned"_s, house.Arguments());
+    Started second(u"corvaned"_s, house_.Arguments());
     EXPECT_EQ(second.ExitCode(), 69);
     EXPECT_TRUE(second.Output().contains(u"in use by corvaned"_s)) << second.Output().toStdString();
 
-    first.Terminate();
-    EXPECT_EQ(first.ExitCode(), 0);
-    Started again(u"corvaned"_s, house.Arguments());
-    ASSERT_TRUE(again.Says(u"TCP Server B listens"_s)) << again.Output().toStdString();
-    kill(static_cast<pid_t>(again.Pid()), SIGINT);
-    EXPECT_EQ(again.ExitCode(), 0);
-    EXPECT_FALSE(QFile::exists(house.folder.Path(u"control.sock"_s)));
+    EndService();
+    StartService();
+    kill(static_cast<pid_t>(service_->Pid()), SIGINT);
+    EXPECT_EQ(service_->ExitCode(), 0);
+    EXPECT_FALSE(QFile::exists(house_.folder.Path(u"control.sock"_s)));
 }
 
-TEST(Ending, AZoneThatCannotBeReadIsToldAndLogged) {
-    const ServiceFolder house;
-    Started service(u"/usr/bin/env"_s,
-                    QStringList{u"TZ=Atlantis/Capital"_s,
-                                QDir(QCoreApplication::applicationDirPath()).filePath(u"corvaned"_s)} +
-                        house.Arguments());
-    ASSERT_TRUE(service.Says(u"The time zone cannot be read (TZ is \"Atlantis/Capital\")"_s))
-        << service.Output().toStdString();
-    EXPECT_NE(house.folder.Read(u"ErrorsCorvane.log"_s).find("Atlantis/Capital"), std::string::npos);
+TEST_F(Ending, AZoneThatCannotBeReadIsToldAndLogged) {
+    StartService({u"TZ=Atlantis/Capital"_s});
+    EXPECT_TRUE(service_->Says(u"The time zone cannot be read (TZ is \"Atlantis/Capital\")"_s));
+    EXPECT_NE(house_.folder.Read(u"ErrorsCorvane.log"_s).find("Atlantis/Capital"), std::string::npos);
 }
 
-TEST(Ending, AKilledServiceStartsAgain) {
-    const ServiceFolder house;
-    {
-        Started killed(u"corvaned"_s, house.Arguments());
-        ASSERT_TRUE(killed.Says(u"TCP Server B listens"_s));
-        killed.Kill();
-    }
-    Started again(u"corvaned"_s, house.Arguments());
-    EXPECT_TRUE(again.Says(u"TCP Server B listens"_s)) << again.Output().toStdString();
-    EXPECT_EQ(house.Ask({u"status"_s})[u"dataFolder"_s].toString(), house.folder.Path());
+TEST_F(Ending, AKilledServiceStartsAgain) {
+    StartService();
+    service_->Kill();
+    StartService();
+    EXPECT_EQ(house_.Ask({u"status"_s})[u"dataFolder"_s].toString(), house_.folder.Path());
 }
 
-TEST(Ending, APortInUseAndABadSettingAreSaidAndTheRestWorks) {
-    const ServiceFolder house;
+TEST_F(Ending, APortInUseAndABadSettingAreSaidAndTheRestWorks) {
     QTcpServer holder;
-    ASSERT_TRUE(holder.listen(QHostAddress::Any, house.portA));
-    house.Preset(u"DBwriteFrequency"_s, u"often"_s);
-    Started service(u"corvaned"_s, house.Arguments());
-    EXPECT_TRUE(service.Says(u"TCP Server A: "_s)) << service.Output().toStdString();
-    EXPECT_TRUE(service.Says(u"The setting DBwriteFrequency is \"often\""_s))
-        << service.Output().toStdString();
-    EXPECT_TRUE(service.Says(u"TCP Server B listens"_s));
-    EXPECT_EQ(KeptByKey(SettingsStore(house.folder.Path(u"corvane.ini"_s)), u"DBwriteFrequency"_s),
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, house_.portA));
+    house_.Preset(u"DBwriteFrequency"_s, u"often"_s);
+    StartService();
+    EXPECT_TRUE(service_->Says(u"TCP Server A: "_s));
+    EXPECT_TRUE(service_->Says(u"The setting DBwriteFrequency is \"often\""_s));
+    EXPECT_EQ(KeptByKey(SettingsStore(house_.folder.Path(u"corvane.ini"_s)), u"DBwriteFrequency"_s),
               u"often"_s);
 }
 
-TEST(Ending, DamagedSettingsAreKeptAsideAndSaid) {
-    const ServiceFolder house;
-    const std::string damaged = house.folder.Read(u"corvane.ini"_s) + "half a li";
-    house.folder.Write(u"corvane.ini"_s, damaged);
-    Started service(u"corvaned"_s, house.Arguments());
-    EXPECT_TRUE(service.Says(u"is damaged. It is kept as"_s)) << service.Output().toStdString();
-    EXPECT_TRUE(service.Says(u"TCP Server A listens on port %1"_s.arg(house.portA)))
-        << "what could be read is in effect: " << service.Output().toStdString();
-    EXPECT_EQ(house.folder.Read(u"corvane.ini.damaged-1"_s), damaged);
+TEST_F(Ending, DamagedSettingsAreKeptAsideAndSaid) {
+    const std::string damaged = house_.folder.Read(u"corvane.ini"_s) + "half a li";
+    house_.folder.Write(u"corvane.ini"_s, damaged);
+    StartService();
+    EXPECT_TRUE(service_->Says(u"is damaged. It is kept as"_s));
+    EXPECT_TRUE(service_->Says(u"TCP Server A listens on port %1"_s.arg(house_.portA)))
+        << "what could be read is in effect";
+    EXPECT_EQ(house_.folder.Read(u"corvane.ini.damaged-1"_s), damaged);
 }
 
 }  // namespace

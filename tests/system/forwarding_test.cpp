@@ -3,7 +3,6 @@
 #include <QJsonArray>
 #include <QStandardPaths>
 
-#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -43,7 +42,7 @@ private:
                    {u"httpd"_s, u"-f"_s, u"-p"_s, Host(), u"-h"_s, home_.Path()}};
 };
 
-class Forwarding : public testing::Test {
+class Forwarding : public ServiceTest {
 protected:
     Forwarding() {
         house_.Preset(u"DevSerial"_s, u"301234"_s, u"0"_s);
@@ -58,12 +57,10 @@ protected:
 
     /// Starts the service, and a monitor that sends a packet every 100 ms.
     void Start() {
-        service_ = std::make_unique<Started>(u"corvaned"_s, house_.Arguments());
-        ASSERT_TRUE(service_->Says(u"TCP Server B listens"_s)) << service_->Output().toStdString();
-        monitor_ = std::make_unique<Started>(
-            u"corvane-sim"_s,
-            QStringList{u"--model"_s, u"VRQ-5810"_s, u"--serial"_s, u"301234"_s, u"--interval"_s, u"1"_s,
-                        u"--speed"_s, u"10"_s, u"--connect"_s, u"127.0.0.1:%1"_s.arg(house_.portA)});
+        StartService();
+        monitor_ =
+            StartMonitor(u"301234"_s, house_.portA,
+                         {u"--model"_s, u"VRQ-5810"_s, u"--interval"_s, u"1"_s, u"--speed"_s, u"10"_s});
     }
 
     /// The first block of that language in the page on forwarding, with the port of this service in it.
@@ -76,10 +73,8 @@ protected:
         return QString(block).replace(u"5000"_s, QString::number(text_));
     }
 
-    ServiceFolder house_;
     const std::uint16_t text_ = FreePort();
     const std::uint16_t binary_ = FreePort();
-    std::unique_ptr<Started> service_;
     std::unique_ptr<Started> monitor_;
 };
 
@@ -96,7 +91,7 @@ TEST_F(Forwarding, TheReadersOfTheDocsReadTheLinesAndSocatThePackets) {
     for (const auto& [program, arguments] : readers) {
         {
             Started reader(QStandardPaths::findExecutable(program), arguments);
-            EXPECT_TRUE(reader.Says(u"4200"_s)) << program.toStdString() << reader.Output().toStdString();
+            EXPECT_TRUE(reader.Says(u"4200"_s)) << program.toStdString();
             EXPECT_TRUE(reader.Says(u" W\n"_s));
         }
         // Also ends the nc that the shell started.
@@ -157,8 +152,7 @@ TEST_F(Forwarding, AWebServerGetsTheRequestsAndTheFeedAndNobodyElseTheKey) {
         EXPECT_GE(ctl.ExitCode(), 0);
         told += ctl.Output();
     }
-    service_->Terminate();
-    EXPECT_EQ(service_->ExitCode(), 0);
+    EndService();
     told += service_->Output();
     for (const std::string& entry : house_.folder.Entries()) {
         if (entry.ends_with(".log") || entry.ends_with(".txt"))

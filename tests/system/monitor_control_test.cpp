@@ -8,27 +8,25 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-TEST(MonitorControl, SetsAMonitorUpWhileAnotherOneIsCaptured) {
-    ServiceFolder house;
-    house.Preset(u"DevSerial"_s, u"301234"_s, u"0"_s);
-    house.Preset(u"DevSerial"_s, u"400123"_s, u"1"_s);
-    Started service(u"corvaned"_s, house.Arguments());
-    ASSERT_TRUE(service.Says(u"TCP Server B listens"_s)) << service.Output().toStdString();
-    const auto port = [](std::uint16_t number) { return u"localhost:%1"_s.arg(number); };
-    const Started commanded(u"corvane-sim"_s, {u"--connect"_s, port(house.portA), u"--serial"_s, u"301234"_s,
-                                               u"--interval"_s, u"255"_s});
-    const Started captured(u"corvane-sim"_s, {u"--connect"_s, port(house.portB), u"--serial"_s, u"400123"_s,
-                                              u"--interval"_s, u"1"_s, u"--speed"_s, u"4"_s});
-    ASSERT_TRUE(service.Says(u"Connected to Ethernet Gateway."_s));
+using MonitorControl = ServiceTest;
+
+TEST_F(MonitorControl, SetsAMonitorUpWhileAnotherOneIsCaptured) {
+    house_.Preset(u"DevSerial"_s, u"301234"_s, u"0"_s);
+    house_.Preset(u"DevSerial"_s, u"400123"_s, u"1"_s);
+    StartService();
+    const auto commanded = StartMonitor(u"301234"_s, house_.portA, {u"--interval"_s, u"255"_s});
+    const auto captured =
+        StartMonitor(u"400123"_s, house_.portB, {u"--interval"_s, u"1"_s, u"--speed"_s, u"4"_s});
+    ASSERT_TRUE(service_->Says(u"Connected to Ethernet Gateway."_s));
     // What a command prints.
-    const auto say = [&house](const QStringList& words) {
-        Started ctl(u"corvanectl"_s, house.Arguments() + words);
+    const auto say = [this](const QStringList& words) {
+        Started ctl(u"corvanectl"_s, house_.Arguments() + words);
         EXPECT_EQ(ctl.ExitCode(30'000), 0) << words.join(u' ').toStdString() << ctl.Output().toStdString();
         return ctl.Output();
     };
-    const auto lastPackets = [&house] {
+    const auto lastPackets = [this] {
         QStringList times;
-        for (const auto& device : house.Ask({u"readings"_s})[u"devices"_s].toArray())
+        for (const auto& device : house_.Ask({u"readings"_s})[u"devices"_s].toArray())
             times.append(device.toObject()[u"lastPacket"_s].toString());
         return times;
     };

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 
 #include "store/settings_store.h"
 #include "support/loopback.h"
@@ -34,12 +35,13 @@ public:
     Started(const Started&) = delete;
     Started& operator=(const Started&) = delete;
 
-    /// Waits for a line that holds `part`; false where none came within five seconds.
-    [[nodiscard]] bool Says(const QString& part) {
-        return SpinUntil([&] {
+    /// Waits for a line that holds `part`; fails where none came within five seconds.
+    [[nodiscard]] testing::AssertionResult Says(const QString& part) {
+        const bool said = SpinUntil([&] {
             output_ += QString::fromUtf8(process_.readAll());
             return output_.contains(part);
         });
+        return testing::AssertionResult(said) << output_.toStdString();
     }
 
     /// Its exit code once it ends by itself; -1 where it does not within `patience` ms, or crashed.
@@ -88,6 +90,35 @@ public:
     const std::uint16_t portA = FreePort();
     const std::uint16_t portB = FreePort();
     const std::uint16_t webPort = FreePort();
+};
+
+/// A test of a service, and of the monitors that send to it.
+class ServiceTest : public testing::Test {
+protected:
+    /// Starts the service, with so much added to its environment, after one that ran before has gone.
+    void StartService(const QStringList& environment = {}) {
+        service_.reset();
+        const QString program =
+            QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("corvaned"));
+        service_ = std::make_unique<Started>(QStringLiteral("/usr/bin/env"),
+                                             environment + QStringList{program} + house_.Arguments());
+        ASSERT_TRUE(service_->Says(QStringLiteral("TCP Server B listens")));
+    }
+    void EndService() {
+        service_->Terminate();
+        EXPECT_EQ(service_->ExitCode(), 0) << service_->Output().toStdString();
+    }
+
+    /// Starts a simulated monitor that connects to this port.
+    static std::unique_ptr<Started> StartMonitor(const QString& serial, std::uint16_t port,
+                                                 const QStringList& arguments) {
+        const QStringList own = {QStringLiteral("--serial"), serial, QStringLiteral("--connect"),
+                                 QStringLiteral("127.0.0.1:%1").arg(port)};
+        return std::make_unique<Started>(QStringLiteral("corvane-sim"), own + arguments);
+    }
+
+    ServiceFolder house_;
+    std::unique_ptr<Started> service_;
 };
 
 }  // namespace corvane

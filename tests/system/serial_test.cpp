@@ -10,23 +10,20 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class SerialLine : public testing::Test {
+class SerialLine : public ServiceTest {
 protected:
     SerialLine() {
         house_.Preset(u"AutoOpen"_s, u"True"_s);
         house_.Preset(u"DevSerial"_s, u"301234"_s, u"2"_s);
         house_.Preset(u"ComPortB"_s, u"40"_s);
     }
-
-    ServiceFolder house_;
 };
 
 TEST_F(SerialLine, GivesTheReadingsOfItsMonitorOnTheSlotThatIsBoundToIt) {
     Pty line;
     house_.Preset(u"ComDevice40"_s, line.Path());
-    Started service(u"corvaned"_s, house_.Arguments());
-    ASSERT_TRUE(service.Says(u"     Serial Connection B Port # 40 is now open."_s))
-        << service.Output().toStdString();
+    StartService();
+    ASSERT_TRUE(service_->Says(u"     Serial Connection B Port # 40 is now open."_s));
 
     for (const std::uint32_t seconds : {100U, 110U}) {
         const Bytes packet = PacketOf({.voltTenths = 1213,
@@ -45,15 +42,13 @@ TEST_F(SerialLine, GivesTheReadingsOfItsMonitorOnTheSlotThatIsBoundToIt) {
     EXPECT_EQ(device[u"slot"_s].toString(), u"C"_s);
     EXPECT_EQ(device[u"volt"_s].toDouble(), 121.3);
     EXPECT_EQ(device[u"channels"_s].toArray().first().toObject()[u"watts"_s].toInt(), 200);
-    service.Terminate();
-    EXPECT_EQ(service.ExitCode(), 0);
+    EndService();
 }
 
 TEST_F(SerialLine, MayBeMissingAtTheStart) {
     house_.Preset(u"ComDevice40"_s, house_.folder.Path(u"nowhere"_s));
-    Started service(u"corvaned"_s, house_.Arguments());
-    ASSERT_TRUE(service.Says(u"TCP Server B listens"_s)) << service.Output().toStdString();
-    EXPECT_TRUE(service.Output().contains(u"     Serial Connection B: Error opening COM port: "_s));
+    StartService();
+    EXPECT_TRUE(service_->Output().contains(u"     Serial Connection B: Error opening COM port: "_s));
     EXPECT_FALSE(house_.Ask({u"status"_s}).isEmpty());
 }
 
