@@ -69,7 +69,7 @@ std::string TraceText(const std::vector<TracePoint>& trace, WallTime begin) {
         }
         text += rounded(point.time - static_cast<double>(begin)) + ":" + rounded(point.lowest);
         if (point.lowest == point.highest) continue;
-        text += "/" + rounded(point.highest) + "/" + rounded(point.mean);
+        text.append("/").append(rounded(point.highest)).append("/").append(rounded(point.mean));
     }
     return text;
 }
@@ -123,7 +123,7 @@ EnergyHistory EnergyOf(const std::string& readings, bool signedCh1) {
 TEST(EnergyBars, AreWhatTheMeterCountedWhateverHappenedToIt) {
     for (const DataLine& line : LinesOf(kLines, "Bars")) {
         const auto day = [&line](int word) {
-            return "2026-" + line.left.section(u' ', word, word).toStdString() + " 00:00";
+            return u"2026-%1 00:00"_s.arg(line.left.section(u' ', word, word)).toStdString();
         };
         const EnergyHistory energy = EnergyOf(line.left.section(u' ', 3).toStdString(), false);
         EXPECT_EQ(BarsText(energy, UnitOf(line.left.section(u' ', 0, 0)), day(1), day(2)),
