@@ -1,11 +1,14 @@
 // Reading, setting and putting back, against a simulated monitor and against blocks made up here.
 #include "control/monitor_settings.h"
 
+#include <gmock/gmock.h>
+
 #include "control/control_fixture.h"
 #include "control/device_binding.h"
 #include "control/guarded_commands.h"
 #include "measure/measurement.h"
 #include "store/rows.h"
+#include "support/case_file.h"
 #include "support/settings_by_key.h"
 
 namespace corvane {
@@ -42,6 +45,72 @@ protected:
         clock_.AdvanceSeconds(1);
         return error;
     }
+
+    /// Does what the lines of `cases.txt` say.
+    void Play(const char* name) {
+        for (const CaseLine& line : CasesOf(name)) {
+            SCOPED_TRACE(line);
+            const QStringList words = line.Column(0).split(u' ');
+            const std::string text = line.Column(1).replace(u" / "_s, u"\r\n"_s).toStdString();
+            if (words[0] == u"?") {
+                op_.WillAnswer(text, words[1] == u"Yes" ? Answer::Yes : Answer::No);
+            } else if (words[0] == u"!") {
+                EXPECT_EQ(op_.Messages().back(), text);
+            } else if (words[0] == u"keep") {
+                KeepByKey(settings_, words[1], words[2]);
+            } else if (words[0] == u"join") {
+                Join(tcpA_);
+            } else if (words[0] == u"count") {
+                Carries(u"4"_s);
+            } else {
+                const std::size_t sentBefore = tcpA_.sent.size();
+                EXPECT_EQ(Run(Start(words)), text);
+                clock_.AdvanceSeconds(1);
+                for (qsizetype i = 2; !line.Column(i).isEmpty(); ++i)
+                    EXPECT_THAT(Facts(sentBefore), testing::Contains(line.Word(i)));
+            }
+        }
+    }
+
+    /// The operation of a line: a command, or a setter with its inputs.
+    QCoro::Task<Outcome> Start(const QStringList& words) {
+        const int number = words.value(1).toInt();
+        if (words[0] == u"read") return monitorSettings_.ReadSettings(op_);
+        if (words[0] == u"bind") return BindDevice(number, monitorSettings_, slots_, op_);
+        if (words[0] == u"find") return FindDevice(number, monitorSettings_, slots_, op_);
+        if (words[0] == u"reset") return ResetAccumulatedValues(commands_, slots_, measurement_, op_);
+        if (words[0] == u"zero") return ZeroCarryCounters(slots_, measurement_, op_);
+        if (words[0] == u"erase") return EraseDataLogger(commands_, op_);
+        if (words[0] == u"write") return WriteMonitorMemory(commands_, number, words[2].toInt(), op_);
+        if (words[0] == u"through") return EnterPassThroughMode(commands_, op_);
+        return monitorSettings_.Set(words[0], words.sliced(1), op_);
+    }
+
+    /// What is so: the monitor's settings, what it carried out last, whether anything was sent, the carries.
+    std::vector<std::string> Facts(std::size_t sentBefore) {
+        std::vector<std::string> facts{"carries " + Carries({})};
+        if (tcpA_.sent.size() == sentBefore) facts.emplace_back("nothing sent");
+        if (listener_ == nullptr) return facts;
+        std::ranges::copy(MonitorSettingLines(listener_->Settings()), std::back_inserter(facts));
+        if (!listener_->CarriedOut().empty())
+            facts.emplace_back(SequenceOf(listener_->CarriedOut().back()).name);
+        return facts;
+    }
+
+    /// The carries of Device A to C, each set to `value` first where there is one.
+    std::string Carries(const QString& value) {
+        std::string text;
+        for (const QString& section : {u"1"_s, u"2"_s, u"3"_s}) {
+            for (const char* key :
+                 {"Roll1A", "Roll1P", "Roll2A", "Roll2P", "Roll3", "Roll4", "Roll5", "Roll6", "Roll7"}) {
+                if (!value.isEmpty()) Set(key, value.toLatin1().constData(), section);
+                text += KeptByKey(settings_, QLatin1StringView(key), u"-"_s, section).toStdString();
+            }
+        }
+        return text;
+    }
+
+    Measurement measurement_{slots_, settings_, errorLog_, clock_};
 };
 
 /// A block laid out by hand: nearly every byte is another one, so that mix-ups show.
@@ -62,17 +131,10 @@ QByteArray PaperBlock() {
 
 TEST_F(MonitorSettingsTest, ShowsEveryByteUnderItsLabel) {
     EXPECT_EQ(ReadAnswered(PaperBlock()), "");
-    EXPECT_EQ(op_.Messages(),
-              std::vector<std::string>{"Device A Settings.\nCT1 Type: 102\nCT1 Range: 103\nCT2 Type: 104\n"
-                                       "CT2 Range: 105\nPT Type: 106\nPT Range: 107\n"
-                                       "Packet Send Frequency: 108\nData Logger Storage Interval: 109\n"
-                                       "Firmware version: 1.020\nUnit ID:  112\n"
-                                       "Unit serial number:  29042\nAux Constant:  115\n"
-                                       "Aux Options:    Pulse Counting\nAux Trim 1  5\nAux Trim 2  -1\n"
-                                       "Aux Trim 3  7\nAux Trim 4  -7\nAux Trim 5  1\nAux Trim 6  0\n"
-                                       "K1H Constant:  120\nK1L Constant:  121\nK2H Constant:  122\n"
-                                       "K2L Constant:  123\nKV0 Constant:  124\nOption:  5\nAux Ver: 130\n"
-                                       "Packet Trigger Threshold:   33668 Watts"});
+    std::string expected;
+    for (const CaseLine& line : CasesOf("ShowsEveryByteUnderItsLabel"))
+        expected += (expected.empty() ? "" : "\n") + line.text.toStdString();
+    EXPECT_EQ(op_.Messages(), std::vector<std::string>{expected});
 }
 
 TEST_F(MonitorSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
@@ -118,80 +180,17 @@ TEST_F(MonitorSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
     EXPECT_TRUE(reading.isReady());
 }
 
-TEST_F(MonitorSettingsTest, RefusesInputsBeforeAnythingIsSent) {
-    const char* const trimText = "The value for AUX 3 is not a numerical value. Correct and try again.";
-    const char* const trimMost =
-        "More than seven CTs on one AUX channel is not allowed. Correct and try again";
-    const char* const noByte = "Value is greater than one byte or not numeric";
-    const struct {
-        const char* words;
-        const char* refusal;
-    } cases[] = {
-        {"ct1 x 4", "Invalid CT type value."},
-        {"ct1 256 4", "Invalid CT type value."},
-        {"ct1 17 1", "Invalid CT Range value."},
-        {"ct2 17 8", "Invalid CT Range value."},
-        {"pt x 1", "Invalid PT type value."},
-        {"pt 1 x", "Invalid PT Range value."},
-        {"iv2 256", noByte},
-        {"iv2 x", noByte},
-        {"iv3 x", "Value is not numeric"},
-        {"aux 0", "Improper constant value must be 1 - 255"},
-        {"aux 256", "Improper constant value must be 1 - 255"},
-        {"trim3 x", trimText},
-        {"trim3 1.5", trimText},
-        {"trim3 8", trimMost},
-        {"trim3 -8", trimMost},
-        {"trim3 0", "Zero value is not allowed. If no Nanocoils are connected, use the value of 1."},
-        {"interval 0", "Must be a numeric value between 1 and 255 (minutes)"},
-        {"interval 256", "Must be a numeric value between 1 and 255 (minutes)"},
-        {"ct1 17", "Usage: ct1 TYPE RANGE"},
-    };
-    for (const auto& c : cases) {
-        const QStringList words = QString::fromLatin1(c.words).split(u' ');
-        EXPECT_EQ(Run(monitorSettings_.Set(words.first(), words.sliced(1), op_)), c.refusal) << c.words;
-    }
-    EXPECT_TRUE(tcpA_.sent.empty());
-}
-
-TEST_F(MonitorSettingsTest, EverySetterReachesItsFieldOfTheMonitor) {
-    const struct {
-        const char* name;
-        QStringList inputs;
-        MonitorSetting setting;
-        int raw;
-    } cases[] = {
-        {"ct1", {u"17"_s, u"2"_s}, MonitorSetting::Ct1Range, 2},
-        {"ct2", {u"255"_s, u"7"_s}, MonitorSetting::Ct2Type, 255},
-        {"pt", {u"5"_s, u"6"_s}, MonitorSetting::PtRange, 6},
-        {"iv2", {u"255"_s}, MonitorSetting::SendFrequency, 255},
-        {"iv3", {u"300"_s}, MonitorSetting::TriggerThreshold, 300},
-        {"aux", {u"180"_s}, MonitorSetting::AuxConstant, 180},
-        {"trim1", {u"7"_s}, MonitorSetting::AuxTrim1, 7},
-        {"trim2", {u"-1"_s}, MonitorSetting::AuxTrim2, 9},
-        {"trim3", {u"3"_s}, MonitorSetting::AuxTrim3, 3},
-        {"trim4", {u"-7"_s}, MonitorSetting::AuxTrim4, 15},
-        {"trim5", {u"2"_s}, MonitorSetting::AuxTrim5, 2},
-        {"options", {u"4"_s}, MonitorSetting::Option, 4},
-        {"interval", {u"30"_s}, MonitorSetting::StorageInterval, 30},
-        {"ng1", {}, MonitorSetting::AuxTrim1, 7},
-    };
-    const CommandListener& monitor = Join(tcpA_);
-    for (const auto& c : cases) {
-        EXPECT_EQ(SetThere(c.name, c.inputs), "") << c.name;
-        EXPECT_EQ(monitor.Settings().Raw(c.setting), c.raw) << c.name;
-    }
-    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::Ct1Type), 17);
-    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::PtType), 5);
-    EXPECT_EQ(monitor.LostBytes(), 0);
+TEST_F(MonitorSettingsTest, SettersRefuseWhatIsWrongAndReachTheirFields) {
+    Play("SettersRefuseWhatIsWrongAndReachTheirFields");
+    EXPECT_EQ(listener_->LostBytes(), 0);
     EXPECT_TRUE(IsFree(kStreamTcpA));
 }
 
 TEST_F(MonitorSettingsTest, CtTypeAndRangeThatReadBackOtherwiseMayHaveFailed) {
+    const std::string mayHaveFailed = "An error may have occured. Click Read Settings to verify the changes.";
     for (const MonitorFaults& faults : {MonitorFaults{.shortBlock = true}, MonitorFaults{.late = true}}) {
         Join(tcpA_, faults);
-        EXPECT_EQ(SetThere("ct1", {u"17"_s, u"5"_s}),
-                  "An error may have occured. Click Read Settings to verify the changes.");
+        EXPECT_EQ(SetThere("ct1", {u"17"_s, u"5"_s}), mayHaveFailed);
         EXPECT_EQ(op_.Messages().back(), "timeout error");
         clock_.AdvanceSeconds(6);
     }
@@ -201,47 +200,18 @@ TEST_F(MonitorSettingsTest, CtTypeAndRangeThatReadBackOtherwiseMayHaveFailed) {
         const bool asked = bytes.size() == 3 && bytes.front() == 'R' && bytes.back() == 'V';
         AnswerSoon(asked ? PaperBlock() : QByteArray(1, '\xFC'));
     });
-    EXPECT_EQ(SetThere("ct2", {u"17"_s, u"5"_s}),
-              "An error may have occured. Click Read Settings to verify the changes.");
-    EXPECT_EQ(SetThere("ct2", {u"104"_s, u"5"_s}),
-              "An error may have occured. Click Read Settings to verify the changes.");
+    EXPECT_EQ(SetThere("ct2", {u"17"_s, u"5"_s}), mayHaveFailed);
+    EXPECT_EQ(SetThere("ct2", {u"104"_s, u"5"_s}), mayHaveFailed);
 }
 
 TEST_F(MonitorSettingsTest, OffersASlowerPaceWhereSeveralDevicesAreInUse) {
-    const CommandListener& monitor = Join(tcpA_);
-    const std::string question =
-        "Warning!\r\nThe packet send frequency value for this VRQ monitor is too low for multi-device "
-        "operation.\r\nA send frequency of 15 seconds is suggested along with a trigger power value of "
-        "approximately 60W.\r\nWould you like to set these values?";
-    Set("DeviceQTY", "1");
-    ASSERT_EQ(SetThere("iv2", {u"3"_s}), "");
-    ASSERT_EQ(SetThere("iv3", {u"999"_s}), "");
-    EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
-    Set("DeviceQTY", "2");
-    op_.WillAnswer(question, Answer::No);
-    EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
-    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::SendFrequency), 3);
-    op_.WillAnswer(question, Answer::Yes);
-    EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
-    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::SendFrequency), 15);
-    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::TriggerThreshold), 60);
-    ASSERT_EQ(SetThere("iv2", {u"4"_s}), "");
-    EXPECT_EQ(Run(monitorSettings_.ReadSettings(op_)), "");
+    Play("OffersASlowerPaceWhereSeveralDevicesAreInUse");
 }
 
 TEST_F(MonitorSettingsTest, TheIdentityIsSetOnlyAfterTheInvertedQuestion) {
-    const CommandListener& monitor = Join(tcpA_);
-    const std::string question =
-        "This function is only for use with the VRQ-5806 two channel monitor only.\r\nDo not use this to "
-        "program a VRQ-5810 serial number.\r\nWould you like abort this operation?";
-    op_.WillAnswer(question, Answer::Yes);
-    EXPECT_EQ(SetThere("identity", {u"300"_s, u"7"_s}), "Aborting Operation");
-    EXPECT_TRUE(tcpA_.sent.empty());
+    Play("TheIdentityIsSetOnlyAfterTheInvertedQuestion");
     EXPECT_EQ(op_.Questions().back().safe, Answer::Yes);
-    op_.WillAnswer(question, Answer::No);
-    EXPECT_EQ(SetThere("identity", {u"300"_s, u"7"_s}), "");
-    EXPECT_EQ(op_.Messages(), std::vector<std::string>{"Done"});
-    EXPECT_EQ(monitor.Settings().SerialText(), "700300");
+    EXPECT_EQ(listener_->Settings().SerialText(), "700300");
     EXPECT_EQ(monitor_.Serial().number, 300);
 }
 
@@ -281,37 +251,30 @@ TEST_F(MonitorSettingsTest, KeepsWhatIsNewAndPutsItBack) {
     EXPECT_EQ(monitor.LostBytes(), 0);
 }
 
-TEST_F(MonitorSettingsTest, APuttingBackThatIsCutOffSaysWhatIsDoneAndWhatIsNot) {
+TEST_F(MonitorSettingsTest, APuttingBackThatIsCutOffOrNotTakenSaysWhatIsDoneAndWhatIsNot) {
     Join(tcpA_);
     ASSERT_EQ(Run(monitorSettings_.Read(op_)), "");
-    const QString when = history_.Of(u"301234"_s).front().when;
     ASSERT_EQ(SetThere("pt", {u"9"_s, u"8"_s}), "");
+    ASSERT_EQ(Run(monitorSettings_.Read(op_)), "");
+    const auto kept = history_.Of(u"301234"_s);
     ASSERT_EQ(SetThere("iv2", {u"30"_s}), "");
     ASSERT_EQ(SetThere("aux", {u"90"_s}), "");
     op_.WillAnswer("This sends: pt 184 3, iv2 8, aux 100", Answer::Yes);
     std::string error;
-    auto restoring = monitorSettings_.Restore(when, op_).then(
-        [&](const Outcome& outcome) { error = outcome.Error().toStdString(); });
+    const auto note = [&](const Outcome& outcome) { error = outcome.Error().toStdString(); };
+    auto restoring = monitorSettings_.Restore(kept.front().when, op_).then(note);
     for (int i = 0; i < 20'000 && tcpA_.sent.back().second != "IV2"; ++i)
         clock_.Advance(1);
     tcpA_.open = false;
     clock_.AdvanceSeconds(2);
     EXPECT_EQ(error,
               "Packet send frequency: Link 0 was lost after 3 of 4 pieces. Read the settings to see what the "
-              "monitor "
-              "took. Put back: pt 184 3. Not put back: iv2 8, aux 100.");
-}
+              "monitor took. Put back: pt 184 3. Not put back: iv2 8, aux 100.");
 
-TEST_F(MonitorSettingsTest, APuttingBackThatTheMonitorDidNotTakeSaysWhatDiffers) {
-    Join(tcpA_);
-    ASSERT_EQ(SetThere("pt", {u"9"_s, u"8"_s}), "");
-    ASSERT_EQ(Run(monitorSettings_.Read(op_)), "");
-    const QString when = history_.Of(u"301234"_s).front().when;
+    tcpA_.open = true;
     Join(tcpA_);
     op_.WillAnswer("This sends: pt 9 8", Answer::Yes);
-    std::string error = "it did not end";
-    auto restoring = monitorSettings_.Restore(when, op_).then(
-        [&](const Outcome& outcome) { error = outcome.Error().toStdString(); });
+    restoring = monitorSettings_.Restore(kept.back().when, op_).then(note);
     for (int i = 0; i < 20'000 && listener_->Settings().Raw(MonitorSetting::PtRange) != 8; ++i)
         clock_.Advance(1);
     clock_.Advance(500);
@@ -323,115 +286,25 @@ TEST_F(MonitorSettingsTest, APuttingBackThatTheMonitorDidNotTakeSaysWhatDiffers)
 }
 
 TEST_F(MonitorSettingsTest, ADeviceIsBoundToTheMonitorThatAnswers) {
-    const auto bind = [this](int slot) { return Run(BindDevice(slot, monitorSettings_, slots_, op_)); };
-    const auto find = [this](int slot) { return Run(FindDevice(slot, monitorSettings_, slots_, op_)); };
-    EXPECT_EQ(find(2), "Device \"B\" not found.");
-    EXPECT_EQ(op_.Messages().back(), "timeout error");
-    Join(tcpA_);
-    op_.WillAnswer("Device \"B\" Serial Number: 301234 Would you like to Save it?", Answer::No);
-    EXPECT_EQ(find(2), "");
-    EXPECT_EQ(slots_.Bound(2), u""_s);
-    op_.WillAnswer("Device \"E\" Serial Number: 301234 Would you like to Save it?", Answer::Yes);
-    EXPECT_EQ(find(5), "");
-    // Only A, B and C give way.
-    op_.WillAnswer("Would you like to \"Bind\" serial number 301234 to \"Device A\"", Answer::Yes);
-    EXPECT_EQ(bind(1), "");
-    const std::string transfer =
-        "Device serial number 301234 has already been assigned to Device A. Do you want to transfer the "
-        "serial "
-        "number to Device C ?";
-    op_.WillAnswer(transfer, Answer::No);
-    EXPECT_NE(bind(3), "");
-    op_.WillAnswer(transfer, Answer::Yes);
-    EXPECT_EQ(bind(3), "");
+    Play("ADeviceIsBoundToTheMonitorThatAnswers");
     EXPECT_EQ(Rows(path_, "SELECT id, deviceaddress FROM applicationinfo ORDER BY id"),
               (std::vector<std::string>{"1|", "3|301234", "5|301234"}));
     EXPECT_EQ(slots_.Bound(1), u""_s);
+    EXPECT_EQ(slots_.Bound(2), u""_s);
     EXPECT_EQ(slots_.Bound(3), u"301234"_s);
-
-    op_.WillAnswer("Would you like abort", Answer::No);
-    ASSERT_EQ(SetThere("identity", {u"0"_s, u"3"_s}), "");
-    EXPECT_EQ(find(6), "Device \"F\" has no Serial Number.");
-    EXPECT_EQ(bind(6), "Device \"F\" has no Serial Number.");
 }
 
 TEST_F(MonitorSettingsTest, CarriesGoToZeroOnceTheMonitorWasToldOrNobodyAborted) {
-    Measurement measurement(slots_, settings_, errorLog_, clock_);
-    const char* const keys[] = {"Roll1A", "Roll1P", "Roll2A", "Roll2P", "Roll3",
-                                "Roll4",  "Roll5",  "Roll6",  "Roll7"};
-    const auto carries = [&] {
-        std::string text;
-        for (const char* section : {"1", "2", "3"}) {
-            for (const char* key : keys)
-                text += KeptByKey(settings_, QLatin1StringView(key), u"-"_s, QLatin1StringView(section))
-                            .toStdString();
-        }
-        return text;
-    };
-    const auto count = [&] {
-        for (const char* section : {"1", "2", "3"}) {
-            for (const char* key : keys)
-                Set(key, "4", QLatin1StringView(section));
-        }
-    };
-    const std::string counted(27, '4');
-    const std::string zeroed = std::string(18, '0') + std::string(9, '4');
-    Set("DeviceQTY", "2");
-    count();
-    const auto reset = [&] { return Run(ResetAccumulatedValues(commands_, slots_, measurement, op_)); };
-    const std::string warning =
-        "WARNING! This action will reset all accumulated values of the selected devices. Do you wish to "
-        "continue?";
-    op_.WillAnswer(warning, Answer::No);
-    EXPECT_EQ(reset(), "Reset aborted!");
-    EXPECT_TRUE(tcpA_.sent.empty());
-    tcpA_.open = false;
-    op_.WillAnswer(warning, Answer::Yes);
-    EXPECT_NE(reset(), "");
-    EXPECT_EQ(carries(), counted) << "the monitor was not told";
-    tcpA_.open = true;
-    Join(tcpA_);
-    op_.WillAnswer(warning, Answer::Yes);
-    EXPECT_EQ(reset(), "");
-    EXPECT_EQ(carries(), zeroed);
-    EXPECT_EQ(measurement.Readings(2).channels[1].polarized.carry, 0);
-    EXPECT_EQ(measurement.Readings(3).channels[6].absolute.carry, 4);
+    Play("CarriesGoToZeroOnceTheMonitorWasToldOrNobodyAborted");
+    EXPECT_EQ(measurement_.Readings(2).channels[1].polarized.carry, 0);
+    EXPECT_EQ(measurement_.Readings(3).channels[6].absolute.carry, 4);
     EXPECT_EQ(monitor_.Raw(Field::Ch1Absolute), 0U);
-
-    count();
-    const auto zero = [&] { return Run(ZeroCarryCounters(slots_, measurement, op_)); };
-    const std::string caution =
-        "This will zero the Corvane software's \"carry\" counters and \r\nmay cause an erroneous record when "
-        "viewed "
-        "with the dashboard.\r\nPursuing this action is not recommended.\r\nWould you like to abort this "
-        "function?";
-    op_.WillAnswer(caution, Answer::Yes);
-    EXPECT_EQ(zero(), "Aborted");
-    EXPECT_EQ(carries(), counted);
-    op_.WillAnswer(caution, Answer::No);
-    EXPECT_EQ(zero(), "");
-    EXPECT_EQ(carries(), zeroed);
     EXPECT_EQ(op_.Questions().back().title, u"CAUTION"_s);
     EXPECT_EQ(op_.Questions().back().safe, Answer::Yes);
 }
 
 TEST_F(MonitorSettingsTest, WhatCannotBeUndoneAsksFirst) {
-    const CommandListener& monitor = Join(tcpA_);
-    const std::string thru =
-        "Once this command has been executed, the power to the VRQ-5810 will need to be manualy cycled to "
-        "return to "
-        "normal operation. Do you want to continue? ";
-    for (const Answer answer : {Answer::No, Answer::Yes}) {
-        const bool agreed = answer == Answer::Yes;
-        op_.WillAnswer("data logger", answer);
-        EXPECT_EQ(Run(EraseDataLogger(commands_, op_)).empty(), agreed);
-        op_.WillAnswer("writes 200 into byte 24", answer);
-        EXPECT_EQ(Run(WriteMonitorMemory(commands_, 24, 200, op_)).empty(), agreed);
-        op_.WillAnswer(thru, answer);
-        EXPECT_EQ(Run(EnterPassThroughMode(commands_, op_)).empty(), agreed);
-        clock_.AdvanceSeconds(1);
-        EXPECT_EQ(monitor.CarriedOut().size(), agreed ? 3U : 0U);
-    }
+    Play("WhatCannotBeUndoneAsksFirst");
 }
 
 }  // namespace
