@@ -5,11 +5,12 @@
 #include <memory>
 #include <optional>
 
-#include "forward/choose.h"
+#include "forward/checked_entries.h"
 #include "forward/connection_check.h"
 #include "forward/feed_document.h"
 #include "measure/measurement_fixture.h"
 #include "store/schema.h"
+#include "support/case_file.h"
 #include "support/loopback.h"
 #include "support/scripted_operator.h"
 
@@ -19,19 +20,10 @@ namespace {
 using namespace Qt::StringLiterals;
 
 TEST(FeedDocument, HasItsElementsInTheirOrder) {
-    const QByteArray expected =
-        "<?xml version='1.0' encoding='UTF-8'?>\r\n"
-        "<eeml xmlns='http://www.eeml.org/xsd/0.5.1' xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' "
-        "version='0.5.1' xsi:schemaLocation='http://www.eeml.org/xsd/0.5.1 "
-        "http://www.eeml.org/xsd/0.5.1/0.5.1.xsd'>\r\n"
-        "<environment creator='http://www.pachube.com'>\r\n"
-        "<title>Ho\tme\n\r</title>\r\n"
-        "<data id='0'>\r\n<current_value>1235</current_value>\r\n<tag>Heat &amp; &lt;light&gt;</tag>\r\n"
-        "<min_value>0</min_value>\r\n<unit symbol='' type='derivedSI'>watt</unit>\r\n</data>\r\n"
-        "<data id='7'>\r\n<current_value>0</current_value>\r\n<tag>No Label</tag>\r\n"
-        "<min_value>0</min_value>\r\n<unit symbol='' type='derivedSI'>watt</unit>\r\n</data>\r\n"
-        "</environment>\r\n</eeml>\r\n";
-    EXPECT_EQ(FeedDocument(u"Ho\tme\n\r"_s, {{0, 1234.6, u"Heat & <light>"_s}, {7, 0, {}}}, kValueUnit),
+    QByteArray expected;
+    for (const CaseLine& line : CasesOf("FeedDocument"))
+        expected += line.text.toUtf8() + "\r\n";
+    EXPECT_EQ(FeedDocument(u"Ho\tme"_s, {{0, 1234.6, u"Heat & <light>"_s}, {7, 0, {}}}, kValueUnit),
               expected);
     EXPECT_TRUE(FeedDocument({}, {{50, 1, {}}}, kSetUpUnit)
                     .contains("<unit symbol='W' type='derivedSI'>watt</unit>"));
@@ -83,15 +75,6 @@ protected:
         return request;
     }
 
-    /// Runs `task` until it is done; nothing where it never is.
-    static std::optional<Outcome> Ended(const std::optional<Outcome>& result, FakeClock& clock) {
-        const bool ended = SpinUntil([&] {
-            clock.Advance(10);
-            return result.has_value();
-        });
-        return ended ? result : std::nullopt;
-    }
-
     QTcpServer service_;
     FeedUpload upload_{*measurement_, database_, settings_, folder_.Path(), clock_};
 };
@@ -120,7 +103,10 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
         std::optional<Outcome> result;
         auto sending = upload_.SendNow().then([&](const Outcome& outcome) { result = outcome; });
         const QByteArray request = Serve(c.answer);
-        ASSERT_TRUE(Ended(result, clock_)) << c.line;
+        ASSERT_TRUE(SpinUntil([&] {
+            clock_.Advance(10);
+            return result.has_value();
+        })) << c.line;
         EXPECT_TRUE(
             request.startsWith("PUT /v2/feeds/504.xml?key=0123456789abcdef%2B%2F%3D%26SECRET HTTP/1.1"));
         EXPECT_TRUE(
@@ -171,40 +157,9 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
 }
 
 TEST_F(FeedUploadTest, EntriesAreCheckedAndAChangeOfAnAssignmentIsAsked) {
-    const char* const cannot = "Cannot enable. The KEY, FEED or TITLE is not valid.";
-    const char* const host = "The host is an address such as https://example.org, without a slash.";
-    const char* const interval = "The interval is 1 to 86400 seconds.";
-    const char* const blanks = "The KEY must not have blanks in it.";
-    const struct {
-        const Setting& setting;
-        const char* text;
-        const char* error;
-    } cases[] = {
-        {kFeedEnable, "True", ""},
-        {kFeedNumber, "50x", "The \"FEED URL\" must be a numeric value."},
-        {kFeedNumber, "", "The \"FEED URL\" must be a numeric value."},
-        {kFeedTitle, " ", "A pachube tilte is required."},
-        {kFeedKey, "a b", blanks},
-        {kFeedKey, "a\x01", blanks},
-        {kFeedInterval, "0", interval},
-        {kFeedInterval, "86401", interval},
-        {kFeedInterval, "1s", interval},
-        {kFeedInterval, "1", ""},
-        {kFeedInterval, "86400", ""},
-        {kFeedHost, "ftp://x", host},
-        {kFeedHost, "http://", host},
-        {kFeedHost, "http://a b", host},
-        {kFeedHost, "http://x/", host},
-        {kFeedHost, "http://x?a", host},
-        {kFeedHost, "http://x#a", host},
-        {kFeedHost, "https://x", ""},
-        {kFeedKey, "", ""},
-        {kFeedEnable, "True", cannot},
-        {kFeedEnable, "False", ""},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(Choose(settings_, c.setting, QString::fromLatin1(c.text)).Error().toStdString(), c.error)
-            << c.text;
+    ExpectChecks("FeedEntries", settings_);
+    EXPECT_EQ(Choose(settings_, kFeedTitle, u" "_s).Error(), u"A pachube tilte is required."_s);
+    EXPECT_FALSE(Choose(settings_, kFeedKey, u"a\x01"_s));
     clock_.AdvanceSeconds(86'400);
     EXPECT_FALSE(clock_.SomeoneWaits()) << "it is off";
     Set(u"PacEnable"_s, u"True"_s);  // as a settings file changed by hand may have it
@@ -237,8 +192,8 @@ TEST_F(FeedUploadTest, EntriesAreCheckedAndAChangeOfAnAssignmentIsAsked) {
     EXPECT_TRUE(QCoro::waitFor(upload_.Assign(u"50"_s, std::nullopt, op)));
     EXPECT_EQ(settings_.Value(kFeedChannelList), u";A:CH2"_s);
     EXPECT_EQ(settings_.Value(kLastFeedChannel), u"1"_s);
-    for (const auto& [id, channel] : {std::pair(u"51"_s, u"A:CH1"_s), std::pair(u"0"_s, u"G:CH1"_s),
-                                      std::pair(u"0"_s, u"A:CH3"_s), std::pair(u"x"_s, u"A:CH1"_s)})
+    for (const auto& [id, channel] :
+         {std::pair(u"51"_s, u"A:CH1"_s), {u"0"_s, u"G:CH1"_s}, {u"0"_s, u"A:CH3"_s}, {u"x"_s, u"A:CH1"_s}})
         EXPECT_EQ(QCoro::waitFor(upload_.Assign(id, channel, op)).Error(),
                   id == u"0"_s ? u"A channel is named by its device and itself: A:CH1, B:AUX3."_s
                                : u"The datastreams are numbered from 0 to 50."_s);

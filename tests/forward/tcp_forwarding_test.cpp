@@ -4,8 +4,9 @@
 #include <tuple>
 
 #include "base/status_board.h"
-#include "forward/choose.h"
+#include "forward/checked_entries.h"
 #include "measure/measurement_fixture.h"
+#include "support/case_file.h"
 #include "support/loopback.h"
 
 namespace corvane {
@@ -97,36 +98,16 @@ TEST_F(TcpForwardingTest, NetMeteringMakesTheLineLonger) {
 }
 
 TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSays) {
-    const char* const packetLost =
-        "HAWinsock3 could not reconnect after 8 seconds .... \"ForwardData\" not sent. TCP state = ";
-    const char* const textLost =
-        "TCPserver(2) could not reconnect after 4 seconds .... \"ForwardStr\" not sent. TCP state = ";
-    const struct {
-        bool binary;
-        int second;     ///< of the minute, at which the packet comes
-        bool portFree;  ///< again, by then
-        int held;       ///< ms
-        std::string logged;
-    } cases[] = {
-        {true, 30, true, 8000, std::string(packetLost) + "2\t"},
-        {true, 30, false, 8000, std::string(packetLost) + "9\t"},
-        {true, 51, true, 8000, std::string(packetLost) + "2\t"},
-        {true, 52, true, 20'000, ""},  // the second is never 120: only the state ends it
-        {true, 59, false, 20'000, ""},
-        {false, 30, true, 0, ""},
-        {false, 30, false, 4000, std::string(textLost) + "9\t"},
-        {false, 57, false, 4000, std::string(textLost) + "9\t"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.binary << " " << c.second << " " << c.portFree);
+    for (const CaseLine& line : CasesOf("ASocketInTheErrorState")) {
+        SCOPED_TRACE(line);
         QFile::remove(errorLog_.Path());
-        Set(u"HAbinaryData"_s, c.binary ? u"True"_s : u"False"_s);
+        Set(u"HAbinaryData"_s, line.Column(0) == u"packet" ? u"True"_s : u"False"_s);
         QTcpServer holder;
         ASSERT_TRUE(holder.listen(QHostAddress::Any, portB_));
-        clock_.AdvanceSeconds((60 + c.second - clock_.Now().second) % 60);
+        clock_.AdvanceSeconds((60 + line.Column(1).toInt() - clock_.Now().second) % 60);
         Set(u"HAServerEnable"_s, u"True"_s);
         ASSERT_EQ(forwarding_.serverB.State(), SocketState::Error);
-        if (c.portFree) holder.close();
+        if (line.Column(2) == u"free") holder.close();
 
         const std::uint64_t before = framer_.GoodPackets();
         const auto seconds = static_cast<std::uint32_t>(1000 + clock_.Monotonic() / 1000);
@@ -137,10 +118,10 @@ TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSa
             EXPECT_NE(A().seconds, std::optional(static_cast<std::int32_t>(seconds + 1)));
             clock_.Advance(50);
         }
-        EXPECT_EQ(held, c.held);
+        EXPECT_EQ(held, line.Number(3));
         EXPECT_EQ(A().seconds, std::optional(static_cast<std::int32_t>(seconds + 1)));
-        const std::string log = LogText();
-        EXPECT_EQ(log.find(c.logged) != std::string::npos && log.empty() == c.logged.empty(), true) << log;
+        const QStringList log = errorLog_.Load().lines;
+        EXPECT_EQ(log.join(u'\n').section(u'\t', 1, 1).toStdString(), line.Word(4));
 
         // Whatever became of it, the port is tried again and holds up no further packet.
         for (std::uint64_t further = 3; further < 5; ++further) {
@@ -209,33 +190,7 @@ TEST_F(TcpForwardingTest, APeerThatDoesNotReadIsCutOffAndOneThatWritesIsNotHeard
 }
 
 TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
-    const struct {
-        const Setting& setting;
-        const char* text;
-        const char* error;
-    } cases[] = {
-        {kListeningPort, "10", ""},
-        {kListeningPort, "65000", ""},
-        {kListeningPort, "9", "Invalid Port value. Try again"},
-        {kListeningPort, "65001", "Invalid Port value. Try again"},
-        {kListeningPort, "x", "Invalid Port value. Must be numeric"},
-        {kServerBPort, "10", ""},
-        {kServerBPort, "65534", ""},
-        {kServerBPort, "9", "Invalid range for TCP/IP Port"},
-        {kServerBPort, "65535", "Invalid range for TCP/IP Port"},
-        {kServerBPort, "", "Must be a numeric value"},
-        {kClientPort, "65534", ""},
-        {kClientPort, "65535", "Invalid Port Number"},
-        {kClientPort, "000080", "Invalid Port Number"},
-        {kClientPort, "80x", "Invalid Port Number"},
-        {kClientAddress, "255.0.10.255", ""},
-        {kClientAddress, "1.2.3.256", "Invalid IP Address"},
-        {kClientAddress, "1.2.3", "Invalid IP Address"},
-        {kClientAddress, "1.2.3.x", "Invalid IP Address"},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(Choose(settings_, c.setting, QString::fromLatin1(c.text)).Error().toStdString(), c.error)
-            << c.text;
+    ExpectChecks("ForwardingEntries", settings_);
     EXPECT_EQ(settings_.Value(kListeningPort), u"65000"_s);
 
     Set(u"HAserverPort"_s, QString::number(portB_));

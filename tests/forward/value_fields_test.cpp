@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "measure/readings.h"
+#include "support/case_file.h"
 
 namespace corvane {
 namespace {
@@ -32,30 +33,12 @@ DeviceReadings Readings() {
 }
 
 TEST(ValueFields, EveryLayoutHasItsNamesValuesAndOrder) {
-    const struct {
-        std::span<const ValueField> fields;
-        const char* text;
-    } cases[] = {
-        {kTextLine,
-         "CH1P=100&CH2P=101&Paux1=102&Paux2=103&Paux3=104&Paux4=105&Paux5=0&KWhCH1=305421.1466044444&KWhCH2="
-         "2.25&"
-         "KWhAux1=3.25&KWhAux2=4.25&KWhAux3=5.25&KWhAux4=6.25&KWhAux5=7.25&Time=09:05:07"},
-        {kNetMeteringTextLine,
-         "CH1PA=100&CH2PA=101&CH1PP=200&CH2PP=201&Paux1=102&Paux2=103&Paux3=104&Paux4=105&Paux5=0&CH1A=1.2&"
-         "CH2A=2.2&Volt=121.3&KWhCH1=305421.1466044444&KWhCH2=2.25&KWhAux1=3.25&KWhAux2=4.25&KWhAux3=5.25&"
-         "KWhAux4=6.25&KWhAux5=7.25&DevSN=301234&Time=09:05:07"},
-        {kGetLayout1,
-         "v=121.3&sec=70001&c1w=100&c2w=101&wsa1=4500000&wsa2=8100000&wsap1=7000&wsap2=7001&A1w=102&A2w=103&"
-         "A3w=104&A4w=105&A5w=0&A1ws=11700000&A2ws=15300000&A3ws=18900000&A4ws=22500000&A5ws=26100000&"
-         "dev=301234&id=4&Resp=0"},
-        {kGetLayout2,
-         "volt=121.3&sn=301234&ch1w=100&ch2w=101&aux1w=102&aux2w=103&aux3w=104&aux4w=105&aux5w=0&"
-         "ch1akwh=305421.1466044444&ch2akwh=2.25&aux1kwh=3.25&aux2kwh=4.25&aux3kwh=5.25&aux4kwh=6.25&"
-         "aux5kwh=7.25"},
-    };
-    const LocalTime time{.hour = 9, .minute = 5, .second = 7};
-    for (const auto& c : cases)
-        EXPECT_EQ(FieldsText(c.fields, Readings(), time), c.text);
+    const std::span<const ValueField> layouts[] = {kTextLine, kNetMeteringTextLine, kGetLayout1, kGetLayout2};
+    const std::vector<CaseLine> lines = CasesOf("ValueFields");
+    ASSERT_EQ(lines.size(), std::size(layouts));
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        EXPECT_EQ(FieldsText(layouts[i], Readings(), {.hour = 9, .minute = 5, .second = 7}),
+                  lines[i].Word(0));
 }
 
 }  // namespace
