@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "measure/measurement_fixture.h"
+#include "support/case_file.h"
 
 namespace corvane {
 namespace {
@@ -144,26 +145,15 @@ TEST_F(MeasurementTest, AReboundSlotKeepsNothingOfTheFormerMonitorButItsCarries)
 
 TEST_F(MeasurementTest, ADeviceIsStaleAfterFourMissedPacketsAndOffLineAfterTwoMinutes) {
     EXPECT_EQ(measurement_->PresenceOf(1), Presence::Never);
-    const struct {
-        std::uint32_t interval;  ///< between its last two packets
-        std::int64_t silence;    ///< ms
-        Presence presence;
-    } cases[] = {
-        {1, 14'999, Presence::Live},   {1, 15'000, Presence::Stale},     {3, 14'999, Presence::Live},
-        {4, 15'999, Presence::Live},   {4, 16'000, Presence::Stale},     {10, 39'000, Presence::Live},
-        {10, 40'000, Presence::Stale}, {10, 119'999, Presence::Stale},   {10, 120'000, Presence::OffLine},
-        {60, 119'999, Presence::Live}, {60, 120'000, Presence::OffLine}, {0, 14'999, Presence::Live},
-        {0, 15'000, Presence::Stale},
-    };
     std::uint32_t seconds = 1000;
-    for (const auto& c : cases) {
+    for (const CaseLine& line : CasesOf("Presence")) {
         Send({.seconds = ++seconds});
-        seconds += c.interval;
+        seconds += static_cast<std::uint32_t>(line.Number(0));
         Send({.seconds = seconds});
         clock_.Jump(-1000);  // whatever becomes of the wall clock
-        clock_.Advance(c.silence);
-        EXPECT_EQ(measurement_->PresenceOf(1), c.presence) << c.interval << " s, after " << c.silence;
-        EXPECT_EQ(measurement_->Online(1), c.presence != Presence::OffLine) << c.silence;
+        clock_.Advance(static_cast<std::int64_t>(line.Number(1)));
+        EXPECT_EQ(PresenceText(measurement_->PresenceOf(1)), line.Word(2)) << line;
+        EXPECT_EQ(measurement_->Online(1), line.Column(2) != u"off line") << line;
         EXPECT_EQ(measurement_->PresenceOf(2), Presence::Never);
     }
     EXPECT_FALSE(measurement_->Online(2));

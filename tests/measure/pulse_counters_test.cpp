@@ -2,10 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <tuple>
-
 #include "measure/measurement_fixture.h"
 #include "measure/virtual_texts.h"
+#include "support/case_file.h"
 #include "support/scripted_operator.h"
 #include "support/settings_by_key.h"
 
@@ -35,44 +34,24 @@ protected:
 };
 
 TEST_F(PulseCountersTest, EveryUnitHasItsWordsAndItsRate) {
-    const std::tuple<int, const char*, const char*, const char*, const char*> units[] = {
-        {0, "minute", "CuFt/Min", "Flow 3.00 CFM, 2.00 CuFt", "/flow_cfm.html"},
-        {0, "hour", "CuFt/Hr", "Flow 180.00 CFH, 2.00 CuFt", "/flow_cfh.html"},
-        {1, "minute", "CuMetre/Min", "Flow 3.00 m(3)/min, 2.00 m(3)", "/flow_cmm.html"},
-        {1, "hour", "CuMetre/Hr", "Flow 180.00 m(3)/hr, 2.00 m(3)", "/flow_cmh.html"},
-        {2, "minute", "GPM", "Flow 3.00 GPM, 2.00 Gals", "/flow_gpm.html"},
-        {2, "HOUR", "GPH", "Flow 180.00 GPH, 2.00 Gals", "/flow_gph.html"},
-        {3, "minute", "LPM", "Flow 3.00 LPM, 2.00 Litres", "/flow_lpm.html"},
-        {3, "hour", "LPH", "Flow 180.00 LPH, 2.00 Litres", "/flow_lph.html"},
-    };
     std::uint32_t seconds = 1000;
-    for (const auto& [type, period, rate, text, page] : units) {
-        SwitchOn(u"aux2"_s, QString::number(type), QString::fromLatin1(period), u"0.1"_s);
+    for (const CaseLine& line : CasesOf("FlowUnits")) {
+        SwitchOn(u"aux2"_s, line.Column(0), line.Column(1), u"0.1"_s);
         Pulses(seconds += 10, 16);
         Pulses(seconds += 8, 20);  // 4 pulses in 8 seconds
-        EXPECT_EQ(FlowText(pulses_.Readings(1).value()).toStdString(), text);
-        EXPECT_STREQ(pulses_.Setup(1).Unit().page, page);
-        EXPECT_EQ(KeptByKey(settings_, u"FlowUnits"_s, {}, u"1"_s).toStdString(), rate);
+        EXPECT_EQ(FlowText(pulses_.Readings(1).value()).toStdString(), line.Word(3));
+        EXPECT_EQ(pulses_.Setup(1).Unit().page, line.Word(4));
+        EXPECT_EQ(KeptByKey(settings_, u"FlowUnits"_s, {}, u"1"_s), line.Column(2));
     }
 }
 
 TEST_F(PulseCountersTest, TheRateFollowsTheCounterAndStartsAnewWhereItFell) {
     SwitchOn(u"AUX2"_s, u"2"_s, u"minute"_s, u"0.5"_s);
     EXPECT_FALSE(pulses_.Readings(1).has_value());
-    const struct {
-        std::uint32_t seconds, count;
-        double rate, total;
-    } steps[] = {
-        {100, 1000, 0, 500},  {110, 1006, 18, 503},
-        {120, 1006, 0, 503},  {120, 1010, 0, 503},  // the same second: calculated with the next packet
-        {130, 1012, 18, 506}, {140, 4, 0, 2},
-        {150, 6, 6, 3},       {16'777'000, 9, 0.0000054, 4.5},
-        {5, 20, 0, 10},  // the monitor restarted
-    };
-    for (const auto& step : steps) {
-        Pulses(step.seconds, step.count);
-        EXPECT_NEAR(pulses_.Readings(1)->rate, step.rate, 1e-6) << step.seconds;
-        EXPECT_EQ(pulses_.Readings(1)->total, step.total) << step.seconds;
+    for (const CaseLine& line : CasesOf("FlowRate")) {
+        Pulses(static_cast<std::uint32_t>(line.Number(0)), static_cast<std::uint32_t>(line.Number(1)));
+        EXPECT_NEAR(pulses_.Readings(1)->rate, line.Number(2), 1e-6) << line;
+        EXPECT_EQ(pulses_.Readings(1)->total, line.Number(3)) << line;
     }
     Set(u"PulseSource"_s, u"AUX1"_s, u"1"_s);
     EXPECT_FALSE(pulses_.Readings(1).has_value()) << "of another input nothing is known";
