@@ -56,6 +56,11 @@ protected:
         return ended.value_or("it did not end");
     }
 
+    static void Arrive(WiredLink& link, const QByteArray& bytes) {
+        link.Send(
+            {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
+    }
+
     /// Whether nothing of the link is kept from the framer.
     [[nodiscard]] bool IsFree(int stream) const {
         return !framer_.PacketHold(stream) && !links_[static_cast<std::size_t>(stream)]->ReplyCapture();

@@ -145,20 +145,16 @@ TEST_F(MonitorCommandsTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEnd
 
 TEST_F(MonitorCommandsTest, OtherLinksGoOnWhileACommandRunsAndItsOwnStartsAfresh) {
     const QByteArray packet = PacketBytes(7);
-    const auto arrives = [](WiredLink& link, const QByteArray& bytes) {
-        link.Send(
-            {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
-    };
-    arrives(tcpA_, packet.first(30));
+    Arrive(tcpA_, packet.first(30));
     auto running = commands_.StopRealtime(op_);
     clock_.Advance(1700);
-    arrives(serialB_, packet.first(20));
-    arrives(tcpA_, packet.sliced(30) + packet);
-    arrives(serialB_, packet.sliced(20));
+    Arrive(serialB_, packet.first(20));
+    Arrive(tcpA_, packet.sliced(30) + packet);
+    Arrive(serialB_, packet.sliced(20));
     clock_.AdvanceSeconds(2);
     EXPECT_EQ(packets_.packets, (Packets{{kStreamSerialB, 7}}));
     // What was cut off by the command is not glued to what comes after it.
-    arrives(tcpA_, PacketBytes(9));
+    Arrive(tcpA_, PacketBytes(9));
     EXPECT_EQ(packets_.packets, (Packets{{kStreamSerialB, 7}, {kStreamTcpA, 9}}));
     EXPECT_EQ(framer_.BadPackets(), 0U);
     EXPECT_EQ(board_.Lines().front(), u"     Command byte 252"_s);

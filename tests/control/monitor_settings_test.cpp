@@ -24,9 +24,7 @@ protected:
         auto reading = monitorSettings_.ReadSettings(op_).then(
             [&](const Outcome& outcome) { ended = outcome.Error().toStdString(); });
         clock_.Advance(1600 + 840);
-        const QByteArrayView rest(reply);
-        tcpA_.Send(
-            {reinterpret_cast<const std::uint8_t*>(rest.data()), static_cast<std::size_t>(rest.size())});
+        Arrive(tcpA_, reply);
         for (int i = 0; i < 500 && !ended.has_value(); ++i)
             clock_.Advance(10);
         return ended.value_or("it did not end");
@@ -35,8 +33,7 @@ protected:
     QCoro::Task<> AnswerSoon(QByteArray bytes) {
         const bool goesOn = co_await clock_.DLY(5);
         if (!goesOn) co_return;
-        tcpA_.Send(
-            {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
+        Arrive(tcpA_, bytes);
     }
 
     /// Runs a setter, and gives the monitor a second to carry it out.
@@ -175,7 +172,7 @@ TEST_F(MonitorSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
     clock_.Advance(500);
     tcpA_.Send(PacketOf({}));
     clock_.Advance(1940);
-    tcpA_.Send({reinterpret_cast<const std::uint8_t*>(block.data()), 34});
+    Arrive(tcpA_, block);
     clock_.Advance(20);
     EXPECT_TRUE(reading.isReady());
 }

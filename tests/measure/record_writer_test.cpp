@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "measure/measurement_fixture.h"
@@ -18,11 +17,6 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-using Tables = std::vector<std::string>;
-const Tables kMinute = {"monitordata_minute"};
-const Tables kHourly = {"monitordata_hourly"};
-const Tables kBoth = {"monitordata_minute", "monitordata_hourly"};
-
 /// Statements gather in the queue until they are written; the clock starts at 2026-03-02 10:20:30.
 class RecordWriterTest : public MeasurementFixture {
 protected:
@@ -33,15 +27,13 @@ protected:
     }
 
     /// The tables that the statements queued since this was last asked go to, in their order.
-    Tables TakeTables() {
-        Tables tables;
+    std::string TakeTables() {
+        QStringList tables;
         for (; taken_ < writer_.Pointer(); ++taken_) {
-            const std::string& statement = writer_.Buffer().Slot(taken_ + 1);
-            const std::string start = "insert into ";
-            EXPECT_TRUE(statement.starts_with(start)) << statement;
-            tables.push_back(statement.substr(start.size(), statement.find('(') - start.size()));
+            const QString statement = QString::fromStdString(writer_.Buffer().Slot(taken_ + 1));
+            tables.append(statement.section(u'(', 0, 0).replace(u"insert into "_s, u""_s));
         }
-        return tables;
+        return tables.join(u", "_s).toStdString();
     }
 
     DbWriter writer_{database_, settings_, errorLog_, clock_};
@@ -52,24 +44,11 @@ protected:
 };
 
 TEST_F(RecordWriterTest, RecordsAreDueInAnotherMinuteOfTheHourAndAfterMoreThanAnHour) {
-    const MonitorState a;
-    const MonitorState b = {.serialNumber = 5678, .unitId = 4};
-    const std::tuple<std::int64_t, MonitorState, Tables> steps[] = {
-        {0, a, kHourly},     // 10:20:30, within the minute of the start
-        {29, a, {}},         // 10:20:59
-        {1, a, kMinute},     // 10:21:00
-        {59, a, {}},         // 10:21:59
-        {126, a, kMinute},   // 10:24:05, two were missed
-        {3385, a, kMinute},  // 11:20:30, 60 minutes and no more
-        {0, b, kHourly},     // each slot has its own minute and hour
-        {1, a, kHourly},     // 11:20:31
-        {3600, a, {}},       // 12:20:31, the same minute of another hour
-        {36'000, a, kHourly}, {29, b, kBoth}, {0, a, kMinute},
-    };
-    for (const auto& [waited, state, tables] : steps) {
-        clock_.AdvanceSeconds(waited);
-        Send(state);
-        EXPECT_EQ(TakeTables(), tables) << DateTimeText(clock_.Now());
+    for (const CaseLine& line : CasesOf("RecordsDue")) {
+        clock_.AdvanceSeconds(static_cast<std::int64_t>(line.Number(0)));
+        Send(line.Column(1) == u"A" ? MonitorState{} : MonitorState{.serialNumber = 5678, .unitId = 4});
+        EXPECT_EQ(DateTimeText(clock_.Now()).substr(11), line.Word(2));
+        EXPECT_EQ(TakeTables(), line.Word(3)) << line;
     }
 }
 
@@ -93,15 +72,15 @@ TEST_F(RecordWriterTest, ADisabledDatabaseGetsNothing) {
     EXPECT_EQ(writer_.Pointer(), 0);
     settings_.Save(kDatabaseEnabled, true);
     Send({});
-    EXPECT_EQ(TakeTables(), kBoth);
+    EXPECT_EQ(TakeTables(), "monitordata_minute, monitordata_hourly");
 }
 
 TEST_F(RecordWriterTest, PowerAndEnergyRecordsAreWrittenWhereTheirTablesExist) {
-    const std::pair<const char*, Tables> steps[] = {
-        {"SELECT 1", kBoth},
-        {sql::kNewEnergyTable, {"monitordata_minute", "minute_energy"}},
-        {sql::kNewPowerTable, {"monitordata_minute", "minute_power", "minute_energy"}},
-        {"DROP TABLE minute_energy", {"monitordata_minute", "minute_power"}},
+    const std::pair<const char*, const char*> steps[] = {
+        {"SELECT 1", "monitordata_minute, monitordata_hourly"},
+        {sql::kNewEnergyTable, "monitordata_minute, minute_energy"},
+        {sql::kNewPowerTable, "monitordata_minute, minute_power, minute_energy"},
+        {"DROP TABLE minute_energy", "monitordata_minute, minute_power"},
     };
     for (const auto& [change, tables] : steps) {
         Execute(database_.databasePath(), change);
@@ -137,7 +116,7 @@ TEST_F(RecordWriterTest, StatementsAndRowsAreAsTheReadersOfTheDatabaseKnowThem) 
     writer_.WriteSQL("");  // what stays behind in the queue, instead of a record
     for (const CaseLine& line : CasesOf("RowsWritten"))
         EXPECT_EQ(Rows(database_.databasePath(), line.Word(0)),
-                  Tables{line.Column(1).replace(u", "_s, u"|"_s).toStdString()})
+                  std::vector<std::string>{line.Column(1).replace(u", "_s, u"|"_s).toStdString()})
             << line;
 }
 
