@@ -17,6 +17,9 @@ namespace corvane {
 inline void Require(bool condition, const QString& what) {
     if (!condition) throw std::runtime_error(what.toStdString());
 }
+inline void Require(bool condition, const char* what) {
+    Require(condition, QString::fromLatin1(what));
+}
 
 /// The real service on a folder, once its links listen.
 class Service : public Started {
@@ -48,17 +51,13 @@ inline std::string RowOfWhole(const QString& path, const std::string& sql) {
     return row;
 }
 
-/// The main of a program that is called as NAME ROUNDS [SEED].
-inline int RunRounds(int argc, char** argv, void (*run)(int rounds, unsigned seed)) {
+/// The main of a program that must be called with some arguments, of which `usage` tells.
+inline int RunWith(int argc, char** argv, const char* usage, void (*run)(const QStringList& words)) {
     const QCoreApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    const int rounds = arguments.value(1).toInt();
-    if (rounds <= 0) {
-        std::fprintf(stderr, "usage: %s ROUNDS [SEED]\n", qPrintable(arguments[0]));
-        return 64;
-    }
     try {
-        run(rounds, arguments.value(2, QStringLiteral("1")).toUInt());
+        Require(argc > 1,
+                QStringLiteral("usage: %1 %2").arg(QLatin1StringView(argv[0]), QLatin1StringView(usage)));
+        run(QCoreApplication::arguments());
     } catch (const std::runtime_error& fault) {
         std::fprintf(stderr, "%s\n", fault.what());
         return 1;

@@ -6,9 +6,9 @@
 #include <QFile>
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "app/program.h"
+#include "faults/fault.h"
 #include "support/fake_clock.h"
 #include "support/packets.h"
 #include "support/scripted_operator.h"
@@ -18,12 +18,6 @@ namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-void Require(bool condition, const char* what) {
-    if (condition) return;
-    std::fprintf(stderr, "%s\n", what);
-    std::exit(1);
-}
 
 /// Takes all the room that is left.
 void FillUp(const QString& path) {
@@ -54,10 +48,7 @@ void MaintenanceFails(Program& program) {
     const std::string before = Cell(program, count);
     ScriptedOperator op;
     const auto fails = [&](const char* name, QCoro::Task<Outcome> operation) {
-        std::string error;
-        QCoro::waitFor([](QCoro::Task<Outcome> awaited, std::string& text) -> QCoro::Task<> {
-            text = (co_await std::move(awaited)).Error().toStdString();
-        }(std::move(operation), error));
+        const std::string error = QCoro::waitFor(std::move(operation)).Error().toStdString();
         std::printf("%s: %s\n", name, error.c_str());
         Require(!error.empty(), "it found room on a full disk");
         Require(Cell(program, count) == before, "it changed something");
@@ -132,12 +123,5 @@ void Run(const QString& folder) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    const QCoreApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 2) {
-        std::fputs("usage: fault_full_disk FOLDER\n", stderr);
-        return 64;
-    }
-    corvane::Run(arguments[1]);
-    return 0;
+    return corvane::RunWith(argc, argv, "FOLDER", [](const QStringList& words) { corvane::Run(words[1]); });
 }

@@ -56,7 +56,9 @@ Left Inspect(const ServiceFolder& house) {
     return {std::stoll(rows), carries};
 }
 
-void Run(int rounds, unsigned seed) {
+void Run(const QStringList& words) {
+    const int rounds = words[1].toInt();
+    Require(rounds > 0, "no rounds");
     ServiceFolder house;
     for (int slot = 1; slot <= kMonitors; ++slot) {
         house.Preset(u"DevSerial"_s, u"30000%1"_s.arg(slot), QString::number(slot - 1));
@@ -67,7 +69,7 @@ void Run(int rounds, unsigned seed) {
         Require(first.ExitCode() == 0, u"the service does not end"_s);
     }
 
-    std::mt19937 random(seed);
+    std::mt19937 random(words.value(2, u"1"_s).toUInt());
     const QByteArray traffic = Traffic();
     Left before{0, 0};
     int midway = 0;
@@ -94,5 +96,5 @@ void Run(int rounds, unsigned seed) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    return corvane::RunRounds(argc, argv, corvane::Run);
+    return corvane::RunWith(argc, argv, "ROUNDS [SEED]", corvane::Run);
 }

@@ -96,8 +96,10 @@ private:
     std::mt19937 random_;
 };
 
-void Run(int rounds, unsigned seed) {
-    Rounds kills(seed);
+void Run(const QStringList& words) {
+    const int rounds = words[1].toInt();
+    Require(rounds > 0, "no rounds");
+    Rounds kills(words.value(2, u"1"_s).toUInt());
     kills.Run("condense", {u"db"_s, u"condense"_s, u"2025-12-31"_s, u"2026-01-02"_s}, rounds);
     kills.Run("repair, after a backup", {u"db"_s, u"repair"_s, u"minute"_s}, rounds);
 }
@@ -106,5 +108,5 @@ void Run(int rounds, unsigned seed) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    return corvane::RunRounds(argc, argv, corvane::Run);
+    return corvane::RunWith(argc, argv, "ROUNDS [SEED]", corvane::Run);
 }
