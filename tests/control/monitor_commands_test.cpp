@@ -39,7 +39,7 @@ protected:
 };
 
 TEST_F(MonitorCommandsTest, SaysEveryCommandOfTheTableToTheMillisecond) {
-    const std::vector<CaseLine> cases = CasesOf("SaysEveryCommandOfTheTableToTheMillisecond");
+    const std::vector<DataLine> cases = CasesOf("SaysEveryCommandOfTheTableToTheMillisecond");
     ASSERT_EQ(cases.size(), kSequences.size());
     for (std::size_t i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(cases[i]);

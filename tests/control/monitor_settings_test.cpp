@@ -45,7 +45,7 @@ protected:
 
     /// Does what the lines of `cases.txt` say.
     void Play(const char* name) {
-        for (const CaseLine& line : CasesOf(name)) {
+        for (const DataLine& line : CasesOf(name)) {
             SCOPED_TRACE(line);
             const QStringList words = line.Column(0).split(u' ');
             const std::string text = line.Column(1).replace(u" / "_s, u"\r\n"_s).toStdString();
@@ -129,7 +129,7 @@ QByteArray PaperBlock() {
 TEST_F(MonitorSettingsTest, ShowsEveryByteUnderItsLabel) {
     EXPECT_EQ(ReadAnswered(PaperBlock()), "");
     std::string expected;
-    for (const CaseLine& line : CasesOf("ShowsEveryByteUnderItsLabel"))
+    for (const DataLine& line : CasesOf("ShowsEveryByteUnderItsLabel"))
         expected += (expected.empty() ? "" : "\n") + line.text.toStdString();
     EXPECT_EQ(op_.Messages(), std::vector<std::string>{expected});
 }

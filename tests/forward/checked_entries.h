@@ -25,7 +25,7 @@ inline void ExpectChecks(const char* name, SettingsStore& store) {
                                        &kFeedHost,   &kFeedInterval,  &kListeningPort, &kServerBPort,
                                        &kClientPort, &kClientAddress, &kGetHost,       &kGetPath,
                                        &kGetLayout};
-    for (const CaseLine& line : CasesOf(name)) {
+    for (const DataLine& line : CasesOf(name)) {
         const Setting& setting = **std::ranges::find(settings, line.Word(0), &Setting::key);
         EXPECT_EQ(Choose(store, setting, line.Column(1)).Error().toStdString(), line.Word(2)) << line;
     }

@@ -21,7 +21,7 @@ using namespace Qt::StringLiterals;
 
 TEST(FeedDocument, HasItsElementsInTheirOrder) {
     QByteArray expected;
-    for (const CaseLine& line : CasesOf("FeedDocument"))
+    for (const DataLine& line : CasesOf("FeedDocument"))
         expected += line.text.toUtf8() + "\r\n";
     EXPECT_EQ(FeedDocument(u"Ho\tme"_s, {{0, 1234.6, u"Heat & <light>"_s}, {7, 0, {}}}, kValueUnit),
               expected);

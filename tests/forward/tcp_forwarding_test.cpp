@@ -98,7 +98,7 @@ TEST_F(TcpForwardingTest, NetMeteringMakesTheLineLonger) {
 }
 
 TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSays) {
-    for (const CaseLine& line : CasesOf("ASocketInTheErrorState")) {
+    for (const DataLine& line : CasesOf("ASocketInTheErrorState")) {
         SCOPED_TRACE(line);
         QFile::remove(errorLog_.Path());
         Set(u"HAbinaryData"_s, line.Column(0) == u"packet" ? u"True"_s : u"False"_s);

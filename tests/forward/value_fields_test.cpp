@@ -34,7 +34,7 @@ DeviceReadings Readings() {
 
 TEST(ValueFields, EveryLayoutHasItsNamesValuesAndOrder) {
     const std::span<const ValueField> layouts[] = {kTextLine, kNetMeteringTextLine, kGetLayout1, kGetLayout2};
-    const std::vector<CaseLine> lines = CasesOf("ValueFields");
+    const std::vector<DataLine> lines = CasesOf("ValueFields");
     ASSERT_EQ(lines.size(), std::size(layouts));
     for (std::size_t i = 0; i < lines.size(); ++i)
         EXPECT_EQ(FieldsText(layouts[i], Readings(), {.hour = 9, .minute = 5, .second = 7}),

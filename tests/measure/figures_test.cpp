@@ -13,7 +13,7 @@ namespace {
 
 TEST(JudgeCounter, TellsForwardWrapAndRestartApart) {
     const char* const steps[] = {"forward", "wrapped", "restarted"};
-    for (const CaseLine& line : CasesOf("JudgeCounter")) {
+    for (const DataLine& line : CasesOf("JudgeCounter")) {
         const CounterChange change =
             JudgeCounter(line.Number(1), line.Number(2), line.Number(3), line.Column(0) == u"5 bytes");
         EXPECT_STREQ(steps[static_cast<int>(change.step)], line.Word(4).c_str()) << line;
@@ -22,7 +22,7 @@ TEST(JudgeCounter, TellsForwardWrapAndRestartApart) {
 }
 
 TEST(Figures, AreRoundedAndLeftOutWhereThereIsNone) {
-    for (const CaseLine& line : CasesOf("Figures")) {
+    for (const DataLine& line : CasesOf("Figures")) {
         const double first = line.Number(1);
         const double second = line.Number(2);
         const std::pair<const char*, std::function<std::optional<double>()>> figures[] = {
@@ -41,7 +41,7 @@ TEST(Figures, AreRoundedAndLeftOutWhereThereIsNone) {
 }
 
 TEST(CtBurden, FollowsTheSecondaryCurrentsOfAllTransformers) {
-    for (const CaseLine& line : CasesOf("CtBurden")) {
+    for (const DataLine& line : CasesOf("CtBurden")) {
         const Burden burden = BurdenFor({.primaryAmps = line.Number(0),
                                          .turnsRatio = line.Number(1),
                                          .parallel = static_cast<int>(line.Number(2))},

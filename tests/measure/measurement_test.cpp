@@ -146,7 +146,7 @@ TEST_F(MeasurementTest, AReboundSlotKeepsNothingOfTheFormerMonitorButItsCarries)
 TEST_F(MeasurementTest, ADeviceIsStaleAfterFourMissedPacketsAndOffLineAfterTwoMinutes) {
     EXPECT_EQ(measurement_->PresenceOf(1), Presence::Never);
     std::uint32_t seconds = 1000;
-    for (const CaseLine& line : CasesOf("Presence")) {
+    for (const DataLine& line : CasesOf("Presence")) {
         Send({.seconds = ++seconds});
         seconds += static_cast<std::uint32_t>(line.Number(0));
         Send({.seconds = seconds});

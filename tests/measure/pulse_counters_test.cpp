@@ -35,7 +35,7 @@ protected:
 
 TEST_F(PulseCountersTest, EveryUnitHasItsWordsAndItsRate) {
     std::uint32_t seconds = 1000;
-    for (const CaseLine& line : CasesOf("FlowUnits")) {
+    for (const DataLine& line : CasesOf("FlowUnits")) {
         SwitchOn(u"aux2"_s, line.Column(0), line.Column(1), u"0.1"_s);
         Pulses(seconds += 10, 16);
         Pulses(seconds += 8, 20);  // 4 pulses in 8 seconds
@@ -48,7 +48,7 @@ TEST_F(PulseCountersTest, EveryUnitHasItsWordsAndItsRate) {
 TEST_F(PulseCountersTest, TheRateFollowsTheCounterAndStartsAnewWhereItFell) {
     SwitchOn(u"AUX2"_s, u"2"_s, u"minute"_s, u"0.5"_s);
     EXPECT_FALSE(pulses_.Readings(1).has_value());
-    for (const CaseLine& line : CasesOf("FlowRate")) {
+    for (const DataLine& line : CasesOf("FlowRate")) {
         Pulses(static_cast<std::uint32_t>(line.Number(0)), static_cast<std::uint32_t>(line.Number(1)));
         EXPECT_NEAR(pulses_.Readings(1)->rate, line.Number(2), 1e-6) << line;
         EXPECT_EQ(pulses_.Readings(1)->total, line.Number(3)) << line;

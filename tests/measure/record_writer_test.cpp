@@ -44,7 +44,7 @@ protected:
 };
 
 TEST_F(RecordWriterTest, RecordsAreDueInAnotherMinuteOfTheHourAndAfterMoreThanAnHour) {
-    for (const CaseLine& line : CasesOf("RecordsDue")) {
+    for (const DataLine& line : CasesOf("RecordsDue")) {
         clock_.AdvanceSeconds(static_cast<std::int64_t>(line.Number(0)));
         Send(line.Column(1) == u"A" ? MonitorState{} : MonitorState{.serialNumber = 5678, .unitId = 4});
         EXPECT_EQ(DateTimeText(clock_.Now()).substr(11), line.Word(2));
@@ -61,7 +61,7 @@ TEST_F(RecordWriterTest, ARowCountsAllWrapsAndHoldsNoPowerOfAnEarlierPacket) {
     Send({.ch1Absolute = 8000, .seconds = 108});
     ASSERT_EQ(A().channels[0].absolute.lastWatts, 1000);
     Send({.ch1Absolute = 8000, .seconds = 108});  // the same second again
-    for (const CaseLine& part : CasesOf("RowOfWraps"))
+    for (const DataLine& part : CasesOf("RowOfWraps"))
         EXPECT_THAT(sql::MinuteRow(A()), testing::HasSubstr(part.text.toStdString()));
 }
 
@@ -107,14 +107,14 @@ TEST_F(RecordWriterTest, StatementsAndRowsAreAsTheReadersOfTheDatabaseKnowThem) 
           .seconds = 136,
           .aux = {36'036, 72'072, 108, 144, 18'180}});
     // ch2Pkwh stands in that of the energy twice, with the same value, and ch1Pkwh not at all: on purpose.
-    const std::vector<CaseLine> statements = CasesOf("Statements");
+    const std::vector<DataLine> statements = CasesOf("Statements");
     EXPECT_EQ(sql::MinuteRow(A()), statements.at(0).text.toStdString());
     EXPECT_EQ(sql::PowerRow(A()), statements.at(1).text.toStdString());
     EXPECT_EQ(sql::EnergyRow(A()), statements.at(2).text.toStdString());
     EXPECT_EQ(sql::HourlyRow(A()), statements.at(3).text.toStdString());
     writer_.SetMaintenanceBusy(false);
     writer_.WriteSQL("");  // what stays behind in the queue, instead of a record
-    for (const CaseLine& line : CasesOf("RowsWritten"))
+    for (const DataLine& line : CasesOf("RowsWritten"))
         EXPECT_EQ(Rows(database_.databasePath(), line.Word(0)),
                   std::vector<std::string>{line.Column(1).replace(u", "_s, u"|"_s).toStdString()})
             << line;

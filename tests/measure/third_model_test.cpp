@@ -74,7 +74,7 @@ TEST_F(ThirdModelTest, ItsPacketsAmongOthersBecomeReadingsOfItsChannels) {
         QJsonDocument(device).toJson(QJsonDocument::Compact).toStdString(),
         R"({"elapsed":8,"lastPacket":"2026-03-02 10:20:30","model":"Made-up","online":true,"pulse":null,)"
         R"("seconds":78,"serial":"301234","slot":"A","stale":false,"volt":120.5})");
-    const std::vector<CaseLine> expected = CasesOf("ThirdModel");
+    const std::vector<DataLine> expected = CasesOf("ThirdModel");
     ASSERT_EQ(expected.size(), kChannels);
     for (std::size_t i = 0; i < kChannels; ++i) {
         const QJsonObject channel = channels[static_cast<qsizetype>(i)].toObject();

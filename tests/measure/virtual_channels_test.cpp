@@ -28,7 +28,7 @@ protected:
 
     static QStringList LinesOf(const char* name) {
         QStringList lines;
-        for (const CaseLine& line : CasesOf(name))
+        for (const DataLine& line : CasesOf(name))
             lines.append(line.text);
         return lines;
     }

@@ -7,18 +7,26 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
 namespace corvane {
 
-/// A line "LEFT == RIGHT". Lines that begin with "# " and empty ones are remarks, "== TITLE" begins a
-/// section.
+/// A line "LEFT == RIGHT", or columns that "|" parts; streamed, it tells its number and text. Lines that
+/// begin with "# " and empty ones are remarks, "== TITLE" begins a section.
 struct DataLine {
     QString left;
     QString right;
     bool expects;       ///< whether there is a " == " in it
     std::string place;  ///< its number and text, for whoever has to look for it
+    QString text;
+
+    [[nodiscard]] QString Column(qsizetype i) const { return text.split(u'|').value(i).trimmed(); }
+    [[nodiscard]] std::string Word(qsizetype i) const { return Column(i).toStdString(); }
+    [[nodiscard]] double Number(qsizetype i) const { return Column(i).toDouble(); }
+
+    friend std::ostream& operator<<(std::ostream& out, const DataLine& line) { return out << line.place; }
 };
 
 struct DataSection {
@@ -40,7 +48,8 @@ inline std::vector<DataSection> SectionsOf(const QString& path) {
             sections.back().lines.push_back({.left = line.section(QStringLiteral(" == "), 0, 0),
                                              .right = line.section(QStringLiteral(" == "), 1),
                                              .expects = line.contains(QStringLiteral(" == ")),
-                                             .place = std::to_string(number) + ": " + line.toStdString()});
+                                             .place = std::to_string(number) + ": " + line.toStdString(),
+                                             .text = line});
     }
     return sections;
 }
