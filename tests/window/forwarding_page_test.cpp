@@ -1,8 +1,6 @@
 #include <QCheckBox>
-#include <QComboBox>
 #include <QGroupBox>
 #include <QPlainTextEdit>
-#include <QTableWidget>
 
 #include <gtest/gtest.h>
 
@@ -76,68 +74,6 @@ protected:
     bool withDisplay_ = false;
 };
 
-TEST_F(ForwardingPageTest, WhatIsRefusedIsSaidAndTheOldValueComesBack) {
-    Open(kPage);
-    for (const auto& [entry, text, refusal] : std::vector<std::array<const char*, 3>>{
-             {"Listening Server port", "65001", "Invalid Port value. Try again"},
-             {"Listening Server port", "x", "Invalid Port value. Must be numeric"},
-             {"TCP Server B port", "65535", "Invalid range for TCP/IP Port"},
-             {"Remote address", "192.168.1.256", "Invalid IP Address"},
-             {"Remote port", "080800", "Invalid Port Number"},
-             {"Layout", "3", "The layout is 1 or 2."},
-             {"Seconds between uploads", "0", "The interval is 1 to 86400 seconds."},
-             {"Feed number", "one", "The \"FEED URL\" must be a numeric value."}}) {
-        SCOPED_TRACE(text);
-        const QString before = Find<QLineEdit>(kPage, QLatin1StringView(entry))->text();
-        Enter(kPage, QLatin1StringView(entry), QLatin1StringView(text));
-        Through({{refusal}});
-        EXPECT_EQ(Find<QLineEdit>(kPage, QLatin1StringView(entry))->text(), before);
-    }
-}
-
-TEST_F(ForwardingPageTest, AServerListensUntilItIsStoppedAlsoWhenTheProgramStartsAgain) {
-    Open(kPage);
-    QTcpServer holder;
-    ASSERT_TRUE(holder.listen(QHostAddress::Any));
-    const std::uint16_t port = FreePort();
-    const auto seen = [&] {
-        return QString::fromStdString(Of(u"Listening Server"_s))
-            .section(u"text "_s, 1)
-            .replace(QString::number(port), u"%1"_s)
-            .toStdString();
-    };
-    Enter(kPage, u"Listening Server port"_s, QString::number(holder.serverPort()));
-    Switch(u"Forward through this server"_s);
-    EXPECT_TRUE(seen().ends_with("fault Socket Error Wait 4 Minutes to Release Port")) << seen();
-    Enter(kPage, u"Listening Server port"_s, QString::number(port));
-    Click(kPage, u"Listening Server listen"_s);
-    EXPECT_EQ(seen(), "[%1] (Stop Listening) on Listening Listening");
-    FarEnd peer(port);
-    EXPECT_TRUE(SpinUntil([&] { return seen() == "[%1] (Stop Listening) on Connected Connected"; }))
-        << seen();
-    Restart();
-    EXPECT_EQ(seen(), "[%1] (Stop Listening) on Listening Listening");
-    Click(kPage, u"Listening Server stop"_s);
-    EXPECT_EQ(seen(), "[%1] (Listen) off Socket Closed Disconnected");
-    Restart();
-    EXPECT_EQ(seen(), "[%1] (Listen) off Socket Closed Disconnected") << "as it was left";
-}
-
-TEST_F(ForwardingPageTest, TheClientConnectsAndDisconnectsByItsButton) {
-    Open(kPage);
-    Click(kPage, u"Client connect"_s);
-    Through({{"Invalid IP Address"}});
-    QTcpServer remote;
-    ASSERT_TRUE(remote.listen(QHostAddress::LocalHost));
-    Enter(kPage, u"Remote address"_s, u"127.0.0.1"_s);
-    Enter(kPage, u"Remote port"_s, QString::number(remote.serverPort()));
-    for (const char* shown : {"(Disconnect) on Connected", "(Connect) off Socket Closed"}) {
-        Click(kPage, u"Client connect"_s);
-        EXPECT_TRUE(SpinUntil([&] { return Of(u"Client"_s).find(shown) != std::string::npos; }))
-            << Of(u"Client"_s);
-    }
-}
-
 TEST_F(ForwardingPageTest, TheRequestsOfTheGetUploadAreShownAndTheInternetIsLookedFor) {
     Open(kPage);
     QTcpServer web;
@@ -208,29 +144,6 @@ TEST_F(ForwardingPageTest, TheFeedIsSentOnceItCanBeAndItsKeyIsNeverShown) {
         for (const char* const shown : {"text", "plainText", "placeholderText", "toolTip", "accessibleName"})
             EXPECT_FALSE(widget->property(shown).toString().contains(key)) << shown;
     }
-}
-
-TEST_F(ForwardingPageTest, AnAssignmentIsChangedOnlyWhereThatIsMeant) {
-    Open(kPage);
-    auto* table = Find<QTableWidget>(kPage, u"Datastreams"_s);
-    auto* channel = Find<QComboBox>(kPage, u"Channel of the datastream"_s);
-    const auto assign = [&](const QString& text) {
-        table->setCurrentCell(2, 0);
-        channel->setCurrentText(text);
-        Click(kPage, u"Assign to the datastream chosen"_s);
-    };
-    assign(u"A:CH1"_s);
-    EXPECT_EQ(table->item(2, 0)->text(), u"A:CH1"_s);
-    EXPECT_EQ(table->rowCount(), static_cast<int>(kDatastreams));
-    for (const auto& [answer, stands] : {std::pair(No, u"A:CH1"_s), std::pair(Yes, u"B:AUX3"_s)}) {
-        assign(u"B:AUX3"_s);
-        Through({{"Are you sure you want to change this datastream assignment?", answer}});
-        EXPECT_TRUE(SpinUntil([&, &wanted = stands] { return table->item(2, 0)->text() == wanted; }));
-        EXPECT_EQ(program_->feedUpload.Channels()[2]->Text(), stands);
-    }
-    assign(u"None"_s);
-    Through({{"Are you sure", Yes}});
-    EXPECT_TRUE(SpinUntil([&] { return table->item(2, 0)->text().isEmpty(); }));
 }
 
 TEST_F(ForwardingPageTest, AnOutputThatIsOnTheListHasItsBox) {

@@ -1,5 +1,4 @@
 #include <QComboBox>
-#include <QLabel>
 #include <QPlainTextEdit>
 
 #include <gtest/gtest.h>
@@ -20,60 +19,6 @@ namespace {
 using namespace Qt::StringLiterals;
 
 const QString kPage = u"monitor"_s;
-
-TEST_F(WindowTest, AMonitorIsNotTouchedByWhatItCouldNotTakeOrNobodyAgreedTo) {
-    Open(kPage);
-    const struct {
-        QString entries[2];  ///< the names of those that are given `texts`
-        QString texts[2];
-        QString button;
-        std::vector<Step> steps;
-    } cases[] = {
-        {{u"Current transformer of CH1, type"_s, u"Current transformer of CH1, range"_s},
-         {u"4"_s, u"8"_s},
-         u"Set Current transformer of CH1"_s,
-         {{"Invalid CT Range value."}}},
-        {{u"Packet send frequency, seconds"_s},
-         {u"256"_s},
-         u"Set Packet send frequency"_s,
-         {{"Value is greater than one byte or not numeric"}}},
-        {{}, {}, u"Set Trim of AUX3"_s, {{"The value for AUX 3 is not a numerical value."}}},
-        {{}, {}, u"Read Settings"_s, {{"This port is not Open or Connected"}}},
-        {{}, {}, u"Put back the first..."_s, {{"This port is not Open or Connected"}}},
-        {{}, {}, u"Reset accumulated values..."_s, {{"reset all accumulated"}, {"Reset aborted!"}}},
-        {{}, {}, u"Zero carry counters..."_s, {{"abort this function?", Escape}, {"Aborted"}}},
-        {{}, {}, u"Pass-through..."_s, {{"manualy cycled"}, {"Pass-through mode was not entered."}}},
-        {{}, {}, u"Erase data logger..."_s, {{"erases all records"}, {"Nothing was erased."}}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.button.toStdString());
-        for (int i = 0; i < 2 && !c.entries[i].isEmpty(); ++i)
-            Find<QLineEdit>(kPage, c.entries[i])->setText(c.texts[i]);
-        Click(kPage, c.button);
-        Through(c.steps);
-    }
-}
-
-TEST_F(WindowTest, TheCommandTargetAndItsByteAreChosen) {
-    Preset(u"DeviceQTY"_s, u"3"_s);
-    Preset(u"BindDeviceB"_s, u"3"_s);
-    Open(kPage);
-    auto* target = Find<QComboBox>(kPage, u"Command target"_s);
-    auto* byte = Find<QComboBox>(kPage, u"Command byte of Device B"_s);
-    for (const int item : {2, 0})
-        Q_EMIT target->activated(item);
-    EXPECT_EQ(target->currentText(), u"Bind to Device B"_s) << "the first entry binds none";
-    EXPECT_EQ(program_->commands.TargetLinkText(), u"Serial Connection B"_s);
-    for (const auto press : {No, Yes}) {
-        byte->setCurrentIndex(2);
-        Q_EMIT byte->activated(2);
-        Through({{"Do you want to continue?", press}});
-        if (press == No) Through({{"No command byte was chosen; that of Device A is 0 now."}});
-        EXPECT_EQ(byte->currentText(), press == No ? u"252"_s : u"254"_s);
-    }
-    clock.AdvanceSeconds(1);
-    EXPECT_NE(Find<QLabel>(kPage, u"Device B on Serial Connection B, command byte 254"_s), nullptr);
-}
 
 TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
     Preset(u"DevSerial"_s, u"300007"_s, u"0"_s);
