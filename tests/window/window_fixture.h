@@ -91,7 +91,11 @@ protected:
     /// Answers the dialog that asks for a file.
     void EnterFile(const QString& path) {
         QFileDialog* dialog = nullptr;
-        ASSERT_TRUE(SpinUntil([&] { return (dialog = window_->findChild<QFileDialog*>()) != nullptr; }));
+        ASSERT_TRUE(SpinUntil([&] {
+            for (auto* each : window_->findChildren<QFileDialog*>())
+                if (each->isVisible()) dialog = each;  // one that was closed may still be there
+            return dialog != nullptr;
+        }));
         dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(path);
         static_cast<QDialog*>(dialog)->accept();
     }
