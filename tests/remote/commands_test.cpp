@@ -5,6 +5,7 @@
 
 #include "remote/command_fixture.h"
 #include "store/rows.h"
+#include "support/data_file.h"
 #include "support/packets.h"
 
 namespace corvane {
@@ -19,100 +20,12 @@ protected:
 
 TEST_F(Commands, DoWhatTheyTell) {
     Program& program = Start();
-    const struct {
-        const char* line;
-        const char* answers;  ///< "y" or "n" for each question
-        const char* told;     ///< or its end
-    } cases[] = {
-        {"no help", "", "no such command"},
-        {"readings", "", "No packet of a bound monitor has come yet."},
-        {"get VoltX2", "", "The setting VoltX2 is not set."},
-        {"set VoltX2 true", "", "VoltX2 = true"},
-        {"get VoltX2", "", "True"},
-        {"set VoltX2 7", "", "VoltX2 is True or False."},
-        {"database maybe", "", "The database is switched on or off."},
-        {"database OFF", "", "Database is Disabled"},
-        {"database On", "", "Database is Enabled"},
-        {"write-frequency 61", "", "Not within acceptable range of 3 to 60 seconds"},
-        {"write-frequency 10", "", "Records are written every 10 seconds at the most."},
-        {"create-power-tables", "", "are there; rows follow with each minute."},
-        {"create-power-tables", "", "error creating energy table\nNot both tables were made."},
-        {"create-minute-table", "", "The new \"Minute\" table has been created successfuly."},
-        {"create-minute-table", "", "The table already exists."},
-        {"set-serial g 1", "", "Select desired Unit."},
-        {"set-serial B 400123", "", "Device B answers to 400123."},
-        {"listen c", "", "There are TCP Server A and B."},
-        {"disconnect c", "", "There are TCP Server A and B."},
-        {"disconnect A", "", "TCP Server A: Disconnected"},
-        {"listen a", "", "TCP Server A: Listening"},
-        {"raw x", "", "There are the streams tcp-a, tcp-b, serial-a, serial-b and serial-c."},
-        {"raw TCP-A", "", "Nothing was kept; \"raw on\" begins."},
-        {"raw on", "", "Received bytes are kept for \"raw STREAM\"."},
-        {"raw off", "", "Received bytes are not kept."},
-        {"log x", "", "Usage: log show|delete"},
-        {"log show", "", "The error log is empty."},
-        {"db verify", "y", "The serial numbers of Device A to F have been compared."},
-        {"db restore", "", "There are no backups of this database."},
-        {"db backup", "", "The database has been backed up:  DIR/vrq1_bak1.db3"},
-        {"db restore x", "", "A backup is chosen by its number."},
-        {"db restore 1", "n", "The current database file has not been replaced."},
-        {"db restore 1", "y", "The database has been restored from:  DIR/vrq1_bak1.db3"},
-        {"db condense 2026-3-1 x", "", "Dates are entered as yyyy-mm-dd."},
-        {"db delete-minutes x 2026-3-1", "", "Dates are entered as yyyy-mm-dd."},
-        {"db condense 2026-3-1 2026-3-2", "", "Condensed: 0 rows are gone."},
-        {"db delete-minutes 2026-3-1 2026-3-2", "", "Deleted: 0 rows are gone."},
-        {"db delete-older x", "", "Must be a numeric value"},
-        {"db delete-older 1", "y", "Deleted: 0 rows are gone."},
-        {"db empty", "yny", "Your database is now empty."},
-        {"db outliers", "", "Select a kWh value!"},
-        {"db outliers 5", "", "Completed !"},
-        {"db test-types", "", "Test Results: Passed........, fields are proper \"DOUBLE\" type."},
-        {"db repair all", "", "There are the tables hourly and minute."},
-        {"db repair Hourly", "ny", "The hourly table has been repaired."},
-        {"db repair minute", "ny", "The minute table has been repaired."},
-        {"db repair-serials", "", "Valid serial numbers found. No changes required."},
-        {"db reset-labels", "y", "The labels have been reset."},
-        {"db auto condense", "", "Say on or off, and a count of days."},
-        {"db auto all on", "", "There are the tasks condense and delete."},
-        {"db auto delete maybe", "", "A task is switched on or off."},
-        {"db auto condense on 0", "", "Improper day value. Please correct and try again."},
-        {"db open nowhere", "", "The selected file is not a valid VRQ database file."},
-        {"target", "", "Device A is the command target, on TCP Server A, command byte 252."},
-        {"target G", "", "There are Device A to F."},
-        {"target C", "",
-         "Device B is the command target, on TCP Server A, command byte 252. It is the last of 2 in use; "
-         "\"set DeviceQTY\" puts more in use."},
-        {"command-byte G 0", "", "There are Device A to F."},
-        {"command-byte A x", "", "The list has the positions 0 to 3, for the bytes 252 to 255."},
-        {"command-byte B 0", "", "Device B listens to command byte 252."},
-        {"realtime on", "", "Realtime data are to start, to stop or to come once."},
-        {"realtime once", "", "This port is not Open or Connected"},
-        {"bind", "", "Select desired Unit."},
-        {"find-device", "", "Select Device to be Found"},
-        {"find-device A", "", "Device \"A\" not found."},
-        {"zero-carries", "y", "Aborted"},
-        {"zero-carries", "n", "All carries are 0."},
-        {"reset-accumulated", "n", "Reset aborted!"},
-        {"reset-accumulated", "y", "This port is not Open or Connected"},
-        {"reboot", "", "This port is not Open or Connected"},
-        {"thru", "n", "Pass-through mode was not entered."},
-        {"erase-logger", "n", "Nothing was erased."},
-        {"memory 256", "", "Addresses and values are numbers from 0 to 255."},
-        {"memory 1 -1", "", "Addresses and values are numbers from 0 to 255."},
-        {"memory 255 255", "y", "This port is not Open or Connected"},
-        {"monitor set trim 4 8", "",
-         "More than seven CTs on one AUX channel is not allowed. Correct and try again"},
-        {"monitor set iv9 4", "", "ng1, ng2, identity SERIAL UNITID."},
-        {"monitor history", "", "No settings are kept of 400123; \"monitor read\" reads some."},
-        {"monitor diff", "", "There are no two read-outs to compare; \"monitor history\" lists them."},
-        {"monitor restore 2026", "", "This port is not Open or Connected"},
-        {"db new x", "yy", "Database: DIR/x.db3"},
-        {"db open vrq1.db3", "y", "Database: DIR/vrq1.db3"}};
-    for (const auto& c : cases) {
-        for (const char* answer = c.answers; *answer != '\0'; ++answer)
-            operator_.WillAnswer("", *answer == 'y' ? Answer::Yes : Answer::No);
-        const std::string told = Ask(program, QString::fromLatin1(c.line));
-        EXPECT_TRUE(told.ends_with(c.told)) << c.line << ": " << told;
+    for (const auto& [line, cells] : DataRows("Commands")) {
+        for (const char answer : cells[1])
+            operator_.WillAnswer("", answer == 'y' ? Answer::Yes : Answer::No);
+        const QString told = QString::fromStdString(Ask(program, QString::fromStdString(cells[0])));
+        EXPECT_TRUE(told.split(u'\n').join(u" / "_s).endsWith(QString::fromStdString(cells[2])))
+            << line << "\nbut told: " << told.toStdString();
     }
     EXPECT_EQ(program.settings.Value(kWriteFrequency), u"10"_s);
     const std::string off =
