@@ -10,6 +10,7 @@
 #include "support/packets.h"
 #include "support/settings_by_key.h"
 #include "window/live/power_trace.h"
+#include "window/live/recent_power.h"
 #include "window/parts/palette.h"
 #include "window/window_fixture.h"
 
@@ -222,6 +223,31 @@ TEST_F(LivePageTest, TheTraceMovesAndNeverBridgesASilence) {
     clock.AdvanceSeconds(300);
     Shown();
     EXPECT_EQ(PixelsOf(0), 0) << "all of it has moved out";
+}
+
+TEST(RecentPower, KeepsFiveMinutesAndTheSampleBeforeThemAndNoMoreThanItMay) {
+    FakeClock clock;
+    RecentPower recent(clock);
+    DeviceReadings readings;
+    readings.slot = 2;
+    const auto& kept = recent.Of(2);
+    const std::pair<std::int64_t, std::vector<std::int64_t>> steps[] = {
+        {0, {0}},
+        {300'001, {0, 300'001}},
+        {1, {0, 300'001, 300'002}},
+        {299'999, {0, 300'001, 300'002, 600'001}},
+        {1, {300'001, 300'002, 600'001, 600'002}}};
+    for (const auto& [pause, times] : steps) {
+        clock.Advance(pause);
+        recent.OnReadings(readings);
+        std::vector<std::int64_t> at;
+        std::ranges::transform(kept, std::back_inserter(at), &RecentPower::Sample::at);
+        EXPECT_EQ(at, times) << pause;
+    }
+    for (int i = 0; i < 700; ++i)
+        recent.OnReadings(readings);
+    EXPECT_EQ(kept.size(), 600U);
+    EXPECT_TRUE(recent.Of(1).empty());
 }
 
 }  // namespace

@@ -86,6 +86,8 @@ TEST_F(MainWindowTest, TheBurdenIsCalculatedFromWhatIsEntered) {
     Choose(u"CT &burden calculator..."_s);
     auto* dialog = window_->findChild<BurdenDialog*>();
     ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->windowTitle(), u"CT burden calculator"_s);
+    EXPECT_NE(Seen(dialog).find("Exact: 6.66 Ohm: 0.333 V and 0.0167 W"), std::string::npos) << Seen(dialog);
     const std::pair<const char*, const char*> entered[] = {{"200", "Exact: 3.33 Ohm: 0.333 V and 0.0333 W"},
                                                            {"1000", "E24: 1.6 Ohm: 0.32 V and 0.064 W"},
                                                            {"1", "E96: 4.99 Ohm: 0.998 V and 0.2 W"},
