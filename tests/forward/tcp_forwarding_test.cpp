@@ -1,6 +1,9 @@
 #include "forward/tcp_forwarding.h"
 
 #include <QDir>
+
+#include <malloc.h>
+
 #include <tuple>
 
 #include "base/status_board.h"
@@ -187,6 +190,25 @@ TEST_F(TcpForwardingTest, APeerThatDoesNotReadIsCutOffAndOneThatWritesIsNotHeard
     }
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
     EXPECT_NE(LogText().find("does not read what is sent to it"), std::string::npos);
+    EXPECT_TRUE(board_.Lines().back().contains("does not read what is sent to it"_L1));
+}
+
+TEST_F(TcpForwardingTest, ThousandsOfConnectsLeaveNothingBehind) {
+    Set(u"HAServerEnable"_s, u"True"_s);
+    const auto open = [] {
+        return QDir(u"/proc/self/fd"_s).entryList(QDir::System | QDir::AllEntries).size();
+    };
+    const auto descriptors = open();
+    std::size_t memory = 0;
+    for (int i = 0; i < 2000; ++i) {
+        FarEnd peer(portB_);
+        if (i % 2 == 0) peer.Socket().abort();
+        QCoreApplication::processEvents();
+        if (i == 1000) memory = mallinfo2().uordblks;
+    }
+    ASSERT_TRUE(Becomes(forwarding_.serverB, SocketState::Listening));
+    EXPECT_EQ(open(), descriptors);
+    EXPECT_LT(mallinfo2().uordblks, memory + (std::size_t{64} << 10));
 }
 
 TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
