@@ -36,9 +36,9 @@ void Complain(const QString& text) {
 
 class Desktop {
 public:
-    explicit Desktop(const Options& options)
+    Desktop(const Options& options, const Termination& termination)
         : program_(options, clock_), remote_(program_), window_(program_) {
-        QObject::connect(&termination_, &Termination::Requested, [this] {
+        QObject::connect(&termination, &Termination::Requested, &window_, [this] {
             window_.Person().EndQuestions();  // nobody is asked then
             Close();
         });
@@ -80,22 +80,22 @@ private:
     Program program_;
     RemoteServer remote_;
     MainWindow window_;
-    Termination termination_;
     std::optional<DemoMonitors> demo_;
     bool closing_ = false;
     int exitCode_ = kExitOk;
 };
 
-int RunDesktop(const Options& options, const DemoFolder* demo) {
+int RunDesktop(const Options& options, const DemoFolder* demo, const Termination& termination) {
     QApplication::setQuitOnLastWindowClosed(false);
-    Desktop desktop(options);
+    Desktop desktop(options, termination);
     if (demo != nullptr) desktop.ShowDemo(demo->Monitors());
     QTimer::singleShot(0, [&desktop] { desktop.Start(); });
     return QApplication::exec();
 }
 
 /// Shows the text until it is closed.
-int Refuse(const QString& text, int exitCode) {
+int Refuse(const QString& text, int exitCode, const Termination& termination) {
+    QObject::connect(&termination, &Termination::Requested, qApp, &QCoreApplication::quit);
     Complain(text);
     QApplication::exec();
     return exitCode;
@@ -111,15 +111,18 @@ int Run() {
             std::puts("  --demo          Show simulated monitors, in a folder that goes again.");
         return exit->code;
     }
+    const Termination termination;  // from here on: a demo that is being prepared has a folder to remove
     if (demo) {
         DemoFolder folder;
         const Outcome prepared = folder.Prepare(SystemClock().Now());
-        return prepared ? RunDesktop(folder.Where(), &folder) : Refuse(prepared.Error(), kExitNoFolder);
+        return prepared ? RunDesktop(folder.Where(), &folder, termination)
+                        : Refuse(prepared.Error(), kExitNoFolder, termination);
     }
     const Options& options = std::get<Options>(parsed);
     FolderLock lock(options.dataFolder);
     const FolderTaken taken = TakeFolder(options.dataFolder, lock);
-    return taken.exitCode == kExitOk ? RunDesktop(options, nullptr) : Refuse(taken.problem, taken.exitCode);
+    return taken.exitCode == kExitOk ? RunDesktop(options, nullptr, termination)
+                                     : Refuse(taken.problem, taken.exitCode, termination);
 }
 
 }  // namespace
