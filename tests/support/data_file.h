@@ -1,7 +1,6 @@
 // Tables of cases that stand in the text file named as the test, beside it.
 #pragma once
 
-#include <source_location>
 #include <string>
 #include <vector>
 
@@ -15,9 +14,8 @@ struct DataRow {
 };
 
 /// The rows below "== title", their cells divided by " | ".
-inline std::vector<DataRow> DataRows(const std::string& title,
-                                     std::source_location test = std::source_location::current()) {
-    QString path = QString::fromUtf8(test.file_name());
+inline std::vector<DataRow> DataRows(const std::string& title, const char* test = __builtin_FILE()) {
+    QString path = QString::fromUtf8(test);
     path.replace(path.lastIndexOf(u'.'), path.size(), QStringLiteral(".txt"));
     std::vector<DataRow> rows;
     for (const DataLine& line : LinesOf(path, title)) {
