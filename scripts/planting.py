@@ -134,8 +134,9 @@ def trimmed(m, start, end):
 
 # What only places or paints: no figure, text or state is wrong without it.
 LOOK = re.compile(r"[pP]ainter|Margins|Spacing|Stretch|setFrame|SizePolicy|set(Min|Max)imum(Width|Height|Size)|setFixed"
-                  r"|resize|[sS]izeHint|QRectF?\b|QPointF?\b|QSizeF?\b|IconSize|[fF]ont\b|fontMetrics|metrics|WordWrap|ShowGrid"
-                  r"|Alignment|ColumnWidth|k\w+Scale = |setIndent|setCornerButton|ScrollBar|setFlat|setAutoRaise|Shape|horizontalHeader|verticalHeader")
+                  r"|resize|[sS]izeHint|QRectF?\b|QPointF?\b|QSizeF?\b|IconSize|[fF]ont\b|fontMetrics|metrics|WordWrap"
+                  r"|ShowGrid|Alignment|ColumnWidth|setParent|setObjectName|k\w+Scale = |setIndent|setCornerButton"
+                  r"|ScrollBar|setFlat|setAutoRaise|Shape|horizontalHeader|verticalHeader")
 
 
 class Planter:
@@ -241,7 +242,8 @@ class Planter:
                     if depth == 0:
                         break
                     depth -= 1
-                elif depth == 0 and (c in ",;" or re.match(r"\breturn\s|[^=!<>]=\s|:\s|\?\s|<<\s|=>\s", self.m[i:i + 8])):
+                elif depth == 0 and (
+                        c in ",;" or re.match(r"\breturn\s|[^=!<>]=\s|:\s|\?\s|<<\s|=>\s", self.m[i:i + 8])):
                     i += len(re.match(r"return|=>|.=(?=\s)|<<|.", self.m[i:i + 8]).group()) - 1
                     break
                 i -= 1
@@ -274,8 +276,9 @@ class Planter:
         return '"' in self.m[start:end_of(self.m, at)]
 
     def statements(self):
-        keyword = re.compile(r"(return|co_return|co_yield|if|for|while|switch|case|else|using|throw|delete|break|continue"
-                             r"|static|const|constexpr|auto|namespace|struct|class|enum|public|private|protected|template"
+        keyword = re.compile(r"(return|co_return|co_yield|if|for|while|switch|case|else|using|throw|delete|break"
+                             r"|continue|static|const|constexpr|auto|namespace|struct|class|enum|public|private"
+                             r"|protected|template"
                              r"|typename|friend|try|catch|do|default|let|function|export|import|explicit|virtual"
                              r"|Q_\w*)\b(?!EMIT)")
         declaration = re.compile(r"(?:[\w:]+(?:<[^;=]*>)?[&*]*)\s+[&*]*\w+\s*(?:[({=\[]|$)")

@@ -44,12 +44,13 @@ TEST_F(Commands, TellWhatCameAndHowItStands) {
     Program& program = Start();
     Ask(program, u"create-power-tables"_s);
     Ask(program, u"raw on"_s);
-    for (const auto& [number, seconds] : {std::pair{1234, 100}, {1234, 140}, {1235, 140}}) {
+    for (const auto& [number, seconds] :
+         std::vector<std::pair<std::uint16_t, std::uint32_t>>{{1234, 100}, {1234, 140}, {1235, 140}}) {
         clock.AdvanceSeconds(20);
         for (const std::uint8_t byte : PacketOf({.voltTenths = 1213,
                                        .ch1Absolute = seconds * 200ULL,
-                                       .serialNumber = static_cast<std::uint16_t>(number),
-                                       .seconds = static_cast<std::uint32_t>(seconds)}))
+                                       .serialNumber = number,
+                                       .seconds = seconds}))
             program.framer.ProcessByte(kStreamTcpB, byte);
     }
     const std::string readings =

@@ -63,7 +63,7 @@ protected:
         return ctl_->exitStatus() == QProcess::NormalExit ? ctl_->exitCode() : -1;
     }
 
-    const TempFolder folder_;
+    TempFolder folder_;
     QLocalServer server_;
     std::unique_ptr<QLocalSocket> program_;
     std::unique_ptr<Pty> terminal_;
