@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ranges>
 
 #include "sim/command_listener.h"
 #include "sim/simulated_monitor.h"
@@ -56,7 +55,8 @@ TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
             clock.Advance(10);
             return listener.CarriedOut().size() > before && pressed->isEnabled();
         }));
-        EXPECT_EQ(std::ranges::count(listener.CarriedOut() | std::views::drop(before), operation), 1);
+        const auto& done = listener.CarriedOut();
+        EXPECT_EQ(std::count(done.begin() + static_cast<std::ptrdiff_t>(before), done.end(), operation), 1);
         EXPECT_EQ(settings->toPlainText().contains(u"Packet Send Frequency"_s),
                   operation != Operation::StopRealtime);
     }
