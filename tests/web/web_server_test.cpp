@@ -45,11 +45,12 @@ TEST_F(WebServerTest, EveryRequestGetsWhatIsDueToIt) {
         EXPECT_TRUE(reply.body.contains(line.right.section(u' ', 2).toUtf8())) << reply.body.toStdString();
         if (type.isEmpty()) continue;  // refused by the library, in its own words
         EXPECT_TRUE(reply.head.contains("Content-Type: " + type));
+        static constexpr const char* kPolicy =
+            "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
+            "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
+            "frame-ancestors 'none'";
         for (const QByteArray header :
-             {"Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
-              "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
-              "frame-ancestors 'none'",
-              "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
+             {kPolicy, "X-Content-Type-Options: nosniff", "Referrer-Policy: no-referrer",
               "Cross-Origin-Resource-Policy: same-origin",
               request.startsWith("GET /chart.js") ? "Cache-Control: private, max-age=86400"
                                                   : "Cache-Control: no-store"})

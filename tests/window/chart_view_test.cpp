@@ -15,7 +15,6 @@ namespace {
 using namespace Qt::StringLiterals;
 using enum Measure;
 using enum CalendarUnit;
-using testing::ElementsAre;
 
 WallTime At(const char* time) {
     return ParseStamp(std::string("2026-03-") + time).value();
