@@ -171,7 +171,7 @@ QCoro::Task<> Measure(Program& program, double shellSeconds, QDate end) {
     co_await program.clock.DLY(3000);
     feed.Stop();
     co_await program.clock.DLY(1000);
-    program.dbWriter.Flush();
+    QCoro::waitFor(program.dbWriter.Drain(0));
     std::printf("packets: %lld sent, %lld taken; minute rows: %lld of %d; hourly rows: %lld of %d\n",
                 static_cast<long long>(feed.Sent()), static_cast<long long>(program.framer.GoodPackets()),
                 static_cast<long long>(Count(program, "monitordata_minute")), kMonitors * minutes.changes,

@@ -48,7 +48,7 @@ void DisplayData(benchmark::State& state) {
     PulseCounters pulses(settings);
     const ChannelGroups groups(settings);
     const VirtualChannels virtualChannels(groups, measurement, settings);
-    RecordWriter records(writer, virtualChannels, clock);
+    RecordWriter records(writer, database, virtualChannels, clock);
     measurement.AddSink(pulses);
     measurement.AddSink(records);
 

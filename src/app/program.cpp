@@ -10,6 +10,14 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+// Seconds that a locked database is waited for.
+constexpr int kBeforeAsking = 2;
+constexpr int kAfterAsking = 18;
+
+}  // namespace
+
 Program::Program(const Options& options, Clock& theClock)
     : dataFolder_(options.dataFolder),
       clock(theClock),
@@ -22,9 +30,10 @@ Program::Program(const Options& options, Clock& theClock)
                                          })),
       database({}),
       dbWriter(database, settings, errorLog, clock),
+      unwritten(options.dataFolder, errorLog, clock),
       databaseWork(dbWriter, clock),
       backups(database, dbWriter, databaseWork),
-      databaseFiles(database, settings, dbWriter, backups, options.dataFolder),
+      databaseFiles(database, settings, dbWriter, backups, clock, options.dataFolder),
       maintenance(database, settings, databaseWork, backups, clock),
       nightlyRuns(maintenance, database, databaseWork, settings, statusBoard, errorLog, clock),
       deviceSlots(settings, database),
@@ -33,7 +42,7 @@ Program::Program(const Options& options, Clock& theClock)
       channelGroups(settings),
       virtualChannels(channelGroups, measurement, settings),
       virtualDevice(channelGroups, database, settings),
-      records(dbWriter, virtualChannels, clock),
+      records(dbWriter, database, virtualChannels, clock),
       framer(measurement),
       tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
@@ -59,6 +68,14 @@ Program::Program(const Options& options, Clock& theClock)
         statusBoard.AddLine(u"     "_s + text);
         errorLog.LogError(0, text, u"Clock"_s);
     }
+    QObject::connect(&dbWriter, &DbWriter::GivenUp, &unwritten, &UnwrittenRecords::Keep);
+    QObject::connect(&unwritten, &UnwrittenRecords::Told, &statusBoard,
+                     [this](const QString& text) { statusBoard.AddLine(u"     "_s + text); });
+    QObject::connect(&databaseFiles, &DatabaseFiles::Noted, &statusBoard, [this](const QString& text) {
+        statusBoard.AddLine(u"     "_s + text);
+        errorLog.LogError(0, text, u"Database"_s);
+    });
+    QObject::connect(&databaseFiles, &DatabaseFiles::TablesKnown, [this] { records.LookForMinuteTables(); });
     settings.SetAsideDamagedFile();
     framer.AddDestination(forwarding);
     measurement.AddSink(pulses);
@@ -99,9 +116,9 @@ void Program::SetRawDisplay(bool on) {
 QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
-    records.LookForMinuteTables(database);
+    records.LookForMinuteTables();
     QObject::connect(&databaseFiles, &DatabaseFiles::Adopted, [this] {
-        records.LookForMinuteTables(database);
+        records.LookForMinuteTables();
         nightlyRuns.ForgetProgress();
     });
     nightlyRuns.StartUp();
@@ -121,17 +138,21 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
 QCoro::Task<> Program::Close(Operator& op) {
     co_await webServer.Close();
     co_await databaseWork.Stop();
+    Q_EMIT databaseFiles.ReadersMustEnd();
     clock.EndWaits();  // now, so that a packet that waits to be forwarded goes on, and into the records
-    dbWriter.Flush();
-    if (dbWriter.Pointer() > 1) {
+    const bool written = co_await dbWriter.Drain(kBeforeAsking);
+    if (!written) {
         const bool store = co_await op.AskYesNo(
             u"There are database records to be stored. Would you like to store them now?"_s, Answer::Yes);
-        if (store) dbWriter.Flush();
+        if (store) (void)co_await dbWriter.Drain(kAfterAsking);
     }
-    if (dbWriter.Pointer() > 1) {
-        errorLog.LogError(
-            0, dbWriter.LastDbMessage(),
-            u"%1 records were still queued on closing and are lost"_s.arg(dbWriter.Pointer() - 1));
+    dbWriter.GiveUpAll();
+    if (!unwritten.Save()) {
+        const QString lost =
+            u"The records that were still queued are lost: neither the database nor %1 takes them."_s.arg(
+                unwritten.Path());
+        errorLog.LogError(0, lost, u"Database"_s);
+        statusBoard.AddLine(u"     "_s + lost);
     }
     for (Output* output : outputs.All())
         output->Close();

@@ -36,6 +36,7 @@
 #include "store/db_writer.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
+#include "store/unwritten_records.h"
 #include "store/upkeep/database_backups.h"
 #include "store/upkeep/database_files.h"
 #include "store/upkeep/database_work.h"
@@ -102,6 +103,7 @@ private:
 public:
     CaptureDatabase database;
     DbWriter dbWriter;
+    UnwrittenRecords unwritten;
     DatabaseWork databaseWork;
     DatabaseBackups backups;
     DatabaseFiles databaseFiles;

@@ -1,5 +1,8 @@
 #include "measure/record_writer.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "base/clock.h"
 #include "base/number_format.h"
 #include "measure/readings.h"
@@ -12,6 +15,7 @@ namespace {
 
 constexpr std::int64_t kHour = 3600;
 constexpr std::int64_t kFirstHourLead = 61 * 60;
+constexpr std::size_t kMostUndecided = DbBuffer::kMax;
 
 /// Channels that stand side by side: `end` is the one behind the last.
 struct ChannelRange {
@@ -129,20 +133,26 @@ std::string sql::HourlyRow(const DeviceReadings& readings) {
         .Text();
 }
 
-RecordWriter::RecordWriter(DbWriter& writer, const VirtualChannels& virtualChannels, const Clock& clock)
-    : writer_(writer), virtualChannels_(virtualChannels) {
+RecordWriter::RecordWriter(DbWriter& writer, const CaptureDatabase& database,
+                           const VirtualChannels& virtualChannels, const Clock& clock)
+    : writer_(writer), database_(database), virtualChannels_(virtualChannels) {
     const LocalTime start = clock.Now();
     due_.fill({.minute = start.minute, .lastHour = start.unixSeconds - kFirstHourLead});
 }
 
-void RecordWriter::LookForMinuteTables(const CaptureDatabase& database) {
-    const auto exists = [&database](const char* table) {
-        return !database
-                    .Run("SELECT name FROM sqlite_master WHERE type = 'table' AND name = " + SqlQuoted(table))
-                    .rows.empty();
+void RecordWriter::LookForMinuteTables() {
+    const QueryResult found = database_.Run(
+        "SELECT lower(name) FROM sqlite_master WHERE type = 'table' AND lower(name) IN ('minute_power', "
+        "'minute_energy')");
+    tablesKnown_ = found.Ok();
+    if (!tablesKnown_) return;
+    const auto exists = [&found](const char* table) {
+        return std::ranges::any_of(found.rows, [table](const auto& row) { return row.front() == table; });
     };
     hasPowerTable_ = exists("minute_power");
     hasEnergyTable_ = exists("minute_energy");
+    for (const MinuteRow& row : std::exchange(undecided_, {}))
+        WriteWhereTableIs(row);
 }
 
 void RecordWriter::OnReadings(const DeviceReadings& readings) {
@@ -153,6 +163,7 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
     if (!minuteDue && !hourDue) return;
     const auto virtualRow = virtualChannels_.RowWith(readings);
     if (minuteDue) {
+        if (!tablesKnown_) LookForMinuteTables();
         due.minute = readings.time.minute;
         WriteMinute(readings);
         if (virtualRow.has_value()) WriteMinute(*virtualRow);
@@ -166,8 +177,19 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
 
 void RecordWriter::WriteMinute(const DeviceReadings& readings) {
     writer_.WriteSQL(sql::MinuteRow(readings));
-    if (hasPowerTable_) writer_.WriteSQL(sql::PowerRow(readings));
-    if (hasEnergyTable_) writer_.WriteSQL(sql::EnergyRow(readings));
+    const MinuteRow rows[] = {{.energy = false, .statement = sql::PowerRow(readings)},
+                              {.energy = true, .statement = sql::EnergyRow(readings)}};
+    for (const MinuteRow& row : rows) {
+        if (tablesKnown_) {
+            WriteWhereTableIs(row);
+        } else if (undecided_.size() < kMostUndecided) {
+            undecided_.push_back(row);
+        }
+    }
+}
+
+void RecordWriter::WriteWhereTableIs(const MinuteRow& row) {
+    if (row.energy ? hasEnergyTable_ : hasPowerTable_) writer_.WriteSQL(row.statement);
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "link/device_slots.h"
 #include "measure/readings_sink.h"
@@ -25,10 +26,13 @@ namespace sql {
 
 class RecordWriter final : public ReadingsSink {
 public:
-    RecordWriter(DbWriter& writer, const VirtualChannels& virtualChannels, const Clock& clock);
+    RecordWriter(DbWriter& writer, const CaptureDatabase& database, const VirtualChannels& virtualChannels,
+                 const Clock& clock);
 
     /// Looks whether the power and energy tables exist. To be called when the database or its tables changed.
-    void LookForMinuteTables(const CaptureDatabase& database);
+    /// Where they cannot be looked for, as in a locked file, what was known stays, and the next minute looks
+    /// again.
+    void LookForMinuteTables();
 
     /// Hands over a minute record when the minute of the hour differs from that of the slot's last one (at
     /// first from that of the start), and an hourly record when the last one is more than 60 minutes old (so
@@ -42,11 +46,21 @@ private:
         std::int64_t lastHour;  ///< time of the last hourly record, unix seconds
     };
 
+    /// A row of one of the two tables that a database need not have.
+    struct MinuteRow {
+        bool energy;
+        std::string statement;
+    };
+
     void WriteMinute(const DeviceReadings& readings);
+    void WriteWhereTableIs(const MinuteRow& row);
 
     DbWriter& writer_;
+    const CaptureDatabase& database_;
     const VirtualChannels& virtualChannels_;
     std::array<Due, kSlots> due_;
+    bool tablesKnown_ = true;
+    std::vector<MinuteRow> undecided_;  ///< until it is known which tables there are
     bool hasPowerTable_ = false;
     bool hasEnergyTable_ = false;
 };

@@ -23,7 +23,7 @@ QCoro::Task<Reply> SwitchDatabase(Program& program, QStringList arguments, Opera
 
 QCoro::Task<Reply> PowerTables(Program& program, QStringList, Operator& op) {
     const bool made = CreatePowerTables(program.database, program.dbWriter, op);
-    program.records.LookForMinuteTables(program.database);
+    program.records.LookForMinuteTables();
     co_return made
         ? Reply::Line(u"The tables minute_power and minute_energy are there; rows follow with each minute."_s)
         : Reply::Failure(u"Not both tables were made."_s);

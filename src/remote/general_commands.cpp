@@ -57,9 +57,11 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
     for (const QString& text :
          {writer.Enabled() ? QString() : writer.EnabledText(), writer.BufferText(), writer.WriteStateText(),
-          writer.IndicatorText(), writer.DatabaseMessageText()}) {
+          writer.IndicatorText(), writer.DatabaseMessageText(), program.unwritten.StateText()}) {
         if (!text.isEmpty()) reply.lines.append(text);
     }
+    if (program.unwritten.Count() > 0)
+        reply.lines.append(u"\"corvanectl db write-unwritten\" writes them in."_s);
     reply.lines += statusLines;
 
     reply.data = {
@@ -74,7 +76,9 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"countdown"_s, writer.WriteCountdown()},
                                     {u"state"_s, writer.WriteStateText()},
                                     {u"indicator"_s, IndicatorWord(writer)},
-                                    {u"message"_s, writer.DatabaseMessageText()}}},
+                                    {u"message"_s, writer.DatabaseMessageText()},
+                                    {u"unwritten"_s, static_cast<qint64>(program.unwritten.Count())},
+                                    {u"lost"_s, static_cast<qint64>(program.unwritten.Lost())}}},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
     co_return reply;
 }

@@ -183,6 +183,10 @@ QCoro::Task<Reply> RepairSerials(Program& program, QStringList, Operator& op) {
     co_return Told(co_await program.maintenance.RepairSerialNumbers(op));
 }
 
+QCoro::Task<Reply> WriteUnwritten(Program& program, QStringList, Operator& op) {
+    co_return Told(co_await program.maintenance.WriteIn(program.unwritten, op));
+}
+
 QCoro::Task<Reply> ResetLabels(Program& program, QStringList, Operator& op) {
     co_return Told(co_await program.maintenance.ResetLabels(op));
 }
@@ -237,6 +241,8 @@ std::span<const Command> MaintenanceCommands() {
         {"db repair", "hourly|minute", "Rebuilds a table with the right types.", 1, 1, false, Repair},
         {"db repair-serials", "", "Offers to lengthen serial numbers that are too short.", 0, 0, false,
          RepairSerials},
+        {"db write-unwritten", "", "Writes the records of unwritten.sql into the database.", 0, 0, false,
+         WriteUnwritten},
         {"db reset-labels", "", "Rebuilds the rows of labels.", 0, 0, false, ResetLabels},
         {"db auto", "[condense|delete on|off [DAYS]]", "What is done every night.", 0, 3, false, Auto},
     };

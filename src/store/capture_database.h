@@ -20,6 +20,11 @@ struct QueryResult {
     static QueryResult Failure(std::string text) { return {.rows = {}, .errorText = std::move(text)}; }
 
     [[nodiscard]] bool Ok() const { return errorText.empty(); }
+
+    /// Whether another program holds the file, which nothing is wrong with.
+    [[nodiscard]] bool Locked() const { return errorText == kLocked; }
+
+    static constexpr const char* kLocked = "database is locked";
 };
 
 class CaptureDatabase {

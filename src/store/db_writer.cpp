@@ -1,5 +1,12 @@
 #include "store/db_writer.h"
 
+#include <QCoroSignal>
+#include <QElapsedTimer>
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
 #include "base/clock.h"
 #include "base/local_time.h"
 #include "base/number_entry.h"
@@ -10,6 +17,13 @@
 namespace corvane {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int kMostAtATime = 100;            // statements that the thread is handed
+constexpr std::int64_t kLongestUnseen = 20;  // ms that it works before it tells how far it is
+
+}  // namespace
 
 Outcome CheckWriteFrequency(QString& text, const SettingValues&) {
     const auto seconds = NumberEntry(text);
@@ -42,45 +56,138 @@ void DbWriter::LoadFrequency() {
 }
 
 void DbWriter::WriteSQL(const std::string& statement) {
-    if (!buffer_.Append(statement + ";")) {
+    if (const auto replaced = buffer_.Append(statement + ";")) {
         lastDbMessage_ = u"  DB Pointer at MAX = "_s + QString::number(DbBuffer::kMax);
-        errorLog_.LogError(0, u"The queue of the database is full; a record was lost."_s, lastDbMessage_);
+        errorLog_.LogError(0, u"The queue of the database is full; a record was given up."_s, lastDbMessage_);
+        GiveUp(*replaced, u"The queue of the database is full"_s);
     }
     if (writeCountdown_ == 0 && !maintenanceBusy_) Burst();
 }
 
-void DbWriter::Flush() {
-    ForceNextBurst();
-    WriteSQL("");
+QCoro::Task<bool> DbWriter::Drain(int patience) {
+    for (int tries = 0; tries <= patience; ++tries) {
+        if (tries > 0) co_await qCoro(&clock_, &Clock::SecondPassed);
+        if (bursting_) co_await qCoro(this, &DbWriter::BurstEnded);
+        ForceNextBurst();
+        if (tries == 0 || !locked_)
+            WriteSQL("");
+        else
+            Burst();
+        if (bursting_) co_await qCoro(this, &DbWriter::BurstEnded);
+        if (buffer_.UnwrittenRecords() == 0) co_return true;
+        if (failed_ && !locked_) co_return false;
+    }
+    co_return false;
 }
 
+QCoro::Task<Outcome> DbWriter::WriteBeforeChange() {
+    if (maintenanceBusy_) {
+        co_return Outcome::Failure(
+            u"Other work on the database is still running; try again when it has ended."_s);
+    }
+    const bool written = co_await Drain(0);
+    if (written || !locked_) co_return Outcome::Success();
+    co_return Outcome::Failure(
+        u"%1 is locked by another program, and the last records belong into it. It stays in use; try again "
+        u"when it is "
+        "free."_s.arg(QString::fromStdString(database_.databasePath())));
+}
+
+void DbWriter::GiveUpAll() {
+    const QString why = lastDbMessage_.isEmpty() ? u"The program ended"_s : lastDbMessage_;
+    std::vector<QueuedStatement> newestFirst;
+    while (buffer_.Pointer() > 0)
+        newestFirst.push_back(buffer_.TakeNewest());
+    for (auto statement = newestFirst.rbegin(); statement != newestFirst.rend(); ++statement)
+        GiveUp(*statement, why);
+}
+
+void DbWriter::GiveUp(const QueuedStatement& statement, const QString& why) {
+    if (DbBuffer::IsUnwritten(statement)) Q_EMIT GivenUp(statement.sql, why);
+}
+
+/// Begins a burst, unless one is under way: that one takes along what has come meanwhile.
 void DbWriter::Burst() {
-    do {
-        const auto connection = database_.Open();
-        if (!connection) return;  // the queue waits for the next call
-        const QueryResult result = connection.GetTable(buffer_.Oldest());
-        if (!result.Ok()) {
-            NoteFailure(result.errorText);
-            return;
-        }
-        indicator_ = Indicator::Green;
-        indicatorText_ = u"DB Write OK"_s;
-        if (buffer_.Pointer() > 1) buffer_.DropOldest();
-        if (buffer_.Pointer() >= 2) {
-            writeState_ = u"Writing to database"_s;
-        } else {
-            writeCountdown_ = writeFrequency_;
-        }
-    } while (buffer_.Pointer() > 1);
+    if (std::exchange(bursting_, true)) return;
+    BurstOn();
+}
+
+/// Hands the next statements to the thread: all but the newest, or that one where it is alone.
+void DbWriter::BurstOn() {
+    const int count = std::clamp(buffer_.Pointer() - 1, 1, kMostAtATime);
+    std::vector<std::string> statements;
+    statements.reserve(static_cast<std::size_t>(count));
+    for (int slot = 1; slot <= count; ++slot)
+        statements.push_back(buffer_.Slot(slot));
+    const bool alone = buffer_.Pointer() == 1;
+    const auto write = [this, alone, path = database_.databasePath(), statements = std::move(statements)] {
+        Written written = WriteInTurn(path, statements);
+        written.alone = alone;
+        QMetaObject::invokeMethod(
+            this, [this, written] { Note(written); }, Qt::QueuedConnection);
+    };
+    try {
+        thread_ = std::jthread(write);
+    } catch (const std::system_error&) {
+        write();  // no memory for a thread: slower for everything else, but nothing is lost
+    }
+}
+
+DbWriter::Written DbWriter::WriteInTurn(const std::string& path, const std::vector<std::string>& statements) {
+    Written written;
+    QElapsedTimer time;
+    time.start();
+    for (const std::string& statement : statements) {
+        const auto connection = CaptureDatabase::OpenFile(path, false);
+        written.opened = static_cast<bool>(connection);
+        if (!written.opened) break;
+        written.errorText = connection.GetTable(statement).errorText;
+        if (!written.errorText.empty()) break;
+        ++written.executed;
+        if (time.elapsed() >= kLongestUnseen) break;
+    }
+    return written;
+}
+
+/// Takes note of what the thread came to, and goes on where there is more.
+void DbWriter::Note(const Written& written) {
+    thread_ = {};
+    for (int i = 0; i < written.executed; ++i)
+        NoteSuccess(written.alone);
+    locked_ = written.errorText == QueryResult::kLocked;
+    failed_ = !written.opened || !written.errorText.empty();
+    if (!written.errorText.empty()) NoteFailure(written.errorText);
+    if (!failed_ && !written.alone && buffer_.Pointer() > 1 && !maintenanceBusy_) {
+        BurstOn();
+        return;
+    }
+    bursting_ = false;
+    Q_EMIT BurstEnded();
+}
+
+/// A statement was executed. One that was alone stays in slot 1, whatever has come meanwhile.
+void DbWriter::NoteSuccess(bool alone) {
+    indicator_ = Indicator::Green;
+    indicatorText_ = u"DB Write OK"_s;
+    if (alone) {
+        buffer_.MarkOldestExecuted();
+    } else {
+        buffer_.DropOldest();
+    }
+    if (!alone && buffer_.Pointer() >= 2) {
+        writeState_ = u"Writing to database"_s;
+    } else {
+        writeCountdown_ = writeFrequency_;
+    }
 }
 
 void DbWriter::NoteFailure(const std::string& errorText) {
     lastDbMessage_ = QString::fromStdString(errorText);
     indicator_ = Indicator::Yellow;
     indicatorText_.clear();
-    if (errorText == "database is locked") return;  // the whole queue is tried again at the next call
+    if (locked_) return;  // the whole queue is tried again at the next call
     // The failed statement stays in slot 1 to be tried again, and the newest is given up for it.
-    buffer_.GiveUpNewest();
+    GiveUp(buffer_.TakeNewest(), lastDbMessage_);
     databaseMessage_ = QString::fromStdString(DateMinuteText(clock_.Now())) + u"   "_s + lastDbMessage_;
 }
 

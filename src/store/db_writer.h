@@ -2,12 +2,15 @@
 // holds it locked costs nothing but a delay.
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
 #include <QString>
 
 #include <array>
 #include <cstdint>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "base/outcome.h"
 #include "base/setting.h"
@@ -46,7 +49,9 @@ public:
 
     DbWriter(CaptureDatabase& database, SettingsStore& settings, ErrorLog& errorLog, Clock& clock);
 
-    /// Queues one statement and, when the countdown has run out, writes the queue.
+    /// Queues one statement and, when the countdown has run out, begins to write the queue. A burst writes on
+    /// a thread of its own, for the slow disk of a small computer; what it came to is noted in the event
+    /// loop, where everything else goes on meanwhile.
     ///
     /// A burst leaves the newest statement in slot 1 without dropping it: it is run at the start of the next
     /// burst. So a statement that comes to an empty queue is run at once and again with the next burst. Both
@@ -65,8 +70,20 @@ public:
     /// Lets the next call write, whatever the countdown says.
     void ForceNextBurst() { writeCountdown_ = 0; }
 
-    /// Writes what is queued at once. It takes an empty statement, which then is the one left in the queue.
-    void Flush();
+    /// Writes what is queued at once; it takes an empty statement, which then is the one left in the queue. A
+    /// locked file is tried again every second, so many times. True where all records are in the database.
+    QCoro::Task<bool> Drain(int patience);
+
+    /// Writes what is queued, as another file is going to take the place of the one in use: the records so
+    /// far belong into the one so far. The failure says why that cannot be now; the file in use must stay
+    /// then. A file that is gone or broken takes no records, and is no failure: they go into the next one.
+    QCoro::Task<Outcome> WriteBeforeChange();
+
+    /// Gives up all records that the database does not have yet: the last thing before the program ends.
+    void GiveUpAll();
+
+    /// Whether a burst is under way.
+    [[nodiscard]] bool Bursting() const { return bursting_; }
 
     [[nodiscard]] int Pointer() const { return buffer_.Pointer(); }
     [[nodiscard]] int WriteCountdown() const { return writeCountdown_; }
@@ -82,29 +99,54 @@ public:
     [[nodiscard]] Indicator WriteIndicator() const { return indicator_; }
     [[nodiscard]] QString IndicatorText() const { return indicatorText_; }
 
+Q_SIGNALS:
+    void BurstEnded();
+
+    /// The queue gives up a record that the database does not have, for the reason told.
+    void GivenUp(const std::string& statement, const QString& why);
+
 private:
+    /// What came of some statements.
+    struct Written {
+        bool alone = false;  ///< there was no other in the queue
+        int executed = 0;
+        bool opened = true;     ///< the file, for the one behind them
+        std::string errorText;  ///< of the one behind them; empty where there was none
+    };
+
     void LoadEnabled();
     void LoadFrequency();
     void Timer6();  ///< the tick of the second
     void Burst();
+    void BurstOn();
+    [[nodiscard]] static Written WriteInTurn(const std::string& path,
+                                             const std::vector<std::string>& statements);
+    void Note(const Written& written);
+    void NoteSuccess(bool alone);
     void NoteFailure(const std::string& errorText);
+    void GiveUp(const QueuedStatement& statement, const QString& why);
 
     CaptureDatabase& database_;
     SettingsStore& settings_;
     ErrorLog& errorLog_;
-    const Clock& clock_;
+    Clock& clock_;
 
     DbBuffer buffer_;
     std::int16_t writeCountdown_ = 0;  ///< seconds; 0 = the next call writes
     std::uint8_t writeFrequency_ = 0;  ///< seconds between bursts
     bool maintenanceBusy_ = false;
     bool enabled_ = false;
+    bool bursting_ = false;
+    bool locked_ = false;  ///< what the last burst met
+    bool failed_ = false;
 
     QString lastDbMessage_;
     QString writeState_;
     QString databaseMessage_;
     Indicator indicator_ = Indicator::None;
     QString indicatorText_;
+
+    std::jthread thread_;  ///< of the burst that runs
 };
 
 }  // namespace corvane

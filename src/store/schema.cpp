@@ -1,8 +1,16 @@
 #include "store/schema.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <system_error>
+#include <utility>
+#include <vector>
+
 #include "base/operator.h"
 #include "store/capture_database.h"
 #include "store/db_writer.h"
+#include "store/whole_file.h"
 
 namespace corvane {
 
@@ -93,27 +101,82 @@ QString Text(const std::string& text) {
     return QString::fromStdString(text);
 }
 
+struct BaseTable {
+    const char* name;
+    const char* statement;
+    std::string (*firstRow)();  ///< the statement that adds it; null where there is none
+};
+
+const BaseTable kBaseTables[] = {
+    {"applicationinfo", sql::kNewInfoTable, [] { return sql::NewDeviceRow("1", ""); }},
+    {"applications", sql::kNewApplicationsTable, [] { return std::string(sql::kNewApplicationsRow); }},
+    {"monitordata_hourly", sql::kNewHourlyTable, nullptr},
+    {"monitordata_minute", sql::kNewMinuteDataTable, nullptr},
+};
+
+FileCheck Verdict(const QueryResult& result) {
+    if (result.Ok()) return {};
+    return {result.Locked() ? FileVerdict::Locked : FileVerdict::Wrong, Text(result.errorText)};
+}
+
+/// Makes those of the base tables that are `wanted`, and then their first rows. An error text, or empty.
+std::string InOneTransaction(const std::string& path, const std::function<bool(const BaseTable&)>& wanted) {
+    const auto connection = CaptureDatabase::OpenFile(path, true);
+    if (!connection) return "The file cannot be made.";
+    std::vector<std::string> statements = {"BEGIN IMMEDIATE"};
+    for (const BaseTable& table : kBaseTables)
+        if (wanted(table)) statements.emplace_back(table.statement);
+    for (const BaseTable& table : kBaseTables)
+        if (wanted(table) && table.firstRow != nullptr) statements.push_back(table.firstRow());
+    statements.emplace_back("COMMIT");
+    for (const std::string& statement : statements) {
+        QueryResult result = connection.GetTable(statement);
+        if (!result.Ok()) return std::move(result.errorText);  // closing takes the rest back
+    }
+    return {};
+}
+
+/// A killed program may have left them; only one program works in a folder.
+void RemoveUnfinished(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+    std::filesystem::remove(path + "-journal", ignored);
+}
+
 }  // namespace
 
-QString ValidationError(const QString& path) {
+FileCheck CheckDatabaseFile(const QString& path) {
     const auto connection = CaptureDatabase::OpenFile(path.toStdString(), false);
-    if (!connection) return u"The file cannot be opened."_s;
-    return Text(connection.GetTable("SELECT  id FROM applicationinfo ").errorText);
+    if (!connection) return {FileVerdict::Wrong, u"The file cannot be opened."_s};
+    return Verdict(connection.GetTable("SELECT  id FROM applicationinfo "));
 }
 
 Outcome CreateTables(const std::string& path) {
-    const auto connection = CaptureDatabase::OpenFile(path, true);
-    if (!connection) return Outcome::Failure(u"The database file %1 cannot be made."_s.arg(Text(path)));
-    // The four base tables, and a row in each of the first two.
-    const std::string statements[] = {
-        sql::kNewInfoTable,       sql::kNewApplicationsTable, sql::kNewHourlyTable,
-        sql::kNewMinuteDataTable, sql::NewDeviceRow("1", ""), sql::kNewApplicationsRow,
+    std::error_code ignored;
+    const bool isNew = !std::filesystem::exists(path, ignored);
+    const std::string made = isNew ? path + ".new" : path;
+    if (isNew) RemoveUnfinished(made);
+    std::string error = InOneTransaction(made, [](const BaseTable&) { return true; });
+    if (isNew && error.empty()) error = PutInPlace(made, path, Existing::Kept);
+    if (isNew) RemoveUnfinished(made);
+    return error.empty() ? Outcome::Success() : Outcome::Failure(Text(path) + u": "_s + Text(error));
+}
+
+MendedTables MendTables(const QString& path) {
+    const CaptureDatabase database(path.toStdString());
+    const QueryResult tables =
+        database.Run("SELECT lower(name) FROM sqlite_master WHERE type IN ('table', 'view')");
+    MendedTables mended{.names = {}, .check = Verdict(tables)};
+    const auto missing = [&tables](const BaseTable& table) {
+        return std::ranges::none_of(tables.rows, [&](const auto& row) { return row.front() == table.name; });
     };
-    for (const std::string& statement : statements) {
-        const QueryResult result = connection.GetTable(statement);
-        if (!result.Ok()) return Outcome::Failure(Text(path) + u": "_s + Text(result.errorText));
-    }
-    return Outcome::Success();
+    if (!tables.Ok() || (!tables.rows.empty() && std::ranges::all_of(kBaseTables, missing))) return mended;
+    for (const BaseTable& table : kBaseTables)
+        if (missing(table)) mended.names.append(QLatin1StringView(table.name));
+    if (mended.names.isEmpty()) return mended;
+    mended.check = Verdict(QueryResult::Failure(InOneTransaction(path.toStdString(), missing)));
+    if (mended.check.verdict != FileVerdict::Fine) mended.names.clear();
+    return mended;
 }
 
 bool CreateVD1(const CaptureDatabase& database, InstallationType type, Operator& op) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <array>
 #include <string>
@@ -42,12 +43,27 @@ using RowLabels = std::array<std::string, kChannels>;
 
 }  // namespace sql
 
-/// Empty for a capture database, else what is wrong with the file at `path`.
-[[nodiscard]] QString ValidationError(const QString& path);
+/// What came of looking at the file that is to be the capture database.
+enum class FileVerdict { Fine, Locked, Wrong };
+struct FileCheck {
+    FileVerdict verdict = FileVerdict::Fine;
+    QString text;  ///< what is wrong
+};
+[[nodiscard]] FileCheck CheckDatabaseFile(const QString& path);
 
-/// Makes the tables and rows of a fresh database in the file at `path`, which is made where missing. Stops at
-/// the first error. A table that exists is never overwritten.
+/// Makes the tables and rows of a fresh database in the file at `path`. A file that is missing appears whole
+/// or not at all; in one that is there, no table is overwritten, and nothing stays of an attempt that failed.
 Outcome CreateTables(const std::string& path);
+
+/// The base tables that were missing in a database and are there now, with their first rows.
+struct MendedTables {
+    QStringList names;
+    FileCheck check;  ///< whether that went well
+};
+
+/// Makes the base tables that the file at `path` lacks, and touches nothing that is there. A file with tables
+/// of which none is a base table is another program's, and stays as it is.
+[[nodiscard]] MendedTables MendTables(const QString& path);
 
 /// Adds the row of the virtual device (id 9, address 999999) where it is missing. An error is shown.
 /// True where the row is there now.

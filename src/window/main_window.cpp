@@ -144,8 +144,8 @@ void MainWindow::AddSetupPages() {
                             actions_),
             u"monitor"_s, u"Monitor"_s);
     auto* maintenance = new MaintenanceBox(p.maintenance, p.database, p.dbWriter, p.records, actions_);
-    AddPage(new DatabasePage({p.database, p.databaseFiles, p.backups}, p.dbWriter, p.nightlyRuns, maintenance,
-                             p.userSettings, actions_),
+    AddPage(new DatabasePage({p.database, p.databaseFiles, p.backups, p.unwritten, p.maintenance}, p.dbWriter,
+                             p.nightlyRuns, maintenance, p.userSettings, actions_),
             u"database"_s, u"Database"_s);
     AddPage(new ForwardingPage(p.outputs.All(), p.feedUpload, p.userSettings, actions_), u"forwarding"_s,
             u"Forwarding"_s);

@@ -64,7 +64,7 @@ TEST_F(SettingsTest, TheSwitchAndTheFrequencyOfWritingActAtOnce) {
     EXPECT_TRUE(program.userSettings.Apply(kDatabaseEnabled, u"false"_s));
     EXPECT_FALSE(program.dbWriter.Enabled());
     EXPECT_TRUE(program.userSettings.Apply(kWriteFrequency, u"33"_s));
-    program.dbWriter.Flush();
+    EXPECT_TRUE(QCoro::waitFor(program.dbWriter.Drain(0)));
     EXPECT_EQ(program.dbWriter.WriteCountdown(), 33);
 }
 

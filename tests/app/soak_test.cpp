@@ -2,6 +2,7 @@
 #include <fstream>
 
 #include "app/program_fixture.h"
+#include "store/settle_bursts.h"
 #include "support/packets.h"
 
 namespace corvane {
@@ -48,6 +49,7 @@ TEST_F(Soak, ADayGivesEveryMinuteAndHourRow) {
     for (std::uint32_t second = 0; second < kDaySeconds; ++second) {
         SendAll(program, second);
         clock.AdvanceSeconds(1);
+        SettleBursts(program.dbWriter);
         if (second == kDaySeconds / 2) memoryAtNoon = PrivateMemory();
     }
     [[maybe_unused]] const long growth = PrivateMemory() - memoryAtNoon;

@@ -9,6 +9,7 @@
 
 #include "app/program.h"
 #include "faults/fault.h"
+#include "store/settle_bursts.h"
 #include "support/fake_clock.h"
 #include "support/packets.h"
 #include "support/scripted_operator.h"
@@ -83,6 +84,7 @@ void Run(const QString& folder) {
         state.ch1Absolute += 60'000;
         for (const std::uint8_t byte : PacketOf(state))
             program.framer.ProcessByte(kStreamTcpA, byte);
+        SettleBursts(program.dbWriter);
     };
     for (int i = 0; i < 5; ++i)
         aMinutePasses();

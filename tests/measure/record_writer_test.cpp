@@ -39,7 +39,7 @@ protected:
     DbWriter writer_{database_, settings_, errorLog_, clock_};
     ChannelGroups groups_{settings_};
     VirtualChannels virtualChannels_{groups_, *measurement_, settings_};
-    RecordWriter records_{writer_, virtualChannels_, clock_};
+    RecordWriter records_{writer_, database_, virtualChannels_, clock_};
     int taken_ = 0;
 };
 
@@ -84,7 +84,7 @@ TEST_F(RecordWriterTest, PowerAndEnergyRecordsAreWrittenWhereTheirTablesExist) {
     };
     for (const auto& [change, tables] : steps) {
         Execute(database_.databasePath(), change);
-        records_.LookForMinuteTables(database_);
+        records_.LookForMinuteTables();
         clock_.AdvanceSeconds(60);
         Send({});
         EXPECT_EQ(TakeTables(), tables) << change;
@@ -94,7 +94,7 @@ TEST_F(RecordWriterTest, PowerAndEnergyRecordsAreWrittenWhereTheirTablesExist) {
 TEST_F(RecordWriterTest, StatementsAndRowsAreAsTheReadersOfTheDatabaseKnowThem) {
     Execute(database_.databasePath(), sql::kNewPowerTable);
     Execute(database_.databasePath(), sql::kNewEnergyTable);
-    records_.LookForMinuteTables(database_);
+    records_.LookForMinuteTables();
     Send({.ch1Absolute = 7200, .ch2Absolute = 14'400, .seconds = 100, .aux = {36'000, 72'000, 0, 0, 18'000}});
     clock_.AdvanceSeconds(60);
     Send({.voltTenths = 1217,
@@ -113,7 +113,7 @@ TEST_F(RecordWriterTest, StatementsAndRowsAreAsTheReadersOfTheDatabaseKnowThem) 
     EXPECT_EQ(sql::EnergyRow(A()), statements.at(2).text.toStdString());
     EXPECT_EQ(sql::HourlyRow(A()), statements.at(3).text.toStdString());
     writer_.SetMaintenanceBusy(false);
-    writer_.WriteSQL("");  // what stays behind in the queue, instead of a record
+    EXPECT_TRUE(QCoro::waitFor(writer_.Drain(0)));
     for (const DataLine& line : CasesOf("RowsWritten"))
         EXPECT_EQ(Rows(database_.databasePath(), line.Word(0)),
                   std::vector<std::string>{line.Column(1).replace(u", "_s, u"|"_s).toStdString()})

@@ -31,7 +31,7 @@ protected:
         EXPECT_TRUE(CreateTables(database_.databasePath()));
         const LocalTime start = clock_.Now();
         clock_.AdvanceSeconds(24 * 3600 - start.hour * 3600 - start.minute * 60 - start.second);
-        records_ = std::make_unique<RecordWriter>(writer_, virtualChannels_, clock_);
+        records_ = std::make_unique<RecordWriter>(writer_, database_, virtualChannels_, clock_);
         writer_.SetMaintenanceBusy(true);  // the day's records gather in the queue
         measurement_->AddSink(*records_);
     }

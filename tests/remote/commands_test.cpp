@@ -5,6 +5,7 @@
 
 #include "remote/command_fixture.h"
 #include "store/rows.h"
+#include "store/settle_bursts.h"
 #include "support/data_file.h"
 #include "support/packets.h"
 
@@ -52,6 +53,7 @@ TEST_F(Commands, TellWhatCameAndHowItStands) {
                                        .serialNumber = number,
                                        .seconds = seconds}))
             program.framer.ProcessByte(kStreamTcpB, byte);
+        SettleBursts(program.dbWriter);
     }
     const std::string readings =
         "10:21:10  Device A 301234  121.3 V  CH1 200 W 0.008 kWh  CH2 0 W 0.000 kWh  AUX1 0 W 0.000 kWh  "
@@ -74,7 +76,7 @@ TEST_F(Commands, TellWhatCameAndHowItStands) {
         "Corvane , data in DIR\nPackets: 3 good, 0 bad\nTCP Server A: Listening, port " + portA +
             "\nTCP Server B: Listening, port " + portB +
             "\nSerial Connection A: Closed\nSerial Connection B: Closed\nSerial Connection C: "
-            "Closed\nDatabase: DIR/vrq1.db3\nDatabase is Disabled\nDB Buffer = 2\nPreparing to write to "
+            "Closed\nDatabase: DIR/vrq1.db3\nDatabase is Disabled\nDB Buffer = 0\nPreparing to write to "
             "db\nDB Write OK\n1\n2\n3\n4\n5\n6\n7\n8\n9\n10");
     const QJsonObject link{{u"name"_s, u"TCP Server A"_s},
                            {u"state"_s, 2},
@@ -90,10 +92,12 @@ TEST_F(Commands, TellWhatCameAndHowItStands) {
     EXPECT_EQ(database, (QJsonObject{{u"countdown"_s, 0},
                                      {u"enabled"_s, false},
                                      {u"indicator"_s, u"green"_s},
+                                     {u"lost"_s, 0},
                                      {u"message"_s, u""_s},
-                                     {u"pending"_s, 3},
-                                     {u"state"_s, u"Preparing to write to db"_s}}));
-    program.dbWriter.Flush();
+                                     {u"pending"_s, 1},
+                                     {u"state"_s, u"Preparing to write to db"_s},
+                                     {u"unwritten"_s, 0}}));
+    EXPECT_TRUE(QCoro::waitFor(program.dbWriter.Drain(0)));
     const std::string size = std::to_string(QFileInfo(folder.Path(u"vrq1.db3"_s)).size());
     EXPECT_EQ(Ask(program, u"db info"_s),
               "Database: DIR/vrq1.db3\nSize: " + size +

@@ -7,7 +7,9 @@
 #include "store/error_log.h"
 #include "store/rows.h"
 #include "store/settings_store.h"
+#include "store/settle_bursts.h"
 #include "support/fake_clock.h"
+#include "support/loopback.h"
 #include "support/settings_by_key.h"
 #include "support/temp_folder.h"
 
@@ -64,6 +66,12 @@ struct DbWriterTest : testing::Test {
         writer.SetMaintenanceBusy(false);
     }
 
+    /// Hands a statement over, and waits for the burst that it may begin.
+    void Write(const std::string& statement) {
+        writer.WriteSQL(statement);
+        SettleBursts(writer);
+    }
+
     [[nodiscard]] std::string BufferText() const { return writer.BufferText().toStdString(); }
     [[nodiscard]] std::string WriteState() const { return writer.WriteStateText().toStdString(); }
     [[nodiscard]] std::string LastMessage() const { return writer.LastDbMessage().toStdString(); }
@@ -72,7 +80,7 @@ struct DbWriterTest : testing::Test {
 TEST_F(DbWriterTest, AStatementThatComesToAnEmptyQueueIsRunAtOnceAndAgainWithTheNextBurst) {
     const Texts written[] = {{"1"}, {"1", "1"}, {"1", "1", "2"}};
     for (int value = 1; value <= 3; ++value) {
-        writer.WriteSQL(Insert(value));
+        Write(Insert(value));
         EXPECT_EQ(Written(), written[value - 1]);
         EXPECT_THAT(Queue(), ElementsAre(Insert(value)));
         EXPECT_EQ(BufferText(), "DB Buffer = 0");
@@ -83,10 +91,10 @@ TEST_F(DbWriterTest, AStatementThatComesToAnEmptyQueueIsRunAtOnceAndAgainWithThe
 
 TEST_F(DbWriterTest, StatementsWaitForTheCountdownAndForMaintenanceAndAreWrittenInTheirOrder) {
     EXPECT_EQ(BufferText(), "DB Buffer = -1");
-    writer.WriteSQL("");  // an empty statement runs and stays in slot 1 without a trace
+    Write("");  // an empty statement runs and stays in slot 1 without a trace
     clock.AdvanceSeconds(9);
-    writer.WriteSQL(Insert(1));
-    writer.WriteSQL(Insert(2));
+    Write(Insert(1));
+    Write(Insert(2));
     EXPECT_EQ(writer.WriteCountdown(), 1) << "calls in between do not reload it";
     EXPECT_EQ(WriteState(), "DB write in 1 seconds.");
     clock.AdvanceSeconds(5);
@@ -95,16 +103,16 @@ TEST_F(DbWriterTest, StatementsWaitForTheCountdownAndForMaintenanceAndAreWritten
     EXPECT_THAT(Written(), IsEmpty()) << "neither the countdown nor the end of maintenance writes alone";
     EXPECT_EQ(BufferText(), "DB Buffer = 3");
 
-    writer.WriteSQL(Insert(4));
+    Write(Insert(4));
     EXPECT_THAT(Written(), ElementsAre("1", "2", "3"));
     EXPECT_THAT(Queue(), ElementsAre(Insert(4)));
     EXPECT_EQ(writer.WriteCountdown(), 10);
     EXPECT_EQ(writer.WriteIndicator(), Indicator::Green);
     EXPECT_EQ(writer.IndicatorText().toStdString(), "DB Write OK");
 
-    writer.WriteSQL(Insert(5));
+    Write(Insert(5));
     writer.ForceNextBurst();  // on closing
-    writer.WriteSQL("");
+    Write("");
     EXPECT_THAT(Written(), ElementsAre("1", "2", "3", "4", "5"));
 }
 
@@ -119,7 +127,7 @@ TEST_F(DbWriterTest, ALockedDatabaseCostsNothingButADelay) {
             ASSERT_TRUE(other.GetTable(lock).Ok());
             for (const int value : {1, 2}) {
                 queued.push_back(Insert(value));
-                writer.WriteSQL(Insert(value));
+                Write(Insert(value));
             }
         }
         EXPECT_EQ(Queue(), queued);
@@ -129,7 +137,7 @@ TEST_F(DbWriterTest, ALockedDatabaseCostsNothingButADelay) {
         EXPECT_EQ(writer.WriteIndicator(), Indicator::Yellow);
         EXPECT_THAT(Written(), IsEmpty());
 
-        writer.WriteSQL(Insert(9));
+        Write(Insert(9));
         EXPECT_EQ(Written(), queued.size() == 2 ? Texts({"1", "2"}) : Texts({"9", "1", "2"}));
         EXPECT_EQ(writer.WriteIndicator(), Indicator::Green);
         writer.ForceNextBurst();
@@ -138,10 +146,10 @@ TEST_F(DbWriterTest, ALockedDatabaseCostsNothingButADelay) {
 
 TEST_F(DbWriterTest, AStatementThatFailsStaysInSlot1AndTheNewestIsGivenUpForIt) {
     const std::string bad = "insert into missing(n) values (0)";
-    writer.WriteSQL(bad);
+    Write(bad);
     EXPECT_THAT(Queue(), IsEmpty()) << "alone it is itself the newest";
     Hold({Insert(1), bad, Insert(2)});
-    writer.WriteSQL(Insert(3));
+    Write(Insert(3));
     EXPECT_EQ(WriteState(), "Writing to database") << "until the next tick";
     // Every later call tries it again, and gives up what it brought.
     for (const char* message :
@@ -155,10 +163,10 @@ TEST_F(DbWriterTest, AStatementThatFailsStaysInSlot1AndTheNewestIsGivenUpForIt) 
         EXPECT_EQ(LastMessage(), "no such table: missing");
         EXPECT_EQ(writer.DatabaseMessageText().toStdString(), message);
         clock.AdvanceSeconds(60);
-        writer.WriteSQL(Insert(4));
+        Write(Insert(4));
     }
     Execute(path, "CREATE TABLE missing (n)");
-    writer.WriteSQL(Insert(5));
+    Write(Insert(5));
     EXPECT_THAT(Written(), ElementsAre("1", "2"));
     EXPECT_THAT(Rows(path, "SELECT n FROM missing"), ElementsAre("0"));
     EXPECT_THAT(Queue(), ElementsAre(Insert(5)));
@@ -177,16 +185,73 @@ TEST_F(DbWriterTest, AFullQueueKeepsIts15999OldestAndTheLatest) {
     expected.back() = Insert(16002);
     EXPECT_EQ(Queue(), expected);
     EXPECT_EQ(LastMessage(), "  DB Pointer at MAX = 16000");
-    ASSERT_EQ(log.Load().lines.size(), 2) << "one for each record lost";
+    ASSERT_EQ(log.Load().lines.size(), 2) << "one for each record given up";
     for (const QString& line : log.Load().lines)
         EXPECT_TRUE(line.contains(u"\t  DB Pointer at MAX = 16000\t"_s)) << line.toStdString();
+}
+
+TEST_F(DbWriterTest, WhatTheQueueGivesUpIsHandedOnUnlessItIsWrittenAlready) {
+    std::vector<std::pair<std::string, std::string>> givenUp;
+    QObject::connect(&writer, &DbWriter::GivenUp, [&](const std::string& statement, const QString& why) {
+        givenUp.emplace_back(statement, why.toStdString());
+    });
+    const std::string bad = "insert into missing(n) values (0)";
+    Write(Insert(1));  // executed, and kept in slot 1
+    writer.ForceNextBurst();
+    Hold({bad});
+    Write(Insert(2));
+    EXPECT_THAT(givenUp, ElementsAre(std::pair{Insert(2) + ";", "no such table: missing"}));
+    EXPECT_THAT(Written(), ElementsAre("1", "1"));
+
+    EXPECT_FALSE(QCoro::waitFor(writer.Drain(3))) << "an error is not waited for";
+    writer.GiveUpAll();
+    EXPECT_THAT(Queue(), IsEmpty());
+    EXPECT_THAT(givenUp, ElementsAre(testing::_, std::pair{bad + ";", "no such table: missing"}));
+
+    givenUp.clear();
+    Write(Insert(3));
+    writer.GiveUpAll();
+    EXPECT_THAT(givenUp, IsEmpty()) << "slot 1 is in the database";
+    Texts full(16000, Insert(4));
+    Hold(full);
+    Hold({Insert(5), Insert(6)});
+    EXPECT_THAT(givenUp, ElementsAre(std::pair{Insert(4) + ";", "The queue of the database is full"},
+                                     std::pair{Insert(5) + ";", "The queue of the database is full"}));
+}
+
+TEST_F(DbWriterTest, ALockedFileIsDrainedWhenItIsFreeAndWaitedForNoLongerThanAsked) {
+    auto other = std::make_unique<CaptureDatabase::Connection>(CaptureDatabase::OpenFile(path, false));
+    ASSERT_TRUE(other->GetTable("BEGIN EXCLUSIVE").Ok());
+    Hold({Insert(1)});
+    for (const bool freed : {false, true}) {
+        std::optional<bool> drained;
+        auto drain = [](DbWriter& from, std::optional<bool>& result) -> QCoro::Task<> {
+            result = co_await from.Drain(3);
+        }(writer, drained);
+        const std::int64_t begun = clock.Monotonic();
+        EXPECT_TRUE(SpinUntil([&] {
+            if (freed && clock.Monotonic() - begun >= 2000) other.reset();
+            if (!writer.Bursting()) clock.Advance(100);
+            return drained.has_value();
+        }));
+        EXPECT_EQ(drained, freed);
+        EXPECT_NEAR(static_cast<double>(clock.Monotonic() - begun), freed ? 3000 : 4000, 1000);
+        if (!freed) {
+            EXPECT_THAT(QCoro::waitFor(writer.WriteBeforeChange()).Error().toStdString(),
+                        testing::HasSubstr("locked by another program"));
+        }
+    }
+    EXPECT_THAT(Written(), ElementsAre("1"));
+    EXPECT_EQ(QCoro::waitFor(writer.WriteBeforeChange()).Error(), u""_s);
+    writer.SetMaintenanceBusy(true);
+    EXPECT_FALSE(QCoro::waitFor(writer.WriteBeforeChange()));
 }
 
 TEST_F(DbWriterTest, AFileThatCannotBeOpenedKeepsTheQueueAndIsNotMade) {
     const std::string later = folder.Path(u"later.db3"_s).toStdString();
     for (const std::string& file : {std::string(), later}) {
         database.UseFile(file);
-        writer.WriteSQL(Insert(1));
+        Write(Insert(1));
     }
     EXPECT_THAT(Queue(), ElementsAre(Insert(1), Insert(1)));
     EXPECT_THAT(folder.Entries(), ElementsAre("vrq1.db3"));
@@ -194,7 +259,7 @@ TEST_F(DbWriterTest, AFileThatCannotBeOpenedKeepsTheQueueAndIsNotMade) {
     EXPECT_EQ(LastMessage(), "");
     EXPECT_EQ(writer.WriteIndicator(), Indicator::None) << "it ends silently";
     MakeDatabase(later);
-    writer.WriteSQL(Insert(3));
+    Write(Insert(3));
     EXPECT_THAT(Written(), ElementsAre("1", "1"));
 }
 
@@ -216,7 +281,7 @@ TEST_F(DbWriterTest, TheWriteFrequencyAndTheSwitch) {
         if (checked) settings.Save(kWriteFrequency, text);
         EXPECT_EQ(KeptByKey(settings, u"DBwriteFrequency"_s).toStdString(), std::to_string(c.frequency));
         writer.ForceNextBurst();
-        writer.WriteSQL("");
+        Write("");
         EXPECT_EQ(writer.WriteCountdown(), c.frequency);
     }
     for (const auto& [stored, frequency] :
@@ -224,6 +289,7 @@ TEST_F(DbWriterTest, TheWriteFrequencyAndTheSwitch) {
         KeepByKey(settings, u"DBwriteFrequency"_s, stored);
         DbWriter restarted(database, settings, log, clock);
         restarted.WriteSQL("");
+        SettleBursts(restarted);
         EXPECT_EQ(restarted.WriteCountdown(), frequency) << stored.toStdString();
     }
     EXPECT_TRUE(writer.Enabled());

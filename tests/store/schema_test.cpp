@@ -8,6 +8,7 @@
 #include "store/error_log.h"
 #include "store/rows.h"
 #include "store/settings_store.h"
+#include "store/settle_bursts.h"
 #include "support/fake_clock.h"
 #include "support/scripted_operator.h"
 #include "support/temp_folder.h"
@@ -116,9 +117,50 @@ TEST_F(SchemaTest, CreationStopsAtTheFirstErrorAndOverwritesNothing) {
 
     Execute(path, "DROP TABLE applicationinfo");
     EXPECT_THAT(CreateTables(path).Error().toStdString(), HasSubstr("table applications already exists"));
-    EXPECT_THAT(Rows(path, "SELECT * FROM applicationinfo"), IsEmpty());
+    EXPECT_THAT(Tables(), testing::SizeIs(3)) << "nothing stays of what was begun";
     const std::string unreachable = folder.Path(u"no/such/folder.db3"_s).toStdString();
     EXPECT_THAT(CreateTables(unreachable).Error().toStdString(), HasSubstr(unreachable));
+}
+
+TEST_F(SchemaTest, ANewFileAppearsWholeWhateverAKilledProgramLeft) {
+    folder.Write(u"other.db3.new"_s, "half a file");
+    folder.Write(u"other.db3.new-journal"_s, "and its journal");
+    EXPECT_TRUE(CreateTables(folder.Path(u"other.db3"_s).toStdString()));
+    EXPECT_THAT(folder.Entries(), ElementsAre("other.db3", "vrq1.db3"));
+    EXPECT_EQ(CheckDatabaseFile(folder.Path(u"other.db3"_s)).verdict, FileVerdict::Fine);
+}
+
+TEST_F(SchemaTest, TablesThatAreMissingAreMadeAndNothingElseIsTouched) {
+    const QString file = folder.Path(u"vrq1.db3"_s);
+    const auto mend = [&file] {
+        const MendedTables mended = MendTables(file);
+        EXPECT_EQ(mended.check.verdict, FileVerdict::Fine) << mended.check.text.toStdString();
+        return mended.names.join(u' ').toStdString();
+    };
+    EXPECT_EQ(mend(), "");
+    Execute(path, "UPDATE applications SET kwhcost1 = 9");
+    Execute(path, "UPDATE applicationinfo SET ch1alias = 'Roof'");
+    for (const std::string table : {"monitordata_hourly", "monitordata_minute", "applicationinfo"}) {
+        Execute(path, "DROP TABLE " + table);
+        EXPECT_EQ(mend(), table);
+    }
+    EXPECT_THAT(Rows(path, "SELECT kwhcost1 FROM applications"), ElementsAre("9"));
+    EXPECT_THAT(Rows(path, "SELECT id, ch1alias FROM applicationinfo"), ElementsAre("1|no label"));
+    const std::string columns = Columns("monitordata_minute");
+
+    folder.Write(u"vrq1.db3"_s, "");  // as a start leaves it that was cut short
+    EXPECT_EQ(mend(), "applicationinfo applications monitordata_hourly monitordata_minute");
+    EXPECT_EQ(Columns("monitordata_minute"), columns);
+    EXPECT_THAT(Rows(path, "SELECT kwhcost1 FROM applications"), ElementsAre("0.126"));
+
+    folder.Write(u"vrq1.db3"_s, "");
+    Execute(path, "CREATE TABLE songs (name)");
+    EXPECT_EQ(mend(), "") << "another program's";
+    EXPECT_THAT(Tables(), ElementsAre("songs"));
+    Execute(path, "CREATE TABLE APPLICATIONS (mine)");
+    const auto other = CaptureDatabase::OpenFile(path, false);
+    ASSERT_TRUE(other.GetTable("BEGIN IMMEDIATE").Ok());
+    EXPECT_EQ(MendTables(file).check.verdict, FileVerdict::Locked);
 }
 
 TEST_F(SchemaTest, TheVirtualDeviceIsAddedOnceWithTheLabelsOfTheInstallation) {
@@ -168,6 +210,7 @@ TEST_F(SchemaTest, TheMinuteTableIsMadeOnceAndSaysHowItWent) {
 
 TEST_F(SchemaTest, PowerTablesWaitForTheCountdownAndExistingOnesAreKept) {
     writer.WriteSQL("");
+    SettleBursts(writer);
     clock.AdvanceSeconds(9);
     EXPECT_FALSE(CreatePowerTables(database, writer, op));
     EXPECT_THAT(Tables(), testing::SizeIs(4));

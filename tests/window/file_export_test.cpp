@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 TEST_F(ProgramTest, AFileIsReplacedOnYesOnlyAndAnEndedExportLeavesNone) {
     Program& program = Start();
-    FileExport files(program.database, clock);
+    FileExport files(program.database, program.databaseFiles, clock);
     const std::string old = folder.Path(u"old.csv"_s).toStdString();
     const auto textOf = [](const std::string& path) {
         QFile file(QString::fromStdString(path));

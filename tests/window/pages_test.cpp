@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "store/rows.h"
+#include "store/settle_bursts.h"
 #include "support/loopback.h"
 #include "support/packets.h"
 #include "support/settings_by_key.h"
@@ -124,6 +125,7 @@ private:
     void Write(const QString& statement) {
         program_->dbWriter.ForceNextBurst();
         program_->dbWriter.WriteSQL(statement.toStdString());
+        SettleBursts(program_->dbWriter);
         clock.AdvanceSeconds(1);
     }
 

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "store/whole_file.h"
+
 namespace corvane {
 
 using namespace Qt::StringLiterals;
@@ -58,12 +60,6 @@ std::string Copy(SqlSession& session, const std::string& path) {
     return session.MustStop() ? SqlWorker::kInterrupted : path + ": " + sqlite3_errmsg(target.Handle());
 }
 
-std::string Rename(const std::string& from, const std::string& to) {
-    std::error_code error;
-    fs::rename(from, to, error);
-    return error ? to + ": " + error.message() : std::string();
-}
-
 /// Holds a database so that nobody else can use it, and no file of its journal is left. An error text, or
 /// empty.
 std::string TakeAlone(const CaptureDatabase::Connection& database) {
@@ -82,7 +78,7 @@ SqlJob CopyJob(std::string to, std::vector<std::string> obsolete) {
         const Partial partial(to);
         QueryResult result;
         result.errorText = Copy(session, partial.Path());
-        if (result.Ok()) result.errorText = Rename(partial.Path(), to);
+        if (result.Ok()) result.errorText = PutInPlace(partial.Path(), to, Existing::Replaced);
         for (const std::string& path : obsolete) {
             std::error_code error;
             if (result.Ok() && path != to) fs::remove(path, error);
@@ -101,7 +97,7 @@ SqlJob ReplaceJob(std::string current) {
         if (!result.Ok()) return result;
         const auto replaced = CaptureDatabase::OpenFile(current, false);
         result.errorText = TakeAlone(replaced);
-        if (result.Ok()) result.errorText = Rename(partial.Path(), current);
+        if (result.Ok()) result.errorText = PutInPlace(partial.Path(), current, Existing::Replaced);
         return result;
     };
 }

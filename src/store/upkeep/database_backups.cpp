@@ -116,14 +116,15 @@ QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
     const QString current = CurrentPath();
     const BackupNames names(current);
     if (!names.Exists(number)) co_return Outcome::Failure(u"There is no backup %1."_s.arg(names.Of(number)));
-    if (const QString error = ValidationError(names.Of(number)); !error.isEmpty()) {
-        co_return Outcome::Failure(u"%1: %2"_s.arg(names.Of(number), error));
+    if (const FileCheck check = CheckDatabaseFile(names.Of(number)); check.verdict != FileVerdict::Fine) {
+        co_return Outcome::Failure(u"%1: %2"_s.arg(names.Of(number), check.text));
     }
     const bool sure = co_await op.AskYesNo(
         u"Are you sure you want to replace:\n%1\nWith this file?\n%2"_s.arg(current, names.Of(number)));
     if (!sure) co_return Outcome::Failure(u"The current database file has not been replaced."_s);
 
-    writer_.Flush();  // records of the time before belong into the file of that time
+    Outcome written = co_await writer_.WriteBeforeChange();
+    if (!written) co_return written;
     const Outcome saved = co_await CopyTo(current, names.Of(names.FirstFree()), false, op);
     if (!saved) co_return saved;
     const QueryResult restored = co_await work_.Run(u"Restore"_s, names.Of(number).toStdString(),

@@ -6,11 +6,11 @@
 
 #include <utility>
 
+#include "base/clock.h"
 #include "base/operator.h"
 #include "store/capture_database.h"
 #include "store/db_writer.h"
 #include "store/device_serial.h"
-#include "store/schema.h"
 #include "store/settings_store.h"
 #include "store/upkeep/database_backups.h"
 
@@ -29,12 +29,14 @@ bool EndsAsDatabase(const QString& path) {
 }  // namespace
 
 DatabaseFiles::DatabaseFiles(CaptureDatabase& database, SettingsStore& settings, DbWriter& writer,
-                             DatabaseBackups& backups, QString dataFolder)
+                             DatabaseBackups& backups, const Clock& clock, QString dataFolder)
     : database_(database),
       settings_(settings),
       writer_(writer),
       backups_(backups),
-      dataFolder_(std::move(dataFolder)) {}
+      dataFolder_(std::move(dataFolder)) {
+    connect(&clock, &Clock::SecondPassed, this, &DatabaseFiles::LookWhetherFree);
+}
 
 QString DatabaseFiles::FullPath(const QString& name) const {
     return QDir(dataFolder_).absoluteFilePath(name);
@@ -48,25 +50,58 @@ QString DatabaseFiles::CurrentPath() const {
     return QString::fromStdString(database_.databasePath());
 }
 
+/// Makes the base tables that the file lacks, and says what is wrong with it then.
+FileCheck DatabaseFiles::Examine(const QString& path) {
+    const MendedTables mended = MendTables(path);
+    if (!mended.names.isEmpty()) {
+        Q_EMIT Noted(u"%1 lacked tables, which were made: %2."_s.arg(path, mended.names.join(u", "_s)));
+    }
+    return mended.check.verdict == FileVerdict::Fine ? CheckDatabaseFile(path) : mended.check;
+}
+
+/// Every second while the file in use is locked since the start.
+void DatabaseFiles::LookWhetherFree() {
+    if (lockedPath_.isEmpty()) return;
+    const QString path = lockedPath_;
+    if (path == CurrentPath()) {
+        const FileCheck check = Examine(path);
+        if (check.verdict == FileVerdict::Locked) return;
+        if (check.verdict == FileVerdict::Fine) {
+            Remember(path);
+            Q_EMIT Noted(u"%1 is free; the records that waited are written to it."_s.arg(path));
+        } else {
+            Q_EMIT Noted(u"%1: %2. No records can be written to it; choose another database file."_s.arg(
+                path, check.text));
+        }
+        Q_EMIT TablesKnown();
+    }
+    lockedPath_.clear();
+}
+
 void DatabaseFiles::Adopt(const QString& path) {
     database_.UseFile(path.toStdString());
+    Remember(path);
+    Q_EMIT Adopted();
+}
+
+void DatabaseFiles::Remember(const QString& path) {
     // A file in the data folder is remembered by its bare name, so that the folder can be moved as a whole.
     const QFileInfo file(path);
     const bool inDataFolder = file.absolutePath() == QDir(dataFolder_).absolutePath();
     const QString name = inDataFolder ? file.fileName() : path;
     if (settings_.Kept(kDatabaseFile) != name) settings_.Save(kDatabaseFile, name);
     if (!settings_.IsOn(kDatabaseEstablished)) settings_.Save(kDatabaseEstablished, true);
-    Q_EMIT Adopted();
 }
 
 QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
-    if (!QFileInfo::exists(StoredPath())) {
-        Outcome found = co_await SearchOrCreate(op);
+    QString path = StoredPath();
+    if (!QFileInfo::exists(path)) {
+        Outcome found = co_await SearchOrCreate(path, op);
         if (!found) co_return found;
     }
-    QString path = StoredPath();
-    for (QString error = ValidationError(path); !error.isEmpty(); error = ValidationError(path)) {
-        op.Show(u"%1: %2"_s.arg(path, error));
+    FileCheck check = Examine(path);
+    for (; check.verdict == FileVerdict::Wrong; check = Examine(path)) {
+        op.Show(u"%1: %2"_s.arg(path, check.text));
         const bool again = co_await op.AskYesNo(
             u"The chosen database file is incorrect or corrupted. Would you like to search again?"_s);
         if (!again) {
@@ -75,27 +110,34 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
         }
         if (const auto chosen = co_await Browse(op)) path = *chosen;
     }
+    if (check.verdict == FileVerdict::Locked) {
+        lockedPath_ = path;
+        database_.UseFile(path.toStdString());
+        Q_EMIT Noted(u"%1 is locked by another program. Records wait until it is free."_s.arg(path));
+        co_return Outcome::Success();
+    }
     Adopt(path);
     co_return Outcome::Success();
 }
 
-/// Until the file of the setting is there.
-QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(Operator& op) {
+/// Until there is a file at `path`. What was chosen is remembered only when it was found to be right.
+QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(QString& path, Operator& op) {
     const bool established = settings_.IsOn(kDatabaseEstablished);
     while (true) {
-        const QString missing = StoredPath();
+        const QString missing = path;
         Question question{.text = u"Database Not Found"_s,
                           .safe = established ? Answer::Yes : Answer::No,
                           .title = u"ATTENTION !"_s,
                           .yes = u"Browse"_s,
                           .no = u"Create New"_s};
         if (co_await op.Ask(std::move(question)) == Answer::Yes) {
-            if (const auto chosen = co_await Browse(op)) settings_.Save(kDatabaseFile, *chosen);
+            if (const auto chosen = co_await Browse(op)) path = *chosen;
         } else {
             const Outcome made = co_await MakeFile(missing, op);
             if (!made) op.Show(made.Error());
+            path = StoredPath();
         }
-        if (QFileInfo::exists(StoredPath())) co_return Outcome::Success();
+        if (QFileInfo::exists(path)) co_return Outcome::Success();
         const bool again = co_await op.AskYesNo(
             u"A database file has not been found. Would you like to Search or Create a new one?"_s);
         if (!again) {
@@ -155,13 +197,17 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile(Operator& op) {
             "Also, the newly selected database file should be cleared of previous data to prevent erroneous "
             "values."_s.arg(CurrentPath(), path));
         if (!sure) co_return Outcome::Failure(kNotReplaced);
-        const QString error = ValidationError(path);
-        if (error.isEmpty()) {
-            writer_.Flush();  // what was captured so far belongs into the file so far
-            Adopt(path);
-            co_return Outcome::Success();
+        const FileCheck check = CheckDatabaseFile(path);
+        if (check.verdict == FileVerdict::Locked) {
+            co_return Outcome::Failure(
+                u"%1 is locked by another program; try again when it is free."_s.arg(path));
         }
-        op.Show(u"%1: %2"_s.arg(path, error));
+        if (check.verdict == FileVerdict::Fine) {
+            Outcome written = co_await writer_.WriteBeforeChange();
+            if (written) Adopt(path);
+            co_return written;
+        }
+        op.Show(u"%1: %2"_s.arg(path, check.text));
         const bool again = co_await op.AskYesNo(
             u"The chosen database file is incorrect or corrupted. Would you like to search again?"_s);
         if (!again) co_return Outcome::Failure(kNotReplaced);
@@ -205,7 +251,10 @@ QCoro::Task<Outcome> DatabaseFiles::MakeRoom(QString path, Operator& op) {
     if (!overwrite) co_return Outcome::Failure(u"%1 stays as it is; no file was made."_s.arg(path));
     const bool backup = co_await op.AskYesNo(
         u"Would you like to make a backup of the database file before deleting it?"_s, Answer::Yes);
-    if (QFileInfo(path) == QFileInfo(CurrentPath())) writer_.Flush();
+    if (QFileInfo(path) == QFileInfo(CurrentPath())) {
+        Outcome written = co_await writer_.WriteBeforeChange();
+        if (!written) co_return written;
+    }
     if (backup) {
         Outcome saved = co_await backups_.BackupDBfile(path, op);
         if (!saved) co_return saved;
@@ -242,7 +291,11 @@ QCoro::Task<bool> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
         "Would you like to proceed?"_s,
         safe);
     if (!proceed) co_return false;
-    if (!first && QFileInfo(path) != QFileInfo(CurrentPath())) writer_.Flush();
+    if (!first && QFileInfo(path) != QFileInfo(CurrentPath())) {
+        const Outcome written = co_await writer_.WriteBeforeChange();
+        if (!written) op.Show(written.Error());
+        if (!written) co_return false;
+    }
     Adopt(path);
     co_return true;
 }

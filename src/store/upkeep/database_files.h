@@ -10,10 +10,12 @@
 
 #include "base/outcome.h"
 #include "base/setting.h"
+#include "store/schema.h"
 
 namespace corvane {
 
 class CaptureDatabase;
+class Clock;
 class DatabaseBackups;
 class DbWriter;
 class Operator;
@@ -38,12 +40,13 @@ class DatabaseFiles : public QObject {
 public:
     /// `dataFolder` is where a bare file name lies.
     DatabaseFiles(CaptureDatabase& database, SettingsStore& settings, DbWriter& writer,
-                  DatabaseBackups& backups, QString dataFolder);
+                  DatabaseBackups& backups, const Clock& clock, QString dataFolder);
 
-    /// Finds and validates the file of the setting `DBfile` at start-up and opens it. Where it is
-    /// missing, asks for another or for a new one until there is a file, or the user gives up: that is the
-    /// failure. Where nobody can be asked, a new file is made only if there never was one: a new file beside
-    /// a missing one would scatter the data.
+    /// Finds and validates the file of the setting `DBfile` at start-up and uses it. Base tables that it
+    /// lacks are made. One that another program holds locked is used all the same, and looked at as soon as
+    /// it is free. Where it is missing, asks for another or for a new one until there is a file, or the user
+    /// gives up: that is the failure. Where nobody can be asked, a new file is made only if there never was
+    /// one: a new file beside a missing one would scatter the data.
     QCoro::Task<Outcome> GetDBfile2(Operator& op);
 
     /// Lets the user switch to another database, after a question. The failure says why the file stays as
@@ -71,17 +74,30 @@ public:
     QCoro::Task<Outcome> VerifyDBdeviceAdrs(int position, Operator& op);
 
 Q_SIGNALS:
+    /// The last records are about to be written: whoever reads the file for long gives up, at once and for
+    /// good.
+    void ReadersMustEnd();
+
     /// Another file is in use, or the one in use holds other tables.
     void Adopted();
+
+    /// What was found in the file in use may be another now: its tables could not be looked at before.
+    void TablesKnown();
+
+    /// What people are to hear of though they asked for nothing.
+    void Noted(const QString& text);
 
 private:
     [[nodiscard]] QString FullPath(const QString& name) const;
     [[nodiscard]] QString StoredPath() const;
     [[nodiscard]] QString CurrentPath() const;
     QCoro::Task<std::optional<QString>> Browse(Operator& op);
-    QCoro::Task<Outcome> SearchOrCreate(Operator& op);
+    QCoro::Task<Outcome> SearchOrCreate(QString& path, Operator& op);
     QCoro::Task<Outcome> MakeFile(QString suggestion, Operator& op);
     QCoro::Task<Outcome> MakeRoom(QString path, Operator& op);
+    [[nodiscard]] FileCheck Examine(const QString& path);
+    void LookWhetherFree();
+    void Remember(const QString& path);
     void Adopt(const QString& path);
 
     CaptureDatabase& database_;
@@ -89,6 +105,7 @@ private:
     DbWriter& writer_;
     DatabaseBackups& backups_;
     QString dataFolder_;
+    QString lockedPath_;  ///< of the file that is waited for; empty where none is
 };
 
 }  // namespace corvane

@@ -9,8 +9,10 @@
 #include "base/number_format.h"
 #include "base/operator.h"
 #include "store/capture_database.h"
+#include "store/unwritten_records.h"
 #include "store/upkeep/database_backups.h"
 #include "store/upkeep/database_work.h"
+#include "store/upkeep/write_in_job.h"
 
 namespace corvane {
 
@@ -109,6 +111,27 @@ QCoro::Task<Outcome> Maintenance::Run(QString operation, SqlJob job, QString don
     op.Show(done.contains("%1"_L1)
                 ? done.arg(QString::fromStdString(result.rows.front().front().value_or("0")))
                 : done);
+    co_return Outcome::Success();
+}
+
+QCoro::Task<Outcome> Maintenance::WriteIn(UnwrittenRecords& unwritten, Operator& op) {
+    const bool saved = unwritten.Save();
+    const std::int64_t bytes = unwritten.BytesInFile();
+    if (bytes == 0) {
+        if (saved) op.Show(u"No record is unwritten."_s);
+        co_return saved ? Outcome::Success() : Outcome::Failure(unwritten.StateText());
+    }
+    const QueryResult result = co_await work_.Run(u"Writing in unwritten records"_s, database_.databasePath(),
+                                                  WriteInJob(unwritten.Path().toStdString(), bytes), op);
+    if (!result.Ok()) co_return Outcome::Failure(QString::fromStdString(result.errorText));
+    if (!unwritten.Forget(bytes)) {
+        co_return Outcome::Failure(
+            u"The records were written, but %1 could not be removed. Written in again, none is doubled."_s
+                .arg(unwritten.Path()));
+    }
+    const auto& counts = result.rows.front();
+    op.Show(u"%1 records were written to the database; %2 were there already."_s.arg(
+        QString::fromStdString(counts[0].value_or("0")), QString::fromStdString(counts[1].value_or("0"))));
     co_return Outcome::Success();
 }
 

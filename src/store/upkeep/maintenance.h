@@ -20,6 +20,7 @@ class DatabaseBackups;
 class DatabaseWork;
 class Operator;
 class SettingsStore;
+class UnwrittenRecords;
 
 /// The two tables that the capture fills.
 enum class DataTable { Hourly, Minute };
@@ -64,6 +65,9 @@ public:
     /// Asks, and rebuilds the rows of labels: those of Device A to D, up to the first without a serial
     /// number, and none for the virtual device. The limit to four is on purpose.
     QCoro::Task<Outcome> ResetLabels(Operator& op);
+
+    /// Writes what the queue gave up into the database after all, each record once.
+    QCoro::Task<Outcome> WriteIn(UnwrittenRecords& unwritten, Operator& op);
 
     /// Wrong: why `text` is no count of days. Else it is 1..1500.
     [[nodiscard]] static Outcome CheckDays(const QString& text);

@@ -1,19 +1,20 @@
 #include "window/parts/file_export.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 
 #include "base/clock.h"
 #include "base/operator.h"
 #include "store/capture_database.h"
 #include "store/told_job.h"
+#include "store/upkeep/database_files.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-FileExport::FileExport(const CaptureDatabase& database, Clock& clock) : database_(database), clock_(clock) {
-    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &worker_, [this] { worker_.End(); });
+FileExport::FileExport(const CaptureDatabase& database, const DatabaseFiles& files, Clock& clock)
+    : database_(database), clock_(clock) {
+    QObject::connect(&files, &DatabaseFiles::ReadersMustEnd, &worker_, [this] { worker_.End(); });
 }
 
 QCoro::Task<std::optional<QString>> FileExport::AskPath(QString prompt, QString kind, Operator& op) {

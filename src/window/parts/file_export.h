@@ -14,6 +14,7 @@ namespace corvane {
 
 class CaptureDatabase;
 class Clock;
+class DatabaseFiles;
 class Operator;
 
 class FileExport {
@@ -21,7 +22,7 @@ public:
     /// Makes the job that writes the file `path`.
     using JobFor = std::function<SqlJob(std::string path)>;
 
-    FileExport(const CaptureDatabase& database, Clock& clock);
+    FileExport(const CaptureDatabase& database, const DatabaseFiles& files, Clock& clock);
 
     /// Asks for a file, by its kind "csv" or "png"; nothing where none was chosen, or one that is to be kept.
     static QCoro::Task<std::optional<QString>> AskPath(QString prompt, QString kind, Operator& op);

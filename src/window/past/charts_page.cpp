@@ -53,7 +53,7 @@ ChartsPage::ChartsPage(const CaptureDatabase& database, const DatabaseFiles& fil
                        Clock& clock, Actions& actions)
     : settings_(settings),
       source_(database, files, clock),
-      export_(database, clock),
+      export_(database, files, clock),
       view_(new ChartView),
       period_(new PeriodBar(settings)),
       channels_(new ChannelPanel(settings)),

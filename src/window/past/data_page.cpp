@@ -58,7 +58,7 @@ std::string DayText(QDate day) {
 
 DataPage::DataPage(const CaptureDatabase& database, const DatabaseFiles& files, SettingsStore& settings,
                    Clock& clock, Actions& actions)
-    : settings_(settings), source_(database, files), export_(database, clock) {
+    : settings_(settings), source_(database, files), export_(database, files, clock) {
     auto* page = new QVBoxLayout(this);
     page->setContentsMargins(12, 12, 12, 12);
     page->setSpacing(10);

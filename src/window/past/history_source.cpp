@@ -16,6 +16,10 @@ HistorySource::HistorySource(const CaptureDatabase& database, const DatabaseFile
         if (!std::exchange(devices_, {}).empty()) Q_EMIT DevicesChanged();
         Forget();
     });
+    connect(&files, &DatabaseFiles::ReadersMustEnd, this, [this] {
+        readingEnded_ = true;
+        worker_.End();
+    });
 }
 
 HistorySource::~HistorySource() {
@@ -24,6 +28,7 @@ HistorySource::~HistorySource() {
 }
 
 QCoro::Task<std::optional<QueryResult>> HistorySource::Run(SqlJob job) {
+    if (readingEnded_) co_return QueryResult::Failure(SqlWorker::kInterrupted);
     QueryResult result = co_await worker_.Run(database_.databasePath(), std::move(job));
     if (ending_) co_return std::nullopt;
     co_return result;

@@ -67,6 +67,7 @@ private:
     std::vector<HistoryDevice> devices_;
     std::string error_;
     bool devicesWanted_ = true;
+    bool readingEnded_ = false;  ///< as the program is about to end
     bool ending_ = false;
 };
 

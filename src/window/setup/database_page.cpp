@@ -14,8 +14,10 @@
 #include "store/capture_database.h"
 #include "store/db_writer.h"
 #include "store/settings_store.h"
+#include "store/unwritten_records.h"
 #include "store/upkeep/database_backups.h"
 #include "store/upkeep/database_files.h"
+#include "store/upkeep/maintenance.h"
 #include "store/upkeep/nightly_runs.h"
 #include "window/actions.h"
 #include "window/parts/widgets.h"
@@ -104,6 +106,13 @@ void DatabasePage::AddWriting(QVBoxLayout* page) {
     form->addRow(u"Queue"_s, buffer_);
     form->addRow(u"State"_s, writeState_);
     form->addRow(u"Last error"_s, message_);
+    unwritten_ = TextLabel();
+    unwritten_->setWordWrap(true);
+    unwrittenRow_ = Row({ActionButton(u"Write in unwritten records"_s, actions_, [this](Operator& op) {
+        return disk_.maintenance.WriteIn(disk_.unwritten, op);
+    })});
+    form->addRow(unwritten_);
+    form->addRow(unwrittenRow_);
 }
 
 void DatabasePage::AddNightly(QVBoxLayout* page) {
@@ -141,6 +150,9 @@ void DatabasePage::Refresh() {
     buffer_->setText(writer_.BufferText());
     writeState_->setText(writer_.WriteStateText());
     message_->setText(writer_.DatabaseMessageText());
+    unwritten_->setText(disk_.unwritten.StateText());
+    unwritten_->setHidden(unwritten_->text().isEmpty());
+    unwrittenRow_->setHidden(disk_.unwritten.Count() == 0);
 }
 
 void DatabasePage::RefreshBackups() {

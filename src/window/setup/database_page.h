@@ -16,15 +16,19 @@ class CaptureDatabase;
 class DatabaseBackups;
 class DatabaseFiles;
 class DbWriter;
+class Maintenance;
 class MaintenanceBox;
 class NightlyRuns;
 class Settings;
+class UnwrittenRecords;
 
 /// The database as a file among others.
 struct DatabaseOnDisk {
     const CaptureDatabase& database;
     DatabaseFiles& files;
     DatabaseBackups& backups;
+    UnwrittenRecords& unwritten;
+    Maintenance& maintenance;
 };
 
 class DatabasePage final : public Page {
@@ -56,6 +60,8 @@ private:
     QLabel* buffer_;
     QLabel* writeState_;
     QLabel* message_;
+    QLabel* unwritten_;
+    QWidget* unwrittenRow_;
 };
 
 }  // namespace corvane

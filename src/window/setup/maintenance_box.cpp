@@ -95,7 +95,7 @@ void MaintenanceBox::AddRepairs(QFormLayout* form) {
                                    [this](Operator& op) { return maintenance_.ResetLabels(op); })}));
     auto* power = new QPushButton(u"Create power tables"_s);
     connect(power, &QPushButton::clicked, this, [this] {
-        if (CreatePowerTables(database_, writer_, actions_.Person())) records_.LookForMinuteTables(database_);
+        if (CreatePowerTables(database_, writer_, actions_.Person())) records_.LookForMinuteTables();
     });
     auto* minute = new QPushButton(u"Create minute table"_s);
     connect(minute, &QPushButton::clicked, this,

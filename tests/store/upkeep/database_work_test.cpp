@@ -66,7 +66,7 @@ TEST_F(DatabaseWorkTest, BackupsAreOfOneMomentThoughTheCaptureWritesMeanwhile) {
     EXPECT_THAT(Rows(copy, "PRAGMA integrity_check"), ElementsAre("ok"));
     EXPECT_THAT(Rows(copy, "SELECT COUNT(*) FROM monitordata_minute"), ElementsAre("20000"));
     EXPECT_THAT(Rows(copy, "SELECT COUNT(*) FROM monitordata_hourly WHERE date='after'"), ElementsAre("0"));
-    writer.Flush();
+    EXPECT_TRUE(QCoro::waitFor(writer.Drain(0)));
     EXPECT_THAT(Rows(path, "SELECT COUNT(*) FROM monitordata_hourly WHERE date='after'"), ElementsAre("100"));
 }
 

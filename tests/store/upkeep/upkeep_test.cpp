@@ -5,6 +5,7 @@
 #include <map>
 
 #include "base/date_entry.h"
+#include "store/settle_bursts.h"
 #include "store/upkeep/database_files.h"
 #include "store/upkeep/maintenance_fixture.h"
 #include "support/data_lines.h"
@@ -24,7 +25,7 @@ protected:
         const std::string used = database.databasePath();
         if (!QFile::exists(QString::fromStdString(used))) return;
         writer.WriteSQL("insert into monitordata_hourly(date) values ('afterwards')");
-        writer.Flush();
+        EXPECT_TRUE(QCoro::waitFor(writer.Drain(0)));
         EXPECT_THAT(Rows(used, "SELECT date FROM monitordata_hourly"), testing::Contains("afterwards"));
         EXPECT_THAT(Rows(used, "PRAGMA integrity_check"), testing::ElementsAre("ok"));
     }
@@ -101,11 +102,18 @@ private:
         ASSERT_TRUE(lock_->GetTable(statement.toStdString()).Ok());
     }
 
-    DatabaseFiles files_{database, settings, writer, backups, folder.Path()};
+    DatabaseFiles files_{database, settings, writer, backups, clock, folder.Path()};
     std::optional<CaptureDatabase::Connection> lock_;
     int adopted_ = 0;
     QMetaObject::Connection counting_ =
         QObject::connect(&files_, &DatabaseFiles::Adopted, &files_, [this] { ++adopted_; });
+    int known_ = 0;
+    std::vector<QString> noted_;
+    QMetaObject::Connection looking_ =
+        QObject::connect(&files_, &DatabaseFiles::TablesKnown, &files_, [this] { ++known_; });
+    QMetaObject::Connection noting_ = QObject::connect(
+        &files_, &DatabaseFiles::Noted, &files_, [this](const QString& text) { noted_.push_back(text); });
+    std::size_t told_ = 0;
     std::size_t shown_ = 0;
     std::size_t asked_ = 0;
 
@@ -119,8 +127,14 @@ private:
         {u"sql"_s, Two([this](const QString& file, const QString& statement) {
              return Joined(Rows(File(file), statement.toStdString()));
          })},
-        {u"queue"_s, Silent([this](const QString& text) { writer.WriteSQL(text.toStdString()); })},
-        {u"flush"_s, Silent([this](auto&) { writer.Flush(); })},
+        {u"queue"_s, Silent([this](const QString& text) {
+             writer.WriteSQL(text.toStdString());
+             SettleBursts(writer);
+         })},
+        {u"flush"_s, Silent([this](auto&) { EXPECT_TRUE(QCoro::waitFor(writer.Drain(0))); })},
+        {u"seconds"_s, Silent([this](auto& count) { clock.AdvanceSeconds(count.toInt()); })},
+        {u"noted"_s, [this](auto&) { return New(noted_, told_, [](const QString& text) { return text; }); }},
+        {u"known"_s, [this](auto&) { return std::to_string(std::exchange(known_, 0)); }},
         {u"lock"_s, Two([this](const QString& file, const QString& statement) {
              Lock(file, statement);
              return std::string();
