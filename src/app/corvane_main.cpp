@@ -130,7 +130,7 @@ int Run() {
 
 int main(int argc, char** argv) {
     const QApplication application(argc, argv);
-    corvane::NameApplication();
+    corvane::SetUpApplication();
     QApplication::setWindowIcon(QIcon(u":/corvane.svg"_s));
     QGuiApplication::setDesktopFileName(u"corvane"_s);
     return corvane::Run();

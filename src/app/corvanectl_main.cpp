@@ -72,6 +72,6 @@ int Run() {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    corvane::NameApplication();
+    corvane::SetUpApplication();
     return corvane::Run();
 }

@@ -5,6 +5,8 @@
 #include <QDir>
 #include <QStandardPaths>
 
+#include <clocale>
+
 #include "base/exit_codes.h"
 #include "store/app_folder.h"
 
@@ -25,9 +27,10 @@ QString DefaultSettingsFile(const QString& givenDataFolder) {
 
 }  // namespace
 
-void NameApplication() {
+void SetUpApplication() {
     QCoreApplication::setApplicationName(u"Corvane"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
+    std::setlocale(LC_NUMERIC, "C");
 }
 
 QString DataFolder(const QString& given) {

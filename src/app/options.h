@@ -8,8 +8,9 @@
 
 namespace corvane {
 
-/// Gives the application its name, by which its folders are called, and its version.
-void NameApplication();
+/// Gives the application its name, by which its folders are called, and its version, and has numbers read and
+/// written the same in every locale.
+void SetUpApplication();
 
 struct Options {
     QString dataFolder;

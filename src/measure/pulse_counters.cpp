@@ -88,7 +88,7 @@ void PulseCounters::Load(int slot) {
     setup.flowType = FlowTypeOf(settings_.Value(kFlowType, place)).value_or(-1);
     setup.perHour = settings_.Value(kPerHour, place).trimmed() == "1"_L1;
     // A float's own decimal, so that 0.1 does not turn into 0.10000000149.
-    setup.countK = std::stod(ShortestText(number(kCountFactor, FactorOf)));
+    setup.countK = QByteArray::fromStdString(ShortestText(number(kCountFactor, FactorOf))).toDouble();
     setup.referenceCount = number(kReferenceCount, NumberEntry);
     setup.presetTotal = number(kPresetTotal, NumberEntry);
     Slot& state = Of(slot);

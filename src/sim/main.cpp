@@ -2,6 +2,7 @@
 #include <QCoreApplication>
 #include <QCoroTask>
 
+#include <clocale>
 #include <cstdio>
 #include <memory>
 #include <variant>
@@ -97,6 +98,7 @@ int Run(const SimOptions& options) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
+    std::setlocale(LC_NUMERIC, "C");
     QCoreApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
     const auto parsed = corvane::ParseSimOptions(QCoreApplication::arguments());
     if (const auto* exit = std::get_if<corvane::SimOptionsExit>(&parsed)) {

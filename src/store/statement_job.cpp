@@ -29,7 +29,7 @@ std::string RunOne(SqlSession& session, const Statement& statement, double rows)
 double RowsOf(const SqlSession& session, const std::string& table) {
     const QueryResult highest = session.Database().GetTable("SELECT MAX(rowid) FROM " + table);
     if (!highest.Ok() || highest.rows.empty()) return 0;
-    return std::atof(highest.rows.front().front().value_or("0").c_str());
+    return QByteArray::fromStdString(highest.rows.front().front().value_or("0")).toDouble();
 }
 
 }  // namespace

@@ -29,8 +29,8 @@ TEST(Demo, HasDaysOfRecordsThatItsMonitorsGoOnFrom) {
               (std::vector<std::string>{"1|301234|House", "2|400123|Flat A", "3|500042|Workshop"}));
     EXPECT_EQ(Rows(path, "SELECT count(*) FROM monitordata_minute WHERE volt = 0 OR secondscounter = 0"),
               std::vector<std::string>{"0"});
-    const double newest = std::stod(
-        Rows(path, "SELECT max(ch1kwh) FROM monitordata_minute WHERE deviceaddress = 301234").at(0));
+    const auto stored = Rows(path, "SELECT max(ch1kwh) FROM monitordata_minute WHERE deviceaddress = 301234");
+    const double newest = QByteArray::fromStdString(stored.at(0)).toDouble();
 
     Program program(folder.Where(), clock);
     ScriptedOperator op;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "base/number_format.h"
 #include "history/history_reader.h"
 #include "store/rows.h"
 #include "store/schema.h"
@@ -114,7 +115,7 @@ EnergyHistory EnergyOf(const std::string& readings, bool signedCh1) {
     std::istringstream text(readings);
     for (std::string day, reading; text >> day >> reading;) {
         const std::size_t end = reading.find('=');
-        const double kwh = std::stod(reading.substr(end + 1));
+        const double kwh = QByteArray::fromStdString(reading.substr(end + 1)).toDouble();
         energy.Add(At("2026-" + day + " " + reading.substr(0, end)), {kwh, kwh}, signedCh1);
     }
     return energy;
@@ -173,12 +174,12 @@ struct HistoryReading : testing::Test {
 
     void Minute(const char* date, double watts, double kwh, const char* address = "300001") const {
         Execute(path, "INSERT INTO monitordata_minute(date, deviceaddress, ch1watt, ch1kwh) VALUES ('" +
-                          std::string(date) + "', " + address + ", " + std::to_string(watts) + ", " +
-                          std::to_string(kwh) + ")");
+                          std::string(date) + "', " + address + ", " + ShortestText(watts) + ", " +
+                          ShortestText(kwh) + ")");
     }
     void Hour(const char* date, double kwh, const char* address = "300001") const {
         Execute(path, "INSERT INTO monitordata_hourly(date, deviceaddress, ch1kwh) VALUES ('" +
-                          std::string(date) + "', " + address + ", " + std::to_string(kwh) + ")");
+                          std::string(date) + "', " + address + ", " + ShortestText(kwh) + ")");
     }
     QueryResult Run(SqlJob job) { return QCoro::waitFor(worker.Run(path, std::move(job))); }
 };

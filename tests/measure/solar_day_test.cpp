@@ -46,7 +46,8 @@ protected:
     }
 
     [[nodiscard]] double Number(const std::string& expression) const {
-        return std::stod(Rows(database_.databasePath(), "SELECT " + expression).front());
+        return QByteArray::fromStdString(Rows(database_.databasePath(), "SELECT " + expression).front())
+            .toDouble();
     }
 
     DbWriter writer_{database_, settings_, errorLog_, clock_};

@@ -12,8 +12,9 @@ class FakeClock final : public Clock {
     Q_OBJECT
 
 public:
-    /// Starts at 2026-03-02 10:20:30 UTC, a Monday, unless told otherwise.
-    explicit FakeClock(std::int64_t unixSeconds = 1772446830) : startSeconds_(unixSeconds) {}
+    /// Starts at 2026-03-02 10:20:30, a Monday, wherever that is.
+    FakeClock();
+    explicit FakeClock(std::int64_t unixSeconds) : startSeconds_(unixSeconds) {}
 
     [[nodiscard]] LocalTime Now() const override { return LocalTimeAt(startSeconds_ + monotonic_ / 1000); }
     [[nodiscard]] std::int64_t Monotonic() const override { return monotonic_; }
@@ -30,7 +31,7 @@ public:
 private:
     void Arm() override {}
 
-    std::int64_t startSeconds_;
+    std::int64_t startSeconds_ = 0;
     std::int64_t monotonic_ = 0;
 };
 

@@ -135,12 +135,14 @@ protected:
         const auto keys = Query("SELECT id, " + keyColumn + where).rows;
         ASSERT_FALSE(keys.empty()) << table << " has no row of " << monitor.serial.toStdString();
         for (const auto& row : keys) {
-            const double sent = std::round(std::stod(row[1].value_or("0")) * keyFactor);
+            const double sent =
+                std::round(QByteArray::fromStdString(row[1].value_or("0")).toDouble() * keyFactor);
             for (const auto& [column, value] : columnsOf(Replay(monitor.config, keyField, sent))) {
                 const auto cell =
                     Query("SELECT " + column + where + " AND id = " + row[0].value_or("0")).rows;
                 ASSERT_TRUE(cell.front().front().has_value()) << column;
-                EXPECT_NEAR(std::stod(*cell.front().front()), value, 1e-9 * std::abs(value))
+                EXPECT_NEAR(QByteArray::fromStdString(*cell.front().front()).toDouble(), value,
+                            1e-9 * std::abs(value))
                     << table << "." << column << " of " << monitor.serial.toStdString();
             }
         }
