@@ -55,9 +55,9 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
         links.append(LinkObject(*link));
     }
     reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
-    for (const QString& text :
-         {writer.Enabled() ? QString() : writer.EnabledText(), writer.BufferText(), writer.WriteStateText(),
-          writer.IndicatorText(), writer.DatabaseMessageText(), program.unwritten.StateText()}) {
+    for (const QString& text : {writer.Enabled() ? QString() : writer.EnabledText(), writer.BufferText(),
+                                writer.WriteStateText(), writer.WaitText(), writer.IndicatorText(),
+                                writer.DatabaseMessageText(), program.unwritten.StateText()}) {
         if (!text.isEmpty()) reply.lines.append(text);
     }
     if (program.unwritten.Count() > 0)
@@ -77,6 +77,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"state"_s, writer.WriteStateText()},
                                     {u"indicator"_s, IndicatorWord(writer)},
                                     {u"message"_s, writer.DatabaseMessageText()},
+                                    {u"waits"_s, writer.WaitText()},
                                     {u"unwritten"_s, static_cast<qint64>(program.unwritten.Count())},
                                     {u"lost"_s, static_cast<qint64>(program.unwritten.Lost())}}},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};

@@ -155,7 +155,8 @@ void DbWriter::Note(const Written& written) {
     for (int i = 0; i < written.executed; ++i)
         NoteSuccess(written.alone);
     locked_ = written.errorText == QueryResult::kLocked;
-    failed_ = !written.opened || !written.errorText.empty();
+    opened_ = written.opened;
+    failed_ = !opened_ || !written.errorText.empty();
     if (!written.errorText.empty()) NoteFailure(written.errorText);
     if (!failed_ && !written.alone && buffer_.Pointer() > 1 && !maintenanceBusy_) {
         BurstOn();
@@ -199,6 +200,11 @@ void DbWriter::Timer6() {
 
 QString DbWriter::EnabledText() const {
     return enabled_ ? u"Database is Enabled"_s : u"Database is Disabled"_s;
+}
+
+QString DbWriter::WaitText() const {
+    if (locked_) return u"The database file is locked by another program; records wait."_s;
+    return opened_ ? QString() : u"The database file cannot be opened; records wait."_s;
 }
 
 QString DbWriter::BufferText() const {

@@ -91,7 +91,9 @@ public:
     [[nodiscard]] const QString& LastDbMessage() const { return lastDbMessage_; }
 
     // The fields of the main screen.
-    [[nodiscard]] QString BufferText() const;  ///< "DB Buffer = " and the count without the newest
+    [[nodiscard]] QString BufferText() const;
+    [[nodiscard]] QString WaitText() const;  ///< why records wait longer than they should; empty where they
+                                             ///< do not  ///< "DB Buffer = " and the count without the newest
     [[nodiscard]] QString WriteStateText() const { return writeState_; }
     [[nodiscard]] QString DatabaseMessageText() const {
         return databaseMessage_;
@@ -138,6 +140,7 @@ private:
     bool enabled_ = false;
     bool bursting_ = false;
     bool locked_ = false;  ///< what the last burst met
+    bool opened_ = true;
     bool failed_ = false;
 
     QString lastDbMessage_;

@@ -34,8 +34,10 @@ UnwrittenRecords::UnwrittenRecords(const QString& folder, ErrorLog& errorLog, Cl
       mostBytes_(mostBytes) {
     CountFile();
     connect(&clock, &Clock::SecondPassed, this, [this] {
-        if (inMemory_ > 0) Save();
-        if (sinceLog_ > 0 && clock_.Monotonic() - loggedAt_ >= kBetweenLogs) Log(lastWhy_);
+        if (inMemory_ > 0)
+            Save();
+        else
+            Tell();
     });
 }
 
@@ -64,27 +66,33 @@ void UnwrittenRecords::Keep(const std::string& statement, const QString& why) {
             errorLog_.LogError(0, full, u"Database"_s);
             Q_EMIT Told(full);
         }
-    } else {
-        memory_ += line;
-        memory_ += '\n';
-        ++sinceLog_;
-        if (++inMemory_ == 1) QMetaObject::invokeMethod(this, &UnwrittenRecords::Save, Qt::QueuedConnection);
+        return;
     }
-    const bool news = why != lastWhy_ || clock_.Monotonic() - loggedAt_ >= kBetweenLogs;
-    if (sinceLog_ > 0 && news) Log(why);
+    if (why != why_) Log();
+    why_ = why;
+    memory_ += line;
+    memory_ += '\n';
+    ++untold_;
+    if (++inMemory_ == 1) QMetaObject::invokeMethod(this, &UnwrittenRecords::Save, Qt::QueuedConnection);
 }
 
-void UnwrittenRecords::Log(const QString& why) {
+void UnwrittenRecords::Tell() {
+    if (why_ != toldWhy_ || clock_.Monotonic() - toldAt_ >= kBetweenLogs) Log();
+}
+
+void UnwrittenRecords::Log() {
+    if (untold_ == 0) return;
     const QString text = u"%1 could not be written to the database and %2 kept in %3."_s.arg(
-        Records(sinceLog_), sinceLog_ == 1 ? u"is"_s : u"are"_s, path_);
-    errorLog_.LogError(0, text, why);
-    Q_EMIT Told(u"%1 (%2)"_s.arg(text, why));
-    lastWhy_ = why;
-    loggedAt_ = clock_.Monotonic();
-    sinceLog_ = 0;
+        Records(untold_), untold_ == 1 ? u"is"_s : u"are"_s, path_);
+    errorLog_.LogError(0, text, why_);
+    Q_EMIT Told(u"%1 (%2)"_s.arg(text, why_));
+    toldWhy_ = why_;
+    toldAt_ = clock_.Monotonic();
+    untold_ = 0;
 }
 
 bool UnwrittenRecords::Save() {
+    Tell();
     if (inMemory_ == 0) return true;
     QFile file(path_);
     if (!file.open(QIODevice::ReadWrite, QFile::ReadOwner | QFile::WriteOwner)) return false;

@@ -50,7 +50,8 @@ Q_SIGNALS:
 
 private:
     void CountFile();
-    void Log(const QString& why);
+    void Tell();
+    void Log();
 
     QString path_;
     ErrorLog& errorLog_;
@@ -60,10 +61,11 @@ private:
     std::int64_t inFile_ = 0;
     std::int64_t inMemory_ = 0;
     std::int64_t lost_ = 0;
-    std::string memory_;  ///< statements that wait for room, a line each
-    QString lastWhy_;
-    std::int64_t loggedAt_ = 0;  ///< monotonic, ms
-    std::int64_t sinceLog_ = 0;  ///< records that no line of the log tells of yet
+    std::string memory_;       ///< statements that wait for room, a line each
+    QString why_;              ///< of the last that was kept
+    QString toldWhy_;          ///< of the last that the log tells of
+    std::int64_t toldAt_ = 0;  ///< monotonic, ms
+    std::int64_t untold_ = 0;  ///< records that no line of the log tells of yet
 };
 
 }  // namespace corvane

@@ -96,7 +96,8 @@ TEST_F(Commands, TellWhatCameAndHowItStands) {
                                      {u"message"_s, u""_s},
                                      {u"pending"_s, 1},
                                      {u"state"_s, u"Preparing to write to db"_s},
-                                     {u"unwritten"_s, 0}}));
+                                     {u"unwritten"_s, 0},
+                                     {u"waits"_s, u""_s}}));
     EXPECT_TRUE(QCoro::waitFor(program.dbWriter.Drain(0)));
     const std::string size = std::to_string(QFileInfo(folder.Path(u"vrq1.db3"_s)).size());
     EXPECT_EQ(Ask(program, u"db info"_s),

@@ -258,8 +258,10 @@ TEST_F(DbWriterTest, AFileThatCannotBeOpenedKeepsTheQueueAndIsNotMade) {
     EXPECT_EQ(writer.WriteCountdown(), 0);
     EXPECT_EQ(LastMessage(), "");
     EXPECT_EQ(writer.WriteIndicator(), Indicator::None) << "it ends silently";
+    EXPECT_EQ(writer.WaitText(), u"The database file cannot be opened; records wait."_s);
     MakeDatabase(later);
     Write(Insert(3));
+    EXPECT_EQ(writer.WaitText(), u""_s);
     EXPECT_THAT(Written(), ElementsAre("1", "1"));
 }
 
