@@ -1,10 +1,12 @@
-// Numbers as people type them.
+// Numbers as people type them, and as files of others have them.
 #pragma once
 
 #include <QString>
 
+#include <charconv>
 #include <cmath>
 #include <optional>
+#include <string_view>
 
 namespace corvane {
 
@@ -13,6 +15,14 @@ namespace corvane {
     bool isNumber = false;
     const double value = text.trimmed().toDouble(&isNumber);
     return isNumber && std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
+/// The whole number that all of `text` is; nothing where it is none, or one that `Number` cannot hold.
+template <typename Number>
+[[nodiscard]] std::optional<Number> ParseInteger(std::string_view text) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace corvane

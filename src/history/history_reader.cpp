@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <limits>
 #include <utility>
 
+#include "base/number_entry.h"
 #include "history/device_records.h"
 #include "store/channel_labels.h"
 #include "store/schema.h"
@@ -14,17 +15,23 @@ namespace corvane {
 
 namespace {
 
+constexpr int kMostDevices = 200;  ///< that are offered, of a file of which others may have made anything
+
 struct HourlyReading {
     WallTime time;
     ChannelEnergies kwh;
 };
 
-/// The values of all channels in the row, from `column` on.
+/// The values of all channels in the row, from `column` on; NaN for what is none, and for one that no `Value`
+/// holds.
 template <typename Value>
 std::array<Value, kChannels> ValuesAt(const SqlCursor& row, std::size_t column) {
     std::array<Value, kChannels> values{};
-    for (Value& value : values)
-        value = static_cast<Value>(row.Number(static_cast<int>(column++)));
+    for (Value& value : values) {
+        const double number = row.Number(static_cast<int>(column++));
+        const bool fits = std::abs(number) <= static_cast<double>(std::numeric_limits<Value>::max());
+        value = fits ? static_cast<Value>(number) : std::numeric_limits<Value>::quiet_NaN();
+    }
     return values;
 }
 
@@ -147,7 +154,8 @@ SqlJob ReadDevices() {
         for (std::size_t channel = 0; channel < kChannels; ++channel)
             sql.append(", ''");
         sql.append(" FROM monitordata_hourly WHERE deviceaddress NOT IN (SELECT deviceaddress FROM ");
-        sql.append("applicationinfo)) ORDER BY id = 0, id, address");
+        sql.append("applicationinfo WHERE deviceaddress IS NOT NULL)) ORDER BY id = 0, id, address LIMIT ");
+        sql.append(std::to_string(kMostDevices));
         return session.Database().GetTable(sql);
     };
 }
@@ -157,7 +165,7 @@ std::vector<HistoryDevice> DevicesOf(const QueryResult& rows) {
     for (const auto& row : rows.rows) {
         HistoryDevice& device = devices.emplace_back();
         device.address = row[0].value_or("");
-        device.id = std::atoi(row[1].value_or("0").c_str());
+        device.id = ParseInteger<int>(row[1].value_or("")).value_or(0);
         for (std::size_t channel = 0; channel < kChannels; ++channel)
             device.labels[channel] =
                 GivenLabel(QString::fromStdString(row[2 + channel].value_or(""))).toStdString();

@@ -1,5 +1,7 @@
 #include "history/table_rows.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 
 #include "store/sql_cursor.h"
@@ -16,6 +18,17 @@ std::string Name(const std::string& name) {
         if (c == '"') quoted += c;
     }
     return quoted + "\"";
+}
+
+/// What the number of a row is called in the table: a column of its own may have taken a name.
+const char* RowNumber(const TableRows& rows) {
+    for (const char* name : {"rowid", "_rowid_", "oid"}) {
+        const auto isName = [name](const std::string& column) {
+            return sqlite3_stricmp(column.c_str(), name) == 0;
+        };
+        if (std::ranges::none_of(rows.columns, isName)) return name;
+    }
+    return "rowid";  // no row has a number that could be asked for
 }
 
 std::string Condition(const TableRows& rows) {
@@ -49,8 +62,10 @@ SqlJob FindRows(std::shared_ptr<TableRows> rows) {
             rows->columns.emplace_back(columns.Text(1));
         result.errorText = columns.ErrorText();
         if (!result.Ok()) return result;
-        SqlCursor ids(session.Database(), "SELECT rowid FROM " + Name(rows->filter.table) + Condition(*rows) +
-                                              " ORDER BY rowid DESC");
+        std::string sql = "SELECT ";
+        sql.append(RowNumber(*rows)).append(" FROM ").append(Name(rows->filter.table));
+        sql.append(Condition(*rows)).append(" ORDER BY 1 DESC");
+        SqlCursor ids(session.Database(), sql);
         while (ids.Next())
             rows->ids.push_back(ids.Integer(0));
         result.errorText = ids.ErrorText();
@@ -60,12 +75,15 @@ SqlJob FindRows(std::shared_ptr<TableRows> rows) {
 
 SqlJob ReadRows(const TableRows& rows, std::size_t first, std::size_t count) {
     const std::size_t end = std::min(first + count, rows.ids.size());
-    std::string sql = "SELECT rowid, * FROM " + Name(rows.filter.table) + " WHERE rowid IN (";
+    const std::string number = RowNumber(rows);
+    std::string sql = "SELECT ";
+    sql.append(number).append(", * FROM ").append(Name(rows.filter.table));
+    sql.append(" WHERE ").append(number).append(" IN (");
     for (std::size_t row = first; row < end; ++row) {
         if (row > first) sql += ',';
         sql += std::to_string(rows.ids[row]);
     }
-    sql += ") ORDER BY rowid DESC";
+    sql += ") ORDER BY 1 DESC";
     return [sql = std::move(sql)](SqlSession& session) {
         if (!session.Database()) return QueryResult{.rows = {}, .errorText = "unable to open database file"};
         return session.Database().GetTable(sql);
@@ -74,8 +92,11 @@ SqlJob ReadRows(const TableRows& rows, std::size_t first, std::size_t count) {
 
 std::string AllRows(const TableRows& rows) {
     const std::int64_t newest = rows.ids.empty() ? 0 : rows.ids.front();
-    return "SELECT * FROM " + Name(rows.filter.table) + Condition(rows) +
-           " AND rowid <= " + std::to_string(newest) + " ORDER BY rowid DESC";
+    const std::string number = RowNumber(rows);
+    std::string sql = "SELECT * FROM ";
+    sql.append(Name(rows.filter.table)).append(Condition(rows));
+    sql.append(" AND ").append(number).append(" <= ").append(std::to_string(newest));
+    return sql.append(" ORDER BY ").append(number).append(" DESC");
 }
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "base/number_entry.h"
 #include "store/capture_database.h"
 
 namespace corvane {
@@ -13,6 +14,9 @@ namespace {
 
 // The columns of the table are named by channel and text.
 constexpr std::array<const char*, kChannelTexts> kColumnEnds = {"alias", "image", "desc"};
+
+// Found whatever the column is declared as. A file of others may have any number of rows beside them.
+constexpr const char* kRowsOfSlots = " FROM applicationinfo WHERE id IN ('1','2','3','4','5','6') LIMIT 100";
 
 std::string Column(std::size_t channel, ChannelText which) {
     return ChannelColumn(channel, kColumnEnds[static_cast<std::size_t>(which)]);
@@ -28,9 +32,11 @@ QString GivenLabel(const QString& stored) {
 std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database) {
     std::map<int, ChannelLabels> labels;
     const std::string columns = ChannelColumns("alias");
-    const QueryResult result = database.Run("SELECT id," + columns + " FROM applicationinfo");
+    const QueryResult result = database.Run("SELECT CAST(id AS INTEGER)," + columns + kRowsOfSlots);
     for (const auto& row : result.rows) {
-        ChannelLabels& texts = labels[std::stoi(row.front().value_or("0"))];
+        const auto slot = ParseInteger<int>(row.front().value_or(""));
+        if (!slot) continue;
+        ChannelLabels& texts = labels[*slot];
         for (std::size_t i = 0; i < kChannels; ++i)
             texts[i] = QString::fromStdString(row[i + 1].value_or(""));
     }

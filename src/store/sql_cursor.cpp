@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cmath>
 #include <cstddef>
 #include <limits>
 
@@ -40,8 +41,10 @@ std::int64_t SqlCursor::Integer(int column) const {
 }
 
 double SqlCursor::Number(int column) const {
-    if (Type(column) == SQLITE_NULL) return std::numeric_limits<double>::quiet_NaN();
-    return sqlite3_column_double(statement_, column);
+    constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+    if (Type(column) == SQLITE_NULL) return kNone;
+    const double number = sqlite3_column_double(statement_, column);
+    return std::isfinite(number) ? number : kNone;
 }
 
 std::string_view SqlCursor::Text(int column) const {

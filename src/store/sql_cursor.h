@@ -30,7 +30,7 @@ public:
 
     // Of the row it stands on. A text holds until the next row.
     [[nodiscard]] std::int64_t Integer(int column) const;
-    [[nodiscard]] double Number(int column) const;  ///< NaN for NULL
+    [[nodiscard]] double Number(int column) const;  ///< NaN for NULL, and for what is not finite
     [[nodiscard]] std::string_view Text(int column) const;
     [[nodiscard]] int Type(int column) const;  ///< SQLite's code of the cell's type
 

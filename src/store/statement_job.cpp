@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "store/sql_cursor.h"
+
 namespace corvane {
 
 namespace {
@@ -27,9 +29,8 @@ std::string RunOne(SqlSession& session, const Statement& statement, double rows)
 
 /// An upper limit of the rows of `table`, found at once.
 double RowsOf(const SqlSession& session, const std::string& table) {
-    const QueryResult highest = session.Database().GetTable("SELECT MAX(rowid) FROM " + table);
-    if (!highest.Ok() || highest.rows.empty()) return 0;
-    return QByteArray::fromStdString(highest.rows.front().front().value_or("0")).toDouble();
+    SqlCursor highest(session.Database(), "SELECT MAX(rowid) FROM " + table);
+    return highest.Next() ? static_cast<double>(highest.Integer(0)) : 0;
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ struct CsvExport : testing::Test {
 TEST_F(CsvExport, WritesEveryValueSoThatItReadsBack) {
     const QueryResult result = Run(ExportQuery(
         csv,
-        "SELECT 0.1 + 0.2 AS sum, 1e21 AS big, 1099511627776 AS whole, NULL AS none, 'a,b' AS \"co,mma\", "
+        "SELECT 0.1 + 0.2 AS sum, 1e21 AS big, 1099511627776 AS whole, 9e999 AS none, 'a,b' AS \"co,mma\", "
         "'say \"x\"' AS quote, 'two' || char(10) || 'lines' AS line, '' AS empty",
         1));
     EXPECT_EQ(result.errorText, "");
@@ -94,6 +94,9 @@ TEST_F(CsvExport, ChartsHaveTheChannelsShownAndTheTimeAskedFor) {
 
 TEST_F(CsvExport, ATableIsFilteredAndReadInPages) {
     Execute(path, sql::kNewPowerTable);
+    Execute(path,
+            "CREATE TABLE \"foreign\"(RowId TEXT, oid); INSERT INTO \"foreign\" VALUES ('a', 9), ('b', 8), "
+            "('a', 7)");
     for (const char* row :
          {"'2026-03-09 23:59', 300001", "'2026-03-10 00:00', 300001", "'2026-03-10 10:00', 300002",
           "'2026-03-10 23:59', 300001", "'2026-03-11 00:00', 300001"})
@@ -107,6 +110,7 @@ TEST_F(CsvExport, ATableIsFilteredAndReadInPages) {
         {{.table = "minute_power", .address = {}, .firstDay = "2026-03-10", .endDay = "2026-03-11"},
          {4, 3, 2}},
         {{.table = "applications", .address = "300001", .firstDay = "2026-03-10", .endDay = {}}, {1}},
+        {{.table = "foreign", .address = {}, .firstDay = {}, .endDay = {}}, {3, 2, 1}},
     };
     for (const auto& c : cases) {
         const auto rows = std::make_shared<TableRows>();

@@ -243,14 +243,20 @@ TEST_F(HistoryReading, HourlyReadingsFillGapsAndOnlyNetEnergyOfTheVirtualDeviceF
 
 TEST_F(HistoryReading, KnowsDevicesWithRecordsAndTheirLabels) {
     Execute(path, "UPDATE applicationinfo SET deviceaddress = 300002, ch1alias = ' ', ch2alias = 'Kitchen'");
+    Execute(path, "INSERT INTO applicationinfo(id, deviceaddress) VALUES (7, NULL), (99999999999, 300009)");
     Hour("2026-05-01 08:10:00", 1);
     const auto devices = DevicesOf(Run(ReadDevices()));
-    ASSERT_EQ(devices.size(), 2U);
+    ASSERT_EQ(devices.size(), 3U);
+    EXPECT_EQ(devices[1].address, "300009");
+    EXPECT_EQ(devices[1].id, 0) << "no number of a device";
     EXPECT_EQ(devices[0].address, "300002");
     EXPECT_EQ(devices[0].id, 1);
     EXPECT_THAT(devices[0].labels, ElementsAre("", "Kitchen", "", "", "", "", ""));
-    EXPECT_EQ(devices[1].address, "300001");
-    EXPECT_EQ(devices[1].id, 0);
+    EXPECT_EQ(devices[2].address, "300001");
+    EXPECT_EQ(devices[2].id, 0);
+    for (int other = 0; other < 250; ++other)
+        Hour("2026-05-01 08:10:00", 1, std::to_string(400'000 + other).c_str());
+    EXPECT_EQ(DevicesOf(Run(ReadDevices())).size(), 200U) << "no household has more";
 }
 
 TEST_F(HistoryReading, AWorkerThatEndsResumesWhoAwaitsIt) {

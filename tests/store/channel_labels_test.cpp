@@ -11,7 +11,10 @@ namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
 
 TEST(ChannelLabels, AreEmptyWhereNobodyNamedTheChannelAndElseAsTheyWereStored) {
     const TempFolder folder;
@@ -40,6 +43,15 @@ TEST(ChannelLabels, AreEmptyWhereNobodyNamedTheChannelAndElseAsTheyWereStored) {
     const ChannelLabels labels = {u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s, u"f"_s, u"it's"_s};
     EXPECT_EQ(SaveChannelLabels(database, 1, labels).Error(), u""_s);
     EXPECT_EQ(ReadStoredLabels(database)[1], labels);
+
+    // What others made of the table: numbers of rows that are none, or none that a program can hold.
+    Execute(path,
+            "CREATE TABLE foreign_info AS SELECT * FROM applicationinfo; DROP TABLE applicationinfo; "
+            "ALTER TABLE foreign_info RENAME TO applicationinfo; UPDATE applicationinfo SET id = 'one'; "
+            "INSERT INTO applicationinfo(id) VALUES (99999999999), (NULL), (''), (2e300), ('x6')");
+    EXPECT_THAT(ReadStoredLabels(database), IsEmpty());
+    Execute(path, "UPDATE applicationinfo SET id = '5', ch1alias = 'Pump' WHERE id = 'one'");
+    EXPECT_THAT(ReadStoredLabels(database), ElementsAre(Pair(5, Contains(u"Pump"_s))));
 
     Execute(path, "DROP TABLE applicationinfo");
     EXPECT_EQ(SaveChannelText(database, 1, 0, Label, u"x"_s).Error(),

@@ -181,7 +181,9 @@ TEST(TableModel, KeepsFiftyPages) {
     const auto take = [&](int page) {
         const int first = page * TableModel::kPageRows;
         QueryResult result;
-        result.rows = {{std::to_string(rows->ids[static_cast<std::size_t>(first)]), "x"}};
+        result.rows = {{"none", "y"},
+                       {"99999999999999999999", "y"},
+                       {std::to_string(rows->ids[static_cast<std::size_t>(first)]), "x"}};
         model.TakePage(first, result);
     };
     for (int page = 0; page < 50; ++page)

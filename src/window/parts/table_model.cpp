@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/number_entry.h"
+
 namespace corvane {
 
 using namespace Qt::StringLiterals;
@@ -27,9 +29,10 @@ void TableModel::TakePage(int first, QueryResult page) {
     auto& rows = pages_[first];
     rows.clear();
     for (Row& row : page.rows) {
-        const std::int64_t id = std::stoll(row.front().value_or("0"));
+        const auto id = ParseInteger<std::int64_t>(row.front().value_or(""));
+        if (!id) continue;
         row.erase(row.begin());
-        rows.emplace(id, std::move(row));
+        rows.emplace(*id, std::move(row));
     }
     const int last = std::min(first + kPageRows, rowCount()) - 1;
     Q_EMIT dataChanged(index(first, 0), index(last, columnCount() - 1));
