@@ -45,11 +45,10 @@ public:
     /// The error text, empty where all was read.
     std::string Run(const CaptureDatabase::Connection& database) {
         using Read = std::string (HistoryRead::*)(const CaptureDatabase::Connection&);
-        std::vector<Read> reads = {&HistoryRead::ReadTariff, &HistoryRead::ReadHourly,
-                                   &HistoryRead::ReadMinutes};
+        std::vector<Read> reads = {&HistoryRead::ForgetIfRenumbered, &HistoryRead::ReadTariff,
+                                   &HistoryRead::ReadHourly, &HistoryRead::ReadMinutes};
         if (history_.detail == Detail::Hours)
             reads = {&HistoryRead::ReadHourly, &HistoryRead::ReadNewestMinute};
-        ForgetIfRenumbered(database);
         for (const Read read : reads)
             if (std::string error = (this->*read)(database); !error.empty()) return error;
         FillUpTo(history_.to);
@@ -59,11 +58,12 @@ public:
 
 private:
     /// Where the table was emptied or rebuilt, all is read again.
-    void ForgetIfRenumbered(const CaptureDatabase::Connection& database) {
+    std::string ForgetIfRenumbered(const CaptureDatabase::Connection& database) {
         SqlCursor newest(database, "SELECT MAX(rowid) FROM monitordata_minute");
-        if (!newest.Next() || newest.Integer(0) >= history_.newestId) return;
+        if (!newest.Next() || newest.Integer(0) >= history_.newestId) return newest.ErrorText();
         history_ = {
             .address = history_.address, .from = history_.from, .to = history_.to, .detail = history_.detail};
+        return {};
     }
 
     std::string ReadTariff(const CaptureDatabase::Connection& database) {

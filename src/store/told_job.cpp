@@ -20,7 +20,9 @@ QCoro::Task<QueryResult> RunTold(SqlWorker& worker, Clock& clock, QString operat
                      });
     QObject::connect(&clock, &Clock::SecondPassed, &listening, [&worker, &clock, &progress, &op, start] {
         progress.seconds = (clock.Monotonic() - start) / 1000;
-        op.ShowProgress(progress);
+        Progress shown = progress;
+        if (worker.Held()) shown.operation = kHeldText;
+        op.ShowProgress(shown);
         if (op.WantsCancel()) worker.Interrupt();
     });
     co_return co_await worker.Run(std::move(path), std::move(job));

@@ -99,6 +99,7 @@ std::variant<HistoryQuery, QString> HistoryQuery::Parse(const QHash<QString, QSt
 
 QCoro::Task<WebReply> History::Read(HistoryQuery query) {
     if (waiting_ >= kMostWaiting || stopping_) co_return Failure(503, u"Too much is asked for at once."_s);
+    const std::int64_t asked = clock_.Monotonic();
     ++waiting_;
     while (worker_.Busy()) {
         const bool goOn = co_await clock_.DLY(10);
@@ -108,7 +109,10 @@ QCoro::Task<WebReply> History::Read(HistoryQuery query) {
     if (stopping_) co_return Failure(503, u"The program closes."_s);
     const auto values = std::make_shared<std::vector<StepValue>>();
     SqlJob job = ReadSteps(query.steps, values);
-    const QueryResult result = co_await worker_.Run(database_.databasePath(), std::move(job));
+    const auto left = lockPatience_ - std::chrono::milliseconds(clock_.Monotonic() - asked);
+    const QueryResult result = co_await worker_.Run(database_.databasePath(), std::move(job), left);
+    if (result.Locked())
+        co_return Failure(503, u"Another program holds the database locked; ask again soon."_s);
     if (!result.Ok()) co_return Failure(503, QString::fromStdString(result.errorText));
     co_return ReplyOf(query, *values);
 }

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QString>
 
+#include <chrono>
 #include <cstdint>
 #include <variant>
 
@@ -37,7 +38,10 @@ class History {
 public:
     static constexpr int kMostWaiting = 8;
 
-    History(const CaptureDatabase& database, Clock& clock) : database_(database), clock_(clock) {}
+    /// `lockPatience` is how long a question waits while others hold the file locked, its turn included.
+    History(const CaptureDatabase& database, Clock& clock,
+            std::chrono::milliseconds lockPatience = SqlWorker::kLockPatience)
+        : database_(database), clock_(clock), lockPatience_(lockPatience) {}
 
     /// The points as JSON; a failure with its status where there are none to be had.
     QCoro::Task<WebReply> Read(HistoryQuery query);
@@ -48,6 +52,7 @@ public:
 private:
     const CaptureDatabase& database_;
     Clock& clock_;
+    const std::chrono::milliseconds lockPatience_;
     SqlWorker worker_;
     int waiting_ = 0;
     bool stopping_ = false;

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
+#include <new>
 #include <sstream>
 
 #include "base/number_format.h"
@@ -11,6 +13,7 @@
 #include "store/rows.h"
 #include "store/schema.h"
 #include "support/data_lines.h"
+#include "support/loopback.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -271,6 +274,37 @@ TEST_F(HistoryReading, AWorkerThatEndsResumesWhoAwaitsIt) {
     worker.End();
     EXPECT_EQ(error, SqlWorker::kInterrupted);
     EXPECT_FALSE(worker.Busy());
+}
+
+TEST_F(HistoryReading, AWorkerWaitsForALockOfOthersSaysSoAndAlwaysHasAnAnswer) {
+    using namespace std::chrono_literals;
+    const SqlJob read = [](SqlSession& session) {
+        return session.Database().GetTable("SELECT id FROM applications");
+    };
+    const auto other = CaptureDatabase::OpenFile(path, false);
+    ASSERT_TRUE(other.GetTable("BEGIN EXCLUSIVE").Ok());
+    std::vector<bool> held;
+    QObject::connect(&worker, &SqlWorker::HeldChanged, [&] { held.push_back(worker.Held()); });
+    const auto wait = [&](auto end) {
+        auto waiting = worker.Run(path, read, 1h);
+        EXPECT_TRUE(SpinUntil([this] { return worker.Held(); }));
+        end();
+        return QCoro::waitFor(waiting);
+    };
+    const SqlJob twice = [&read](SqlSession& session) {
+        (void)read(session);
+        session.Tell(50);
+        return read(session);
+    };
+    EXPECT_EQ(QCoro::waitFor(worker.Run(path, twice, 1ms)).errorText, QueryResult::kLocked);
+    EXPECT_THAT(held, ElementsAre(true, false)) << "waits once";
+    EXPECT_EQ(wait([this] { worker.Interrupt(); }).errorText, SqlWorker::kInterrupted);
+    EXPECT_EQ(wait([&] { EXPECT_TRUE(other.GetTable("COMMIT").Ok()); }).rows.size(), 1U);
+
+    const SqlJob tooMuch = [](SqlSession&) -> QueryResult { throw std::bad_alloc(); };
+    EXPECT_EQ(Run(tooMuch).errorText, "std::bad_alloc");
+    worker.EndForGood();
+    EXPECT_EQ(Run(read).errorText, SqlWorker::kInterrupted);
 }
 
 }  // namespace

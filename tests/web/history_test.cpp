@@ -81,6 +81,17 @@ TEST_F(WebTest, EightQuestionsWaitForTheirTurnAndTheRestAreRefused) {
     ASSERT_TRUE(SpinUntil([&] { return allAnswered() && stopped.isReady(); }));
     EXPECT_EQ(answer(1).body, R"({"error":"The program closes."})");
     EXPECT_EQ(answer(2).status, 503U);
+
+    const auto other = CaptureDatabase::OpenFile(program.database.databasePath(), false);
+    ASSERT_TRUE(other.GetTable("BEGIN EXCLUSIVE").Ok());
+    History brief(program.database, clock, std::chrono::milliseconds(1));
+    asked.clear();
+    for (int i = 0; i < 3; ++i)
+        asked.push_back(brief.Read(std::get<HistoryQuery>(query)));
+    ASSERT_TRUE(SpinUntil(allAnswered));
+    const std::string locked = R"({"error":"Another program holds the database locked; ask again soon."})";
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(answer(i).body.toStdString(), locked);
 }
 
 }  // namespace

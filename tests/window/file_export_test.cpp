@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "app/program_fixture.h"
+#include <optional>
+
 #include "history/csv_export.h"
+#include "store/rows.h"
 #include "window/parts/scale.h"
+#include "window/window_fixture.h"
 
 namespace corvane {
 namespace {
@@ -52,7 +55,71 @@ TEST_F(ProgramTest, AFileIsReplacedOnYesOnlyAndAnEndedExportLeavesNone) {
         EXPECT_EQ(said, step.said + (std::string(step.said).ends_with("to ") ? path : ""));
         EXPECT_EQ(textOf(path), step.text) << step.sql;
     }
+
+    const auto other = CaptureDatabase::OpenFile(program.database.databasePath(), false);
+    ASSERT_TRUE(other.GetTable("BEGIN EXCLUSIVE").Ok());
+    const auto jobFor = [](std::string file) {
+        return ExportQuery(std::move(file), "SELECT id FROM applications", 1);
+    };
+    ScriptedOperator op;
+    for (const bool waits : {true, false}) {
+        op.WillEnter("Save it", folder.Path(u"new.csv"_s));
+        auto run = files.Run(u"Save it"_s, jobFor, op);
+        EXPECT_TRUE(!waits || SpinUntil([&] {
+            Q_EMIT clock.SecondPassed();
+            return op.progress.back().operation == kHeldText;
+        })) << "never said why it takes so long";
+        Q_EMIT program.databaseFiles.ReadersMustEnd();
+        EXPECT_TRUE(run.isReady()) << waits;
+        EXPECT_EQ(op.Messages().back(), "The export was cancelled, and no file was made.");
+    }
+    EXPECT_EQ(textOf(folder.Path(u"new.csv"_s).toStdString()), "none");
 }
+
+class ClosingTest : public WindowTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(ClosingTest, EndsWhoReadsAndWritesWhatIsQueuedWithoutAQuestion) {
+    Open(u"database"_s);  // which reads nothing
+    const std::string path = program_->database.databasePath();
+    // Hourly records without an end: who reads them holds the file until he is told to end.
+    Execute(path,
+            "DROP TABLE monitordata_hourly; CREATE VIEW monitordata_hourly(rowid, date, deviceaddress, " +
+                ChannelColumns("kwh") +
+                ") AS WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n) SELECT n.i, date(n.i * "
+                "0, 'unixepoch'), n.i * 0 + 1, 0, 0, 0, 0, 0, 0, 0 FROM n CROSS JOIN applications");
+    FileExport files(program_->database, program_->databaseFiles, clock);
+    std::optional<QCoro::Task<Outcome>> exported;
+    std::optional<QCoro::Task<WebReply>> asked;
+    ScriptedOperator op;
+    const std::string reader = GetParam();
+    if (reader == "export") {
+        op.WillEnter("Save it", folder.Path(u"hours.csv"_s));
+        const auto jobFor = [](std::string file) {
+            return ExportQuery(std::move(file), "SELECT * FROM monitordata_hourly", 1);
+        };
+        exported = files.Run(u"Save it"_s, jobFor, op);
+    } else if (reader == "history") {
+        const ChannelSteps steps{.address = "1", .channel = 0, .from = 0, .to = kWallDay};
+        asked = program_->history.Read({.steps = steps, .step = u"hour"_s});
+    } else {
+        ShowPage(QString::fromStdString(reader));
+    }
+    const auto other = CaptureDatabase::OpenFile(path, false);
+    ASSERT_TRUE(SpinUntil([&] { return other.GetTable("BEGIN EXCLUSIVE; ROLLBACK").Locked(); }))
+        << "nobody reads";
+
+    program_->dbWriter.WriteSQL("INSERT INTO applications(username) VALUES ('kept')");
+    const auto closing = program_->Close(op);
+    ASSERT_TRUE(SpinUntil([&] {
+        clock.Advance(10);
+        return closing.isReady();
+    }));
+    EXPECT_EQ(Rows(path, "SELECT DISTINCT username FROM applications WHERE username = 'kept'").size(), 1U);
+    EXPECT_FALSE(QFile::exists(folder.Path(u"unwritten.sql"_s)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Readers, ClosingTest, testing::Values("charts", "data", "export", "history"),
+                         [](const auto& reader) { return std::string(reader.param); });
 
 TEST(Scale, EndsAtARoundNumber) {
     const std::pair<double, double> numbers[] = {{100, 100}, {101, 200},  {201, 400},  {401, 600},

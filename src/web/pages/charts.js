@@ -135,14 +135,19 @@ async function load() {
     showChoice();
     const {device, channel} = choice;
     const question = new URLSearchParams({device, channel, from: dayMoved(0), to: dayMoved(1), step: view.step});
+    const slow = setTimeout(() => own === asked && setText(byId("summary"), "Waiting for the database."), 1000);
     let answer;
+    let again = false;
     try {
         const response = await fetch(`/history.json?${question}`);
         answer = await response.json();
+        again = response.status === 503;
     } catch {
         answer = {error: "The program does not answer."};
     }
+    clearTimeout(slow);
     if (own !== asked) return;
+    if (again) setTimeout(() => own === asked && load(), 5000);
     const points = answer.points ?? [];
     setText(byId("summary"), answer.error ?? summary(view, points));
     showChoice();

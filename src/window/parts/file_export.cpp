@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 FileExport::FileExport(const CaptureDatabase& database, const DatabaseFiles& files, Clock& clock)
     : database_(database), clock_(clock) {
-    QObject::connect(&files, &DatabaseFiles::ReadersMustEnd, &worker_, [this] { worker_.End(); });
+    QObject::connect(&files, &DatabaseFiles::ReadersMustEnd, &worker_, &SqlWorker::EndForGood);
 }
 
 QCoro::Task<std::optional<QString>> FileExport::AskPath(QString prompt, QString kind, Operator& op) {
@@ -37,6 +37,9 @@ QCoro::Task<Outcome> FileExport::Run(QString prompt, JobFor jobFor, Operator& op
         co_await RunTold(worker_, clock_, operation, database_.databasePath(), job, op);
     if (result.errorText == SqlWorker::kInterrupted)
         op.Show(u"The export was cancelled, and no file was made."_s);
+    else if (result.Locked())
+        co_return Outcome::Failure(
+            u"Another program holds the database locked, and no file was made. Try again when it is free."_s);
     else if (!result.Ok())
         co_return Outcome::Failure(u"The file could not be written: "_s +
                                    QString::fromStdString(result.errorText));
