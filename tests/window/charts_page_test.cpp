@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "store/rows.h"
+#include "store/schema.h"
 #include "window/parts/palette.h"
 #include "window/past/chart_view.h"
 #include "window/window_fixture.h"
@@ -236,6 +237,38 @@ TEST_F(ChartsTest, NewRecordsAreReadOnceAMinuteAndAnotherDatabaseAtOnce) {
         Q_EMIT clock.SecondPassed();
         return device->currentText() == u"Device A (300002)"_s && Value(u"CH1  Panel"_s) == u"16.36 kWh"_s;
     })) << Value(u"CH1  Panel"_s).toStdString();
+}
+
+TEST_F(ChartsTest, ALockIsWaitedForAndTheDevicesOfTheFileOfBeforeDoNotStay) {
+    const std::string old = program_->database.databasePath();
+    const std::string next = folder.Path(u"next.db3"_s).toStdString();
+    ASSERT_TRUE(CreateTables(next));
+    Execute(next, "UPDATE applicationinfo SET deviceaddress = 300002");
+    const auto said = [this] {
+        for (int item = 0; item < View()->itemCount(); ++item)
+            if (const auto* text = qobject_cast<QCPItemText*>(View()->item(item))) return text->text();
+        return QString();
+    };
+    const auto isRead = [this](const QString& device) {
+        Q_EMIT clock.SecondPassed();
+        return Find<QComboBox>(kPage, u"Device"_s)->currentText() == device;
+    };
+    const auto other = CaptureDatabase::OpenFile(old, false);
+    for (const bool changes : {false, true}) {
+        ASSERT_TRUE(SpinUntil([&] { return other.GetTable("BEGIN EXCLUSIVE").Ok(); }));
+        Q_EMIT program_->databaseFiles.Adopted();
+        EXPECT_TRUE(SpinUntil([&] {
+            Q_EMIT clock.SecondPassed();
+            return said() == kHeldText;
+        })) << said().toStdString();
+        if (changes) {
+            program_->database.UseFile(next);
+            Q_EMIT program_->databaseFiles.Adopted();
+        }
+        ASSERT_TRUE(other.GetTable("COMMIT").Ok());
+        EXPECT_TRUE(
+            SpinUntil([&] { return isRead(changes ? u"Device A (300002)"_s : u"Device A (300001)"_s); }));
+    }
 }
 
 TEST_F(ChartsTest, WhatIsShownIsSavedAsCsvAndAsAPicture) {

@@ -13,6 +13,7 @@
 #include "store/rows.h"
 #include "support/settings_by_key.h"
 #include "window/parts/table_model.h"
+#include "window/past/table_source.h"
 #include "window/window_fixture.h"
 
 namespace corvane {
@@ -207,6 +208,51 @@ TEST_F(DataTest, AnotherDatabaseIsRead) {
     EXPECT_EQ(View()->model()->rowCount(), 0);
     clock.AdvanceSeconds(1);
     EXPECT_TRUE(Rows("500 rows, the newest first"));
+}
+
+TEST_F(DataTest, AFilterThatChangesWhileTheChoicesWaitForALockIsReadThen) {
+    OpenWithRecords();
+    const auto other = CaptureDatabase::OpenFile(program_->database.databasePath(), false);
+    ASSERT_TRUE(SpinUntil([&] { return other.GetTable("BEGIN EXCLUSIVE").Ok(); }));
+    Click(kPage, u"Read again"_s);
+    EXPECT_TRUE(Rows(kHeldText));
+    Find<QComboBox>(kPage, u"Device"_s)->setCurrentIndex(1);
+    ASSERT_TRUE(other.GetTable("COMMIT").Ok());
+    EXPECT_TRUE(Rows("500 rows, the newest first"));
+    EXPECT_EQ(Find<QComboBox>(kPage, u"Device"_s)->count(), 2);
+}
+
+TEST_F(DataTest, WhatALockKeptFromBeingReadIsReadWhenItIsGone) {
+    OpenWithRecords();
+    TableSource source(program_->database, program_->databaseFiles, std::chrono::milliseconds(1));
+    const TableFilter filter{.table = "monitordata_minute", .address = {}, .firstDay = {}, .endDay = {}};
+    const auto cell = [&] { return source.Model().index(0, 5).data().toString(); };
+    const auto other = CaptureDatabase::OpenFile(program_->database.databasePath(), false);
+    bool paged = false;
+    QObject::connect(&source.Model(), &QAbstractItemModel::dataChanged, [&paged] { paged = true; });
+    const struct {
+        const char* what;
+        std::function<void()> want;
+        std::function<bool()> isThere;
+    } steps[] = {
+        {"choices", [] {}, [&] { return source.Tables().size() == 4 && source.Devices().size() == 1; }},
+        {"rows", [&] { source.Show(filter); }, [&] { return source.Model().rowCount() == 1000; }},
+        {"page", [&] { (void)cell(); }, [&] { return paged; }}};
+    for (const auto& step : steps) {
+        ASSERT_TRUE(SpinUntil([&] { return other.GetTable("BEGIN EXCLUSIVE").Ok(); }));
+        step.want();
+        source.Refresh();
+        EXPECT_TRUE(SpinUntil([&] {
+            return source.StateText() == u"Another program holds the database locked; it is tried again."_s;
+        })) << step.what;
+        ASSERT_TRUE(other.GetTable("COMMIT").Ok());
+        EXPECT_TRUE(SpinUntil([&] {
+            source.Refresh();
+            return step.isThere();
+        })) << step.what;
+    }
+    EXPECT_EQ(cell(), u"999"_s);
+    EXPECT_EQ(source.StateText(), u"1,000 rows, the newest first"_s);
 }
 
 TEST_F(DataTest, WhatIsShownIsSavedAsCsv) {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "base/clock.h"
-#include "store/capture_database.h"
+#include "store/sql_worker.h"
 
 namespace corvane {
 
@@ -62,11 +62,9 @@ void ChartSource::Read(Wanted wanted) {
 }
 
 QCoro::Task<> ChartSource::AwaitHistory(std::shared_ptr<DeviceHistory> history) {
-    const std::string path = Database().databasePath();
     const std::optional<QueryResult> result = co_await Run(ReadHistory(history));
     if (!result) co_return;
-    const bool current = history->address == address_ && path == Database().databasePath();
-    if (result->Ok() && current) {
+    if (result->Ok() && history->address == address_) {
         history_ = std::move(history);
         Q_EMIT HistoryChanged();
     }
@@ -75,6 +73,7 @@ QCoro::Task<> ChartSource::AwaitHistory(std::shared_ptr<DeviceHistory> history) 
 }
 
 QString ChartSource::StateText() const {
+    if (Held()) return kHeldText;
     return Busy() && history_ == nullptr ? u"Reading..."_s : ErrorText();
 }
 

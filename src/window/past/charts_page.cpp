@@ -162,9 +162,9 @@ void ChartsPage::ShowDevices() {
 }
 
 void ChartsPage::Choose() {
-    const int index = device_->currentIndex();
-    channels_->Name(index < 0 ? std::array<std::string, kChannels>()
-                              : source_.Devices()[static_cast<std::size_t>(index)].labels);
+    const auto& devices = source_.Devices();
+    const auto index = static_cast<std::size_t>(device_->currentIndex());  // beyond all where it is -1
+    channels_->Name(index < devices.size() ? devices[index].labels : std::array<std::string, kChannels>());
     ChartView::Choice choice;
     choice.measure = static_cast<Measure>(measure_->checkedId());
     choice.unit = static_cast<CalendarUnit>(bars_->currentIndex());

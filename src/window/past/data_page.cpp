@@ -13,6 +13,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <iterator>
 
 #include "history/csv_export.h"
 #include "store/settings_store.h"
@@ -114,11 +115,10 @@ QWidget* DataPage::FilterBar(Actions& actions) {
     row->addWidget(ActionButton(u"Save CSV..."_s, actions, [this](Operator& op) {
         return export_.Run(
             u"Save the rows"_s,
-            [rows = source_.Model().Rows()](std::string path) {
-                const TableRows none;
-                const TableRows& shown = rows != nullptr ? *rows : none;
-                return ExportQuery(std::move(path), AllRows(shown),
-                                   static_cast<std::int64_t>(shown.ids.size()));
+            [rows = source_.Model().Rows()](std::string path) -> SqlJob {
+                if (rows == nullptr)
+                    return [](SqlSession&) { return QueryResult::Failure("the rows are not read yet"); };
+                return ExportQuery(std::move(path), AllRows(*rows), std::ssize(rows->ids));
             },
             op);
     }));

@@ -9,16 +9,19 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-HistorySource::HistorySource(const CaptureDatabase& database, const DatabaseFiles& files)
-    : database_(database) {
+HistorySource::HistorySource(const CaptureDatabase& database, const DatabaseFiles& files,
+                             std::chrono::milliseconds lockPatience)
+    : database_(database), lockPatience_(lockPatience) {
     connect(&files, &DatabaseFiles::Adopted, this, [this] {
+        ++databases_;
+        worker_.Interrupt();
         devicesWanted_ = true;
         if (!std::exchange(devices_, {}).empty()) Q_EMIT DevicesChanged();
         Forget();
     });
-    connect(&files, &DatabaseFiles::ReadersMustEnd, this, [this] {
-        readingEnded_ = true;
-        worker_.End();
+    connect(&files, &DatabaseFiles::ReadersMustEnd, this, [this] { worker_.EndForGood(); });
+    connect(&worker_, &SqlWorker::HeldChanged, this, [this] {
+        if (!ending_) Q_EMIT StateChanged();
     });
 }
 
@@ -28,9 +31,10 @@ HistorySource::~HistorySource() {
 }
 
 QCoro::Task<std::optional<QueryResult>> HistorySource::Run(SqlJob job) {
-    if (readingEnded_) co_return QueryResult::Failure(SqlWorker::kInterrupted);
-    QueryResult result = co_await worker_.Run(database_.databasePath(), std::move(job));
+    const int before = databases_;
+    QueryResult result = co_await worker_.Run(database_.databasePath(), std::move(job), lockPatience_);
     if (ending_) co_return std::nullopt;
+    if (before != databases_) co_return QueryResult::Failure(SqlWorker::kInterrupted);
     co_return result;
 }
 
@@ -47,6 +51,8 @@ void HistorySource::SetError(const std::string& error) {
 }
 
 QString HistorySource::ErrorText() const {
+    if (error_ == QueryResult::kLocked)
+        return u"Another program holds the database locked; it is tried again."_s;
     return error_.empty() ? QString() : u"Reading failed: "_s + QString::fromStdString(error_);
 }
 

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,7 +24,9 @@ class HistorySource : public QObject {
     Q_OBJECT
 
 public:
-    HistorySource(const CaptureDatabase& database, const DatabaseFiles& files);
+    /// `lockPatience` is how long a job waits while others hold the file locked.
+    HistorySource(const CaptureDatabase& database, const DatabaseFiles& files,
+                  std::chrono::milliseconds lockPatience = SqlWorker::kLockPatience);
     ~HistorySource() override;
 
     /// Those that have records or a row of their own, with the labels of their channels; as last read.
@@ -42,8 +45,8 @@ Q_SIGNALS:
     void StateChanged();
 
 protected:
-    /// Runs a job while none runs. Nothing where the source is deleted meanwhile: then nothing of it may be
-    /// touched any more.
+    /// Runs a job while none runs; "interrupted" where another database comes into effect meanwhile. Nothing
+    /// where the source is deleted meanwhile: then nothing of it may be touched any more.
     QCoro::Task<std::optional<QueryResult>> Run(SqlJob job);
 
     /// Takes the rows of `ReadDevices`.
@@ -57,17 +60,19 @@ protected:
     [[nodiscard]] QString ErrorText() const;  ///< empty where the last job went well
 
     [[nodiscard]] bool Busy() const { return worker_.Busy(); }
+    [[nodiscard]] bool Held() const { return worker_.Held(); }
     [[nodiscard]] bool DevicesWanted() const { return devicesWanted_; }
     void Interrupt() { worker_.Interrupt(); }
     [[nodiscard]] const CaptureDatabase& Database() const { return database_; }
 
 private:
     const CaptureDatabase& database_;
+    const std::chrono::milliseconds lockPatience_;
     SqlWorker worker_;
     std::vector<HistoryDevice> devices_;
     std::string error_;
     bool devicesWanted_ = true;
-    bool readingEnded_ = false;  ///< as the program is about to end
+    int databases_ = 0;  ///< that came into effect
     bool ending_ = false;
 };
 

@@ -12,10 +12,24 @@ namespace {
 
 constexpr std::size_t kPagesWanted = 3;  ///< of a view that is scrolled fast, only the last are read
 
+/// A job that puts the names of the tables into `tables`; its rows are those of `ReadDevices`.
+SqlJob ReadTablesAndDevices(std::shared_ptr<std::vector<std::string>> tables) {
+    return [tables = std::move(tables)](SqlSession& session) {
+        QueryResult names = ReadTableNames()(session);
+        if (!names.Ok()) return names;
+        for (const auto& row : names.rows)
+            tables->push_back(row.front().value_or(""));
+        QueryResult devices = ReadDevices()(session);
+        const bool foreign = !devices.Ok() && !devices.Locked() && !session.MustStop();
+        return foreign ? QueryResult() : devices;  // a file that is none of ours has none
+    };
+}
+
 }  // namespace
 
-TableSource::TableSource(const CaptureDatabase& database, const DatabaseFiles& files)
-    : HistorySource(database, files) {
+TableSource::TableSource(const CaptureDatabase& database, const DatabaseFiles& files,
+                         std::chrono::milliseconds lockPatience)
+    : HistorySource(database, files, lockPatience) {
     connect(&model_, &TableModel::PageWanted, this, [this](int first) {
         pagesWanted_.push_front(first);
         if (pagesWanted_.size() > kPagesWanted) {
@@ -38,7 +52,7 @@ void TableSource::ReadAgain() {
 }
 
 void TableSource::Refresh() {
-    if (model_.Rows() == nullptr) ReadNext();
+    ReadNext();
 }
 
 void TableSource::Forget() {
@@ -62,15 +76,12 @@ void TableSource::ReadNext() {
 }
 
 QCoro::Task<> TableSource::ReadChoices() {
-    const std::optional<QueryResult> names = co_await Run(ReadTableNames());
-    if (!names) co_return;
-    if (!names->Ok()) co_return SetError(names->errorText);  // again with the next refresh
-    std::optional<QueryResult> devices = co_await Run(ReadDevices());
+    const auto tables = std::make_shared<std::vector<std::string>>();
+    const std::optional<QueryResult> devices = co_await Run(ReadTablesAndDevices(tables));
     if (!devices) co_return;
-    tables_.clear();
-    for (const auto& row : names->rows)
-        tables_.push_back(row.front().value_or(""));
-    TakeDevices(devices->Ok() ? *devices : QueryResult());  // none where the file is none of ours
+    if (!devices->Ok()) co_return SetError(devices->errorText);  // again with the next refresh
+    tables_ = *tables;
+    TakeDevices(*devices);
     Q_EMIT ChoicesRead();
 }
 
@@ -81,8 +92,9 @@ QCoro::Task<> TableSource::ReadTable(std::shared_ptr<TableRows> rows) {
     if (!result) co_return;
     readingTable_ = false;
     if (result->errorText != SqlWorker::kInterrupted) model_.Show(result->Ok() ? rows : nullptr);
+    if (result->Locked() && !filterWanted_) filterWanted_ = rows->filter;
     SetError(result->errorText);
-    ReadNext();
+    if (!result->Locked()) ReadNext();
 }
 
 QCoro::Task<> TableSource::ReadPage(int first) {
@@ -91,17 +103,20 @@ QCoro::Task<> TableSource::ReadPage(int first) {
     std::optional<QueryResult> result =
         co_await Run(ReadRows(*rows, static_cast<std::size_t>(first), TableModel::kPageRows));
     if (!result) co_return;
-    const bool isShown = model_.Rows() == rows;
-    if (isShown && result->Ok()) {
+    if (model_.Rows() != rows) co_return ReadNext();
+    const bool locked = result->Locked();
+    SetError(result->errorText);
+    if (locked)
+        pagesWanted_.push_back(first);
+    else if (result->Ok())
         model_.TakePage(first, std::move(*result));
-    } else if (isShown) {
+    else
         model_.GiveUpPage(first);
-        SetError(result->errorText);
-    }
-    ReadNext();
+    if (!locked) ReadNext();
 }
 
 QString TableSource::StateText() const {
+    if (Held()) return kHeldText;
     if (readingTable_) return u"Reading..."_s;
     QString error = ErrorText();
     if (!error.isEmpty()) return error;

@@ -1,6 +1,7 @@
 // The tables of the database, and the rows of the one that is looked through.
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <memory>
 
@@ -13,7 +14,8 @@ class TableSource final : public HistorySource {
     Q_OBJECT
 
 public:
-    TableSource(const CaptureDatabase& database, const DatabaseFiles& files);
+    TableSource(const CaptureDatabase& database, const DatabaseFiles& files,
+                std::chrono::milliseconds lockPatience = SqlWorker::kLockPatience);
 
     /// The names of the tables, as last read.
     [[nodiscard]] const std::vector<std::string>& Tables() const { return tables_; }
@@ -27,7 +29,7 @@ public:
     /// Reads the tables and devices again, now or when the job that runs has ended.
     void ReadAgain();
 
-    /// Reads what could not be read before.
+    /// Reads what could not be read before: a locked file is tried again.
     void Refresh() override;
 
     /// What is to be said of the rows.
