@@ -44,7 +44,6 @@ QStringList LinkLines(Program& program) {
 QString BugReport(Program& program) {
     const DbWriter& writer = program.dbWriter;
     const auto& status = program.statusBoard.Lines();
-    const QStringList log = program.errorLog.Load().lines;
     QStringList lines = {
         u"Corvane %1, Qt %2, %3 (%4)"_s.arg(QCoreApplication::applicationVersion(),
                                             QString::fromLatin1(qVersion()), QSysInfo::prettyProductName(),
@@ -60,7 +59,7 @@ QString BugReport(Program& program) {
     lines += u"\nStatus list"_s;
     lines += QStringList(status.begin(), status.end());
     lines += u"\nError log"_s;
-    lines += log.last(std::min(log.size(), kReportedLogLines));
+    lines += program.errorLog.LastLines(kReportedLogLines);
     return lines.join(u'\n') + u'\n';
 }
 

@@ -15,6 +15,7 @@
 #include "base/wait_until.h"
 #include "forward/network_reply.h"
 #include "measure/measurement.h"
+#include "store/app_folder.h"
 #include "store/channel_labels.h"
 #include "store/settings_store.h"
 
@@ -213,7 +214,7 @@ QCoro::Task<Outcome> FeedUpload::Put(QByteArray document) {
 
 void FeedUpload::SavePacdata(const QString& result) const {
     QFile file(QDir(folder_).filePath(kQueueFile));
-    if (!file.open(QIODevice::Append)) return;  // the data were sent; nothing depends on this file
+    if (!file.open(QIODevice::Append, kForOwner)) return;  // the data were sent; nothing depends on this file
     const QString time = QString::fromStdString(DateTimeText(clock_.Now()));
     file.write((time + u'\t' + result + u'\n').toUtf8());
 }

@@ -1,15 +1,15 @@
 #include "store/error_log.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QLocale>
 #include <QTextStream>
 
+#include <algorithm>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/operator.h"
+#include "store/app_folder.h"
 
 namespace corvane {
 
@@ -17,10 +17,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void AppendLine(const QString& path, const QString& line) {
+constexpr qint64 kPieceOfLog = 1 << 16;
+
+bool AppendLine(const QString& path, const QString& line) {
     QFile file(path);
-    if (!file.open(QIODevice::Append | QIODevice::Text)) return;
-    file.write((line + u'\n').toUtf8());
+    const QByteArray bytes = (line + u'\n').toUtf8();
+    return file.open(QIODevice::Append | QIODevice::Text, kForOwner) && file.write(bytes) == bytes.size() &&
+           file.flush();
 }
 
 QString OnOneLine(QString text) {
@@ -37,13 +40,11 @@ QString ErrorLog::Path() const {
 }
 
 void ErrorLog::LogError(int number, const QString& description, const QString& context) {
-    const auto now = QDateTime::fromSecsSinceEpoch(clock_.Now().unixSeconds);
-    AppendLine(Path(), QString::number(number) + u'\t' + OnOneLine(description) + u'\t' + OnOneLine(context) +
-                           u'\t' + QLocale::system().toString(now, QLocale::ShortFormat));
-}
-
-void ErrorLog::LogOld(const QString& first, const QString& second) {
-    AppendLine(QDir(folder_).filePath(u"errorLog.txt"_s), OnOneLine(first) + u", "_s + OnOneLine(second));
+    const QString time = QString::fromStdString(DateTimeText(clock_.Now()));
+    const QString what = OnOneLine(description);
+    const QString where = OnOneLine(context);
+    if (AppendLine(Path(), QStringList{QString::number(number), what, where, time}.join(u'\t'))) return;
+    AppendLine(QDir(folder_).filePath(u"errorLog.txt"_s), time + u' ' + what + u", "_s + where);
 }
 
 ErrorLog::Listing ErrorLog::Load() const {
@@ -61,6 +62,22 @@ ErrorLog::Listing ErrorLog::Load() const {
         }
     }
     return listing;
+}
+
+QStringList ErrorLog::LastLines(qsizetype most) const {
+    QFile file(Path());
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    QByteArray end;
+    qint64 start = file.size();
+    while (start > 0 && end.count('\n') <= most) {
+        const qint64 piece = std::min(start, kPieceOfLog);
+        start -= piece;
+        file.seek(start);
+        end.prepend(file.read(piece));
+    }
+    QStringList lines = QString::fromUtf8(end).split(u'\n');
+    if (lines.last().isEmpty()) lines.removeLast();
+    return lines.last(std::min(lines.size(), most));
 }
 
 QCoro::Task<Outcome> ErrorLog::Delete(Operator& op) {

@@ -14,7 +14,8 @@ namespace corvane {
 class Clock;
 class Operator;
 
-/// Logging never disturbs what goes on: a line that cannot be written is dropped.
+/// Logging never disturbs what goes on: a line that cannot be written anywhere is dropped. The files are for
+/// this user alone.
 class ErrorLog {
 public:
     static constexpr int kOverflow = 6;         ///< error number of an arithmetic overflow
@@ -23,13 +24,11 @@ public:
     /// The log "Errors" + `applicationName` + ".log" in `folder`.
     ErrorLog(QString folder, QString applicationName, const Clock& clock);
 
-    /// Appends the number, the description, the context and the date and time, separated by tabs. Tabs and
-    /// line ends within a text become blanks, so that an entry stays one line.
+    /// Appends the number, the description, the context and the date and time ("2026-11-22 10:20:30"),
+    /// separated by tabs. Tabs and line ends within a text become blanks, so that an entry stays one line.
+    /// What cannot be appended, as to a file of another user, goes to the older log "errorLog.txt": date and
+    /// description, ", " and context.
     void LogError(int number, const QString& description, const QString& context);
-
-    /// Appends `first`, ", " and `second` to the older log "errorLog.txt". Kept for callers of old; faults of
-    /// today go to `LogError`.
-    void LogOld(const QString& first, const QString& second);
 
     struct Listing {
         QStringList lines;
@@ -38,6 +37,9 @@ public:
 
     /// The log's lines, oldest first, as the viewer lists them: at most `kLinesListed`.
     [[nodiscard]] Listing Load() const;
+
+    /// The last lines, at most so many, oldest first, however long the log is.
+    [[nodiscard]] QStringList LastLines(qsizetype most) const;
 
     /// Asks, and deletes the log on Yes. The failure says why the file is still there.
     QCoro::Task<Outcome> Delete(Operator& op);

@@ -32,13 +32,36 @@ TEST_F(ErrorLogTest, AppendsOneLineOfFourColumnsAFault) {
     log.LogError(-2147221504, u""_s, u"a\tb\r\nc\n"_s);
     EXPECT_EQ(folder.Read(kFile),
               "of an earlier run\n"
-              "6\tOverflow\t  in DisplayData Küche\t2 Mar 2026 10:20:30\n"
-              "-2147221504\t\ta b  c \t2 Mar 2026 11:20:30\n");
+              "6\tOverflow\t  in DisplayData Küche\t2026-03-02 10:20:30\n"
+              "-2147221504\t\ta b  c \t2026-03-02 11:20:30\n");
     EXPECT_EQ(log.Path().toStdString(), folder.Path(kFile).toStdString());
 
-    log.LogOld(u"first"_s, u"second"_s);
-    log.LogOld(u"third\n"_s, u"fourth, too"_s);
-    EXPECT_EQ(folder.Read(u"errorLog.txt"_s), "first, second\nthird , fourth, too\n");
+    EXPECT_THAT(folder.Entries(), testing::ElementsAre(kFile.toStdString()));
+}
+
+// A folder in the place of the file, so that not even an administrator can write it.
+TEST_F(ErrorLogTest, WhatCannotBeAppendedGoesToTheOlderLogAndBothAreTheUsersAlone) {
+    ASSERT_TRUE(QDir(folder.Path()).mkpath(kFile));
+    log.LogError(6, u"third\n"_s, u"fourth, too"_s);
+    EXPECT_EQ(folder.Read(u"errorLog.txt"_s), "2026-03-02 10:20:30 third , fourth, too\n");
+    EXPECT_EQ(Rights(folder.Path(u"errorLog.txt"_s)), "600");
+    ASSERT_TRUE(QDir(folder.Path()).rmdir(kFile));
+    log.LogError(6, u"third"_s, u"fourth"_s);
+    EXPECT_EQ(Rights(log.Path()), "600");
+}
+
+TEST_F(ErrorLogTest, TheLastLinesAreTheNewestHoweverLongTheLogIs) {
+    EXPECT_EQ(log.LastLines(2), QStringList());
+    for (const int count : {1, 2, 40000}) {
+        std::string text;
+        for (int i = 1; i <= count; ++i)
+            text += "line " + std::to_string(i) + "\n";
+        folder.Write(kFile, text);
+        QStringList expected = {u"line %1"_s.arg(count)};
+        if (count > 1) expected.prepend(u"line %1"_s.arg(count - 1));
+        EXPECT_EQ(log.LastLines(2), expected);
+        EXPECT_EQ(log.LastLines(20000).size(), std::min(count, 20000));
+    }
 }
 
 TEST_F(ErrorLogTest, TheViewerListsAtMost32001LinesOldestFirst) {

@@ -47,4 +47,10 @@ private:
     QTemporaryDir dir_;
 };
 
+/// Who may do what with a file, as it is written for chmod: "600".
+inline std::string Rights(const QString& path) {
+    const int rights = QFile::permissions(path).toInt();
+    return std::to_string(100 * (rights >> 12 & 7) + 10 * (rights >> 4 & 7) + (rights & 7));
+}
+
 }  // namespace corvane

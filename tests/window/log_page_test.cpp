@@ -40,7 +40,7 @@ TEST_F(WindowTest, TheErrorLogIsListedAndDeletedOnlyOnYes) {
         return texts.join(u'|').toStdString();
     };
     EXPECT_EQ(row(-1), "Time|Number|What|Where");
-    EXPECT_EQ(row(0), "2 Mar 2026 10:20:30|6|Overflow|CH1");
+    EXPECT_EQ(row(0), "2026-03-02 10:20:30|6|Overflow|CH1");
     EXPECT_EQ(row(1), "||half a li|");
     EXPECT_EQ(model->index(1, 2).data(Qt::ToolTipRole), u"half a li"_s);
     EXPECT_EQ(model->index(1, 2).data(Qt::DecorationRole), QVariant());
