@@ -1,12 +1,54 @@
 #include "remote/remote_server.h"
 
+#include <QFile>
 #include <QLocalSocket>
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Whether somebody listens at the socket: it does not refuse. Nothing is waited for.
+bool IsAlive(const QByteArray& path) {
+    sockaddr_un address{};
+    if (static_cast<std::size_t>(path.size()) >= sizeof address.sun_path) return true;
+    address.sun_family = AF_UNIX;
+    std::ranges::copy(path, address.sun_path);
+    const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (client < 0) return true;
+    const bool refused =
+        ::connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
+        errno == ECONNREFUSED;
+    ::close(client);
+    return !refused;
+}
+
+/// Removes the socket that a program left which was killed, and nothing else.
+Outcome MakeRoom(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    struct stat found {};
+    if (lstat(name.constData(), &found) != 0) return Outcome::Success();
+    const QString beginning = u"The control socket %1 cannot be made: "_s.arg(path);
+    if (!S_ISSOCK(found.st_mode)) {
+        return Outcome::Failure(beginning +
+                                u"something else has that name. Move it away, and start again."_s);
+    }
+    if (IsAlive(name)) return Outcome::Failure(beginning + u"another program listens there."_s);
+    if (unlink(name.constData()) == 0) return Outcome::Success();
+    return Outcome::Failure(beginning + QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+}  // namespace
 
 RemoteServer::RemoteServer(Program& program) : program_(program) {
     server_.setSocketOptions(QLocalServer::UserAccessOption);
@@ -18,7 +60,7 @@ RemoteServer::~RemoteServer() {
 }
 
 Outcome RemoteServer::Listen(const QString& path) {
-    QLocalServer::removeServer(path);
+    if (Outcome room = MakeRoom(path); !room) return room;
     if (server_.listen(path)) return Outcome::Success();
     return Outcome::Failure(u"The control socket %1 cannot be made: %2"_s.arg(path, server_.errorString()));
 }

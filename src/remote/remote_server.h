@@ -23,8 +23,8 @@ public:
     explicit RemoteServer(Program& program);
     ~RemoteServer() override;
 
-    /// Listens at `path`; a socket left there by a program that was killed is replaced, so the data folder
-    /// must be locked for this program.
+    /// Listens at `path`. A socket left there by a program that was killed is replaced; anything else stays,
+    /// and is the failure.
     Outcome Listen(const QString& path);
 
     /// Ends all sessions and stops listening. Called before the program closes.

@@ -3,6 +3,10 @@
 #include <QJsonDocument>
 #include <QLocalSocket>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <memory>
 
 #include "app/program_fixture.h"
@@ -137,13 +141,29 @@ TEST_F(RemoteSocket, ClosingEndsAnOpenQuestionWithoutChangingAnything) {
     EXPECT_TRUE(program_.deviceSlots.Bound(2).isEmpty());
 }
 
-TEST_F(RemoteSocket, ReplacesTheSocketOfAProgramThatWasKilled) {
+TEST_F(RemoteSocket, ReplacesTheSocketOfAProgramThatWasKilledAndNothingElse) {
+    const auto answers = [this] {
+        Client client(path_);
+        client.Send("{\"command\":\"slots\"}\n");
+        return client.Receive()[u"ok"_s].toBool();
+    };
+    RemoteServer second(program_);
+    EXPECT_TRUE(second.Listen(path_).Error().endsWith(u"another program listens there."_s));
+    EXPECT_TRUE(answers());
     server_.Close();
-    folder.Write(u"control.sock"_s, "left over");
+    folder.Write(u"control.sock"_s, "mine");
+    EXPECT_TRUE(server_.Listen(path_).Error().endsWith(
+        u"something else has that name. Move it away, and start again."_s));
+    EXPECT_EQ(folder.Read(u"control.sock"_s), "mine");
+
+    ASSERT_TRUE(QFile::remove(path_));
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    qstrncpy(address.sun_path, QFile::encodeName(path_).constData(), sizeof address.sun_path);
+    const int killed = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(bind(killed, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    close(killed);
     EXPECT_TRUE(server_.Listen(path_));
-    Client client(path_);
-    client.Send("{\"command\":\"slots\"}\n");
-    EXPECT_TRUE(client.Receive()[u"ok"_s].toBool());
+    EXPECT_TRUE(answers());
 }
 
 }  // namespace
