@@ -76,7 +76,7 @@ Program::Program(const Options& options, Clock& theClock)
         errorLog.LogError(0, text, u"Database"_s);
     });
     QObject::connect(&databaseFiles, &DatabaseFiles::TablesKnown, [this] { records.LookForMinuteTables(); });
-    settings.SetAsideDamagedFile();
+    settings.CheckFile();
     framer.AddDestination(forwarding);
     measurement.AddSink(pulses);
     measurement.AddSink(records);

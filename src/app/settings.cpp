@@ -50,8 +50,12 @@ Outcome Settings::Apply(const QString& name, const QString& text) {
 
 Outcome Settings::Apply(const Setting& setting, QString text, const SettingPlace& place) {
     Outcome checked = CheckSetting(setting, text, store_, place);
-    if (checked) store_.Save(setting, text, place);
-    return checked;
+    for (const auto& [of, check] : checks_)
+        if (checked && IsKeyOf(*of, SettingKey(setting, place))) checked = check(text);
+    if (!checked) return checked;
+    store_.Save(setting, text, place);
+    const QString notSaved = store_.TakeNotSaved();
+    return notSaved.isEmpty() ? Outcome::Success() : Outcome::Failure(notSaved);
 }
 
 std::optional<QString> Settings::Shown(const QString& name) const {

@@ -3,6 +3,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <utility>
@@ -32,6 +33,12 @@ public:
     /// as this does.
     void Add(List list) { lists_.push_back(list); }
 
+    /// Has entries of `setting` checked by more than the values of others, such as the files that there are.
+    /// It may put the text into the form in which it is kept.
+    void AddCheck(const Setting& setting, std::function<Outcome(QString& text)> check) {
+        checks_.emplace_back(&setting, std::move(check));
+    }
+
     [[nodiscard]] const std::vector<List>& Lists() const { return lists_; }
 
     /// The setting of a name, "KEY" or "SECTION/KEY" in any case of letters; nothing where none is declared.
@@ -57,6 +64,7 @@ public:
 private:
     SettingsStore& store_;
     std::vector<List> lists_;
+    std::vector<std::pair<const Setting*, std::function<Outcome(QString&)>>> checks_;
 };
 
 /// What stands for a value that is not shown.

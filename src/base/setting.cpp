@@ -11,30 +11,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-Outcome CheckSwitch(const QString& key, QString& text) {
-    const QString word = text.trimmed().toLower();
-    if (word != "true"_L1 && word != "false"_L1) {
-        return Outcome::Failure(u"%1 is True or False."_s.arg(key));
+/// The text in the form in which it is kept; nothing where the kind of the setting does not allow it.
+std::optional<QString> OfItsKind(const Setting& setting, const QString& text) {
+    switch (setting.kind) {
+        case SettingKind::Switch:
+            if (text.trimmed().compare("true"_L1, Qt::CaseInsensitive) == 0) return u"True"_s;
+            if (text.trimmed().compare("false"_L1, Qt::CaseInsensitive) == 0) return u"False"_s;
+            return std::nullopt;
+        case SettingKind::Number: {
+            const auto number = SettingNumber(setting, text);
+            return number.has_value() ? std::optional(QString::number(*number)) : std::nullopt;
+        }
+        case SettingKind::Choice: {
+            const bool listed = QString::fromLatin1(setting.choices).split(u' ').contains(text);
+            return listed ? std::optional(text) : std::nullopt;
+        }
+        case SettingKind::Text:
+            break;
     }
-    text = word == "true"_L1 ? u"True"_s : u"False"_s;
-    return Outcome::Success();
-}
-
-Outcome CheckNumber(const Setting& setting, const QString& key, QString& text) {
-    const auto number = NumberEntry(text);
-    if (!number.has_value() || std::trunc(*number) != *number || *number < setting.least ||
-        *number > setting.most) {
-        return Outcome::Failure(
-            u"%1 is a whole number from %2 to %3."_s.arg(key).arg(setting.least).arg(setting.most));
-    }
-    text = QString::number(static_cast<int>(*number));
-    return Outcome::Success();
-}
-
-Outcome CheckChoice(const Setting& setting, const QString& key, const QString& text) {
-    const QStringList choices = QString::fromLatin1(setting.choices).split(u' ');
-    if (choices.contains(text)) return Outcome::Success();
-    return Outcome::Failure(u"%1 is %2."_s.arg(key, choices.join(u" or "_s)));
+    return text;
 }
 
 Outcome CheckByOwner(const Setting& setting, QString& text, const SettingValues& values,
@@ -85,6 +80,27 @@ QStringList SettingMembers(const Setting& setting) {
     return members;
 }
 
+QString SettingValueText(const Setting& setting) {
+    switch (setting.kind) {
+        case SettingKind::Switch:
+            return u"True or False"_s;
+        case SettingKind::Number:
+            return u"a whole number from %1 to %2"_s.arg(setting.least).arg(setting.most);
+        case SettingKind::Choice:
+            return QString::fromLatin1(setting.choices).replace(u' ', u" or "_s);
+        case SettingKind::Text:
+            break;
+    }
+    return {};
+}
+
+std::optional<int> SettingNumber(const Setting& setting, const QString& text) {
+    const auto number = NumberEntry(text);
+    if (!number.has_value() || std::trunc(*number) != *number) return std::nullopt;
+    if (*number < setting.least || *number > setting.most) return std::nullopt;
+    return static_cast<int>(*number);
+}
+
 bool IsKeyOf(const Setting& setting, const QString& key) {
     return std::ranges::any_of(SettingMembers(setting), [&](const QString& member) {
         return key.compare(SettingKey(setting, {.member = member}), Qt::CaseInsensitive) == 0;
@@ -94,17 +110,11 @@ bool IsKeyOf(const Setting& setting, const QString& key) {
 Outcome CheckSetting(const Setting& setting, QString& text, const SettingValues& values,
                      const SettingPlace& place) {
     if (setting.check != nullptr) return CheckByOwner(setting, text, values, place.member);
-    const QString key = SettingKey(setting, place);
-    switch (setting.kind) {
-        case SettingKind::Switch:
-            return CheckSwitch(key, text);
-        case SettingKind::Number:
-            return CheckNumber(setting, key, text);
-        case SettingKind::Choice:
-            return CheckChoice(setting, key, text);
-        case SettingKind::Text:
-            break;
+    const auto kept = OfItsKind(setting, text);
+    if (!kept) {
+        return Outcome::Failure(u"%1 is %2."_s.arg(SettingKey(setting, place), SettingValueText(setting)));
     }
+    text = *kept;
     return Outcome::Success();
 }
 

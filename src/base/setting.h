@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <optional>
 
 #include "base/outcome.h"
 
@@ -101,6 +102,13 @@ struct Setting {
 
 /// What stands for "#" in the keys of a family, in their order; one empty text for a setting alone.
 [[nodiscard]] QStringList SettingMembers(const Setting& setting);
+
+/// What a value of the setting is: "a whole number from 1 to 60", "True or False", "server or client". Empty
+/// for a text.
+[[nodiscard]] QString SettingValueText(const Setting& setting);
+
+/// The number that `text` stands for; nothing where it is no whole one, or out of the range of the setting.
+[[nodiscard]] std::optional<int> SettingNumber(const Setting& setting, const QString& text);
 
 /// Checks a text that was entered, and puts it into the form in which it is kept.
 Outcome CheckSetting(const Setting& setting, QString& text, const SettingValues& values,

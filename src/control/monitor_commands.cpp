@@ -90,8 +90,14 @@ MonitorCommands::MonitorCommands(const Links& links, Framer& framer, const Devic
     }
 }
 
+std::optional<int> MonitorCommands::Certain(const Setting& setting, const SettingPlace& place) const {
+    return settings_.ReadNumber(setting, u"no command is sent to a monitor"_s, place);
+}
+
 int MonitorCommands::CmdDevice() const {
-    return settings_.Number(kCommandLink);
+    const auto index = Certain(kCommandIndex);
+    const bool known = index && Certain(kDeviceCommandByte, {.member = SlotLetter(*index + 1)});
+    return known ? Certain(kCommandLink).value_or(-1) : -1;
 }
 
 MonitorLink* MonitorCommands::Target() const {
@@ -110,18 +116,18 @@ QString MonitorCommands::TargetLinkText() const {
 }
 
 int MonitorCommands::TargetSlot() const {
-    return settings_.Number(kCommandIndex) + 1;
+    return Certain(kCommandIndex).value_or(0) + 1;
 }
 
 int MonitorCommands::CommandByte(int slot) const {
-    return settings_.Number(kDeviceCommandByte, {.member = SlotLetter(slot)});
+    return Certain(kDeviceCommandByte, {.member = SlotLetter(slot)}).value_or(kCommandBytes.front());
 }
 
 int MonitorCommands::BindTarget(int position) {
     const int index = std::min(position, slots_.InUse() - 1);
     settings_.Save(kCommandIndex, index);
     settings_.Save(kCommandLink, slots_.LinkIndex(index + 1));
-    Target()->SetReplyCapture(false);
+    if (MonitorLink* link = Target()) link->SetReplyCapture(false);
     return index + 1;
 }
 
@@ -233,7 +239,8 @@ QCoro::Task<MonitorReply> MonitorCommands::Exchange(Operation operation, QByteAr
 QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray arguments, Operator& op) {
     const Sequence& sequence = SequenceOf(operation);
     const MonitorLink* link = Target();
-    if (link == nullptr) co_return Outcome::Failure(u"CmdDevice names no link; nothing was sent."_s);
+    if (link == nullptr)
+        co_return Outcome::Failure(u"The settings name no link of the command target; nothing was sent."_s);
     const std::int64_t tooEarly = lastSent_ + kBetweenCommands - clock_.Monotonic();
     if (tooEarly > 0) {
         const bool goesOn = co_await clock_.DLY(tooEarly);

@@ -129,6 +129,9 @@ public:
 private:
     class Hold;
 
+    /// A value that says which monitor is meant; nothing where it cannot be read, which is told. No command
+    /// may go to another monitor, where it might erase what that one keeps.
+    [[nodiscard]] std::optional<int> Certain(const Setting& setting, const SettingPlace& place = {}) const;
     [[nodiscard]] MonitorLink* Target() const;
     [[nodiscard]] int CmdDevice() const;
     QCoro::Task<Outcome> Walk(Operation operation, QByteArray arguments, Operator& op);

@@ -302,7 +302,15 @@ bool FeedUpload::HasKey() const {
 }
 
 FeedChannels FeedUpload::Channels() const {
-    return ParseFeedChannels(settings_.Value(kFeedChannelList));
+    const QString text = settings_.Value(kFeedChannelList);
+    FeedChannels channels = ParseFeedChannels(text);
+    const auto named = text.split(u';', Qt::SkipEmptyParts).size();
+    const auto read = std::ranges::count_if(channels, &std::optional<ChannelChoice>::has_value);
+    if (named != read) {
+        settings_.TellUnreadable(kFeedChannelList, {}, u"a list of channels such as A:CH1;;B:AUX3"_s,
+                                 u"what is not one is not sent"_s);
+    }
+    return channels;
 }
 
 }  // namespace corvane

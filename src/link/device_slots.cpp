@@ -61,7 +61,10 @@ int DeviceSlots::InUse() const {
 }
 
 int DeviceSlots::LinkIndex(int slot) const {
-    return settings_.Number(kDeviceLink, {.member = SlotLetter(slot)});
+    const auto link =
+        settings_.ReadNumber(kDeviceLink, u"no command is sent to Device %1"_s.arg(SlotLetter(slot)),
+                             {.member = SlotLetter(slot)});
+    return link.value_or(-1);
 }
 
 QCoro::Task<Outcome> DeviceSlots::Bind(int slot, QString serialText, Operator& op) {

@@ -77,7 +77,8 @@ public:
     /// bound.
     [[nodiscard]] int InUse() const;
 
-    /// The link that slot 1..6 is attached to: its receive stream 0..4 (`kDeviceLink`).
+    /// The link that slot 1..6 is attached to: its receive stream 0..4 (`kDeviceLink`); -1 where that
+    /// cannot be read.
     [[nodiscard]] int LinkIndex(int slot) const;
 
     /// Binds slot 1..6 to the serial text that its monitor told, after asking; a text that another of the

@@ -66,7 +66,7 @@ void TcpLink::Disconnect() {
 }
 
 bool TcpLink::ConnectsOut() const {
-    return identity_.canConnectOut && settings_.Value(kTcpModeB) == "client"_L1;
+    return identity_.canConnectOut && settings_.Choice(kTcpModeB) == "client"_L1;
 }
 
 void TcpLink::LoadPort() {

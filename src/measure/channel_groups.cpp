@@ -76,9 +76,8 @@ void ChannelGroups::Refresh(ChannelGroup group) {
         if (text.isEmpty() || text.compare(kUnused, Qt::CaseInsensitive) == 0) continue;
         const auto choice = ChannelChoice::Parse(text);
         if (!choice.has_value()) {
-            Q_EMIT settings_.Problem(
-                u"The setting %1 is \"%2\", not None or a channel such as A:CH1; None is used."_s.arg(
-                    SettingKey(setting, {.member = member}), text));
+            settings_.TellUnreadable(setting, {.member = member}, u"None or a channel such as A:CH1"_s,
+                                     u"None is used"_s);
         } else if (std::ranges::find(chosen, *choice) == chosen.end()) {
             chosen.push_back(*choice);
         }

@@ -42,6 +42,11 @@ std::optional<int> FlowTypeOf(const QString& text) {
     return isNumber && type >= 0 && type < kFlowTypes ? std::optional(type) : std::nullopt;
 }
 
+std::optional<bool> PerHourOf(const QString& text) {
+    const QString word = text.trimmed();
+    return word == "1"_L1 || word == "0"_L1 ? std::optional(word == "1"_L1) : std::nullopt;
+}
+
 /// The text of units per pulse: a number above 0, in single precision on purpose.
 std::optional<float> FactorOf(const QString& text) {
     using Limits = std::numeric_limits<float>;
@@ -75,18 +80,22 @@ void PulseCounters::Load(int slot) {
         const QString text = settings_.Value(setting, place);
         if (const auto value = parse(text)) return *value;
         const QString fallback = QString::fromLatin1(setting.fallback);
-        if (!text.isEmpty()) {
-            Q_EMIT settings_.Problem(
-                u"The setting %1 is \"%2\", which is no number for it; %3 is used."_s.arg(SettingKey(setting),
-                                                                                          text, fallback));
-        }
+        if (!text.isEmpty())
+            settings_.TellUnreadable(setting, place, u"a number for it"_s, u"%1 is used"_s.arg(fallback));
         return parse(fallback).value();
+    };
+    const auto choice = [this, &place](const Setting& setting, auto parse, const QString& consequence) {
+        const QString text = settings_.Value(setting, place);
+        const auto chosen = parse(text);
+        if (!chosen && !text.trimmed().isEmpty())
+            settings_.TellUnreadable(setting, place, u"one of its choices"_s, consequence);
+        return chosen;
     };
     PulseSetup setup;
     setup.enabled = settings_.IsOn(kPulseCounting, place);
-    setup.channel = SourceOf(settings_.Value(kPulseSource, place));
-    setup.flowType = FlowTypeOf(settings_.Value(kFlowType, place)).value_or(-1);
-    setup.perHour = settings_.Value(kPerHour, place).trimmed() == "1"_L1;
+    setup.channel = choice(kPulseSource, SourceOf, u"no pulses are counted"_s);
+    setup.flowType = choice(kFlowType, FlowTypeOf, u"their units are not known"_s).value_or(-1);
+    setup.perHour = choice(kPerHour, PerHourOf, u"0 is used"_s).value_or(false);
     // A float's own decimal, so that 0.1 does not turn into 0.10000000149.
     setup.countK = QByteArray::fromStdString(ShortestText(number(kCountFactor, FactorOf))).toDouble();
     setup.referenceCount = number(kReferenceCount, NumberEntry);

@@ -14,6 +14,7 @@
 
 namespace corvane {
 
+class NightlyRuns;
 class Operator;
 class Program;
 
@@ -57,6 +58,9 @@ struct Command {
 [[nodiscard]] std::span<const Command> MaintenanceCommands();
 [[nodiscard]] std::span<const Command> LogCommands();
 [[nodiscard]] std::span<const Command> ForwardCommands();
+
+/// The two tasks of the night, as `db auto` and `status` tell programs of them.
+[[nodiscard]] QJsonObject NightlyObject(const NightlyRuns& runs);
 
 /// The command that `name` and the first of the arguments name together, which is taken away from them then,
 /// or else the one that `name` names alone; null where there is none.

@@ -62,6 +62,9 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     }
     if (program.unwritten.Count() > 0)
         reply.lines.append(u"\"corvanectl db write-unwritten\" writes them in."_s);
+    for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete})
+        if (const QString hindrance = program.nightlyRuns.Hindrance(*task); !hindrance.isEmpty())
+            reply.lines.append(hindrance);
     reply.lines += statusLines;
 
     reply.data = {
@@ -80,6 +83,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"waits"_s, writer.WaitText()},
                                     {u"unwritten"_s, static_cast<qint64>(program.unwritten.Count())},
                                     {u"lost"_s, static_cast<qint64>(program.unwritten.Lost())}}},
+        {u"nightly"_s, NightlyObject(program.nightlyRuns)},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
     co_return reply;
 }

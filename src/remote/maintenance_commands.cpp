@@ -192,9 +192,9 @@ QCoro::Task<Reply> ResetLabels(Program& program, QStringList, Operator& op) {
 }
 
 QString TaskLine(const NightlyRuns& runs, const NightlyRuns::Task& task) {
-    return u"%1: %2, data older than %3 days. %4"_s.arg(task.name, runs.IsOn(task) ? u"on"_s : u"off"_s)
-        .arg(runs.Days(task))
-        .arg(task.label);
+    if (const QString hindrance = runs.Hindrance(task); !hindrance.isEmpty()) return hindrance;
+    return u"%1: %2, data older than %3 days. %4"_s.arg(task.name, runs.IsOn(task) ? u"on"_s : u"off"_s,
+                                                        runs.DaysText(task), task.label);
 }
 
 QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator&) {
@@ -207,20 +207,29 @@ QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator&) {
         const NightlyRuns::Task& task = condense ? NightlyRuns::kCondense : NightlyRuns::kDelete;
         const QString word = arguments[1].toLower();
         if (word != "on"_L1 && word != "off"_L1) co_return Reply::Failure(u"A task is switched on or off."_s);
-        const QString days = arguments.value(2, QString::number(runs.Days(task)));
+        const auto days = arguments.size() > 2 ? std::optional(arguments[2]) : std::nullopt;
         const Outcome switched = runs.Switch(task, word == "on"_L1, days);
         if (!switched) co_return Reply::Failure(switched.Error());
     }
-    Reply reply;
-    for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete}) {
+    Reply reply{.data = NightlyObject(runs)};
+    for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete})
         reply.lines.append(TaskLine(runs, *task));
-        reply.data[task->condenses ? u"condense"_s : u"delete"_s] =
-            QJsonObject{{u"on"_s, runs.IsOn(*task)}, {u"days"_s, runs.Days(*task)}};
-    }
     co_return reply;
 }
 
 }  // namespace
+
+QJsonObject NightlyObject(const NightlyRuns& runs) {
+    QJsonObject tasks;
+    for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete}) {
+        const auto days = SettingNumber(task->days, runs.DaysText(*task));
+        tasks[task->condenses ? u"condense"_s : u"delete"_s] =
+            QJsonObject{{u"on"_s, runs.IsOn(*task)},
+                        {u"days"_s, days ? QJsonValue(*days) : QJsonValue()},
+                        {u"hindrance"_s, runs.Hindrance(*task)}};
+    }
+    return tasks;
+}
 
 std::span<const Command> MaintenanceCommands() {
     static constexpr Command commands[] = {

@@ -82,8 +82,11 @@ QCoro::Task<Reply> RemoteSession::Execute(const RemoteRequest& request) {
     if (const QString refusal = program_.runningCommand.Refusal(); !refusal.isEmpty())
         co_return Reply::Failure(refusal);
     program_.runningCommand.Set(name);
+    (void)program_.settings.TakeNotSaved();  // of before
     Reply reply = co_await command->run(program_, arguments, *this);
     program_.runningCommand.Set({});
+    const QString notSaved = program_.settings.TakeNotSaved();
+    if (reply.outcome && !notSaved.isEmpty()) co_return Reply::Failure(notSaved);
     co_return reply;
 }
 

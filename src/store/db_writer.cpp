@@ -32,7 +32,9 @@ Outcome CheckWriteFrequency(QString& text, const SettingValues&) {
         // The text says 3 where 1 is accepted; both stand.
         return Outcome::Failure(u"Not within acceptable range of 3 to 60 seconds"_s);
     }
-    text = QString::number(static_cast<int>(*seconds));
+    const auto whole = SettingNumber(kWriteFrequency, text);
+    if (!whole) return Outcome::Failure(u"Must be a whole number of seconds"_s);
+    text = QString::number(*whole);
     return Outcome::Success();
 }
 

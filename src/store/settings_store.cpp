@@ -1,8 +1,16 @@
 #include "store/settings_store.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLockFile>
+#include <QSaveFile>
 #include <QVariant>
+
+#include <algorithm>
+
+#include "store/app_folder.h"
 
 namespace corvane {
 
@@ -10,19 +18,75 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A program killed while it saved may leave the lock of the file empty. Nobody holds it then, but every save
-/// would wait for half a minute before it finds that out.
-void RemoveLeftLock(const QString& path) {
-    QLockFile lock(path + u".lock"_s);
+constexpr qint64 kLongestSave = 1000;  // ms, from the lock to the last byte
+
+/// Whether a save of the file `saved` that was not finished is called `name`: like it, with six letters more.
+bool IsNameOfUnfinished(const QString& name, const QString& saved) {
+    const QString end = name.mid(saved.size());
+    return name.startsWith(saved) && end.size() == 7 && end.front() == u'.' &&
+           std::all_of(end.begin() + 1, end.end(),
+                       [](QChar letter) { return letter.unicode() < 128 && letter.isLetter(); });
+}
+
+/// Removes what a program leaves that is killed while it saves. That is its lock, which every save would wait
+/// for half a minute for where it is empty; and, between two steps of the file system, the new file under a
+/// name of its own. People give such names to their copies, so only one that was written while the lock was
+/// held goes.
+void RemoveLeftovers(const QString& path) {
+    const QFileInfo left(path + u".lock"_s);
+    if (!left.exists()) return;
+    const QDateTime locked = left.lastModified();
+    QLockFile lock(left.filePath());
+    lock.setStaleLockTime(0);  // by its process only
     qint64 pid = 0;
     QString host;
     QString application;
     if (!lock.getLockInfo(&pid, &host, &application)) lock.removeStaleLockFile();
+    if (!lock.tryLock(0)) return;
+    const QFileInfo settings(path);
+    for (const QFileInfo& file : settings.absoluteDir().entryInfoList(QDir::Files)) {
+        if (!IsNameOfUnfinished(file.fileName(), settings.fileName())) continue;
+        const qint64 after = locked.msecsTo(file.lastModified());
+        if (after >= 0 && after <= kLongestSave) QFile::remove(file.filePath());
+    }
 }
 
-bool MeansOn(const QString& text) {
-    const QString word = text.trimmed();
-    return word.compare("true"_L1, Qt::CaseInsensitive) == 0 || word == "1"_L1 || word == "-1"_L1;
+/// Some editors begin a file with a mark of its encoding, which would be taken for damage.
+void RemoveByteOrderMark(const QString& path) {
+    static const QByteArray kMark = "\xEF\xBB\xBF";
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.read(kMark.size()) != kMark) return;
+    const QByteArray bytes = file.readAll();
+    QSaveFile rest(path);
+    const bool whole = kMark.size() + bytes.size() == file.size() && rest.open(QIODevice::WriteOnly);
+    if (whole && rest.write(bytes) == bytes.size()) rest.commit();
+}
+
+/// Puts the file in order before it is read.
+const QString& Prepared(const QString& path) {
+    RemoveLeftovers(path);
+    RemoveByteOrderMark(path);
+    return path;
+}
+
+/// A new file takes its rights from the one whose place it takes.
+void MakeForOwner(const QString& path) {
+    if (QFile::exists(path)) return;
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    (void)file.open(QIODevice::WriteOnly | QIODevice::NewOnly, kForOwner);
+}
+
+std::optional<bool> SwitchOf(const QString& text) {
+    static const QStringList on = {u"true"_s, u"1"_s, u"-1"_s};
+    static const QStringList off = {u"false"_s, u"0"_s, u"no"_s, u"off"_s};
+    const QString word = text.trimmed().toLower();
+    if (on.contains(word)) return true;
+    return off.contains(word) ? std::optional(false) : std::nullopt;
+}
+
+QString UsedInstead(const Setting& setting) {
+    return u"%1 is used"_s.arg(QLatin1StringView(setting.fallback));
 }
 
 }  // namespace
@@ -31,16 +95,31 @@ SettingsStore::SettingsStore(const QString& path)
 #ifdef Q_OS_WIN
     : settings_(u"Corvane"_s, u"Corvane"_s)
 #else
-    : settings_(path, QSettings::IniFormat)
+    : settings_(Prepared(path), QSettings::IniFormat)
 #endif
 {
 #ifdef Q_OS_WIN
     Q_UNUSED(path)
 #endif
-    RemoveLeftLock(path);
     const QStringList names = settings_.allKeys();
     for (const QString& name : names)
         storedNames_.insert(name.toLower(), name);
+}
+
+void SettingsStore::CheckFile() {
+    NarrowRights();
+    SetAsideDamagedFile();
+}
+
+void SettingsStore::NarrowRights() {
+    const auto wide = [this] { return QFile::permissions(settings_.fileName()) & kOfOthers; };
+    if (!wide()) return;
+    QFile::setPermissions(settings_.fileName(), kForOwner);
+    Q_EMIT Problem(
+        (wide()
+             ? u"The settings file %1, which may hold keys, is open to others, and that cannot be changed."_s
+             : u"The settings file %1, which may hold keys, was open to others; now it is its owner's alone."_s)
+            .arg(settings_.fileName()));
 }
 
 void SettingsStore::SetAsideDamagedFile() {
@@ -75,20 +154,51 @@ QString SettingsStore::Value(const Setting& setting, const SettingPlace& place) 
 }
 
 bool SettingsStore::IsOn(const Setting& setting, const SettingPlace& place) const {
-    return MeansOn(Value(setting, place));
+    if (const auto on = SwitchOf(Value(setting, place))) return *on;
+    TellUnreadable(setting, place, SettingValueText(setting), UsedInstead(setting));
+    return SwitchOf(QString::fromLatin1(setting.fallback)).value_or(false);
 }
 
-int SettingsStore::Number(const Setting& setting, const SettingPlace& place) {
-    const QString text = Value(setting, place);
-    bool isNumber = false;
-    const int number = text.trimmed().toInt(&isNumber);
-    if (isNumber && number >= setting.least && number <= setting.most) return number;
-    Q_EMIT Problem(u"The setting %1 is \"%2\", not a whole number from %3 to %4; %5 is used."_s
-                       .arg(SettingKey(setting, place), text)
-                       .arg(setting.least)
-                       .arg(setting.most)
-                       .arg(QLatin1StringView(setting.fallback)));
+int SettingsStore::Number(const Setting& setting, const SettingPlace& place) const {
+    if (const auto number = SettingNumber(setting, Value(setting, place))) return *number;
+    TellUnreadable(setting, place, SettingValueText(setting), UsedInstead(setting));
     return QByteArrayView(setting.fallback).toInt();
+}
+
+QString SettingsStore::Choice(const Setting& setting, const SettingPlace& place) const {
+    QString value = Value(setting, place);
+    if (QString::fromLatin1(setting.choices).split(u' ').contains(value)) return value;
+    TellUnreadable(setting, place, SettingValueText(setting), UsedInstead(setting));
+    return QString::fromLatin1(setting.fallback);
+}
+
+std::optional<bool> SettingsStore::ReadSwitch(const Setting& setting, const QString& consequence) const {
+    const auto on = SwitchOf(Value(setting));
+    if (!on) TellUnreadable(setting, {}, SettingValueText(setting), consequence);
+    return on;
+}
+
+std::optional<int> SettingsStore::ReadNumber(const Setting& setting, const QString& consequence,
+                                             const SettingPlace& place) const {
+    const auto number = SettingNumber(setting, Value(setting, place));
+    if (!number) TellUnreadable(setting, place, SettingValueText(setting), consequence);
+    return number;
+}
+
+QString SettingsStore::UnreadableText(const Setting& setting, const SettingPlace& place,
+                                      const QString& expected, const QString& consequence) const {
+    return u"The setting %1 is \"%2\", not %3; %4."_s.arg(SettingKey(setting, place), Value(setting, place),
+                                                          expected, consequence);
+}
+
+void SettingsStore::TellUnreadable(const Setting& setting, const SettingPlace& place, const QString& expected,
+                                   const QString& consequence) const {
+    const QString name = SettingSectionName(setting, place) + u'/' + SettingKey(setting, place);
+    const QString value = Value(setting, place);
+    const auto told = unreadable_.constFind(name);
+    if (told != unreadable_.cend() && *told == value) return;
+    unreadable_.insert(name, value);
+    Q_EMIT Problem(UnreadableText(setting, place, expected, consequence));
 }
 
 QStringList SettingsStore::Names() const {
@@ -103,15 +213,18 @@ void SettingsStore::Save(const Setting& setting, const QString& value, const Set
     QString name = section + u'/' + key;
     name = storedNames_.value(name.toLower(), name);
     storedNames_.insert(name.toLower(), name);
+    MakeForOwner(settings_.fileName());
     // An error sticks to its QSettings object; a passing one of the same file tells how this change went.
     QSettings writing(settings_.fileName(), settings_.format());
     writing.setValue(name, value);
     writing.sync();
+    notSaved_.clear();
     if (writing.status() == QSettings::AccessError) {
         // The value is left out: it may be a secret, and this text goes to the log.
-        Q_EMIT Problem(
+        notSaved_ =
             u"The settings could not be saved in %1; what was chosen for %2 holds for this run only."_s.arg(
-                settings_.fileName(), key));
+                settings_.fileName(), key);
+        Q_EMIT Problem(notSaved_);
     }
     Q_EMIT Changed(section, key);
 }

@@ -104,12 +104,22 @@ TEST_F(MonitorCommandsTest, AClosedSerialPortIsToldOnceUntilASendSucceedsAndATcp
         EXPECT_EQ(Run(commands_.SendOnePacket(op_)), open ? "" : notOpen);
     }
     EXPECT_EQ(op_.Messages().size(), 2U);
-    for (const char* device : {"-1", "5", "32767"}) {
-        Set("CmdDevice", device);
+    // What cannot be read names no monitor, rather than the first.
+    serialA_.open = true;
+    for (const auto& [key, value] : {std::pair{"CmdDevice", "-1"},
+                                     {"CmdDevice", "5"},
+                                     {"CmdDevice", "32767"},
+                                     {"CmdDevice", "x"},
+                                     {"CmdIndex", "6"},
+                                     {"CmdA", "x"}}) {
+        Set("CmdDevice", "1");
+        Set("CmdIndex", "0");
+        Set(key, value);
         EXPECT_NE(Run(commands_.StartRealtime(op_)), "");
         EXPECT_NE(Run(commands_.StopRealtime(op_)), "");
     }
     EXPECT_EQ(serialA_.sent.size(), 2U);
+    EXPECT_TRUE(tcpA_.sent.empty());
     EXPECT_EQ(op_.Messages().size(), 2U);
     EXPECT_EQ(Log(), "") << "no monitor got a part of anything";
 }
@@ -234,6 +244,9 @@ TEST_F(MonitorCommandsTest, BindsTheTargetToADeviceAndItsLink) {
         EXPECT_EQ(KeptByKey(settings_, u"CmdDevice"_s), QLatin1StringView(c.link));
     }
     EXPECT_FALSE(serialB_.ReplyCapture());
+    Set("BindDeviceA", "TCP");
+    EXPECT_EQ(commands_.BindTarget(0), 1);
+    EXPECT_EQ(commands_.TargetLinkName(), QString());
 }
 
 TEST_F(MonitorCommandsTest, AMessageGoesOutOnTheLinkThatConnectsOutOnly) {

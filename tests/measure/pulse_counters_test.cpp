@@ -105,7 +105,7 @@ TEST_F(PulseCountersTest, TheSwitchNeedsASourceAndAsks) {
     QObject::connect(&settings_, &SettingsStore::Problem,
                      [&problem](const QString& text) { problem = text; });
     Set(u"CountK"_s, u"-1"_s, u"1"_s);
-    EXPECT_EQ(problem, u"The setting CountK is \"-1\", which is no number for it; 1 is used."_s);
+    EXPECT_EQ(problem, u"The setting CountK is \"-1\", not a number for it; 1 is used."_s);
     EXPECT_EQ(pulses_.Setup(1).countK, 1);
 }
 

@@ -38,7 +38,19 @@ TEST_F(Commands, DoWhatTheyTell) {
                   "1:00 am when enabled.");
     Ask(program, u"db auto condense on"_s);
     Ask(program, u"db auto Delete off"_s);
-    EXPECT_EQ(Data(), R"({"condense":{"days":7,"on":true},"delete":{"days":30,"on":false}})");
+    EXPECT_EQ(
+        Data(),
+        R"({"condense":{"days":7,"hindrance":"","on":true},"delete":{"days":30,"hindrance":"","on":false}})");
+    Ask(program, u"db auto delete on"_s);
+    program.settings.Save(kAutoDeleteDays, u"2000"_s);
+    const QString hindrance =
+        u"The setting AutoDeleteDays is \"2000\", not a whole number from 1 to 1500; Automatic delete does not run."_s;
+    for (const QString& command : {u"status"_s, u"db auto"_s})
+        EXPECT_TRUE(QString::fromStdString(Ask(program, command)).split(u'\n').contains(hindrance));
+    const QJsonObject task{{u"days"_s, QJsonValue()}, {u"hindrance"_s, hindrance}, {u"on"_s, true}};
+    EXPECT_EQ(data_[u"delete"_s], task);
+    Ask(program, u"status"_s);
+    EXPECT_EQ(data_[u"nightly"_s][u"delete"_s], task);
 }
 
 TEST_F(Commands, TellWhatCameAndHowItStands) {

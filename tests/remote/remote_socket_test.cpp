@@ -166,5 +166,25 @@ TEST_F(RemoteSocket, ReplacesTheSocketOfAProgramThatWasKilledAndNothingElse) {
     EXPECT_TRUE(answers());
 }
 
+// A folder in the place of the file, so that not even an administrator can write it.
+TEST_F(RemoteSocket, ACommandWhoseChangeCannotBeSavedFails) {
+    Client client(path_);
+    for (const bool writable : {false, true}) {
+        ASSERT_TRUE(writable ? QDir().rmdir(SettingsFile())
+                             : QFile::remove(SettingsFile()) && QDir().mkpath(SettingsFile()));
+        for (const char* request : {R"({"command":"set","arguments":["VoltX2","true"]})",
+                                    R"({"command":"database","arguments":["off"]})"}) {
+            client.Send(QByteArray(request) + '\n');
+            const QJsonObject reply = client.Receive();
+            EXPECT_EQ(reply[u"ok"_s].toBool(), writable);
+            EXPECT_EQ(reply[u"error"_s].toString().startsWith(u"The settings could not be saved in"_s),
+                      !writable);
+        }
+        client.Send("{\"command\":\"slots\"}\n{\"command\":\"raw\",\"arguments\":[\"tcp-a\"]}\n");
+        EXPECT_TRUE(client.Receive()[u"ok"_s].toBool()) << "one that changes nothing succeeds";
+        EXPECT_TRUE(client.Receive()[u"ok"_s].toBool());
+    }
+}
+
 }  // namespace
 }  // namespace corvane

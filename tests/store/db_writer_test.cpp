@@ -269,12 +269,14 @@ TEST_F(DbWriterTest, TheWriteFrequencyAndTheSwitch) {
     const std::string notNumeric = "Must be a numeric value";
     // The message says 3 where 1 is accepted.
     const std::string outOfRange = "Not within acceptable range of 3 to 60 seconds";
+    const std::string notWhole = "Must be a whole number of seconds";
     const struct {
         QString entry;
         std::string error;
         int frequency;  ///< in effect afterwards
     } cases[] = {{u"1"_s, "", 1},           {u"60"_s, "", 60},          {u"0.9"_s, outOfRange, 60},
-                 {u"61"_s, outOfRange, 60}, {u"10s"_s, notNumeric, 60}, {u" 25.9 "_s, "", 25}};
+                 {u"61"_s, outOfRange, 60}, {u"10s"_s, notNumeric, 60}, {u"2.9"_s, notWhole, 60},
+                 {u" 25 "_s, "", 25}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.entry.toStdString());
         QString text = c.entry;

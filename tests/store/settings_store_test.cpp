@@ -1,10 +1,12 @@
 #include "store/settings_store.h"
 
+#include <QDateTime>
 #include <QLockFile>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "store/app_folder.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -24,6 +26,8 @@ constexpr Setting kOnSwitch{.key = "AutoOpen", .kind = SettingKind::Switch, .fal
 constexpr Setting kOffSwitch{.key = "GetEnable", .kind = SettingKind::Switch, .fallback = "False"};
 constexpr Setting kPort{
     .key = "TcpPortA", .kind = SettingKind::Number, .fallback = "8080", .least = 10, .most = 65534};
+constexpr Setting kMode{
+    .key = "TcpModeB", .kind = SettingKind::Choice, .fallback = "server", .choices = "server client"};
 constexpr Setting kOtherPort{.key = "TcpPortB"};
 constexpr Setting kCount{.key = "Roll#", .members = "1A 1P", .section = SettingSection::SlotFromOne};
 constexpr Setting kSerial{.key = "DevSerial", .section = SettingSection::SlotFromZero};
@@ -100,20 +104,29 @@ TEST_F(SettingsStoreTest, BooleansAreKeptAsWordsAndReadInEveryUsualForm) {
                                                                            {u"-1"_s, true},
                                                                            {u"FALSE"_s, false},
                                                                            {u"0"_s, false},
-                                                                           {u""_s, false},
-                                                                           {u"yes"_s, false}}) {
+                                                                           {u"off"_s, false},
+                                                                           {u"No"_s, false}}) {
         const Setting& setting = value ? kOffSwitch : kOnSwitch;
         store.Save(setting, text);
         EXPECT_EQ(store.IsOn(setting), value) << text.toStdString();
     }
+    Watch(store);
+    for (const auto& [setting, fallback] : {std::pair{&kOnSwitch, true}, {&kOffSwitch, false}}) {
+        store.Save(*setting, u"ja"_s);
+        EXPECT_EQ(store.IsOn(*setting), fallback);
+        EXPECT_EQ(store.ReadSwitch(*setting, u"nothing is done"_s), std::nullopt);
+    }
+    EXPECT_THAT(problems, ElementsAre("The setting AutoOpen is \"ja\", not True or False; True is used.",
+                                      "The setting GetEnable is \"ja\", not True or False; False is used."));
 }
 
-TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldReplacedAndLeftInTheFile) {
+TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldOnceReplacedAndLeftInTheFile) {
     SettingsStore store(folder.Path(kFile));
     Watch(store);
     EXPECT_EQ(store.Number(kPort), 8080) << "absent";
     for (const auto& [text, value] : std::vector<std::pair<QString, int>>{{u"10"_s, 10},
                                                                           {u" 65534 "_s, 65534},
+                                                                          {u"8081.0"_s, 8081},
                                                                           {u"9"_s, 0},
                                                                           {u"65535"_s, 0},
                                                                           {u"80.5"_s, 0},
@@ -121,7 +134,8 @@ TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldReplacedAndLeftInTheFile) {
         SCOPED_TRACE(text.toStdString());
         problems.clear();
         store.Save(kPort, text);
-        EXPECT_EQ(store.Number(kPort), value != 0 ? value : 8080);
+        for (int reading = 0; reading < 3; ++reading)
+            EXPECT_EQ(store.Number(kPort), value != 0 ? value : 8080);
         EXPECT_EQ(Reread(u"startup/TcpPortA"_s), text.toStdString());
         std::vector<std::string> expected;
         if (value == 0) {
@@ -130,6 +144,12 @@ TEST_F(SettingsStoreTest, NumbersOutOfRangeAreToldReplacedAndLeftInTheFile) {
         }
         EXPECT_EQ(problems, expected);
     }
+    store.Save(kPort, u"9"_s);
+    EXPECT_EQ(store.ReadNumber(kPort, u"nothing listens"_s), std::nullopt);
+    EXPECT_THAT(problems.back(), HasSubstr("to 65534; nothing listens.")) << "another value than before";
+    store.Save(kMode, u"Client"_s);
+    EXPECT_EQ(store.Choice(kMode), u"server"_s);
+    EXPECT_EQ(problems.back(), "The setting TcpModeB is \"Client\", not server or client; server is used.");
 }
 
 // The folder of the settings is a file, so that not even an administrator can write in it.
@@ -141,28 +161,34 @@ TEST_F(SettingsStoreTest, WhatCannotBeSavedIsToldHoldsAndIsSavedWithTheNextChang
     for (const char* part : {"place/corvane.ini", "GetURL"})
         EXPECT_THAT(problems.front(), HasSubstr(part));
     EXPECT_THAT(problems.front(), testing::Not(HasSubstr("example.org"))) << "it may be a secret";
+    EXPECT_EQ(store.TakeNotSaved().toStdString(), problems.front());
+    EXPECT_EQ(store.TakeNotSaved(), QString()) << "taken";
     EXPECT_EQ(store.Value(kAddress), u"example.org"_s);
     EXPECT_EQ(folder.Read(u"place"_s), "mine");
 
     ASSERT_TRUE(QFile::remove(folder.Path(u"place"_s)));
     store.Save(kOffSwitch, true);
     EXPECT_EQ(problems.size(), 1U) << "no more than before";
+    EXPECT_EQ(store.TakeNotSaved(), QString());
     EXPECT_EQ(folder.Read(u"place/corvane.ini"_s), "[startup]\nGetEnable=True\nGetURL=example.org\n");
 }
 
 TEST_F(SettingsStoreTest, OnlyADamagedFileIsKeptAsideUnderAFreeNameAndWhatCanBeReadHolds) {
-    folder.Write(kFile, "; a remark\n\n[startup]\nTcpPortA=8081\n");
+    folder.Write(kFile, "\xEF\xBB\xBF; a remark after the mark of an editor\n\n[startup]\nTcpPortA=8081\n");
+    QFile::setPermissions(folder.Path(kFile), kForOwner);
     {
         SettingsStore sound(folder.Path(kFile));
-        Watch(sound).SetAsideDamagedFile();
+        Watch(sound).CheckFile();
+        EXPECT_EQ(sound.Value(kPort), u"8081"_s);
         EXPECT_THAT(problems, IsEmpty());
         EXPECT_THAT(folder.Entries(), ElementsAre("corvane.ini"));
     }
     const std::string damaged = "[startup]\nTcpPortA=8081\nno equals sign\nTcpPortC=8085\n";
     folder.Write(u"other.ini"_s, damaged);
+    QFile::setPermissions(folder.Path(u"other.ini"_s), kForOwner);
     folder.Write(u"other.ini.damaged-1"_s, "an earlier one");
     SettingsStore store(folder.Path(u"other.ini"_s));
-    Watch(store).SetAsideDamagedFile();
+    Watch(store).CheckFile();
     folder.Write(u"other.ini"_s, damaged + "half a li");  // damage by hand meanwhile is no failed save
     store.Save(kOtherPort, u"8084"_s);
     EXPECT_EQ(folder.Read(u"other.ini.damaged-1"_s), "an earlier one");
@@ -173,15 +199,43 @@ TEST_F(SettingsStoreTest, OnlyADamagedFileIsKeptAsideUnderAFreeNameAndWhatCanBeR
         EXPECT_THAT(problems.front(), HasSubstr(part));
 }
 
-TEST_F(SettingsStoreTest, OnlyALockThatNobodyHoldsIsRemoved) {
-    folder.Write(kFile + u".lock"_s, "");  // what a program leaves that is killed while it saves
-    const SettingsStore afterAKill(folder.Path(kFile));
-    EXPECT_THAT(folder.Entries(), IsEmpty());
+TEST_F(SettingsStoreTest, TheFileIsItsOwnersAloneAndAWiderRightIsTakenOnceAndTold) {
+    SettingsStore store(folder.Path(kFile));
+    Watch(store).Save(kPort, u"8081"_s);
+    EXPECT_EQ(Rights(folder.Path(kFile)), "600") << "made so";
+    QFile::setPermissions(folder.Path(kFile), QFile::Permissions(0x6644));
+    store.CheckFile();
+    EXPECT_EQ(Rights(folder.Path(kFile)), "600");
+    ASSERT_EQ(problems.size(), 1U);
+    EXPECT_THAT(problems.front(), HasSubstr("was open to others; now it is its owner's alone"));
+    store.CheckFile();
+    store.Save(kPort, u"8082"_s);
+    EXPECT_EQ(Rights(folder.Path(kFile)), "600") << "and stays so";
+    EXPECT_EQ(problems.size(), 1U);
+}
 
-    QLockFile held(folder.Path(kFile + u".lock"_s));
+TEST_F(SettingsStoreTest, OnlyWhatAKilledSaveLeftIsRemoved) {
+    const QString lock = kFile + u".lock"_s;
+    const auto write = [this](const QString& name, int secondsAfterTheLock, const char* bytes = "left") {
+        folder.Write(name, bytes);
+        QFile file(folder.Path(name));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        const auto time = QDateTime::fromSecsSinceEpoch(1'790'000'000 + secondsAfterTheLock);
+        ASSERT_TRUE(file.setFileTime(time, QFileDevice::FileModificationTime));
+    };
+    write(lock, 0, "");
+    write(u"corvane.ini.vXEdpQ"_s, 0);
+    write(u"corvane.ini.backup"_s, 2);  // by people, who have such names for it, too
+    write(u"corvane.ini.before"_s, -1);
+    write(u"corvane.ini.copy-1"_s, 0);
+    const SettingsStore afterAKill(folder.Path(kFile));
+    EXPECT_THAT(folder.Entries(),
+                ElementsAre("corvane.ini.backup", "corvane.ini.before", "corvane.ini.copy-1"));
+
+    QLockFile held(folder.Path(lock));
     ASSERT_TRUE(held.tryLock());
     const SettingsStore besideAnother(folder.Path(kFile));
-    EXPECT_THAT(folder.Entries(), ElementsAre("corvane.ini.lock"));
+    EXPECT_TRUE(QFile::exists(folder.Path(lock)));
 }
 
 }  // namespace

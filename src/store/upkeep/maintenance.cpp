@@ -1,5 +1,6 @@
 #include "store/upkeep/maintenance.h"
 
+#include <cmath>
 #include <utility>
 
 #include "base/channels.h"
@@ -152,6 +153,7 @@ Outcome Maintenance::CheckDays(const QString& text) {
     if (!days.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
     if (*days < 1) return Outcome::Failure(u"Must be 1 day or greater."_s);
     if (*days > kMostDays) return Outcome::Failure(u"Number of days is too high. Try different value."_s);
+    if (std::trunc(*days) != *days) return Outcome::Failure(u"Must be a whole number of days."_s);
     return Outcome::Success();
 }
 

@@ -34,6 +34,10 @@ const NightlyRuns::Task NightlyRuns::kDelete = {
 
 namespace {
 
+QString DoesNotRun(const NightlyRuns::Task& task) {
+    return task.name + u" does not run"_s;
+}
+
 /// Nobody is there at night: what a task has to say goes to the status list.
 class NightOperator final : public Operator {
 public:
@@ -63,6 +67,8 @@ NightlyRuns::NightlyRuns(Maintenance& maintenance, CaptureDatabase& database, Da
       clock_(clock) {}
 
 void NightlyRuns::StartUp() {
+    for (const Task* task : {&kCondense, &kDelete})
+        if (IsOn(*task)) (void)Days(*task);  // one that cannot be read is told now, not in the night
     connect(&clock_, &Clock::SecondPassed, this, &NightlyRuns::Look);
 }
 
@@ -70,10 +76,17 @@ bool NightlyRuns::IsOn(const Task& task) const {
     return settings_.IsOn(task.enabled);
 }
 
-int NightlyRuns::Days(const Task& task) const {
-    const QString days = settings_.Value(task.days);
-    if (!Maintenance::CheckDays(days)) return QByteArrayView(task.days.fallback).toInt();
-    return static_cast<int>(*NumberEntry(days));
+QString NightlyRuns::DaysText(const Task& task) const {
+    return settings_.Value(task.days);
+}
+
+std::optional<int> NightlyRuns::Days(const Task& task) const {
+    return settings_.ReadNumber(task.days, DoesNotRun(task));
+}
+
+QString NightlyRuns::Hindrance(const Task& task) const {
+    if (!IsOn(task) || SettingNumber(task.days, DaysText(task))) return {};
+    return settings_.UnreadableText(task.days, {}, SettingValueText(task.days), DoesNotRun(task));
 }
 
 QDate NightlyRuns::Today() const {
@@ -90,12 +103,16 @@ void NightlyRuns::ForgetProgress() {
     if (!settings_.Value(kCondensedTo).isEmpty()) settings_.Save(kCondensedTo, u""_s);
 }
 
-Outcome NightlyRuns::Switch(const Task& task, bool on, const QString& days) {
-    if (const Outcome valid = Maintenance::CheckDays(days); !valid) {
-        return on ? Outcome::Failure(valid.Error() + u"\nImproper day value. Please correct and try again."_s)
-                  : valid;
+Outcome NightlyRuns::Switch(const Task& task, bool on, const std::optional<QString>& days) {
+    if (on || days.has_value()) {
+        const QString entered = days.value_or(DaysText(task));
+        if (const Outcome valid = Maintenance::CheckDays(entered); !valid) {
+            return on ? Outcome::Failure(valid.Error() +
+                                         u"\nImproper day value. Please correct and try again."_s)
+                      : valid;
+        }
+        settings_.Save(task.days, static_cast<int>(*NumberEntry(entered)));
     }
-    settings_.Save(task.days, static_cast<int>(*NumberEntry(days)));
     if (on && !IsOn(task)) settings_.Save(task.lastRun, DateText(LatestDue(task)));
     settings_.Save(task.enabled, on);
     return Outcome::Success();
@@ -111,16 +128,18 @@ void NightlyRuns::Look() {
         // clock's.
         const bool done = last.has_value() && *last >= due && *last <= Today().addDays(1);
         if (done) continue;
+        const auto days = Days(*task);
+        if (!days) continue;
         settings_.Save(task->lastRun, DateText(due));
-        Run(*task);
+        Run(*task, *days);
         return;
     }
 }
 
-QCoro::Task<> NightlyRuns::Run(const Task& task) {
+QCoro::Task<> NightlyRuns::Run(const Task& task, int days) {
     running_ = true;
     NightOperator op(board_, task.name);
-    const QDate firstKept = Today().addDays(-Days(task));
+    const QDate firstKept = Today().addDays(-days);
     Outcome result;
     if (task.condenses) {
         result = co_await Condense(firstKept, op);
@@ -136,8 +155,8 @@ QCoro::Task<> NightlyRuns::Run(const Task& task) {
 
 /// Condenses what came before the day `firstKept`, from where the last run left off.
 QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
-    auto start = ProperDate(settings_.Value(kCondensedTo));
-    if (!start.has_value() || *start > Today()) {  // never, or by a clock that went wrong
+    auto start = CondensedTo();
+    if (!start.has_value()) {
         // The first row, as it is found at once; the lowest date would take a look at all of them.
         const QueryResult oldest = database_.Run("SELECT date FROM monitordata_minute ORDER BY id LIMIT 1");
         if (!oldest.Ok()) co_return Outcome::Failure(QString::fromStdString(oldest.errorText));
@@ -147,9 +166,18 @@ QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
     }
     const QDate end = firstKept.addDays(-1);
     if (*start >= end) co_return Outcome::Success();
+    const std::string path = database_.databasePath();
     Outcome condensed = co_await maintenance_.Granulate(*start, end, op);
-    if (condensed) settings_.Save(kCondensedTo, DateText(end));
+    if (condensed) settings_.Save(kCondensedTo, DateText(end) + u' ' + QString::fromStdString(path));
     co_return condensed;
+}
+
+/// Nothing where the file in use was never condensed, or by a clock that went wrong.
+std::optional<QDate> NightlyRuns::CondensedTo() const {
+    const QString kept = settings_.Value(kCondensedTo);
+    const auto day = ProperDate(kept.section(u' ', 0, 0));
+    const bool ofThisFile = kept.section(u' ', 1) == QString::fromStdString(database_.databasePath());
+    return ofThisFile && day && *day <= Today() ? day : std::nullopt;
 }
 
 }  // namespace corvane

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <array>
+#include <optional>
 
 #include "base/operator.h"
 #include "base/outcome.h"
@@ -54,7 +55,9 @@ inline constexpr Setting kLastDelete{.key = "LastDeleteDate",
                                      .help = "The day of the last automatic delete, \"yyyy-mm-dd\"."};
 inline constexpr Setting kCondensedTo{.key = "CondensedTo",
                                       .by = SettingBy::Program,
-                                      .help = "The last day that the automatic condense has dealt with."};
+                                      .help =
+                                          "The last day that the automatic condense has dealt with, and the "
+                                          "file it did that in."};
 inline constexpr std::array kNightlyRunsSettings = {
     kAutoCondense, kAutoDelete, kAutoCondenseDays, kAutoDeleteDays, kLastCondense, kLastDelete, kCondensedTo};
 
@@ -86,18 +89,26 @@ public:
     /// Another database is in use: of this one, nothing has been condensed yet.
     void ForgetProgress();
 
-    /// Switches a task on or off, with a count of days as a user entered it. A task that is switched on
-    /// begins with the next time its hour comes.
-    Outcome Switch(const Task& task, bool on, const QString& days);
+    /// Switches a task on or off, with a count of days as a user entered it, or the one that is kept. A task
+    /// that is switched on begins with the next time its hour comes.
+    Outcome Switch(const Task& task, bool on, const std::optional<QString>& days);
 
     [[nodiscard]] bool IsOn(const Task& task) const;
-    [[nodiscard]] int Days(const Task& task) const;
+
+    /// The count of days as it is kept; it may be none.
+    [[nodiscard]] QString DaysText(const Task& task) const;
+
+    /// Why a task that is on does not run: its count of days cannot be read, and another count might delete
+    /// what is to be kept. Empty where it runs or is off.
+    [[nodiscard]] QString Hindrance(const Task& task) const;
 
 private:
     void Look();
+    [[nodiscard]] std::optional<int> Days(const Task& task) const;
     [[nodiscard]] QDate LatestDue(const Task& task) const;
     [[nodiscard]] QDate Today() const;
-    QCoro::Task<> Run(const Task& task);
+    QCoro::Task<> Run(const Task& task, int days);
+    [[nodiscard]] std::optional<QDate> CondensedTo() const;
     QCoro::Task<Outcome> Condense(QDate firstKept, Operator& op);
 
     Maintenance& maintenance_;

@@ -121,20 +121,28 @@ void DatabasePage::AddNightly(QVBoxLayout* page) {
         auto* on = new QCheckBox(task->condenses ? u"Condense data older than days"_s
                                                  : u"Delete data older than days"_s);
         on->setChecked(nightlyRuns_.IsOn(*task));
-        auto* days = new QLineEdit(QString::number(nightlyRuns_.Days(*task)));
+        auto* days = new QLineEdit(nightlyRuns_.DaysText(*task));
         days->setAccessibleName(on->text());
         const auto apply = [this, task, on, days] {
+            const bool entered = days->isModified() || on->isChecked();
             days->setModified(false);
-            if (actions_.Done(nightlyRuns_.Switch(*task, on->isChecked(), days->text()))) return;
-            on->setChecked(nightlyRuns_.IsOn(*task));
-            days->setText(QString::number(nightlyRuns_.Days(*task)));
+            const auto count = entered ? std::optional(days->text()) : std::nullopt;
+            if (!actions_.Done(nightlyRuns_.Switch(*task, on->isChecked(), count))) {
+                on->setChecked(nightlyRuns_.IsOn(*task));
+                days->setText(nightlyRuns_.DaysText(*task));
+            }
+            Refresh();
         };
         connect(on, &QCheckBox::clicked, this, apply);
         connect(days, &QLineEdit::editingFinished, this, [days, apply] {
             if (days->isModified()) apply();
         });
         days->setMaximumWidth(kNumberWidth);
+        QLabel* hindrance = TextLabel();
+        hindrance->setWordWrap(true);
+        hindrances_.emplace_back(task, hindrance);
         form->addRow(Row({on, days}));
+        form->addRow(hindrance);
         form->addRow(TextLabel(task->label));
     }
 }
@@ -153,6 +161,10 @@ void DatabasePage::Refresh() {
     unwritten_->setText(disk_.unwritten.StateText());
     unwritten_->setHidden(unwritten_->text().isEmpty());
     unwrittenRow_->setHidden(disk_.unwritten.Count() == 0);
+    for (const auto& [task, label] : hindrances_) {
+        label->setText(nightlyRuns_.Hindrance(*task));
+        label->setHidden(label->text().isEmpty());
+    }
 }
 
 void DatabasePage::RefreshBackups() {

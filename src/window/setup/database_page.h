@@ -1,6 +1,10 @@
 // The database: which file it is, how it is written, and what keeps it small and correct.
 #pragma once
 
+#include <utility>
+#include <vector>
+
+#include "store/upkeep/nightly_runs.h"
 #include "window/page.h"
 
 class QCheckBox;
@@ -18,7 +22,6 @@ class DatabaseFiles;
 class DbWriter;
 class Maintenance;
 class MaintenanceBox;
-class NightlyRuns;
 class Settings;
 class UnwrittenRecords;
 
@@ -62,6 +65,7 @@ private:
     QLabel* message_;
     QLabel* unwritten_;
     QWidget* unwrittenRow_;
+    std::vector<std::pair<const NightlyRuns::Task*, QLabel*>> hindrances_;  ///< why a task does not run
 };
 
 }  // namespace corvane

@@ -100,6 +100,21 @@ TEST_F(NightlyTest, ANightIsNeitherMissedNorDoneTwice) {
     EXPECT_EQ(During(5 * kHour), "");
 }
 
+TEST_F(NightlyTest, HowFarTheCondenseIsBelongsToOneFile) {
+    Fill(1);
+    StartAt("2026-02-28T23:00:00");
+    ASSERT_TRUE(runs->Switch(NightlyRuns::kCondense, true, u"2"_s));
+    EXPECT_EQ(During(2 * kHour), "c");
+    const std::string other = folder.Path(u"other.db3"_s).toStdString();
+    ASSERT_TRUE(CreateTables(other));
+    Execute(other,
+            "INSERT INTO monitordata_minute(date) VALUES ('2026-01-01 10:00:01'), ('2026-01-01 10:00:02')");
+    database.UseFile(other);
+    StartAt("2026-03-01T23:00:00");
+    EXPECT_EQ(During(2 * kHour), "c");
+    EXPECT_THAT(Rows(other, "SELECT date FROM monitordata_minute"), ElementsAre("2026-01-01 10:00:02"));
+}
+
 TEST_F(NightlyTest, ARunThatFailsIsLoggedAndTheNextNightTriesAgain) {
     Fill(1);
     StartAt("2026-02-28T23:59:00");
@@ -112,17 +127,40 @@ TEST_F(NightlyTest, ARunThatFailsIsLoggedAndTheNextNightTriesAgain) {
     EXPECT_EQ(During(24 * kHour), "c");
 }
 
-TEST_F(NightlyTest, DayCountsAreCheckedBeforeATaskIsSwitchedOn) {
-    StartAt("2026-02-28T12:00:00");
-    for (const auto& [days, part] :
-         {std::pair{u"x"_s, "Must be a numeric value"}, {u"1501"_s, "Number of days is too high."}}) {
-        const Outcome refused = runs->Switch(NightlyRuns::kDelete, true, days);
-        EXPECT_THAT(refused.Error().toStdString(), HasSubstr(part));
-        EXPECT_THAT(refused.Error().toStdString(),
-                    HasSubstr("Improper day value. Please correct and try again."));
-        EXPECT_FALSE(runs->IsOn(NightlyRuns::kDelete));
+TEST_F(NightlyTest, ATaskWhoseDaysCannotBeReadDoesNotRunAndThatIsToldOnce) {
+    std::vector<std::string> problems;
+    QObject::connect(&settings, &SettingsStore::Problem, &listening,
+                     [&](const QString& text) { problems.push_back(text.toStdString()); });
+    Fill(1);
+    const std::tuple<NightlyRuns::Task, const char*, const char*> cases[] = {
+        {NightlyRuns::kDelete, "2000", "Number of days is too high. Try different value."},
+        {NightlyRuns::kDelete, "0", "Must be 1 day or greater."},
+        {NightlyRuns::kDelete, "2.5", "Must be a whole number of days."},
+        {NightlyRuns::kCondense, "", "Must be a numeric value"},
+        {NightlyRuns::kCondense, "3O", "Must be a numeric value"}};
+    for (const auto& [task, days, refusal] : cases) {
+        SCOPED_TRACE(days);
+        problems.clear();
+        settings.Save(task.days, QString::fromLatin1(days));
+        settings.Save(task.enabled, true);
+        StartAt("2026-03-01T00:59:30");
+        const std::string told = "The setting " + std::string(task.days.key) + " is \"" + days +
+                                 "\", not a whole number from 1 to 1500; " + task.name.toStdString() +
+                                 " does not run.";
+        EXPECT_THAT(problems, ElementsAre(told)) << "at the start";
+        EXPECT_EQ(During(60), "");
+        EXPECT_THAT(All("SELECT COUNT(*) FROM monitordata_minute"), ElementsAre("1"));
+        EXPECT_EQ(problems.size(), 1U);
+        EXPECT_EQ(runs->Hindrance(task).toStdString(), told);
+        const std::string refused = runs->Switch(task, true, std::nullopt).Error().toStdString();
+        EXPECT_EQ(refused, std::string(refusal) + "\nImproper day value. Please correct and try again.");
+        EXPECT_TRUE(runs->Switch(task, false, std::nullopt)) << "off it may go";
+        EXPECT_EQ(runs->Hindrance(task), QString());
+        EXPECT_EQ(runs->DaysText(task), QString::fromLatin1(days)) << "what was meant is for people to say";
     }
-    EXPECT_EQ(runs->Days(NightlyRuns::kDelete), 31);
+    SwitchBothOn();
+    wall->Jump(24 * kHour);
+    EXPECT_EQ(During(1200), "cd");
 }
 
 }  // namespace
