@@ -77,6 +77,7 @@ Program::Program(const Options& options, Clock& theClock)
     });
     QObject::connect(&databaseFiles, &DatabaseFiles::TablesKnown, [this] { records.LookForMinuteTables(); });
     settings.CheckFile();
+    userSettings.AddCheck(kDatabaseFile, [this](QString& name) { return databaseFiles.CheckName(name); });
     framer.AddDestination(forwarding);
     measurement.AddSink(pulses);
     measurement.AddSink(records);
@@ -116,6 +117,7 @@ void Program::SetRawDisplay(bool on) {
 QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
+    backups.RemovePartials();
     records.LookForMinuteTables();
     QObject::connect(&databaseFiles, &DatabaseFiles::Adopted, [this] {
         records.LookForMinuteTables();

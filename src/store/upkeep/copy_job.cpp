@@ -1,8 +1,14 @@
 #include "store/upkeep/copy_job.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -21,20 +27,31 @@ constexpr int kPagesAtATime = 256;  // 1 MiB of most files
 /// The copy until it is whole; gone, where nobody came to keep it.
 class Partial {
 public:
-    explicit Partial(const std::string& target) : path_(target + ".partial") { Remove(); }
-    ~Partial() { Remove(); }
+    explicit Partial(std::string target) : target_(std::move(target)), path_(target_ + kPartialEnding) {
+        RemovePartial(target_);
+    }
+    ~Partial() { RemovePartial(target_); }
     Partial(const Partial&) = delete;
     Partial& operator=(const Partial&) = delete;
+
+    /// Makes the empty file, with the rights of `like`, or for this user alone where there is none. An error
+    /// text, or empty.
+    [[nodiscard]] std::string Make(const std::optional<std::string>& like) const {
+        struct stat rights {};
+        const bool known = like.has_value() && stat(like->c_str(), &rights) == 0;
+        const int file = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+        if (file < 0) return path_ + ": " + std::strerror(errno);
+        // Where the group cannot be kept, its rights would be another's.
+        const bool sameGroup = known && fchown(file, static_cast<uid_t>(-1), rights.st_gid) == 0;
+        if (known) fchmod(file, rights.st_mode & (sameGroup ? 0777 : 0707));
+        close(file);
+        return {};
+    }
 
     [[nodiscard]] const std::string& Path() const { return path_; }
 
 private:
-    void Remove() {
-        std::error_code ignored;
-        fs::remove(path_, ignored);
-        fs::remove(path_ + "-journal", ignored);
-    }
-
+    std::string target_;
     std::string path_;
 };
 
@@ -72,12 +89,19 @@ std::string TakeAlone(const CaptureDatabase::Connection& database) {
 
 }  // namespace
 
+void RemovePartial(const std::string& to) {
+    std::error_code ignored;
+    fs::remove(to + kPartialEnding, ignored);
+    fs::remove(to + kPartialEnding + "-journal", ignored);
+}
+
 SqlJob CopyJob(std::string to, std::vector<std::string> obsolete) {
     return [to = std::move(to), obsolete = std::move(obsolete)](SqlSession& session) {
         session.Begin(u"Copying the database to %1"_s.arg(QString::fromStdString(to)));
         const Partial partial(to);
         QueryResult result;
-        result.errorText = Copy(session, partial.Path());
+        result.errorText = partial.Make(std::nullopt);
+        if (result.Ok()) result.errorText = Copy(session, partial.Path());
         if (result.Ok()) result.errorText = PutInPlace(partial.Path(), to, Existing::Replaced);
         for (const std::string& path : obsolete) {
             std::error_code error;
@@ -93,7 +117,8 @@ SqlJob ReplaceJob(std::string current) {
         session.Begin(u"Restoring %1"_s.arg(QString::fromStdString(current)));
         const Partial partial(current);
         QueryResult result;
-        result.errorText = Copy(session, partial.Path());
+        result.errorText = partial.Make(current);
+        if (result.Ok()) result.errorText = Copy(session, partial.Path());
         if (!result.Ok()) return result;
         const auto replaced = CaptureDatabase::OpenFile(current, false);
         result.errorText = TakeAlone(replaced);

@@ -8,12 +8,18 @@
 
 namespace corvane {
 
-/// A job on the file to be copied: makes a copy of one moment at `to`, which appears there as a whole and
-/// takes the place of a file of that name. Then removes the files `obsolete`.
+/// What a copy is called until it is whole: its name with this at the end.
+inline constexpr const char* kPartialEnding = ".partial";
+
+/// Removes what is left of a copy to `to` whose program was killed.
+void RemovePartial(const std::string& to);
+
+/// A job on the file to be copied: makes a copy of one moment at `to`, for this user alone, which appears
+/// there as a whole and takes the place of a file of that name. Then removes the files `obsolete`.
 [[nodiscard]] SqlJob CopyJob(std::string to, std::vector<std::string> obsolete);
 
-/// A job on the file to be copied: puts a copy of it in the place of the database `current`, once nobody uses
-/// that.
+/// A job on the file to be copied: puts a copy of it in the place of the database `current`, with its rights,
+/// once nobody uses that.
 [[nodiscard]] SqlJob ReplaceJob(std::string current);
 
 }  // namespace corvane

@@ -57,14 +57,25 @@ QString DatabaseBackups::PathOf(int number) const {
 }
 
 std::vector<int> DatabaseBackups::Numbers() const {
+    return NumbersWith({});
+}
+
+void DatabaseBackups::RemovePartials() const {
+    RemovePartial(CurrentPath().toStdString());
+    for (const int number : NumbersWith(QLatin1StringView(kPartialEnding)))
+        RemovePartial(PathOf(number).toStdString());
+}
+
+/// Of the files that are called as a backup is, with `ending` at the end.
+std::vector<int> DatabaseBackups::NumbersWith(const QString& ending) const {
     const BackupNames names(CurrentPath());
     const QString start = QFileInfo(names.base).fileName() + u"_bak"_s;
     std::vector<int> numbers;
-    const auto files = QFileInfo(names.base).absoluteDir().entryList({u"*.db3"_s}, QDir::Files);
+    const auto files = QFileInfo(names.base).absoluteDir().entryList({u"*.db3"_s + ending}, QDir::Files);
     for (const QString& file : files) {
         bool isNumber = false;
-        const int number = file.sliced(0, file.size() - 4).mid(start.size()).toInt(&isNumber);
-        if (isNumber && file == QFileInfo(names.Of(number)).fileName()) numbers.push_back(number);
+        const int number = file.chopped(4 + ending.size()).mid(start.size()).toInt(&isNumber);
+        if (isNumber && file == QFileInfo(names.Of(number)).fileName() + ending) numbers.push_back(number);
     }
     std::ranges::sort(numbers);
     return numbers;

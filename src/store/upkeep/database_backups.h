@@ -33,6 +33,9 @@ public:
     /// last moment, and where anything fails, the database stays as it is.
     QCoro::Task<Outcome> Restore(int number, Operator& op);
 
+    /// Removes what backups and restores of the database have left that were killed.
+    void RemovePartials() const;
+
     /// The numbers of the backups there are, in ascending order.
     [[nodiscard]] std::vector<int> Numbers() const;
 
@@ -41,6 +44,7 @@ public:
 
 private:
     [[nodiscard]] QString CurrentPath() const;
+    [[nodiscard]] std::vector<int> NumbersWith(const QString& ending) const;
     QCoro::Task<Outcome> CopyTo(QString from, QString to, bool replaceAll, Operator& op);
 
     CaptureDatabase& database_;

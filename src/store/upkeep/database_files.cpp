@@ -43,7 +43,8 @@ QString DatabaseFiles::FullPath(const QString& name) const {
 }
 
 QString DatabaseFiles::StoredPath() const {
-    return FullPath(settings_.Value(kDatabaseFile));
+    const QString name = settings_.Value(kDatabaseFile).trimmed();
+    return name.isEmpty() ? QString() : FullPath(name);
 }
 
 QString DatabaseFiles::CurrentPath() const {
@@ -122,7 +123,8 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
 
 /// Until there is a file at `path`. What was chosen is remembered only when it was found to be right.
 QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(QString& path, Operator& op) {
-    const bool established = settings_.IsOn(kDatabaseEstablished);
+    const bool established =
+        settings_.ReadSwitch(kDatabaseEstablished, u"no database is made unasked"_s).value_or(true);
     while (true) {
         const QString missing = path;
         Question question{.text = u"Database Not Found"_s,
@@ -133,7 +135,8 @@ QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(QString& path, Operator& op) 
         if (co_await op.Ask(std::move(question)) == Answer::Yes) {
             if (const auto chosen = co_await Browse(op)) path = *chosen;
         } else {
-            const Outcome made = co_await MakeFile(missing, op);
+            const QString fallback = FullPath(QString::fromLatin1(kDatabaseFile.fallback));
+            const Outcome made = co_await MakeFile(missing.isEmpty() ? fallback : missing, op);
             if (!made) op.Show(made.Error());
             path = StoredPath();
         }
@@ -141,9 +144,11 @@ QCoro::Task<Outcome> DatabaseFiles::SearchOrCreate(QString& path, Operator& op) 
         const bool again = co_await op.AskYesNo(
             u"A database file has not been found. Would you like to Search or Create a new one?"_s);
         if (!again) {
+            const QString why = missing.isEmpty() ? u"The setting DBfile names no file."_s
+                                                  : u"%1 is not there."_s.arg(missing);
             co_return Outcome::Failure(
-                u"%1 is not there. This program requires a valid database file to operate. The program will "
-                "now close."_s.arg(missing));
+                why +
+                u" This program requires a valid database file to operate. The program will now close."_s);
         }
     }
 }
@@ -237,10 +242,9 @@ QCoro::Task<Outcome> DatabaseFiles::MakeFile(QString suggestion, Operator& op) {
         Outcome room = co_await MakeRoom(path, op);
         if (!room) co_return room;
     }
-    co_await CreateNewDB(path, op);
-    if (!QFileInfo::exists(path)) co_return Outcome::Failure(u"%1 was not made."_s.arg(path));
+    Outcome created = co_await CreateNewDB(path, op);
     if (path == CurrentPath()) Q_EMIT Adopted();
-    co_return Outcome::Success();
+    co_return created;
 }
 
 /// Deletes the file at `path`, if that is what the user wants.
@@ -264,7 +268,7 @@ QCoro::Task<Outcome> DatabaseFiles::MakeRoom(QString path, Operator& op) {
     co_return Outcome::Failure(u"%1 cannot be deleted: %2"_s.arg(path, file.errorString()));
 }
 
-QCoro::Task<bool> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
+QCoro::Task<Outcome> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
     const Outcome made = CreateTables(path.toStdString());
     if (!made) {
         op.Show(made.Error());
@@ -273,7 +277,7 @@ QCoro::Task<bool> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
             u"\n\nThere was an error creating the database file. Would you like to delete the file and try "
             "again?"_s);
         if (remove) QFile::remove(path);
-        co_return false;
+        co_return Outcome::Failure(u"%1 was not made."_s.arg(path));
     }
     // Where no database is in use yet, nothing is lost by using the new one.
     const bool first = database_.databasePath().empty();
@@ -281,7 +285,7 @@ QCoro::Task<bool> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
     const bool use = co_await op.AskYesNo(
         u"The database has been created successfuly. Would you like to set it as the default system file?"_s,
         safe);
-    if (!use) co_return false;
+    if (!use) co_return Outcome::Success();
     const bool proceed = co_await op.AskYesNo(
         u"If you use this new file, you will need to do the following:\n"
         "1. Configure the number of channels.\n"
@@ -290,14 +294,26 @@ QCoro::Task<bool> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
         "\n"
         "Would you like to proceed?"_s,
         safe);
-    if (!proceed) co_return false;
+    if (!proceed) co_return Outcome::Success();
     if (!first && QFileInfo(path) != QFileInfo(CurrentPath())) {
-        const Outcome written = co_await writer_.WriteBeforeChange();
-        if (!written) op.Show(written.Error());
-        if (!written) co_return false;
+        Outcome written = co_await writer_.WriteBeforeChange();
+        if (!written) co_return written;
     }
     Adopt(path);
-    co_return true;
+    co_return Outcome::Success();
+}
+
+Outcome DatabaseFiles::CheckName(QString& name) const {
+    name = name.trimmed();
+    if (name.isEmpty()) return Outcome::Failure(u"DBfile is the name of a file."_s);
+    const QString path = FullPath(name);
+    if (!EndsAsDatabase(path))
+        return Outcome::Failure(u"The selected file is not a valid VRQ database file."_s);
+    if (!QFileInfo::exists(path))
+        return Outcome::Failure(u"%1 is not there; \"db new\" makes a database."_s.arg(path));
+    const FileCheck check = CheckDatabaseFile(path);
+    return check.verdict == FileVerdict::Fine ? Outcome::Success()
+                                              : Outcome::Failure(u"%1: %2"_s.arg(path, check.text));
 }
 
 bool DatabaseFiles::TestValidDBfile() const {

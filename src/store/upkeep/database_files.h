@@ -63,8 +63,11 @@ public:
     QCoro::Task<Outcome> RestoreBackup(int number, Operator& op);
 
     /// Makes a fresh database at `path` and offers to use it from now on. On an error offers to delete the
-    /// file. True where the file is now in use.
-    QCoro::Task<bool> CreateNewDB(QString path, Operator& op);
+    /// file. The failure: there is no database, or it is not in use though that was wanted.
+    QCoro::Task<Outcome> CreateNewDB(QString path, Operator& op);
+
+    /// Checks the name of a file that the next start is to use, as the setting `DBfile`.
+    [[nodiscard]] Outcome CheckName(QString& name) const;
 
     /// Whether the name of the file in use ends as that of a database does, in any case of letters.
     [[nodiscard]] bool TestValidDBfile() const;

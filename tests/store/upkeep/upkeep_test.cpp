@@ -1,6 +1,8 @@
 // What users do to their database files: `upkeep_test.txt`, played step by step.
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <map>
 
@@ -153,6 +155,13 @@ private:
              KeepByKey(settings, what.section(u' ', 1, 1), what.section(u' ', 2), what.section(u' ', 0, 0));
          })},
         {u"get"_s, [this](const QString& key) { return KeptByKey(settings, key).toStdString(); }},
+        {u"rights"_s, [this](auto& file) { return Rights(QString::fromStdString(File(file))); }},
+        {u"allow"_s, Two([this](const QString& rights, const QString& file) {
+             return std::string(chmod(File(file).c_str(), rights.toUInt(nullptr, 8)) == 0 ? ""
+                                                                                          : "not allowed");
+         })},
+        {u"name"_s, [this](QString name) { return files_.CheckName(name).Error().toStdString(); }},
+        {u"partials"_s, Silent([this](auto&) { backups.RemovePartials(); })},
         {u"use"_s, Silent([this](const QString& file) {
              database.UseFile(file.isEmpty() ? std::string() : File(file));
          })},
@@ -190,8 +199,9 @@ private:
         {u"new"_s, [this](auto&) { return Result(files_.NewDatabase(op)); }},
         {u"create"_s,
          [this](const QString& target) {
-             const bool inUse = QCoro::waitFor(files_.CreateNewDB(target, op));
-             return inUse ? std::string("in use") : std::string("not in use");
+             const std::string error = Result(files_.CreateNewDB(target, op));
+             if (!error.empty()) return error;
+             return std::string(database.databasePath() == target.toStdString() ? "in use" : "not in use");
          }},
         {u"valid"_s, [this](auto&) { return std::string(files_.TestValidDBfile() ? "yes" : "no"); }},
         {u"check"_s,
