@@ -31,7 +31,7 @@ std::optional<QString> FolderLock::ReadHolder() const {
     QString host;
     QString application;
     if (!file_.getLockInfo(&pid, &host, &application)) return std::nullopt;
-    return u"%1 (process %2 on %3)"_s.arg(application).arg(pid).arg(host);
+    return u"%1 (process %2 on %3)"_s.arg(application, QString::number(pid), host);
 }
 
 FolderTaken TakeFolder(const QString& folder, FolderLock& lock) {

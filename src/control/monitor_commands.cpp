@@ -279,10 +279,8 @@ QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray argum
 
 /// Notes in the error log, too, that the monitor got a command only in part; returns the text.
 QString MonitorCommands::LogBroken(const QString& what, const Sequence& sequence, int sent) {
-    QString text = u"%1: %2 after %3 of %4 pieces. Read the settings to see what the monitor took."_s
-                       .arg(Text(sequence.name), what)
-                       .arg(sent)
-                       .arg(sequence.SentPieces());
+    QString text = u"%1: %2 after %3 of %4 pieces. Read the settings to see what the monitor took."_s.arg(
+        Text(sequence.name), what, QString::number(sent), QString::number(sequence.SentPieces()));
     errorLog_.LogError(0, text, SlotName(TargetSlot()));
     return text;
 }

@@ -139,7 +139,7 @@ QCoro::Task<> GetUpload::PostToGET(std::string query) {
         if (socket_.SendText(request + "\r\n")) log_.AddLine(QString::fromStdString(request));
         co_return;
     }
-    QString line = u"No connection to %1 within %2 seconds"_s.arg(host_).arg(kConnectSeconds);
+    QString line = u"No connection to %1 within %2 seconds"_s.arg(host_, QString::number(kConnectSeconds));
     if (State() == SocketState::Error) line += u": "_s + socket_.ErrorText();
     log_.AddLine(line);
 }

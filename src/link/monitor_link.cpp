@@ -26,7 +26,7 @@ MonitorLinks Listed(MonitorLinks links) {
 
 QString StateText(const MonitorLink& link) {
     const LinkStatus status = link.Status();
-    return status.port == 0 ? status.text : u"%1, port %2"_s.arg(status.text).arg(status.port);
+    return status.port == 0 ? status.text : u"%1, port %2"_s.arg(status.text, QString::number(status.port));
 }
 
 QString StatusLine(const MonitorLink& link) {

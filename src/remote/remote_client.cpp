@@ -62,8 +62,8 @@ std::optional<QString> AskPerson(const QJsonObject& question) {
 /// One line on a terminal, which the next one takes the place of.
 void PrintProgress(const QJsonObject& progress) {
     if (isatty(STDERR_FILENO) == 0) return;
-    QString line =
-        u"%1  %2 s"_s.arg(progress[u"progress"_s].toString()).arg(progress[u"seconds"_s].toInteger());
+    QString line = u"%1  %2 s"_s.arg(progress[u"progress"_s].toString(),
+                                     QString::number(progress[u"seconds"_s].toInteger()));
     const QJsonValue percent = progress[u"percent"_s];
     if (!percent.isNull()) line += u", %1 %"_s.arg(percent.toInt());
     std::fputs(("\r\033[K" + line.toUtf8()).constData(), stderr);

@@ -18,9 +18,9 @@ namespace {
 
 QString TargetText(const Program& program) {
     const int slot = program.commands.TargetSlot();
-    return u"%1 is the command target, on %2, command byte %3."_s
-        .arg(SlotName(slot), program.commands.TargetLinkText())
-        .arg(program.commands.CommandByte(slot));
+    return u"%1 is the command target, on %2, command byte %3."_s.arg(
+        SlotName(slot), program.commands.TargetLinkText(),
+        QString::number(program.commands.CommandByte(slot)));
 }
 
 QCoro::Task<Reply> Target(Program& program, QStringList arguments, Operator&) {

@@ -19,7 +19,7 @@ Outcome SerialPortLine::Open(const QString& device, std::int32_t baud) {
     port_.setPortName(device);
     if (!port_.setBaudRate(baud) || !port_.open(QIODevice::ReadWrite))
         return Outcome::Failure(
-            u"Cannot open %1 at %2 baud: %3"_s.arg(device).arg(baud).arg(port_.errorString()));
+            u"Cannot open %1 at %2 baud: %3"_s.arg(device, QString::number(baud), port_.errorString()));
     connect(&port_, &QSerialPort::readyRead, this, [this] {
         const QByteArray bytes = port_.readAll();
         Received(

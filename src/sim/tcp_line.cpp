@@ -19,10 +19,8 @@ QCoro::Task<> TcpLine::KeepConnected(QString host, std::uint16_t port) {
     connect(peer_, &QTcpSocket::connected, this, [this] { troubleTold_ = false; });
     connect(peer_, &QTcpSocket::errorOccurred, this, [this, host, port] {
         if (std::exchange(troubleTold_, true)) return;
-        Q_EMIT Trouble(u"No connection to %1 port %2: %3. Trying again every %4 s."_s.arg(host)
-                           .arg(port)
-                           .arg(peer_->errorString())
-                           .arg(kRetry / 1000));
+        Q_EMIT Trouble(u"No connection to %1 port %2: %3. Trying again every %4 s."_s.arg(
+            host, QString::number(port), peer_->errorString(), QString::number(kRetry / 1000)));
     });
     do {
         if (peer_->state() == QAbstractSocket::UnconnectedState) peer_->connectToHost(host, port);

@@ -127,7 +127,7 @@ void SettingsStore::SetAsideDamagedFile() {
     const QString path = settings_.fileName();
     QString aside;
     for (int number = 1; aside.isEmpty() || QFile::exists(aside); ++number) {
-        aside = u"%1.damaged-%2"_s.arg(path).arg(number);
+        aside = path + u".damaged-%1"_s.arg(number);
     }
     const bool kept = QFile::copy(path, aside);
     Q_EMIT Problem(

@@ -61,8 +61,8 @@ void UnwrittenRecords::Keep(const std::string& statement, const QString& why) {
     if (bytesInFile_ + static_cast<std::int64_t>(memory_.size()) + bytes > mostBytes_) {
         if (++lost_ == 1) {
             const QString full =
-                u"%1 is full (%2 MiB): records that are given up are lost from now on."_s.arg(path_).arg(
-                    mostBytes_ / (1024 * 1024));
+                u"%1 is full (%2 MiB): records that are given up are lost from now on."_s.arg(
+                    path_, QString::number(mostBytes_ / (1024 * 1024)));
             errorLog_.LogError(0, full, u"Database"_s);
             Q_EMIT Told(full);
         }

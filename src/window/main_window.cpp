@@ -235,7 +235,7 @@ void MainWindow::RefreshStatus() {
 /// Without an operation, nothing runs any more.
 void MainWindow::ShowProgress(const Progress& progress) {
     const bool running = !progress.operation.isEmpty();
-    work_->setText(u"%1  %2 s"_s.arg(progress.operation).arg(progress.seconds));
+    work_->setText(u"%1  %2 s"_s.arg(progress.operation, QString::number(progress.seconds)));
     workBar_->setRange(0, progress.percent.has_value() ? 100 : 0);
     workBar_->setValue(progress.percent.value_or(0));
     work_->setVisible(running);

@@ -209,8 +209,8 @@ void MonitorPage::Refresh() {
     const int slot = monitor_.commands.TargetSlot();
     target_->setCurrentIndex(slot);
     targetText_->setText(
-        u"%1 on %2, command byte %3"_s.arg(SlotName(slot), monitor_.commands.TargetLinkText())
-            .arg(monitor_.commands.CommandByte(slot)));
+        u"%1 on %2, command byte %3"_s.arg(SlotName(slot), monitor_.commands.TargetLinkText(),
+                                           QString::number(monitor_.commands.CommandByte(slot))));
     if (settings_->toPlainText().isEmpty()) ShowSettings();
     if (from_->count() == 0) ShowHistory();
 }
