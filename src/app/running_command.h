@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QString>
 
+#include <exception>
 #include <utility>
 
 namespace corvane {
@@ -21,15 +22,34 @@ public:
         return QStringLiteral("The command %1 is still running; try again when it has ended.").arg(name_);
     }
 
-    void Set(const QString& name) {
-        if (std::exchange(name_, name) != name) Q_EMIT Changed();
-    }
-
 Q_SIGNALS:
     void Changed();
 
 private:
+    friend class CommandRuns;
+
+    void Set(const QString& name) {
+        if (std::exchange(name_, name) != name) Q_EMIT Changed();
+    }
+
     QString name_;
 };
+
+/// As long as it lives, the command of that name runs.
+class CommandRuns {
+public:
+    CommandRuns(RunningCommand& running, const QString& name) : running_(running) { running_.Set(name); }
+    ~CommandRuns() { running_.Set({}); }
+    CommandRuns(const CommandRuns&) = delete;
+    CommandRuns& operator=(const CommandRuns&) = delete;
+
+private:
+    RunningCommand& running_;
+};
+
+/// What is told of a command that threw something, as for want of memory.
+[[nodiscard]] inline QString FailureOf(const QString& name, const std::exception& error) {
+    return QStringLiteral("The command %1 failed: %2").arg(name, QString::fromLocal8Bit(error.what()));
+}
 
 }  // namespace corvane

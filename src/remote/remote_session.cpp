@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
+#include <exception>
 #include <utility>
 
 #include "app/program.h"
@@ -56,7 +57,12 @@ void RemoteSession::TakeLine(const QByteArray& line) {
 QCoro::Task<> RemoteSession::Run(RemoteRequest request) {
     busy_ = true;
     givenAnswer_ = request.answer;
-    const Reply reply = co_await Execute(request);
+    Reply reply;
+    try {
+        reply = co_await Execute(request);
+    } catch (const std::exception& error) {
+        reply = Reply::Failure(FailureOf(request.command, error));
+    }
     Send(ReplyObject(reply));
     busy_ = false;
     if (gone_) {
@@ -81,10 +87,9 @@ QCoro::Task<Reply> RemoteSession::Execute(const RemoteRequest& request) {
 
     if (const QString refusal = program_.runningCommand.Refusal(); !refusal.isEmpty())
         co_return Reply::Failure(refusal);
-    program_.runningCommand.Set(name);
+    const CommandRuns runs(program_.runningCommand, name);
     (void)program_.settings.TakeNotSaved();  // of before
     Reply reply = co_await command->run(program_, arguments, *this);
-    program_.runningCommand.Set({});
     const QString notSaved = program_.settings.TakeNotSaved();
     if (reply.outcome && !notSaved.isEmpty()) co_return Reply::Failure(notSaved);
     co_return reply;

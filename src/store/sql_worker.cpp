@@ -19,6 +19,16 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenTries{10};
 constexpr int kStepsBetweenLooks = 10'000;  // of SQLite's virtual machine: some tenths of a millisecond
 
+/// What a job comes to, whatever it throws: beside memory that ran out, what the standard library throws of
+/// files.
+QueryResult ResultOf(const SqlJob& job, SqlSession& session) {
+    try {
+        return job(session);
+    } catch (const std::exception& error) {
+        return QueryResult::Failure(error.what());
+    }
+}
+
 }  // namespace
 
 SqlSession::SqlSession(SqlWorker& worker, const std::string& path, std::stop_token stop,
@@ -88,22 +98,25 @@ QCoro::Task<QueryResult> SqlWorker::Run(std::string path, SqlJob job,
     const auto work = [this, path = std::move(path), job = std::move(job),
                        lockPatience](const std::stop_token& stop) {
         QueryResult result;
-        try {
+        {
             SqlSession session(*this, path, stop, lockPatience);
-            result = job(session);
+            result = ResultOf(job, session);
             if (result.Locked() && stop.stop_requested()) result.errorText = kInterrupted;
-        } catch (const std::exception& error) {  // a file may hold more than the memory
-            result = QueryResult::Failure(error.what());
         }  // the file is closed before anybody hears of it
         QMetaObject::invokeMethod(
             this, [this, result = std::move(result)]() mutable { Finish(std::move(result)); },
             Qt::QueuedConnection);
     };
+    std::string refused;
     try {
         thread_ = std::jthread(work);
     } catch (const std::system_error& error) {
+        refused = error.what();
+    }
+    if (!refused.empty()) {
         busy_ = false;
-        co_return QueryResult::Failure(error.what());
+        co_return QueryResult::Failure("The system has no room for another thread (" + refused +
+                                       "); try again later.");
     }
     co_return co_await Result(*this);
 }

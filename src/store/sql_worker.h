@@ -58,7 +58,8 @@ private:
 inline const QString kHeldText =
     QStringLiteral("Waiting for the database, which another program holds locked.");
 
-/// A job gets everything it needs by value, touches nothing else, and hands back rows or an error text.
+/// A job gets everything it needs by value, touches nothing else, and hands back rows or an error text. What
+/// it throws is an error text, too.
 using SqlJob = std::function<QueryResult(SqlSession&)>;
 
 /// Runs one job at a time and hands its result to the event loop. Deleting it interrupts the job and waits
@@ -72,7 +73,8 @@ public:
 
     SqlWorker() = default;
 
-    /// Runs `job` on a connection to the file at `path`. What the job throws is its error text.
+    /// Runs `job` on a connection to the file at `path`. Where there is no thread to be had, that is the
+    /// error text.
     QCoro::Task<QueryResult> Run(std::string path, SqlJob job,
                                  std::chrono::milliseconds lockPatience = kLockPatience);
 

@@ -1,5 +1,6 @@
 #include "window/actions.h"
 
+#include <exception>
 #include <utility>
 
 #include "app/running_command.h"
@@ -17,14 +18,20 @@ bool Actions::Busy() const {
 
 void Actions::Run(const QString& name, Action action) {
     if (const QString refusal = running_.Refusal(); !refusal.isEmpty()) return op_.Show(refusal);
-    running_.Set(name);
-    Start(std::move(action));
+    Start(name, std::move(action));
 }
 
-QCoro::Task<> Actions::Start(Action action) {
-    op_.SetCancelled(false);
-    const Outcome outcome = co_await action(op_);
-    running_.Set({});
+QCoro::Task<> Actions::Start(QString name, Action action) {
+    Outcome outcome;
+    {
+        const CommandRuns runs(running_, name);
+        op_.SetCancelled(false);
+        try {
+            outcome = co_await action(op_);
+        } catch (const std::exception& error) {
+            outcome = Outcome::Failure(FailureOf(name, error));
+        }
+    }
     Done(outcome);
 }
 

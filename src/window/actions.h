@@ -24,9 +24,9 @@ public:
 
     Actions(WindowOperator& op, RunningCommand& running);
 
-    /// Runs `action`, and shows its failure. Refused, with a text, while another command runs, also one that
-    /// came over the control socket. `name` is what is told of it then. What the action refers to must live
-    /// as long as it runs.
+    /// Runs `action`, and shows its failure, which is also what it throws. Refused, with a text, while
+    /// another command runs, also one that came over the control socket. `name` is what is told of it then.
+    /// What the action refers to must live as long as it runs.
     void Run(const QString& name, Action action);
 
     /// Shows the failure of something that was done at once, if it is one. Returns whether it succeeded.
@@ -41,7 +41,7 @@ Q_SIGNALS:
     void BusyChanged(bool busy);
 
 private:
-    QCoro::Task<> Start(Action action);
+    QCoro::Task<> Start(QString name, Action action);
 
     WindowOperator& op_;
     RunningCommand& running_;

@@ -125,6 +125,18 @@ TEST_F(RemoteSocket, AClientThatLeavesInAQuestionFreesTheNextCommand) {
     EXPECT_EQ(program_.deviceSlots.Bound(2), u"301234"_s);
 }
 
+TEST_F(RemoteSocket, ACommandThatThrowsFailsAndFreesTheNext) {
+    static constexpr Setting kBroken[] = {
+        {.key = "Broken",
+         .check = [](QString&, const SettingValues&) -> Outcome { throw std::bad_alloc(); }}};
+    program_.userSettings.Add(kBroken);
+    Client client(path_);
+    for (int i = 0; i < 2; ++i) {
+        client.Send("{\"command\":\"set\",\"arguments\":[\"Broken\",\"1\"]}\n");
+        EXPECT_EQ(client.Receive()[u"error"_s], u"The command set failed: std::bad_alloc"_s);
+    }
+}
+
 TEST_F(RemoteSocket, ALineWithoutEndIsCutOff) {
     Client client(path_);
     client.Send(QByteArray(kLongestRemoteLine + 10, 'x'));

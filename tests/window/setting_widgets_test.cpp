@@ -50,6 +50,14 @@ TEST_F(WindowTest, ASettingIsShownCheckedAndKeptByWhatItsDeclarationSays) {
     lit->click();
     EXPECT_FALSE(program_->settings.IsOn(kLit));
     EXPECT_FALSE(lit->isChecked());
+
+    actions.Run(u"Anything"_s, [](Operator&) -> QCoro::Task<Outcome> {
+        throw std::bad_alloc();
+        co_return Outcome::Success();
+    });
+    EXPECT_EQ(BoxText(), "The command Anything failed: std::bad_alloc");
+    Answer(QMessageBox::Ok);
+    EXPECT_FALSE(actions.Busy());
 }
 
 }  // namespace

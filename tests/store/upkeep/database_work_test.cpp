@@ -1,6 +1,9 @@
 #include "store/upkeep/database_work.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
+
+#include <new>
 
 #include "store/upkeep/maintenance_fixture.h"
 #include "support/loopback.h"
@@ -50,6 +53,24 @@ TEST_F(DatabaseWorkTest, RunsBesideTheEventLoopAndEndsWhenTold) {
     clock.Advance(10);
     EXPECT_TRUE(stopping.isReady());
     EXPECT_EQ(finish(start()), "interrupted") << "nothing new begins";
+}
+
+TEST_F(DatabaseWorkTest, GoesOnAfterAJobThatGotNoThreadAndOneThatThrew) {
+    const auto run = [this](const SqlJob& job) {
+        return QCoro::waitFor(work.Run(u"Work"_s, path, job, op)).errorText;
+    };
+    const SqlJob nothing = [](SqlSession&) { return QueryResult(); };
+    pthread_attr_t usual;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    pthread_attr_t endless = usual;
+    ASSERT_EQ(pthread_attr_setstacksize(&endless, std::size_t{1} << 47), 0);  // more than a process can have
+    ASSERT_EQ(pthread_setattr_default_np(&endless), 0);
+    EXPECT_THAT(run(nothing), HasSubstr("no room for another thread"));
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    EXPECT_EQ(run([](SqlSession&) -> QueryResult { throw std::bad_alloc(); }), "std::bad_alloc");
+    EXPECT_FALSE(work.Running());
+    EXPECT_EQ(run(nothing), "");
+    EXPECT_TRUE(QCoro::waitFor(writer.Drain(0))) << "records are written again";
 }
 
 TEST_F(DatabaseWorkTest, BackupsAreOfOneMomentThoughTheCaptureWritesMeanwhile) {
