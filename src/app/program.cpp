@@ -35,7 +35,7 @@ Program::Program(const Options& options, Clock& theClock)
       backups(database, dbWriter, databaseWork),
       databaseFiles(database, settings, dbWriter, backups, clock, options.dataFolder),
       maintenance(database, settings, databaseWork, backups, clock),
-      nightlyRuns(maintenance, database, databaseWork, settings, statusBoard, errorLog, clock),
+      nightlyRuns(maintenance, databaseWork, settings, statusBoard, errorLog, clock),
       deviceSlots(settings, database),
       measurement(deviceSlots, settings, errorLog, clock),
       pulses(settings),

@@ -1,10 +1,11 @@
 #include "store/upkeep/nightly_runs.h"
 
+#include <exception>
+
 #include "base/clock.h"
 #include "base/date_entry.h"
 #include "base/number_entry.h"
 #include "base/status_board.h"
-#include "store/capture_database.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 #include "store/upkeep/database_work.h"
@@ -34,6 +35,8 @@ const NightlyRuns::Task NightlyRuns::kDelete = {
 
 namespace {
 
+const QDate kBeforeAll(1970, 1, 1);
+
 QString DoesNotRun(const NightlyRuns::Task& task) {
     return task.name + u" does not run"_s;
 }
@@ -56,10 +59,9 @@ private:
 
 }  // namespace
 
-NightlyRuns::NightlyRuns(Maintenance& maintenance, CaptureDatabase& database, DatabaseWork& work,
-                         SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock)
+NightlyRuns::NightlyRuns(Maintenance& maintenance, DatabaseWork& work, SettingsStore& settings,
+                         StatusBoard& board, ErrorLog& errorLog, Clock& clock)
     : maintenance_(maintenance),
-      database_(database),
       work_(work),
       settings_(settings),
       board_(board),
@@ -141,10 +143,14 @@ QCoro::Task<> NightlyRuns::Run(const Task& task, int days) {
     NightOperator op(board_, task.name);
     const QDate firstKept = Today().addDays(-days);
     Outcome result;
-    if (task.condenses) {
-        result = co_await Condense(firstKept, op);
-    } else {
-        result = co_await maintenance_.DeleteBefore(firstKept, op);
+    try {
+        if (task.condenses) {
+            result = co_await Condense(firstKept, op);
+        } else {
+            result = co_await maintenance_.DeleteBefore(firstKept, op);
+        }
+    } catch (const std::exception& error) {
+        result = Outcome::Failure(QString::fromLocal8Bit(error.what()));
     }
     if (!result) {
         op.Show(result.Error());
@@ -156,14 +162,7 @@ QCoro::Task<> NightlyRuns::Run(const Task& task, int days) {
 /// Condenses what came before the day `firstKept`, from where the last run left off.
 QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
     auto start = CondensedTo();
-    if (!start.has_value()) {
-        // The first row, as it is found at once; the lowest date would take a look at all of them.
-        const QueryResult oldest = database_.Run("SELECT date FROM monitordata_minute ORDER BY id LIMIT 1");
-        if (!oldest.Ok()) co_return Outcome::Failure(QString::fromStdString(oldest.errorText));
-        if (oldest.rows.empty()) co_return Outcome::Success();  // there are no data yet
-        start = ProperDate(QString::fromStdString(oldest.rows.front().front().value_or("")).left(10));
-        if (!start.has_value()) co_return Outcome::Failure(u"The first row of the database has no date."_s);
-    }
+    if (!start.has_value() || *start > Today()) start = kBeforeAll;  // never, or by a clock that went wrong
     const QDate end = firstKept.addDays(-1);
     if (*start >= end) co_return Outcome::Success();
     const std::string path = database_.databasePath();

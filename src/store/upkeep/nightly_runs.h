@@ -16,7 +16,6 @@
 
 namespace corvane {
 
-class CaptureDatabase;
 class Clock;
 class ErrorLog;
 class DatabaseWork;
@@ -80,8 +79,8 @@ public:
     static const Task kCondense;  ///< at 12:00 am
     static const Task kDelete;    ///< at 1:00 am
 
-    NightlyRuns(Maintenance& maintenance, CaptureDatabase& database, DatabaseWork& work,
-                SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock);
+    NightlyRuns(Maintenance& maintenance, DatabaseWork& work, SettingsStore& settings, StatusBoard& board,
+                ErrorLog& errorLog, Clock& clock);
 
     /// From now on tasks run when they are due. To be called once the database is in use.
     void StartUp();
@@ -112,7 +111,6 @@ private:
     QCoro::Task<Outcome> Condense(QDate firstKept, Operator& op);
 
     Maintenance& maintenance_;
-    CaptureDatabase& database_;
     DatabaseWork& work_;
     SettingsStore& settings_;
     StatusBoard& board_;
