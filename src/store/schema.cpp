@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "base/operator.h"
-#include "store/capture_database.h"
 #include "store/db_writer.h"
 #include "store/whole_file.h"
 
@@ -60,6 +59,14 @@ const char* const kNewEnergyTable =
     "CREATE TABLE minute_energy (ID key INTEGER PRIMARY KEY, date, deviceaddress, ch1Akwh, ch1Pkwh, ch2Akwh, "
     "ch2Pkwh, aux1kwh, aux2kwh, aux3kwh, aux4kwh, aux5kwh, volt)";
 
+std::vector<Column> ColumnsOf(const char* create) {
+    const QString list = QString::fromLatin1(create).section(u'(', 1).chopped(1);
+    std::vector<Column> columns;
+    for (const QString& column : list.split(u','))
+        columns.push_back({column.section(u' ', 0, 0).toStdString(), column.section(u' ', 1).toStdString()});
+    return columns;
+}
+
 RowLabels AllLabelled(const std::string& label) {
     RowLabels labels;
     labels.fill(label);
@@ -95,6 +102,8 @@ const sql::RowLabels kNetMeteringLabels = {"Net Energy",       "Energy Sold",   
                                            "Energy Generated", "Energy Consumed", "Virtual Channel 2",
                                            "Virtual Channel 3"};
 
+constexpr int kMostLinks = 40;  // that lead from one to the next
+
 const QString kNoDatabase = u"The database file could not be opened."_s;
 
 QString Text(const std::string& text) {
@@ -114,9 +123,57 @@ const BaseTable kBaseTables[] = {
     {"monitordata_minute", sql::kNewMinuteDataTable, nullptr},
 };
 
+/// What a person can do about a file of which SQLite says this.
+struct Remedy {
+    const char* error;
+    const char* text;
+};
+constexpr const char* kRights = "the program must be allowed to write the file and its folder";
+constexpr Remedy kRemedies[] = {
+    {"attempt to write a readonly database", kRights},
+    {"unable to open database file", kRights},
+    {"access permission denied", kRights},
+    {"disk I/O error", "a network drive may be without locks: the file belongs on a disk of this machine"},
+};
+
 FileCheck Verdict(const QueryResult& result) {
     if (result.Ok()) return {};
-    return {result.Locked() ? FileVerdict::Locked : FileVerdict::Wrong, Text(result.errorText)};
+    FileCheck check{result.Locked() ? FileVerdict::Locked : FileVerdict::Wrong, Text(result.errorText)};
+    for (const Remedy& remedy : kRemedies)
+        if (result.errorText == remedy.error) check.text += u"; "_s + QLatin1StringView(remedy.text);
+    return check;
+}
+
+struct DataTableText {
+    const char* name;
+    const char* statement;
+};
+const DataTableText kDataTables[] = {{"monitordata_hourly", sql::kNewHourlyTable},
+                                     {"monitordata_minute", sql::kNewMinuteDataTable}};
+
+/// A record of a table, as the capture fills it, of long ago.
+std::string TrialRecord(const DataTableText& table) {
+    std::string columns = "date";
+    std::string values = "'1900-01-01 00:00:00'";
+    for (const sql::Column& column : sql::ColumnsOf(table.statement)) {
+        if (column.name == "id" || column.name == "date" || column.name == "username") continue;
+        columns += "," + column.name;
+        values += ",0";
+    }
+    return "INSERT INTO " + std::string(table.name) + "(" + columns + ") VALUES (" + values + ")";
+}
+
+/// Writes records into an open file; closing it takes them back.
+FileCheck TryToWrite(const CaptureDatabase::Connection& connection) {
+    QueryResult result = connection.GetTable("BEGIN IMMEDIATE");
+    for (const DataTableText& table : kDataTables)
+        if (result.Ok()) result = connection.GetTable(TrialRecord(table));
+    if (result.errorText == "database or disk is full")
+        return {};  // of the moment; records are kept meanwhile
+    FileCheck check = Verdict(result);
+    if (check.verdict == FileVerdict::Wrong && check.text == Text(result.errorText))
+        check.text += u"; it takes no records: use another file, or make a new one"_s;
+    return check;
 }
 
 /// Makes those of the base tables that are `wanted`, and then their first rows. An error text, or empty.
@@ -136,6 +193,15 @@ std::string InOneTransaction(const std::string& path, const std::function<bool(c
     return {};
 }
 
+/// The file that is meant where `path` is a symbolic link, which may be missing.
+std::string Behind(const std::string& path) {
+    std::filesystem::path place = path;
+    std::error_code none;
+    for (int links = 0; links < kMostLinks && std::filesystem::is_symlink(place, none); ++links)
+        place = place.parent_path() / std::filesystem::read_symlink(place, none);
+    return place.string();
+}
+
 /// A killed program may have left them; only one program works in a folder.
 void RemoveUnfinished(const std::string& path) {
     std::error_code ignored;
@@ -148,10 +214,23 @@ void RemoveUnfinished(const std::string& path) {
 FileCheck CheckDatabaseFile(const QString& path) {
     const auto connection = CaptureDatabase::OpenFile(path.toStdString(), false);
     if (!connection) return {FileVerdict::Wrong, u"The file cannot be opened."_s};
-    return Verdict(connection.GetTable("SELECT  id FROM applicationinfo "));
+    FileCheck check = Verdict(connection.GetTable("SELECT  id FROM applicationinfo "));
+    return check.verdict == FileVerdict::Fine ? TryToWrite(connection) : check;
 }
 
-Outcome CreateTables(const std::string& path) {
+std::string WrongTables(const CaptureDatabase::Connection& connection) {
+    std::vector<std::string> statements = {"SELECT id FROM applicationinfo", "SELECT id FROM applications"};
+    for (const DataTableText& table : kDataTables)
+        statements.push_back(TrialRecord(table));
+    for (const std::string& statement : statements) {
+        QueryResult prepared = connection.GetTable("EXPLAIN " + statement);
+        if (!prepared.Ok()) return std::move(prepared.errorText);
+    }
+    return {};
+}
+
+Outcome CreateTables(const std::string& given) {
+    const std::string path = Behind(given);
     std::error_code ignored;
     const bool isNew = !std::filesystem::exists(path, ignored);
     const std::string made = isNew ? path + ".new" : path;
@@ -222,10 +301,15 @@ bool CreatePowerTables(const CaptureDatabase& database, const DbWriter& writer, 
         op.Show(kNoDatabase);
         return false;
     }
-    const bool power = connection.GetTable(sql::kNewPowerTable).Ok();
-    if (!power) op.Show(u"error creating power table"_s);
-    const bool energy = connection.GetTable(sql::kNewEnergyTable).Ok();
-    if (!energy) op.Show(u"error creating energy table"_s);
+    const auto make = [&](const char* statement, const QString& failure) {
+        const QueryResult made = connection.GetTable(statement);
+        if (made.Ok()) return true;
+        op.Show(failure);
+        op.Show(Text(made.errorText));
+        return false;
+    };
+    const bool power = make(sql::kNewPowerTable, u"error creating power table"_s);
+    const bool energy = make(sql::kNewEnergyTable, u"error creating energy table"_s);
     return power && energy;
 }
 

@@ -6,14 +6,15 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "base/channels.h"
 #include "base/outcome.h"
+#include "store/capture_database.h"
 #include "store/channel_labels.h"
 
 namespace corvane {
 
-class CaptureDatabase;
 class DbWriter;
 class Operator;
 
@@ -30,6 +31,14 @@ extern const char* const kNewMinuteDataTable;  ///< monitordata_minute
 extern const char* const kNewMinuteTable;
 extern const char* const kNewPowerTable;
 extern const char* const kNewEnergyTable;
+
+struct Column {
+    std::string name;
+    std::string type;
+};
+
+/// The columns of a table that `create`, one of the statements above, makes.
+[[nodiscard]] std::vector<Column> ColumnsOf(const char* create);
 
 /// The labels of a row of `applicationinfo`, by channel.
 using RowLabels = std::array<std::string, kChannels>;
@@ -49,7 +58,13 @@ struct FileCheck {
     FileVerdict verdict = FileVerdict::Fine;
     QString text;  ///< what is wrong
 };
+
+/// Looks whether records can be written to the file, by a trial that leaves nothing behind. A disk that is
+/// full now is nothing wrong with the file.
 [[nodiscard]] FileCheck CheckDatabaseFile(const QString& path);
+
+/// Why the tables of an open file are not those that the capture writes to, or empty. Looks at no row.
+[[nodiscard]] std::string WrongTables(const CaptureDatabase::Connection& connection);
 
 /// Makes the tables and rows of a fresh database in the file at `path`. A file that is missing appears whole
 /// or not at all; in one that is there, no table is overwritten, and nothing stays of an attempt that failed.
@@ -73,7 +88,7 @@ bool CreateVD1(const CaptureDatabase& database, InstallationType type, Operator&
 bool CreateNewMinuteTable(const CaptureDatabase& database, Operator& op);
 
 /// Adds `minute_power` and `minute_energy`. Does nothing and says so while the write countdown runs; an error
-/// is shown. True where both are there now because of this call.
+/// is shown with SQLite's words for it. True where both are there now because of this call.
 bool CreatePowerTables(const CaptureDatabase& database, const DbWriter& writer, Operator& op);
 
 }  // namespace corvane

@@ -216,6 +216,14 @@ TEST_F(SchemaTest, PowerTablesWaitForTheCountdownAndExistingOnesAreKept) {
     EXPECT_THAT(Tables(), testing::SizeIs(4));
 
     clock.AdvanceSeconds(1);
+    {
+        const auto other = CaptureDatabase::OpenFile(path, false);
+        ASSERT_TRUE(other.GetTable("BEGIN IMMEDIATE").Ok());
+        EXPECT_FALSE(CreatePowerTables(database, writer, op));
+    }
+    Texts said = {"The tables are not made while a write to the database is due; try again in 1 seconds.",
+                  "error creating power table", "database is locked", "error creating energy table",
+                  "database is locked"};
     for (const auto& [existing, message] :
          std::vector<std::pair<std::string, const char*>>{{"minute_power", "error creating power table"},
                                                           {"minute_energy", "error creating energy table"}}) {
@@ -223,11 +231,11 @@ TEST_F(SchemaTest, PowerTablesWaitForTheCountdownAndExistingOnesAreKept) {
         Execute(path, "DROP TABLE IF EXISTS minute_energy");
         Execute(path, "CREATE TABLE " + existing + " (mine)");
         EXPECT_FALSE(CreatePowerTables(database, writer, op));
-        EXPECT_EQ(op.Messages().back(), message);
+        said.insert(said.end(), {message, "table " + existing + " already exists"});
         EXPECT_EQ(Columns(existing), "mine ");
         EXPECT_THAT(Tables(), testing::SizeIs(6)) << "the other one is made";
     }
-    EXPECT_THAT(op.Messages(), testing::SizeIs(3));
+    EXPECT_EQ(op.Messages(), said);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "store/schema.h"
 #include "store/whole_file.h"
 
 namespace corvane {
@@ -112,17 +113,31 @@ SqlJob CopyJob(std::string to, std::vector<std::string> obsolete) {
     };
 }
 
+SqlJob CheckJob() {
+    return [](SqlSession& session) {
+        const auto& database = session.Database();
+        if (!database) return QueryResult::Failure("unable to open database file");
+        session.Begin(u"Looking for damage in the backup"_s);
+        QueryResult check = database.GetTable("PRAGMA quick_check(1)");
+        if (!check.Ok()) return check;
+        const std::string found = check.rows.empty() ? "" : check.rows.front().front().value_or("");
+        return QueryResult::Failure(found == "ok" ? WrongTables(database)
+                                                  : "it is damaged: " + found.substr(found.find('\n') + 1));
+    };
+}
+
 SqlJob ReplaceJob(std::string current) {
     return [current = std::move(current)](SqlSession& session) {
         session.Begin(u"Restoring %1"_s.arg(QString::fromStdString(current)));
-        const Partial partial(current);
+        const std::string place = fs::canonical(current).string();
+        const Partial partial(place);
         QueryResult result;
         result.errorText = partial.Make(current);
         if (result.Ok()) result.errorText = Copy(session, partial.Path());
         if (!result.Ok()) return result;
-        const auto replaced = CaptureDatabase::OpenFile(current, false);
+        const auto replaced = CaptureDatabase::OpenFile(place, false);
         result.errorText = TakeAlone(replaced);
-        if (result.Ok()) result.errorText = PutInPlace(partial.Path(), current, Existing::Replaced);
+        if (result.Ok()) result.errorText = PutInPlace(partial.Path(), place, Existing::Replaced);
         return result;
     };
 }

@@ -18,8 +18,12 @@ void RemovePartial(const std::string& to);
 /// there as a whole and takes the place of a file of that name. Then removes the files `obsolete`.
 [[nodiscard]] SqlJob CopyJob(std::string to, std::vector<std::string> obsolete);
 
+/// A job on a file that is to take the place of the database: looks at all of it. It fails where anything is
+/// damaged, or where the tables that the capture writes to are not all there.
+[[nodiscard]] SqlJob CheckJob();
+
 /// A job on the file to be copied: puts a copy of it in the place of the database `current`, with its rights,
-/// once nobody uses that.
+/// once nobody uses that. Where `current` is a symbolic link, that stays, and the file behind it is replaced.
 [[nodiscard]] SqlJob ReplaceJob(std::string current);
 
 }  // namespace corvane

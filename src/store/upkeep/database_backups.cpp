@@ -10,7 +10,6 @@
 #include "base/operator.h"
 #include "store/capture_database.h"
 #include "store/db_writer.h"
-#include "store/schema.h"
 #include "store/upkeep/copy_job.h"
 #include "store/upkeep/database_work.h"
 
@@ -28,7 +27,7 @@ struct BackupNames {
         const QFileInfo file(path);
         base = file.absoluteDir().filePath(file.completeBaseName());
     }
-    [[nodiscard]] QString Of(int number) const { return u"%1_bak%2.db3"_s.arg(base).arg(number); }
+    [[nodiscard]] QString Of(int number) const { return base + u"_bak%1.db3"_s.arg(number); }
     [[nodiscard]] bool Exists(int number) const { return QFileInfo::exists(Of(number)); }
     [[nodiscard]] int FirstFree() const {
         int number = 1;
@@ -127,8 +126,11 @@ QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
     const QString current = CurrentPath();
     const BackupNames names(current);
     if (!names.Exists(number)) co_return Outcome::Failure(u"There is no backup %1."_s.arg(names.Of(number)));
-    if (const FileCheck check = CheckDatabaseFile(names.Of(number)); check.verdict != FileVerdict::Fine) {
-        co_return Outcome::Failure(u"%1: %2"_s.arg(names.Of(number), check.text));
+    const QueryResult check =
+        co_await work_.Run(u"Restore"_s, names.Of(number).toStdString(), CheckJob(), op);
+    if (!check.Ok()) {
+        co_return Outcome::Failure(u"%1 cannot be restored, and nothing was changed: %2"_s.arg(
+            names.Of(number), QString::fromStdString(check.errorText)));
     }
     const bool sure = co_await op.AskYesNo(
         u"Are you sure you want to replace:\n%1\nWith this file?\n%2"_s.arg(current, names.Of(number)));

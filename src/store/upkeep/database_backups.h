@@ -29,8 +29,8 @@ public:
     /// The same for another database file.
     QCoro::Task<Outcome> BackupDBfile(QString path, Operator& op);
 
-    /// Puts backup `number` in the place of the database, after that has been backed up itself. Until the
-    /// last moment, and where anything fails, the database stays as it is.
+    /// Puts backup `number` in the place of the database, after all of it was checked and the database has
+    /// been backed up itself. Until the last moment, and where anything fails, the database stays as it is.
     QCoro::Task<Outcome> Restore(int number, Operator& op);
 
     /// Removes what backups and restores of the database have left that were killed.

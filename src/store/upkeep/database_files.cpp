@@ -114,7 +114,9 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile2(Operator& op) {
     if (check.verdict == FileVerdict::Locked) {
         lockedPath_ = path;
         database_.UseFile(path.toStdString());
-        Q_EMIT Noted(u"%1 is locked by another program. Records wait until it is free."_s.arg(path));
+        Q_EMIT Noted(
+            u"%1 is locked by another program, or on a network drive without locks. Records wait until it is free."_s
+                .arg(path));
         co_return Outcome::Success();
     }
     Adopt(path);
@@ -202,7 +204,7 @@ QCoro::Task<Outcome> DatabaseFiles::GetDBfile(Operator& op) {
             "Also, the newly selected database file should be cleared of previous data to prevent erroneous "
             "values."_s.arg(CurrentPath(), path));
         if (!sure) co_return Outcome::Failure(kNotReplaced);
-        const FileCheck check = CheckDatabaseFile(path);
+        const FileCheck check = Examine(path);
         if (check.verdict == FileVerdict::Locked) {
             co_return Outcome::Failure(
                 u"%1 is locked by another program; try again when it is free."_s.arg(path));
@@ -247,7 +249,7 @@ QCoro::Task<Outcome> DatabaseFiles::MakeFile(QString suggestion, Operator& op) {
     co_return created;
 }
 
-/// Deletes the file at `path`, if that is what the user wants.
+/// Deletes the file at `path`, if that is what the user wants; behind a symbolic link, which stays.
 QCoro::Task<Outcome> DatabaseFiles::MakeRoom(QString path, Operator& op) {
     const bool overwrite = co_await op.AskYesNo(
         u"                     WARNING ! \nThe database file %1 already exits.\nDo you wish to overwrite it?"_s
@@ -263,7 +265,7 @@ QCoro::Task<Outcome> DatabaseFiles::MakeRoom(QString path, Operator& op) {
         Outcome saved = co_await backups_.BackupDBfile(path, op);
         if (!saved) co_return saved;
     }
-    QFile file(path);
+    QFile file(QFileInfo(path).canonicalFilePath());
     if (file.remove()) co_return Outcome::Success();
     co_return Outcome::Failure(u"%1 cannot be deleted: %2"_s.arg(path, file.errorString()));
 }

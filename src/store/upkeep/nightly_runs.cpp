@@ -161,12 +161,11 @@ QCoro::Task<> NightlyRuns::Run(const Task& task, int days) {
 
 /// Condenses what came before the day `firstKept`, from where the last run left off.
 QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
-    auto start = CondensedTo();
-    if (!start.has_value() || *start > Today()) start = kBeforeAll;  // never, or by a clock that went wrong
+    const QDate start = CondensedTo().value_or(kBeforeAll);
     const QDate end = firstKept.addDays(-1);
-    if (*start >= end) co_return Outcome::Success();
+    if (start >= end) co_return Outcome::Success();
     const std::string path = database_.databasePath();
-    Outcome condensed = co_await maintenance_.Granulate(*start, end, op);
+    Outcome condensed = co_await maintenance_.Granulate(start, end, op);
     if (condensed) settings_.Save(kCondensedTo, DateText(end) + u' ' + QString::fromStdString(path));
     co_return condensed;
 }

@@ -1,8 +1,12 @@
 // What users do to their database files: `upkeep_test.txt`, played step by step.
+#include <fcntl.h>
 #include <gmock/gmock.h>
-
+#include <sqlite3.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <functional>
 #include <map>
 
@@ -23,6 +27,8 @@ const QString kScript = QStringLiteral(STORE_TESTS "/upkeep/upkeep_test.txt");
 class UpkeepTest : public MaintenanceFixture, public testing::WithParamInterface<DataSection> {
 protected:
     ~UpkeepTest() override {
+        Locks(0);
+        setfsuid(geteuid());
         // Whatever was done: records are written again, and the file in use is whole.
         const std::string used = database.databasePath();
         if (!QFile::exists(QString::fromStdString(used))) return;
@@ -99,6 +105,25 @@ private:
     static DataTable Table(const QString& name) {
         return name == u"hourly" ? DataTable::Hourly : DataTable::Minute;
     }
+    /// Root, too, may only read it from now on, until the test ends.
+    void MakeReadOnly(const QString& file) {
+        QFile::setPermissions(folder.Path(), QFile::Permissions(0x7755));
+        QFile::setPermissions(folder.Path(file), QFile::Permissions(0x4444));
+        setfsuid(65534);
+    }
+    /// Whether the disk knows locks; else what it says of them.
+    static void Locks(int error) {
+        static int refusal;
+        refusal = error;
+        const auto refuse = [](int file, int command, auto argument) {
+            errno = refusal;
+            return command == F_SETLK ? -1 : fcntl(file, command, argument);
+        };
+        sqlite3_vfs* files = sqlite3_vfs_find(nullptr);
+        int (*refused)(int, int, void*) = refuse;
+        files->xSetSystemCall(files, "fcntl",
+                              error == 0 ? nullptr : reinterpret_cast<sqlite3_syscall_ptr>(refused));
+    }
     void Lock(const QString& file, const QString& statement) {
         lock_.emplace(CaptureDatabase::OpenFile(File(file), false));
         ASSERT_TRUE(lock_->GetTable(statement.toStdString()).Ok());
@@ -149,6 +174,13 @@ private:
              return std::string();
          })},
         {u"remove"_s, Silent([this](auto& file) { QFile::remove(QString::fromStdString(File(file))); })},
+        {u"link"_s, Two([this](const QString& name, const QString& file) {
+             return QFile::link(QString::fromStdString(File(file)), folder.Path(name)) ? "" : "no link";
+         })},
+        {u"linked"_s, [this](auto& name) { return QFile::symLinkTarget(folder.Path(name)).toStdString(); }},
+        {u"readonly"_s, Silent([this](const QString& file) { MakeReadOnly(file); })},
+        {u"nolocks"_s, Silent([](const QString& error) { Locks(error.toInt()); })},
+        {u"locks"_s, Silent([](auto&) { Locks(0); })},
         {u"mkdir"_s, Silent([this](const QString& name) { QDir(folder.Path()).mkpath(name); })},
         {u"make"_s, [this](const QString& file) { return CreateTables(File(file)).Error().toStdString(); }},
         {u"set"_s, Silent([this](const QString& what) {
