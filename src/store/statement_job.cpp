@@ -15,6 +15,16 @@ bool IsFailure(const QueryResult& result) {
     return !result.Ok() && !result.errorText.ends_with("already exists");
 }
 
+constexpr std::size_t kMostNamed = 60;  // characters of a statement that its failure names
+
+std::string Named(const std::string& statement) {
+    return statement.size() <= kMostNamed ? statement : statement.substr(0, kMostNamed) + "...";
+}
+
+std::string Failure(const std::string& statement, const QueryResult& result) {
+    return "Error Processing " + Named(statement) + ": " + result.errorText;
+}
+
 /// The error text of a statement, empty where it succeeded.
 std::string RunOne(SqlSession& session, const Statement& statement, double rows) {
     if (session.MustStop()) return SqlWorker::kInterrupted;  // a short statement would not notice it
@@ -24,7 +34,7 @@ std::string RunOne(SqlSession& session, const Statement& statement, double rows)
     if (statement.sql.starts_with("VACUUM ") && result.errorText.starts_with("unknown database"))
         result = session.Database().GetTable("VACUUM;");
     if (session.MustStop()) return SqlWorker::kInterrupted;
-    return IsFailure(result) ? "Error Processing " + statement.sql + result.errorText : std::string();
+    return IsFailure(result) ? Failure(statement.sql, result) : std::string();
 }
 
 /// An upper limit of the rows of `table`, found at once.
@@ -42,7 +52,8 @@ SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect
         const double rows = RowsOf(session, table);
         const int before = sqlite3_total_changes(database.Handle());
         if (effect == Effect::Whole) {
-            if (QueryResult begun = database.GetTable("BEGIN IMMEDIATE"); !begun.Ok()) return begun;
+            if (QueryResult begun = database.GetTable("BEGIN IMMEDIATE"); !begun.Ok())
+                return QueryResult::Failure(Failure("BEGIN IMMEDIATE", begun));
         }
         for (const Statement& statement : statements) {
             // Closing the connection takes back what an unfinished transaction did.
@@ -50,7 +61,8 @@ SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect
                 return QueryResult::Failure(std::move(error));
         }
         if (effect == Effect::Whole) {
-            if (QueryResult kept = database.GetTable("COMMIT"); !kept.Ok()) return kept;
+            if (QueryResult kept = database.GetTable("COMMIT"); !kept.Ok())
+                return QueryResult::Failure(Failure("COMMIT", kept));
         }
         const int changed = sqlite3_total_changes(database.Handle()) - before;
         return QueryResult{.rows = {{std::to_string(changed)}}, .errorText = {}};

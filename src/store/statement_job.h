@@ -23,8 +23,8 @@ inline const QString kPleaseWait = QStringLiteral("Please Wait......");
 enum class Effect { Whole, Each };
 
 /// A job that runs `statements` and stops at the first that fails. Its result is one row with the count of
-/// the rows changed, or "Error Processing " and the statement and its error; "Error DB2" where the file
-/// cannot be opened. `table` is the one whose rows the percentage is calculated by.
+/// the rows changed, or "Error Processing " and the beginning of the statement and its error; "Error DB2"
+/// where the file cannot be opened. `table` is the one whose rows the percentage is calculated by.
 [[nodiscard]] SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect effect);
 
 /// A job that runs the jobs one after the other, until one fails.

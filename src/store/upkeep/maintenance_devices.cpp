@@ -22,14 +22,18 @@ constexpr std::size_t kMostRepaired = 9;
 constexpr std::size_t kProperLength = 6;
 constexpr int kLabelledDevices = 4;  // fewer than there are, on purpose
 
-/// The different serial numbers of the hourly records.
+/// The different serial numbers: those of the hourly records that may be repaired, with a 1 behind them, then
+/// all that any device has, with a 0.
 SqlJob SerialsJob() {
     return [](SqlSession& session) {
         if (!session.Database()) return QueryResult{.rows = {}, .errorText = "Error DB2"};
         session.Begin(u"Looking for serial numbers."_s);
         return session.Database().GetTable(
-            "SELECT DISTINCT deviceaddress FROM (SELECT  deviceaddress FROM monitordata_hourly) LIMIT " +
-            std::to_string(kValuesLookedAt));
+            "SELECT * FROM (SELECT DISTINCT deviceaddress, 1 FROM (SELECT  deviceaddress FROM "
+            "monitordata_hourly) LIMIT " +
+            std::to_string(kValuesLookedAt) +
+            ") UNION ALL SELECT deviceaddress, 0 FROM (SELECT deviceaddress FROM monitordata_hourly UNION "
+            "SELECT deviceaddress FROM monitordata_minute UNION SELECT deviceaddress FROM applicationinfo)");
     };
 }
 
@@ -79,11 +83,13 @@ QCoro::Task<Outcome> Maintenance::RepairSerialNumbers(Operator& op) {
     const QueryResult found =
         co_await work_.Run(u"Serial numbers"_s, database_.databasePath(), SerialsJob(), op);
     if (!found.Ok()) co_return Outcome::Failure(QString::fromStdString(found.errorText));
-    std::vector<std::string> known;
-    for (const auto& row : found.rows)
-        known.push_back(row.front().value_or(""));
+    std::vector<std::string> known;  // a repaired number must not become another device's
     std::vector<std::string> tooShort;
-    std::ranges::copy_if(known, std::back_inserter(tooShort), IsShort);
+    for (const auto& row : found.rows) {
+        const std::string serial = row.front().value_or("");
+        known.push_back(serial);
+        if (row.back() == "1" && IsShort(serial)) tooShort.push_back(serial);
+    }
     if (tooShort.size() > kMostRepaired) tooShort.resize(kMostRepaired);
     if (tooShort.empty()) op.Show(u"Valid serial numbers found. No changes required."_s);
 
