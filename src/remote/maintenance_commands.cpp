@@ -5,6 +5,7 @@
 #include "base/date_entry.h"
 #include "remote/command.h"
 #include "remote/given_text.h"
+#include "store/schema.h"
 
 namespace corvane {
 
@@ -91,6 +92,45 @@ QCoro::Task<Reply> Info(Program& program, QStringList, Operator& op) {
     co_return reply;
 }
 
+/// A table that Corvane neither makes nor needs.
+struct ForeignTable {
+    QString name;
+    std::string statement;
+    QString failure;  ///< what is said where it cannot be read; empty: SQLite's own words
+};
+
+std::vector<ForeignTable> ForeignTables(std::int64_t serial) {
+    return {{u"storedtotal"_s, sql::StoredTotals(serial), {}},
+            {u"wraparound"_s, sql::kWrapSeconds, {}},
+            {u"realtime"_s, sql::kRealtimeRecord, u" This DB file is wrong."_s}};
+}
+
+QCoro::Task<Reply> Foreign(Program& program, QStringList arguments, Operator& op) {
+    bool isNumber = false;
+    const qint64 serial = arguments.first().toLongLong(&isNumber);
+    if (!isNumber) co_return Reply::Failure(u"The serial number of a device is a number."_s);
+    Reply reply;
+    for (const ForeignTable& table : ForeignTables(serial)) {
+        const QueryResult rows =
+            co_await ReadRows(program, u"Reading %1"_s.arg(table.name), table.statement, op);
+        QJsonArray data;
+        for (const auto& row : rows.rows) {
+            QStringList cells;
+            for (const auto& cell : row)
+                cells.append(Cell(cell));
+            reply.lines.append(u"%1: %2"_s.arg(table.name, cells.join(u", "_s)));
+            data.append(QJsonArray::fromStringList(cells));
+        }
+        const QString error = table.failure.isEmpty() ? Cell(rows.errorText) : table.failure;
+        if (!rows.Ok())
+            reply.lines.append(u"%1: %2"_s.arg(table.name, error));
+        else if (rows.rows.empty())
+            reply.lines.append(u"%1: no rows"_s.arg(table.name));
+        reply.data[table.name] = rows.Ok() ? QJsonValue(data) : QJsonValue(error);
+    }
+    co_return reply;
+}
+
 QCoro::Task<Reply> Verify(Program& program, QStringList, Operator& op) {
     for (int position = 1; position <= kSlots; ++position) {
         const Outcome verified = co_await program.databaseFiles.VerifyDBdeviceAdrs(position, op);
@@ -110,9 +150,9 @@ QCoro::Task<Reply> RestoreDatabase(Program& program, QStringList arguments, Oper
         for (const int known : program.backups.Numbers()) {
             const QFileInfo file(program.backups.PathOf(known));
             numbers.append(QString::number(known));
-            op.Show(u"%1: %2, %3 bytes, %4"_s.arg(numbers.last(), file.fileName())
-                        .arg(file.size())
-                        .arg(file.lastModified().toString(u"yyyy-MM-dd HH:mm:ss"_s)));
+            op.Show(u"%1: %2, %3 bytes, %4"_s.arg(numbers.last(), file.fileName(),
+                                                  QString::number(file.size()),
+                                                  file.lastModified().toString(u"yyyy-MM-dd HH:mm:ss"_s)));
         }
         if (numbers.isEmpty()) co_return Reply::Failure(u"There are no backups of this database."_s);
         const auto entered =
@@ -236,6 +276,8 @@ std::span<const Command> MaintenanceCommands() {
         {"db new", "[FILE]", "Makes a fresh database, and offers to use it.", 0, 1, false, New},
         {"db open", "[FILE]", "Switches to another database.", 0, 1, false, OpenDatabase},
         {"db info", "", "The database: size, rows and dates per device, state.", 0, 0, false, Info},
+        {"db foreign", "SERIAL", "Reads storedtotal, wraparound and realtime of other programs.", 1, 1, false,
+         Foreign},
         {"db verify", "", "Compares serial numbers with those in the database.", 0, 0, false, Verify},
         {"db backup", "", "Copies the database beside it, under the next number.", 0, 0, false, Backup},
         {"db restore", "[NUMBER]", "Puts a backup in the place of the database.", 0, 1, false,

@@ -59,6 +59,15 @@ const char* const kNewEnergyTable =
     "CREATE TABLE minute_energy (ID key INTEGER PRIMARY KEY, date, deviceaddress, ch1Akwh, ch1Pkwh, ch2Akwh, "
     "ch2Pkwh, aux1kwh, aux2kwh, aux3kwh, aux4kwh, aux5kwh, volt)";
 
+std::string StoredTotals(std::int64_t serial) {
+    return "select ch1akwh,ch1akwh,ch1pkwh,ch2pkwh,aux1kwh,aux2kwh,aux3kwh,aux4kwh,aux5kwh from storedtotal "
+           "where "
+           "deviceaddress = " +
+           std::to_string(serial);
+}
+const char* const kWrapSeconds = "select  secondswrap from wraparound   WHERE unit = 1";
+const char* const kRealtimeRecord = "SELECT * FROM realtime where rec=1";
+
 std::vector<Column> ColumnsOf(const char* create) {
     const QString list = QString::fromLatin1(create).section(u'(', 1).chopped(1);
     std::vector<Column> columns;

@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,11 @@ extern const char* const kNewMinuteDataTable;  ///< monitordata_minute
 extern const char* const kNewMinuteTable;
 extern const char* const kNewPowerTable;
 extern const char* const kNewEnergyTable;
+
+// What is read of tables that only other programs make.
+[[nodiscard]] std::string StoredTotals(std::int64_t serial);  ///< CH1 twice and CH2 never, on purpose
+extern const char* const kWrapSeconds;
+extern const char* const kRealtimeRecord;
 
 struct Column {
     std::string name;
