@@ -159,7 +159,8 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
     if (!writer_.Enabled()) return;
     Due& due = due_[static_cast<std::size_t>(readings.slot - 1)];
     const bool minuteDue = readings.time.minute != due.minute;
-    const bool hourDue = readings.time.unixSeconds > due.lastHour + kHour;
+    const std::int64_t now = readings.time.unixSeconds;
+    const bool hourDue = now > due.lastHour + kHour || now < due.lastHour;
     if (!minuteDue && !hourDue) return;
     const auto virtualRow = virtualChannels_.RowWith(readings);
     if (minuteDue) {
@@ -169,7 +170,7 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
         if (virtualRow.has_value()) WriteMinute(*virtualRow);
     }
     if (hourDue) {
-        due.lastHour = readings.time.unixSeconds;
+        due.lastHour = now;
         writer_.WriteSQL(sql::HourlyRow(readings));
         if (virtualRow.has_value()) writer_.WriteSQL(sql::HourlyRow(*virtualRow));
     }

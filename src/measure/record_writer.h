@@ -36,8 +36,8 @@ public:
 
     /// Hands over a minute record when the minute of the hour differs from that of the slot's last one (at
     /// first from that of the start), and an hourly record when the last one is more than 60 minutes old (so
-    /// the first packet writes one). The virtual device gets a record along with those of the lowest slot
-    /// that is on line.
+    /// the first packet writes one) or lies in the future, since the clock was set back. The virtual device
+    /// gets a record along with those of the lowest slot that is on line.
     void OnReadings(const DeviceReadings& readings) override;
 
 private:
