@@ -2,11 +2,24 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 
 namespace corvane {
 namespace {
 
 constexpr std::int64_t kLongestTimer = 86'400'000;  // ms; a longer pause takes several
+
+/// Goes on while the machine sleeps, other than Qt's.
+std::int64_t MillisecondsAwakeAndAsleep() {
+#ifdef __linux__
+    timespec time{};
+    clock_gettime(CLOCK_BOOTTIME, &time);
+    return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+#else
+    using std::chrono::duration_cast, std::chrono::milliseconds, std::chrono::steady_clock;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+#endif
+}
 
 }  // namespace
 
@@ -24,8 +37,7 @@ void Clock::ResumeDue() {
     if (HasWaiters()) Arm();
 }
 
-SystemClock::SystemClock() {
-    elapsed_.start();
+SystemClock::SystemClock() : start_(MillisecondsAwakeAndAsleep()) {
     pauseTimer_.setSingleShot(true);
     pauseTimer_.setTimerType(Qt::PreciseTimer);
     connect(&pauseTimer_, &QTimer::timeout, this, [this] { ResumeDue(); });
@@ -39,7 +51,7 @@ LocalTime SystemClock::Now() const {
 }
 
 std::int64_t SystemClock::Monotonic() const {
-    return elapsed_.elapsed();
+    return MillisecondsAwakeAndAsleep() - start_;
 }
 
 void SystemClock::Arm() {

@@ -1,7 +1,6 @@
 // The one source of time: what hour it is, pauses that keep the program alive, and the tick of the second.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -40,7 +39,8 @@ public:
     /// Local time now, to the second.
     [[nodiscard]] virtual LocalTime Now() const = 0;
 
-    /// Milliseconds since some fixed moment; never set back, unlike the wall clock.
+    /// Milliseconds since some fixed moment, those that the machine slept among them. Never set, unlike the
+    /// wall clock: how long ago something was is judged by this one.
     [[nodiscard]] virtual std::int64_t Monotonic() const = 0;
 
     /// A pause in milliseconds, at least 1, during which all other events go on being handled.
@@ -81,7 +81,7 @@ private:
     void Arm() override;
 
     mutable LastLocalTime now_;  ///< breaking time down is dear, and Now() is asked for every packet
-    QElapsedTimer elapsed_;
+    std::int64_t start_;         ///< ms, of the clock that goes on while the machine sleeps
     QTimer pauseTimer_;
     QTimer secondTimer_;
 };

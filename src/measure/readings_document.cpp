@@ -84,8 +84,8 @@ QJsonValue VirtualValue(const VirtualChannels& virtualChannels) {
                        {u"missing"_s, missing}};
 }
 
-QJsonObject DeviceObject(const DeviceReadings& readings, Presence presence, const ChannelLabels& labels,
-                         const std::optional<PulseReadings>& pulse) {
+QJsonObject DeviceObject(const DeviceReadings& readings, Presence presence, std::int64_t age,
+                         const ChannelLabels& labels, const std::optional<PulseReadings>& pulse) {
     QJsonArray channels;
     for (std::size_t i = 0; i < kChannels; ++i) {
         channels.append(ChannelObject(readings.channels[i], i, labels[i]));
@@ -97,6 +97,7 @@ QJsonObject DeviceObject(const DeviceReadings& readings, Presence presence, cons
         {u"online"_s, presence != Presence::OffLine},
         {u"stale"_s, presence != Presence::Live},
         {u"lastPacket"_s, QString::fromStdString(DateTimeText(readings.time))},
+        {u"age"_s, qint64{age}},
         {u"volt"_s, readings.volt},
         {u"seconds"_s, readings.seconds.value_or(0)},
         {u"elapsed"_s, readings.elapsed},
@@ -115,8 +116,9 @@ QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measuremen
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = measurement.Readings(slot);
         if (!readings.Seen() || onlySlot.value_or(slot) != slot) continue;
+        const std::int64_t age = (clock.Monotonic() - readings.at) / 1000;
         devices.append(
-            DeviceObject(readings, measurement.PresenceOf(slot), labels[slot], pulses.Readings(slot)));
+            DeviceObject(readings, measurement.PresenceOf(slot), age, labels[slot], pulses.Readings(slot)));
     }
     return {{u"time"_s, QString::fromStdString(DateTimeText(clock.Now()))},
             {u"badPackets"_s, qint64{framer.BadPackets()}},

@@ -68,11 +68,13 @@ TEST_F(ThirdModelTest, ItsPacketsAmongOthersBecomeReadingsOfItsChannels) {
     EXPECT_EQ(framer_->GoodPackets(), 6U);
     EXPECT_EQ(framer_->BadPackets(), 0U);
 
+    clock_.Jump(86400);  // of the clock on the wall, which tells no age
+    clock_.AdvanceSeconds(20);
     QJsonObject device = Device(0);
     const QJsonArray channels = device.take(u"channels"_s).toArray();
     EXPECT_EQ(
         QJsonDocument(device).toJson(QJsonDocument::Compact).toStdString(),
-        R"({"elapsed":8,"lastPacket":"2026-03-02 10:20:30","model":"Made-up","online":true,"pulse":null,)"
+        R"({"age":20,"elapsed":8,"lastPacket":"2026-03-02 10:20:30","model":"Made-up","online":true,"pulse":null,)"
         R"("seconds":78,"serial":"301234","slot":"A","stale":false,"volt":120.5})");
     const std::vector<DataLine> expected = CasesOf("ThirdModel");
     ASSERT_EQ(expected.size(), kChannels);

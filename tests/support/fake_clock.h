@@ -23,8 +23,11 @@ public:
     void Advance(std::int64_t milliseconds);
     void AdvanceSeconds(std::int64_t seconds) { Advance(seconds * 1000); }
 
-    /// The wall clock is set by so many seconds, or the machine slept that long: nothing ticks meanwhile.
+    /// The wall clock is set by so many seconds. The monotonic one goes on.
     void Jump(std::int64_t seconds) { startSeconds_ += seconds; }
+
+    /// The machine sleeps that long: both clocks go on, and nothing ticks meanwhile.
+    void Sleep(std::int64_t seconds) { monotonic_ += seconds * 1000; }
 
     [[nodiscard]] bool SomeoneWaits() const { return HasWaiters(); }
 

@@ -49,6 +49,7 @@ private:
         if (verb == u"a" || verb == u"b") Run(verb == u"a" ? a_ : b_, words);
         if (verb == u"wait") clock.AdvanceSeconds(what.toInt());
         if (verb == u"jump") clock.Jump(what.toInt());
+        if (verb == u"sleep") clock.Sleep(what.toInt());
         if (verb == u"five") b_.model = Model::FiveChannel;
         if (verb == u"wide") browser_.SetScreen(what.toInt(), 800);
         if (verb == u"dark")

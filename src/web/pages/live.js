@@ -30,10 +30,6 @@ export function channelTitle(channel) {
     return channel.label || channel.name;
 }
 
-function seconds(stamp) {  // of a local time; only differences are made of it
-    return Date.parse(`${stamp.replace(" ", "T")}Z`) / 1000;
-}
-
 const devices = new Map();  // by letter, with all that is known
 let newest = null;          // the last document, for what belongs to no device
 let heardAt = 0;            // seconds of this machine
@@ -52,7 +48,6 @@ function take(document) {
     for (const device of document.devices) {
         const known = devices.get(device.slot);
         device.channels.forEach((channel, i) => { channel.label ||= known?.channels[i].label ?? ""; });
-        device.age = Math.max(0, seconds(document.time) - seconds(device.lastPacket));
         device.heardAt = heardAt;
         devices.set(device.slot, device);
     }

@@ -93,7 +93,7 @@ void DashboardPage::ShowHeader() {
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = parts_.measurement.Readings(slot);
         if (!readings.Seen()) continue;
-        if (last == nullptr || readings.time.unixSeconds > last->time.unixSeconds) last = &readings;
+        if (last == nullptr || readings.at > last->at) last = &readings;
     }
     choose_->setHidden(window()->isFullScreen());
     if (last == nullptr) return;
