@@ -28,6 +28,7 @@ Program::Program(const Options& options, Clock& theClock)
                                              statusBoard.AddLine(u"     "_s + text);
                                              errorLog.LogError(0, text, u"Settings"_s);
                                          })),
+      clockChanges(settings, statusBoard, errorLog, clock),
       database({}),
       dbWriter(database, settings, errorLog, clock),
       unwritten(options.dataFolder, errorLog, clock),
@@ -35,7 +36,7 @@ Program::Program(const Options& options, Clock& theClock)
       backups(database, dbWriter, databaseWork),
       databaseFiles(database, settings, dbWriter, backups, clock, options.dataFolder),
       maintenance(database, settings, databaseWork, backups, clock),
-      nightlyRuns(maintenance, databaseWork, settings, statusBoard, errorLog, clock),
+      nightlyRuns(maintenance, database, databaseWork, clockChanges, settings, statusBoard, errorLog, clock),
       deviceSlots(settings, database),
       measurement(deviceSlots, settings, errorLog, clock),
       pulses(settings),
@@ -58,11 +59,12 @@ Program::Program(const Options& options, Clock& theClock)
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
                 settings, statusBoard, clock),
-      userSettings(settings,
-                   {kDbWriterSettings, kDatabaseFilesSettings, kNightlyRunsSettings, kDeviceSlotsSettings,
-                    kTcpLinkSettings, kSerialLinkSettings, kSerialPortsSettings, kMeasurementSettings,
-                    kPulseCountersSettings, kChannelGroupsSettings, kVirtualChannelsSettings,
-                    kVirtualDeviceSettings, kMonitorCommandsSettings, kWebSettings, kProgramSettings}) {
+      userSettings(
+          settings,
+          {kDbWriterSettings, kDatabaseFilesSettings, kNightlyRunsSettings, kDeviceSlotsSettings,
+           kTcpLinkSettings, kSerialLinkSettings, kSerialPortsSettings, kMeasurementSettings,
+           kPulseCountersSettings, kChannelGroupsSettings, kVirtualChannelsSettings, kVirtualDeviceSettings,
+           kMonitorCommandsSettings, kWebSettings, kProgramSettings, kClockChangesSettings}) {
     if (const std::string problem = TimeZoneProblem(TimeZoneSources::Here()); !problem.empty()) {
         const QString text = QString::fromStdString(problem);
         statusBoard.AddLine(u"     "_s + text);

@@ -33,6 +33,7 @@
 #include "measure/virtual_channels.h"
 #include "measure/virtual_device.h"
 #include "store/capture_database.h"
+#include "store/clock_changes.h"
 #include "store/db_writer.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
@@ -101,6 +102,7 @@ private:
     QMetaObject::Connection settingsProblems_;  ///< made before anybody reads a setting
 
 public:
+    ClockChanges clockChanges;
     CaptureDatabase database;
     DbWriter dbWriter;
     UnwrittenRecords unwritten;

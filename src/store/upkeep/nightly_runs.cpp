@@ -1,11 +1,14 @@
 #include "store/upkeep/nightly_runs.h"
 
 #include <exception>
+#include <utility>
 
 #include "base/clock.h"
 #include "base/date_entry.h"
 #include "base/number_entry.h"
 #include "base/status_board.h"
+#include "store/capture_database.h"
+#include "store/clock_changes.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 #include "store/upkeep/database_work.h"
@@ -59,10 +62,13 @@ private:
 
 }  // namespace
 
-NightlyRuns::NightlyRuns(Maintenance& maintenance, DatabaseWork& work, SettingsStore& settings,
-                         StatusBoard& board, ErrorLog& errorLog, Clock& clock)
+NightlyRuns::NightlyRuns(Maintenance& maintenance, const CaptureDatabase& database, DatabaseWork& work,
+                         const ClockChanges& clockChanges, SettingsStore& settings, StatusBoard& board,
+                         ErrorLog& errorLog, Clock& clock)
     : maintenance_(maintenance),
+      database_(database),
       work_(work),
+      clockChanges_(clockChanges),
       settings_(settings),
       board_(board),
       errorLog_(errorLog),
@@ -87,7 +93,8 @@ std::optional<int> NightlyRuns::Days(const Task& task) const {
 }
 
 QString NightlyRuns::Hindrance(const Task& task) const {
-    if (!IsOn(task) || SettingNumber(task.days, DaysText(task))) return {};
+    if (!IsOn(task)) return {};
+    if (SettingNumber(task.days, DaysText(task))) return WaitText(task);
     return settings_.UnreadableText(task.days, {}, SettingValueText(task.days), DoesNotRun(task));
 }
 
@@ -132,10 +139,30 @@ void NightlyRuns::Look() {
         if (done) continue;
         const auto days = Days(*task);
         if (!days) continue;
+        if (clockChanges_.TrustedFrom().has_value()) {
+            TellOfWait(*task);
+            continue;
+        }
         settings_.Save(task->lastRun, DateText(due));
         Run(*task, *days);
         return;
     }
+}
+
+/// Empty while the clock is trusted.
+QString NightlyRuns::WaitText(const Task& task) const {
+    const auto from = clockChanges_.TrustedFrom();
+    if (!from.has_value()) return {};
+    return u"%1 waits until %2, since the clock was set forward."_s.arg(
+        task.name, QString::fromStdString(DateTimeText(*from)));
+}
+
+/// Of a task that is due: once for each time until which it waits.
+void NightlyRuns::TellOfWait(const Task& task) {
+    const QString text = WaitText(task);
+    if (std::exchange(waitsTold_[task.condenses ? 1 : 0], text) == text) return;
+    board_.AddLine(u"     "_s + text);
+    errorLog_.LogError(0, text, u"Clock"_s);
 }
 
 QCoro::Task<> NightlyRuns::Run(const Task& task, int days) {

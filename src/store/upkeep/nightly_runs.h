@@ -16,7 +16,9 @@
 
 namespace corvane {
 
+class CaptureDatabase;
 class Clock;
+class ClockChanges;
 class ErrorLog;
 class DatabaseWork;
 class SettingsStore;
@@ -62,7 +64,7 @@ inline constexpr std::array kNightlyRunsSettings = {
 
 /// Each task runs at its hour, or as soon as possible afterwards where the program did not run then, and at
 /// most once for each night: the day of the last run is kept. It acts on what is older than a count of days
-/// before today.
+/// before today, and while the clock is not trusted not at all: the run is made up for afterwards.
 class NightlyRuns : public QObject {
     Q_OBJECT
 
@@ -79,7 +81,8 @@ public:
     static const Task kCondense;  ///< at 12:00 am
     static const Task kDelete;    ///< at 1:00 am
 
-    NightlyRuns(Maintenance& maintenance, DatabaseWork& work, SettingsStore& settings, StatusBoard& board,
+    NightlyRuns(Maintenance& maintenance, const CaptureDatabase& database, DatabaseWork& work,
+                const ClockChanges& clockChanges, SettingsStore& settings, StatusBoard& board,
                 ErrorLog& errorLog, Clock& clock);
 
     /// From now on tasks run when they are due. To be called once the database is in use.
@@ -98,12 +101,14 @@ public:
     [[nodiscard]] QString DaysText(const Task& task) const;
 
     /// Why a task that is on does not run: its count of days cannot be read, and another count might delete
-    /// what is to be kept. Empty where it runs or is off.
+    /// what is to be kept; or the clock is not trusted. Empty where it runs or is off.
     [[nodiscard]] QString Hindrance(const Task& task) const;
 
 private:
     void Look();
     [[nodiscard]] std::optional<int> Days(const Task& task) const;
+    [[nodiscard]] QString WaitText(const Task& task) const;
+    void TellOfWait(const Task& task);
     [[nodiscard]] QDate LatestDue(const Task& task) const;
     [[nodiscard]] QDate Today() const;
     QCoro::Task<> Run(const Task& task, int days);
@@ -111,12 +116,15 @@ private:
     QCoro::Task<Outcome> Condense(QDate firstKept, Operator& op);
 
     Maintenance& maintenance_;
+    const CaptureDatabase& database_;
     DatabaseWork& work_;
+    const ClockChanges& clockChanges_;
     SettingsStore& settings_;
     StatusBoard& board_;
     ErrorLog& errorLog_;
     Clock& clock_;
     bool running_ = false;
+    std::array<QString, 2> waitsTold_;  ///< what was last told of the delete, and of the condense
 };
 
 }  // namespace corvane

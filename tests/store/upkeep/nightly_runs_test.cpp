@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "base/status_board.h"
+#include "store/clock_changes.h"
 #include "store/upkeep/maintenance_fixture.h"
 #include "support/loopback.h"
 
@@ -20,9 +21,14 @@ using testing::HasSubstr;
 
 constexpr std::int64_t kHour = 3600;
 
+MATCHER_P(Says, part, "") {
+    return arg.toStdString().find(part) != std::string::npos;
+}
+
 struct NightlyTest : MaintenanceFixture {
     StatusBoard board;
     std::optional<FakeClock> wall;
+    std::optional<ClockChanges> changes;
     std::optional<NightlyRuns> runs;
     std::string condensed;  ///< "c" for each condense and "d" for each delete since last asked
     QObject listening;
@@ -36,8 +42,10 @@ struct NightlyTest : MaintenanceFixture {
     /// A program that starts at this local time; the one before has ended.
     void StartAt(const char* time) {
         runs.reset();
+        changes.reset();
         wall.emplace(QDateTime::fromString(QString::fromLatin1(time), Qt::ISODate).toSecsSinceEpoch());
-        runs.emplace(maintenance, work, settings, board, errorLog, *wall);
+        changes.emplace(settings, board, errorLog, *wall);
+        runs.emplace(maintenance, database, work, *changes, settings, board, errorLog, *wall);
         runs->StartUp();
     }
 
@@ -45,6 +53,16 @@ struct NightlyTest : MaintenanceFixture {
     std::string During(std::int64_t seconds) {
         for (std::int64_t passed = 0; passed < seconds; passed += 600) {
             wall->AdvanceSeconds(std::min<std::int64_t>(600, seconds - passed));
+            EXPECT_TRUE(SpinUntil([this] { return !work.Running(); }));
+        }
+        return std::exchange(condensed, {});
+    }
+
+    /// The tasks that run after so many hours, in which nothing ticks.
+    std::string Slept(std::int64_t hours) {
+        wall->Sleep(hours * kHour);
+        for (int second = 0; second < 4; ++second) {
+            wall->AdvanceSeconds(1);
             EXPECT_TRUE(SpinUntil([this] { return !work.Running(); }));
         }
         return std::exchange(condensed, {});
@@ -86,18 +104,17 @@ TEST_F(NightlyTest, ANightIsNeitherMissedNorDoneTwice) {
     EXPECT_EQ(During(3 * kHour), "cd");
     wall->Jump(-3 * kHour);  // the clock is set back over midnight
     EXPECT_EQ(During(4 * kHour), "");
-    wall->Jump(22 * kHour);  // the machine sleeps until one in the night
+    wall->Sleep(22 * kHour);  // until one in the night
     EXPECT_EQ(During(1200), "cd");
     StartAt("2026-03-03T00:30:00");
     EXPECT_EQ(During(60), "c") << "the program was not there at midnight";
     EXPECT_EQ(During(kHour), "d");
     StartAt("2026-03-06T12:00:00");
     EXPECT_EQ(During(6 * kHour), "cd") << "one run makes up for two nights";
-    wall->Jump(5 * 365 * 24 * kHour);  // a clock that went wrong, and was mended
-    EXPECT_EQ(During(1200), "cd");
     Fill(1);
-    wall->Jump(-5 * 365 * 24 * kHour);
-    EXPECT_EQ(During(1200), "cd");
+    for (const Setting& ofWrongClock : {kLastCondense, kCondensedTo})
+        settings.Save(ofWrongClock, u"2031-03-01"_s);
+    EXPECT_EQ(During(1200), "c");
     EXPECT_EQ(During(5 * kHour), "");
 }
 
@@ -114,6 +131,71 @@ TEST_F(NightlyTest, HowFarTheCondenseIsBelongsToOneFile) {
     StartAt("2026-03-01T23:00:00");
     EXPECT_EQ(During(2 * kHour), "c");
     EXPECT_THAT(Rows(other, "SELECT date FROM monitordata_minute"), ElementsAre("2026-01-01 10:00:02"));
+}
+
+/// The clock is set by so many days, and hours pass; it is set again, or the program starts again, and hours
+/// pass.
+struct SetClock {
+    const char* start;
+    std::int64_t days;
+    std::int64_t hours;
+    std::int64_t daysAgain;
+    const char* startAgain;  ///< null where the program goes on
+    std::int64_t hoursMore;
+    std::string runs;  ///< after these
+};
+
+TEST_F(NightlyTest, AClockThatWasSetForwardDeletesNothingUntilItHasStoodForADay) {
+    const char* noon = "2026-02-28T12:00";
+    const SetClock cases[] = {
+        {noon, 1, 23, 0, nullptr, 2, "cd"},
+        {"1970-01-01T12:00", 20515, 23, 0, nullptr, 2, "cd"},
+        {noon, 1800, 1, -1800, nullptr, 14, "cd"},  // as it was: trusted at once
+        {noon, 1800, 1, -900, nullptr, 23, ""},
+        {noon, 1, 20, 1, nullptr, 23, ""},  // the day begins again
+        {noon, -1, 1, 1, nullptr, 14, "cd"},
+        {noon, 1, 1, 0, "2026-03-01T13:10", 22, ""},
+        {noon, 1, 1, 0, "2026-03-01T13:10", 24, "cd"},
+        {noon, 1800, 1, 0, "2026-02-28T13:10", 14, "cd"},  // mended while the program did not run
+    };
+    for (const SetClock& each : cases) {
+        SCOPED_TRACE(&each - cases);
+        Fill(1);
+        for (const Setting& kept : {kClockSetForward, kCondensedTo, kAutoCondense, kAutoDelete})
+            settings.Save(kept, u""_s);
+        StartAt(each.start);
+        SwitchBothOn();
+        for (const std::int64_t days : {std::int64_t{0}, each.days}) {
+            wall->Jump(days * 24 * kHour);
+            EXPECT_EQ(Slept(0), "");
+        }
+        EXPECT_EQ(Slept(each.hours), "");
+        wall->Jump(each.daysAgain * 24 * kHour);
+        EXPECT_EQ(Slept(0), "");
+        if (each.startAgain != nullptr) StartAt(each.startAgain);
+        EXPECT_EQ(Slept(each.hoursMore), each.runs);
+    }
+}
+
+TEST_F(NightlyTest, AClockThatWasSetIsToldOnceAndSoIsATaskThatWaitsForIt) {
+    StartAt("2026-02-28T12:00");
+    SwitchBothOn();
+    ASSERT_TRUE(runs->Switch(NightlyRuns::kDelete, false, u"4"_s));
+    Slept(0);
+    wall->Jump(ClockChanges::kLeast - 2);  // as a time server does
+    Slept(0);
+    EXPECT_TRUE(board.Lines().empty());
+    wall->Jump(24 * kHour);
+    for (const int hours : {0, 1, 22})
+        Slept(hours);
+    const std::string set = "The clock was set forward, from 2026-02-28 12:30:07 to 2026-03-01 12:30:07.";
+    const std::string waits =
+        "Automatic condense waits until 2026-03-02 12:30:07, since the clock was set forward.";
+    EXPECT_THAT(board.Lines(), ElementsAre(Says(set), Says(waits)));
+    EXPECT_THAT(errorLog.Load().lines, ElementsAre(Says(set), Says(waits)));
+    wall->Jump(-24 * kHour);
+    Slept(0);
+    EXPECT_THAT(board.Lines().back(), Says("The clock was set back, from"));
 }
 
 TEST_F(NightlyTest, ARunThatFailsIsLoggedAndTheNextNightTriesAgain) {
