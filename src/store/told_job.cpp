@@ -18,11 +18,15 @@ QCoro::Task<QueryResult> RunTold(SqlWorker& worker, Clock& clock, QString operat
                          if (!text.isEmpty()) progress.operation = text;
                          progress.percent = percent;
                      });
-    QObject::connect(&clock, &Clock::SecondPassed, &listening, [&worker, &clock, &progress, &op, start] {
+    const auto show = [&worker, &clock, &progress, &op, start] {
         progress.seconds = (clock.Monotonic() - start) / 1000;
         Progress shown = progress;
         if (worker.Held()) shown.operation = kHeldText;
         op.ShowProgress(shown);
+    };
+    QObject::connect(&worker, &SqlWorker::HeldChanged, &listening, show);
+    QObject::connect(&clock, &Clock::SecondPassed, &listening, [&worker, &op, show] {
+        show();
         if (op.WantsCancel()) worker.Interrupt();
     });
     co_return co_await worker.Run(std::move(path), std::move(job));
