@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "base/operator.h"
 #include "store/db_writer.h"
 #include "store/told_job.h"
 
@@ -25,7 +26,7 @@ private:
 }  // namespace
 
 QCoro::Task<QueryResult> DatabaseWork::Run(QString operation, std::string path, SqlJob job, Operator& op) {
-    if (stopping_) co_return QueryResult::Failure(SqlWorker::kInterrupted);
+    if (stopping_ || op.WantsCancel()) co_return QueryResult::Failure(SqlWorker::kInterrupted);
     if (Running())
         co_return QueryResult::Failure(
             "Other work on the database is still running; try again when it has ended.");

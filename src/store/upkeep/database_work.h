@@ -20,8 +20,8 @@ public:
     DatabaseWork(DbWriter& writer, Clock& clock) : writer_(writer), clock_(clock) {}
 
     /// Runs `job` on the file at `path` and tells `op` once a second how far it is. Ends early, with the
-    /// error text "interrupted", when `op` wants it so and when the program closes. `operation` is shown
-    /// until the job tells something better.
+    /// error text "interrupted", when `op` wants it so, also from the beginning, and when the program closes.
+    /// `operation` is shown until the job tells something better.
     QCoro::Task<QueryResult> Run(QString operation, std::string path, SqlJob job, Operator& op);
 
     [[nodiscard]] bool Running() const { return worker_.Busy(); }

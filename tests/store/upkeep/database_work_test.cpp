@@ -45,6 +45,7 @@ TEST_F(DatabaseWorkTest, RunsBesideTheEventLoopAndEndsWhenTold) {
     op.cancelled = true;
     clock.AdvanceSeconds(1);
     EXPECT_EQ(finish(std::move(given)), "interrupted");
+    EXPECT_EQ(finish(start()), "interrupted") << "who gave up one step wants none after it";
 
     op.cancelled = false;
     auto closed = start();
@@ -97,11 +98,11 @@ TEST_F(DatabaseWorkTest, BackupsThatFailOrAreGivenUpLeaveNoFileAndTheOlderOnes) 
         folder.Write(name, "old");
     op.WillAnswer("Would you like to keep the older backups", Answer::No);
     op.WillAnswer("will be deleted.\nContinue?", Answer::Yes);
-    op.cancelled = true;
     const auto other = CaptureDatabase::OpenFile(path, false);
     ASSERT_TRUE(
         other.GetTable("BEGIN EXCLUSIVE").Ok());  // holds the copy until the user's wish was looked at
     auto backup = backups.BackupDBfile(op);
+    op.cancelled = true;
     clock.AdvanceSeconds(1);
     ASSERT_TRUE(other.GetTable("ROLLBACK").Ok());
     EXPECT_EQ(Result(std::move(backup)), "interrupted");
