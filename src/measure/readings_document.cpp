@@ -116,7 +116,7 @@ QJsonObject ReadingsDocument(const Framer& framer, const Measurement& measuremen
     for (int slot = 1; slot <= kSlots; ++slot) {
         const DeviceReadings& readings = measurement.Readings(slot);
         if (!readings.Seen() || onlySlot.value_or(slot) != slot) continue;
-        const std::int64_t age = (clock.Monotonic() - readings.at) / 1000;
+        const std::int64_t age = (clock.Monotonic() - readings.at + 500) / 1000;
         devices.append(
             DeviceObject(readings, measurement.PresenceOf(slot), age, labels[slot], pulses.Readings(slot)));
     }
