@@ -195,7 +195,7 @@ TEST_F(NightlyTest, AClockThatWasSetIsToldOnceAndSoIsATaskThatWaitsForIt) {
     EXPECT_THAT(errorLog.Load().lines, ElementsAre(Says(set), Says(waits)));
     wall->Jump(-24 * kHour);
     Slept(0);
-    EXPECT_THAT(board.Lines().back(), Says("The clock was set back, from"));
+    EXPECT_THAT(board.Lines(), testing::Contains(Says("The clock was set back, from")));
 }
 
 TEST_F(NightlyTest, ARunThatFailsIsLoggedAndTheNextNightTriesAgain) {
@@ -242,8 +242,7 @@ TEST_F(NightlyTest, ATaskWhoseDaysCannotBeReadDoesNotRunAndThatIsToldOnce) {
         EXPECT_EQ(runs->DaysText(task), QString::fromLatin1(days)) << "what was meant is for people to say";
     }
     SwitchBothOn();
-    wall->Jump(24 * kHour);
-    EXPECT_EQ(During(1200), "cd");
+    EXPECT_EQ(Slept(24), "cd");
 }
 
 }  // namespace
