@@ -25,7 +25,9 @@ Outcome CreateAppDataFolder(const QString& folder) {
         return Outcome::Failure(u"Appdata folder doesn't exist: %1 is a file."_s.arg(folder));
     }
     QTemporaryFile probe(QDir(folder).filePath(u"probe-XXXXXX"_s));
-    if (!probe.open()) {
+    const bool written =
+        probe.open() && probe.putChar('x') && probe.flush();  // a full disk still makes empty files
+    if (!written) {
         return Outcome::Failure(
             u"The data folder %1 cannot be written to: %2"_s.arg(folder, probe.errorString()));
     }

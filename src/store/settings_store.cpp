@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QLockFile>
 #include <QSaveFile>
+#include <QTemporaryFile>
 #include <QVariant>
 
 #include <algorithm>
@@ -77,6 +78,16 @@ void MakeForOwner(const QString& path) {
     (void)file.open(QIODevice::WriteOnly | QIODevice::NewOnly, kForOwner);
 }
 
+/// Whether a file that replaces the settings finds room. It could be cut short on a full disk, and nothing
+/// would tell.
+bool HasRoom(const QString& path) {
+    constexpr qint64 kMore = 8192;
+    QTemporaryFile probe(path + u".XXXXXX"_s);
+    if (!probe.open()) return true;  // why not is found by the saving
+    const QByteArray bytes(QFileInfo(path).size() + kMore, 'x');
+    return probe.write(bytes) == bytes.size() && probe.flush();
+}
+
 std::optional<bool> SwitchOf(const QString& text) {
     static const QStringList on = {u"true"_s, u"1"_s, u"-1"_s};
     static const QStringList off = {u"false"_s, u"0"_s, u"no"_s, u"off"_s};
@@ -139,6 +150,7 @@ void SettingsStore::SetAsideDamagedFile() {
 std::optional<QString> SettingsStore::Kept(const QString& name) const {
     const auto stored = storedNames_.constFind(name.toLower());
     if (stored == storedNames_.cend()) return std::nullopt;
+    if (const auto waits = waiting_.constFind(*stored); waits != waiting_.cend()) return *waits;
     const QVariant value = settings_.value(*stored);
     if (!value.isValid()) return std::nullopt;
     // A line of the file with commas in it, written by hand without quotes, arrives as a list.
@@ -213,13 +225,21 @@ void SettingsStore::Save(const Setting& setting, const QString& value, const Set
     QString name = section + u'/' + key;
     name = storedNames_.value(name.toLower(), name);
     storedNames_.insert(name.toLower(), name);
+    waiting_.insert(name, value);
     MakeForOwner(settings_.fileName());
-    // An error sticks to its QSettings object; a passing one of the same file tells how this change went.
-    QSettings writing(settings_.fileName(), settings_.format());
-    writing.setValue(name, value);
-    writing.sync();
+    bool saved = HasRoom(settings_.fileName());
+    if (saved) {
+        // An error sticks to its QSettings object; a passing one of the same file tells how this change went.
+        QSettings writing(settings_.fileName(), settings_.format());
+        for (auto waits = waiting_.cbegin(); waits != waiting_.cend(); ++waits)
+            writing.setValue(waits.key(), waits.value());
+        writing.sync();
+        saved = writing.status() != QSettings::AccessError;
+    }
     notSaved_.clear();
-    if (writing.status() == QSettings::AccessError) {
+    if (saved) {
+        waiting_.clear();
+    } else {
         // The value is left out: it may be a secret, and this text goes to the log.
         notSaved_ =
             u"The settings could not be saved in %1; what was chosen for %2 holds for this run only."_s.arg(

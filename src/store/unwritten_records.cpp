@@ -100,7 +100,8 @@ bool UnwrittenRecords::Save() {
     const bool written = file.seek(bytesInFile_) && file.write(memory_.data(), bytes) == bytes &&
                          file.flush() && fsync(file.handle()) == 0;
     if (!written) {
-        file.resize(bytesInFile_);  // whole statements only
+        file.close();  // which tries once more to write what it holds
+        (void)(bytesInFile_ == 0 ? QFile::remove(path_) : QFile::resize(path_, bytesInFile_));  // whole statements
         return false;
     }
     bytesInFile_ += bytes;

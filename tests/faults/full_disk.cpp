@@ -1,129 +1,195 @@
-// A whole program on a disk that fills up and is emptied again; FOLDER is on a small file system of its own:
+// The real service on a disk that is full at each step of its life and has room again, on file systems of its
+// own that nobody else sees:
 //
-//   fault_full_disk FOLDER
-#include <QCoreApplication>
-#include <QDir>
+//   fault_full_disk KIB...      sizes of the disk
+//
+// Ends with 77 where this machine does not let us mount one.
 #include <QFile>
 
-#include <cstdio>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
-#include "app/program.h"
-#include "faults/fault.h"
-#include "store/settle_bursts.h"
-#include "support/fake_clock.h"
-#include "support/packets.h"
-#include "support/scripted_operator.h"
-#include "support/settings_by_key.h"
+#include "faults/stepped_service.h"
 
 namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Takes all the room that is left.
-void FillUp(const QString& path) {
-    QFile file(path);
-    Require(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered), "no filler file");
-    for (const int size : {64 * 1024, 4096, 1}) {
-        const QByteArray block(size, 'x');
-        while (file.write(block) == size) {
-        }
+constexpr int kCannotRun = 77;
+constexpr int kPage = 4096;  // what such a disk hands out at a time
+
+/// A small file system in the place of a folder.
+class SmallDisk {
+public:
+    SmallDisk(const RenewedFolder& house, int kib) : path_(house.folder.Path().toLocal8Bit()) {
+        const QByteArray size = "size=" + QByteArray::number(kib) + "k";
+        Require(mount("tmpfs", path_.constData(), "tmpfs", 0, size.constData()) == 0, "no disk");
+        house.Renew();
+        PresetMonitors(house);
     }
+    ~SmallDisk() { umount2(path_.constData(), MNT_DETACH); }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+    /// Takes all the room there is, but for some pages.
+    void FillUp(int pagesLeft = 0) const {
+        QFile file(Filler());
+        Require(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered), "no filler file");
+        const QByteArray page(kPage, 'x');
+        while (file.write(page) == kPage) {
+        }
+        file.resize(std::max<qint64>(file.size() - qint64{kPage} * pagesLeft, 0));
+    }
+    void MakeRoom() const { Require(QFile::remove(Filler()), "the filler stays"); }
+
+private:
+    [[nodiscard]] QString Filler() const { return QString::fromLocal8Bit(path_) + u"/filler"_s; }
+
+    QByteArray path_;
+};
+
+bool NamesTheFullDisk(const QString& text) {
+    return text.contains(u"No space left on device"_s) || text.contains(u"disk is full"_s);
 }
 
-std::string Cell(const Program& program, const std::string& sql) {
-    const QueryResult result = program.database.Run(sql);
-    return result.Ok() ? result.rows.front().front().value_or("NULL") : result.errorText;
+/// The first start with ever more room, until there is enough. Each that fails says why, and the next one
+/// succeeds.
+void FirstStart(const RenewedFolder& house) {
+    int refused = 0;
+    for (bool started = false; !started;) {
+        const SmallDisk disk(house, 128);
+        disk.FillUp(refused);
+        Started service(u"corvaned"_s, house.Arguments());
+        int code = -1;
+        Require(SpinUntil([&] {
+                    code = service.ExitCode(1);
+                    (void)service.News();
+                    started = service.Output().contains(u"TCP Server B listens"_s);
+                    return started || code >= 0;
+                }, 30'000),
+                u"with %1 pages left it neither starts nor ends: "_s.arg(refused) + service.Output());
+        if (!started) {
+            ++refused;
+            Require(code > 0 && NamesTheFullDisk(service.Output()),
+                    u"with %1 pages left: "_s.arg(refused - 1) + service.Output());
+        }
+        service.Kill();
+        (void)service.ExitCode();
+        disk.MakeRoom();
+        Service(house).End();
+        Require(RowOfWhole(house.DatabasePath(), "SELECT count(*) FROM applicationinfo, applications") == "1",
+                "the next start does not find its tables");
+    }
+    Tell(
+        u"full disk at the first start"_s,
+        u"said by name with 0 to %1 KiB left, and nothing half made stays; the next start with room succeeds"_s
+            .arg(kPage * (refused - 1) / 1024));
 }
 
-/// A day of minute rows, ten seconds apart.
-const char* const kManyRows =
-    "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n LIMIT 8640) "
-    "INSERT INTO monitordata_minute(date, deviceaddress) "
-    "SELECT datetime('2026-01-01', (10 * i) || ' seconds'), 301234 FROM n";
+/// What is asked for on the full disk says so, and changes nothing.
+void Refuses(const RenewedFolder& house, const QStringList& command) {
+    const int rows = RowsIn(house, "monitordata_minute");
+    const Answered answer = Ctl(house, command);
+    std::printf("%s: %d, %s\n", qPrintable(command.join(u' ')), answer.code, qPrintable(answer.text));
+    Require(answer.code == 1 && NamesTheFullDisk(answer.text), command.join(u' ') + u": "_s + answer.text);
+    Require(RowsIn(house, "monitordata_minute") == rows, command.join(u' ') + u" changed something"_s);
+    const QStringList left = QDir(house.folder.Path()).entryList({u"*_bak*"_s, u"*.partial*"_s});
+    Require(left.isEmpty(), u"left behind: "_s + left.join(u' '));
+}
 
-/// Backup, condense and repair find no room: each says so, and leaves everything as it was.
-void MaintenanceFails(Program& program) {
-    const std::string count =
-        "SELECT COUNT(*) || ' ' || (SELECT COUNT(*) FROM sqlite_master) FROM monitordata_minute";
-    const std::string before = Cell(program, count);
-    ScriptedOperator op;
-    const auto fails = [&](const char* name, QCoro::Task<Outcome> operation) {
-        const std::string error = QCoro::waitFor(std::move(operation)).Error().toStdString();
-        std::printf("%s: %s\n", name, error.c_str());
-        Require(!error.empty(), "it found room on a full disk");
-        Require(Cell(program, count) == before, "it changed something");
-        Require(Cell(program, "PRAGMA integrity_check") == "ok", "it damaged the database");
+/// Capture goes on while the disk is full; no row is missing once there is room.
+void Capture(const RenewedFolder& house, const SmallDisk& disk, SteppedWall& wall) {
+    SteppedService service(house, wall);
+    const auto passMinutes = [&](int count) {
+        for (int i = 0; i < count; ++i)
+            service.PassMinute();
     };
-    fails("backup", program.backups.BackupDBfile(op));
-    const auto backups = QDir(program.DataFolder()).entryList({u"*_bak*"_s});
-    Require(backups.isEmpty(), "it left a part of a backup");
-    fails("condense", program.maintenance.Granulate(QDate(2025, 12, 31), QDate(2026, 2, 1), op));
-    op.WillAnswer("back up the current database", Answer::No);
-    op.WillAnswer("Are you sure", Answer::Yes);
-    fails("repair", program.maintenance.RepairMinuteTable(op));
-}
-
-void Run(const QString& folder) {
-    const QString settingsFile = QDir(folder).filePath(u"corvane.ini"_s);
-    SettingsStore store(settingsFile);
-    KeepByKey(store, u"DevSerial"_s, u"301234"_s, u"0"_s);
-    FakeClock clock;
-    Program program({.dataFolder = folder, .settingsFile = settingsFile}, clock);
-    ScriptedOperator op;
-    op.WillAnswer("Database Not Found", Answer::No);
-    op.WillEnter("database filename", u"vrq1"_s);
-    op.WillAnswer("default system file", Answer::Yes);
-    op.WillAnswer("proceed", Answer::Yes);
-    Require(bool(QCoro::waitFor(program.Start(op))), "the program does not start");
-
-    MonitorState state{.seconds = 100};
-    const auto aMinutePasses = [&] {
-        clock.AdvanceSeconds(60);
-        state.seconds += 60;
-        state.ch1Absolute += 60'000;
-        for (const std::uint8_t byte : PacketOf(state))
-            program.framer.ProcessByte(kStreamTcpA, byte);
-        SettleBursts(program.dbWriter);
-    };
-    for (int i = 0; i < 5; ++i)
-        aMinutePasses();
-    Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Green, "nothing was written at first");
-
-    Require(program.database.Run(kManyRows).Ok(), "the rows cannot be made");
-    const QString filler = QDir(folder).filePath(u"filler"_s);
-    FillUp(filler);
-    for (int i = 0; i < 5; ++i)
-        aMinutePasses();
-    Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Yellow,
+    passMinutes(5);
+    AwaitWriting(house, service);
+    disk.FillUp();
+    Require(SpinUntil([&] {
+                passMinutes(1);
+                return DatabaseStatus(house)[u"indicator"_s] == "yellow"_L1;
+            }),
             "the full disk shows no indicator");
-    std::printf("said: %s\n", qPrintable(program.dbWriter.DatabaseMessageText()));
-    Require(program.dbWriter.DatabaseMessageText().contains(u"full"_s), "the full disk is not said");
-    Require(Cell(program, "PRAGMA integrity_check") == "ok",
-            "the database is damaged while the disk is full");
-    KeepByKey(program.settings, u"VoltX2"_s, true);  // there is no room for it
-    MaintenanceFails(program);
+    passMinutes(20);
+    const QString status = Ctl(house, {u"status"_s}).text;
+    Require(NamesTheFullDisk(status) && status.contains(u"only in memory"_s), u"the status: "_s + status);
+    Refuses(house, {u"db"_s, u"backup"_s});
+    Refuses(house, {u"db"_s, u"condense"_s, u"2025-12-31"_s, u"2026-01-02"_s});
+    const Answered set = Ctl(house, {u"set"_s, u"VoltX2"_s, u"True"_s});
+    std::printf("set: %d, %s\n", set.code, qPrintable(set.text));
 
-    Require(QFile::remove(filler), "the filler stays");
-    const std::string before = Cell(program, "SELECT count(*) FROM monitordata_minute");
-    for (int i = 0; i < 5; ++i)
-        aMinutePasses();
-    Require(program.dbWriter.WriteIndicator() == DbWriter::Indicator::Green, "writing does not resume");
-    const std::string after = Cell(program, "SELECT count(*) FROM monitordata_minute");
-    Require(std::stoi(after) >= std::stoi(before) + 5, "rows are missing after the disk was emptied");
-    Require(Cell(program, "PRAGMA integrity_check") == "ok", "the database is damaged");
+    disk.MakeRoom();
+    AwaitWriting(house, service);
+    Require(SpinUntil([&] { return !Ctl(house, {u"status"_s}).text.contains(u"only in memory"_s); }),
+            "what waits in memory is not kept");
+    WriteIn(house);
+    service.End();
+    Require(RowsIn(house, "monitordata_minute") == kMonitors * wall.Minutes(), "rows are missing");
+}
 
-    KeepByKey(program.settings, u"VRQ5806"_s, false);  // takes along what found no room
-    const SettingsStore settings(settingsFile);
-    Require(KeptByKey(settings, u"DevSerial"_s, {}, u"0"_s) == u"301234"_s, "the settings were emptied");
-    QFile file(settingsFile);
-    Require(file.open(QIODevice::ReadOnly) && file.readAll().contains("VoltX2=True"), "a setting was lost");
-    std::printf("%s rows before, %s after the disk was emptied; all whole\n", before.c_str(), after.c_str());
+/// The end on a disk with so many pages left: what the queue holds is in a file, or told to be lost.
+bool EndKeepsAll(const RenewedFolder& house, const SmallDisk& disk, SteppedWall& wall, int pagesLeft) {
+    SteppedService service(house, wall);
+    service.PassMinute();
+    AwaitWriting(house, service);
+    disk.FillUp(pagesLeft);
+    service.PassMinute();
+    service.End();
+    const bool told = service.Output().contains(u"are lost: neither the database nor"_s);
+    disk.MakeRoom();
+    Service again(house);
+    WriteIn(house);
+    again.End();
+    const int missing = kMonitors * wall.Minutes() - RowsIn(house, "monitordata_minute");
+    Require(told == (missing > 0), u"%1 rows are missing after: "_s.arg(missing) + service.Output());
+    return !told;
+}
+
+void Life(const RenewedFolder& house, int kib) {
+    const SmallDisk disk(house, kib);
+    SteppedWall wall;
+    Capture(house, disk, wall);
+    Tell(
+        u"full disk of %1 KiB: capture, backup, condense"_s.arg(kib),
+        u"said; packets are taken, backup and condense fail and change nothing; with room again no row is missing"_s);
+}
+
+void Ends(const RenewedFolder& house) {
+    int pagesLeft = 0;
+    for (bool kept = false; !kept; ++pagesLeft) {
+        const SmallDisk disk(house, 1024);
+        SteppedWall wall;
+        kept = EndKeepsAll(house, disk, wall, pagesLeft);
+    }
+    Tell(u"full disk at the end"_s,
+         u"with %1 KiB left all that was queued is kept; with less its loss is told"_s.arg(
+             kPage * (pagesLeft - 1) / 1024));
+}
+
+void Run(const QStringList& words) {
+    const RenewedFolder house;
+    FirstStart(house);
+    for (const QString& kib : words.sliced(1))
+        Life(house, kib.toInt());
+    Ends(house);
+}
+
+/// Mounts of our own, which nobody else sees and which go with this process.
+bool HaveOwnMounts() {
+    return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
 }  // namespace
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    return corvane::RunWith(argc, argv, "FOLDER", [](const QStringList& words) { corvane::Run(words[1]); });
+    if (!corvane::HaveOwnMounts()) {
+        std::puts("This machine cannot run it: it gives no mount of its own, which takes root.");
+        return corvane::kCannotRun;
+    }
+    return corvane::RunWith(argc, argv, "KIB...", corvane::Run);
 }

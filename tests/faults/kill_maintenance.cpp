@@ -1,5 +1,5 @@
-// Kills the real service with SIGKILL at random moments of a condense, a repair and the backup before it, and
-// looks at what they leave behind:
+// Kills the real service with SIGKILL at random moments of a condense, of a repair and of a restore, and of
+// the backup before these, and looks at what they leave behind:
 //
 //   fault_kill_maintenance ROUNDS [SEED]
 #include <QElapsedTimer>
@@ -49,6 +49,11 @@ public:
     explicit Rounds(unsigned seed) : random_(seed) {
         MakeDatabase(pristine_);
         old_ = Fingerprint(pristine_);
+        Require(QFile::copy(pristine_, earlier_), u"no copy"_s);
+        const QueryResult fewer =
+            CaptureDatabase(earlier_.toStdString()).Run("DELETE FROM monitordata_minute WHERE id % 3 = 0");
+        Require(fewer.Ok(), QString::fromStdString(fewer.errorText));
+        backedUp_ = Fingerprint(earlier_);
     }
 
     /// Rounds of one command; what it must lead to is what it gives when nobody kills it.
@@ -65,18 +70,24 @@ public:
             Require(left == old_ || left == done, u"half done: "_s + QString::fromStdString(left));
             (left == old_ ? unchanged : finished) += 1;
         }
-        std::printf("%s: %d kills, %d left the old rows and %d the new ones, all whole\n", name, rounds,
-                    unchanged, finished);
+        Tell(
+            u"`kill -9` in the middle of a "_s + QLatin1StringView(name),
+            u"%1 kills: %2 left the old rows and %3 the new ones, nothing in between; no backup was cut short"_s
+                .arg(rounds)
+                .arg(unchanged)
+                .arg(finished));
     }
 
 private:
     /// What the database is after the command, killed so many microseconds after its start; -1: not killed.
     std::string Round(const QStringList& command, int microseconds) {
-        ServiceFolder house;
-        const QString path = house.folder.Path(u"vrq1.db3"_s);
+        house_.Renew();
+        const QString path = house_.DatabasePath();
         Require(QFile::copy(pristine_, path), u"no copy"_s);
-        Service service(house);
-        Started ctl(u"corvanectl"_s, QStringList{u"--yes"_s} + house.Arguments() + command);
+        const bool restoring = command.contains(u"restore"_s);
+        if (restoring) Require(QFile::copy(earlier_, house_.folder.Path(u"vrq1_bak1.db3"_s)), u"no copy"_s);
+        Service service(house_);
+        Started ctl(u"corvanectl"_s, QStringList{u"--yes"_s} + house_.Arguments() + command);
         if (microseconds >= 0) {
             QThread::usleep(static_cast<unsigned long>(microseconds));
             service.Kill();
@@ -85,14 +96,21 @@ private:
         Require(microseconds >= 0 || code == 0, ctl.Output());
         service.KillNow();
         // A backup that has its name is whole.
-        const QString backup = house.folder.Path(u"vrq1_bak1.db3"_s);
-        Require(!QFile::exists(backup) || Fingerprint(backup) == old_, u"a backup is not whole"_s);
+        for (const QString& name : {u"vrq1_bak1.db3"_s, u"vrq1_bak2.db3"_s}) {
+            const QString backup = house_.folder.Path(name);
+            const bool given = restoring && name == "vrq1_bak1.db3"_L1;
+            Require(!QFile::exists(backup) || Fingerprint(backup) == (given ? backedUp_ : old_),
+                    u"a backup is not whole"_s);
+        }
         return Fingerprint(path);
     }
 
     TempFolder folder_;
     QString pristine_ = folder_.Path(u"pristine.db3"_s);
     std::string old_;
+    QString earlier_ = folder_.Path(u"earlier.db3"_s);
+    std::string backedUp_;
+    RenewedFolder house_;
     std::mt19937 random_;
 };
 
@@ -101,7 +119,8 @@ void Run(const QStringList& words) {
     Require(rounds > 0, "no rounds");
     Rounds kills(words.value(2, u"1"_s).toUInt());
     kills.Run("condense", {u"db"_s, u"condense"_s, u"2025-12-31"_s, u"2026-01-02"_s}, rounds);
-    kills.Run("repair, after a backup", {u"db"_s, u"repair"_s, u"minute"_s}, rounds);
+    kills.Run("repair, and of the backup before it", {u"db"_s, u"repair"_s, u"minute"_s}, rounds);
+    kills.Run("restore, and of the backup before it", {u"db"_s, u"restore"_s, u"1"_s}, rounds);
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ public:
     /// Waits for a line that holds `part`; fails where none came within five seconds.
     [[nodiscard]] testing::AssertionResult Says(const QString& part) {
         const bool said = SpinUntil([&] {
-            output_ += QString::fromUtf8(process_.readAll());
+            (void)News();
             return output_.contains(part);
         });
         return testing::AssertionResult(said) << output_.toStdString();
@@ -46,9 +46,19 @@ public:
 
     /// Its exit code once it ends by itself; -1 where it does not within `patience` ms, or crashed.
     [[nodiscard]] int ExitCode(int patience = 5000) {
-        if (!process_.waitForFinished(patience) || process_.exitStatus() != QProcess::NormalExit) return -1;
-        output_ += QString::fromUtf8(process_.readAll());
+        process_.waitForFinished(patience);
+        const bool ended =
+            process_.state() == QProcess::NotRunning && process_.error() != QProcess::FailedToStart;
+        if (!ended || process_.exitStatus() != QProcess::NormalExit) return -1;
+        (void)News();
         return process_.exitCode();
+    }
+
+    /// What it printed since the last look.
+    [[nodiscard]] QString News() {
+        const QString news = QString::fromUtf8(process_.readAll());
+        output_ += news;
+        return news;
     }
 
     void Terminate() { process_.terminate(); }
