@@ -101,7 +101,8 @@ bool UnwrittenRecords::Save() {
                          file.flush() && fsync(file.handle()) == 0;
     if (!written) {
         file.close();  // which tries once more to write what it holds
-        (void)(bytesInFile_ == 0 ? QFile::remove(path_) : QFile::resize(path_, bytesInFile_));  // whole statements
+        (void)(bytesInFile_ == 0 ? QFile::remove(path_)
+                                 : QFile::resize(path_, bytesInFile_));  // whole statements
         return false;
     }
     bytesInFile_ += bytes;
