@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "faults/stepped_service.h"
+#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -54,6 +55,11 @@ bool NamesTheFullDisk(const QString& text) {
     return text.contains(u"No space left on device"_s) || text.contains(u"disk is full"_s);
 }
 
+void HasItsSettings(const RenewedFolder& house) {
+    const SettingsStore settings(house.folder.Path(u"corvane.ini"_s));
+    Require(KeptByKey(settings, u"TcpPortA"_s) == QString::number(house.portA), "the settings are lost");
+}
+
 /// The first start with ever more room, until there is enough. Each that fails says why, and the next one
 /// succeeds.
 void FirstStart(const RenewedFolder& house) {
@@ -63,12 +69,15 @@ void FirstStart(const RenewedFolder& house) {
         disk.FillUp(refused);
         Started service(u"corvaned"_s, house.Arguments());
         int code = -1;
-        Require(SpinUntil([&] {
-                    code = service.ExitCode(1);
-                    (void)service.News();
-                    started = service.Output().contains(u"TCP Server B listens"_s);
-                    return started || code >= 0;
-                }, 30'000),
+        const bool decided = SpinUntil(
+            [&] {
+                code = service.ExitCode(1);
+                (void)service.News();
+                started = service.Output().contains(u"TCP Server B listens"_s);
+                return started || code >= 0;
+            },
+            30'000);
+        Require(decided,
                 u"with %1 pages left it neither starts nor ends: "_s.arg(refused) + service.Output());
         if (!started) {
             ++refused;
@@ -81,6 +90,7 @@ void FirstStart(const RenewedFolder& house) {
         Service(house).End();
         Require(RowOfWhole(house.DatabasePath(), "SELECT count(*) FROM applicationinfo, applications") == "1",
                 "the next start does not find its tables");
+        HasItsSettings(house);
     }
     Tell(
         u"full disk at the first start"_s,
@@ -129,6 +139,7 @@ void Capture(const RenewedFolder& house, const SmallDisk& disk, SteppedWall& wal
     WriteIn(house);
     service.End();
     Require(RowsIn(house, "monitordata_minute") == kMonitors * wall.Minutes(), "rows are missing");
+    HasItsSettings(house);
 }
 
 /// The end on a disk with so many pages left: what the queue holds is in a file, or told to be lost.
