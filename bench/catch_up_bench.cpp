@@ -89,7 +89,8 @@ private:
 QCoro::Task<> CatchUp(Program& program, const char* disk, qint64 mostSeconds) {
     {
         const auto other = CaptureDatabase::OpenFile(program.database.databasePath(), false);
-        Require(other.GetTable("BEGIN EXCLUSIVE").Ok(), "no lock");
+        while (!other.GetTable("BEGIN EXCLUSIVE").Ok())
+            co_await program.clock.DLY(1);
         while (program.dbWriter.Pointer() < DbBuffer::kMax)
             program.dbWriter.WriteSQL(Row(program.dbWriter.Pointer()));
         while (program.dbWriter.Bursting())
