@@ -150,6 +150,8 @@ QCoro::Task<> Program::Close(Operator& op) {
             u"There are database records to be stored. Would you like to store them now?"_s, Answer::Yes);
         if (store) (void)co_await dbWriter.Drain(kAfterAsking);
     }
+    records.GiveUpUndecided();
+    if (dbWriter.Buffer().UnwrittenRecords() > 0) (void)co_await dbWriter.Drain(0);
     dbWriter.GiveUpAll();
     if (!unwritten.Save()) {
         const QString lost =

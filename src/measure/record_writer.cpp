@@ -155,6 +155,12 @@ void RecordWriter::LookForMinuteTables() {
         WriteWhereTableIs(row);
 }
 
+void RecordWriter::GiveUpUndecided() {
+    LookForMinuteTables();
+    for (const MinuteRow& row : std::exchange(undecided_, {}))
+        writer_.GiveUp(row.statement);
+}
+
 void RecordWriter::OnReadings(const DeviceReadings& readings) {
     if (!writer_.Enabled()) return;
     Due& due = due_[static_cast<std::size_t>(readings.slot - 1)];
@@ -185,6 +191,8 @@ void RecordWriter::WriteMinute(const DeviceReadings& readings) {
             WriteWhereTableIs(row);
         } else if (undecided_.size() < kMostUndecided) {
             undecided_.push_back(row);
+        } else {
+            writer_.GiveUp(row.statement);
         }
     }
 }

@@ -30,9 +30,12 @@ public:
                  const Clock& clock);
 
     /// Looks whether the power and energy tables exist. To be called when the database or its tables changed.
-    /// Where they cannot be looked for, as in a locked file, what was known stays, and the next minute looks
+    /// Where they cannot be looked for, as in a locked file, their rows are kept, and the next minute looks
     /// again.
     void LookForMinuteTables();
+
+    /// Looks a last time, and gives up what is kept then: before the program ends.
+    void GiveUpUndecided();
 
     /// Hands over a minute record when the minute of the hour differs from that of the slot's last one (at
     /// first from that of the start), and an hourly record when the last one is more than 60 minutes old (so

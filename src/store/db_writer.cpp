@@ -104,6 +104,10 @@ void DbWriter::GiveUpAll() {
         GiveUp(*statement, why);
 }
 
+void DbWriter::GiveUp(const std::string& statement) {
+    GiveUp({.sql = statement + ";"}, lastDbMessage_);
+}
+
 void DbWriter::GiveUp(const QueuedStatement& statement, const QString& why) {
     if (DbBuffer::IsUnwritten(statement)) Q_EMIT GivenUp(statement.sql, why);
 }

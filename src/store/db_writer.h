@@ -79,6 +79,9 @@ public:
     /// then. A file that is gone or broken takes no records, and is no failure: they go into the next one.
     QCoro::Task<Outcome> WriteBeforeChange();
 
+    /// Gives up a record that never came into the queue.
+    void GiveUp(const std::string& statement);
+
     /// Gives up all records that the database does not have yet: the last thing before the program ends.
     void GiveUpAll();
 

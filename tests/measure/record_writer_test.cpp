@@ -93,6 +93,27 @@ TEST_F(RecordWriterTest, PowerAndEnergyRecordsAreWrittenWhereTheirTablesExist) {
     }
 }
 
+TEST_F(RecordWriterTest, RecordsOfPowerAndEnergyWaitUntilTheirTablesCanBeLookedForOrAreGivenUp) {
+    Execute(database_.databasePath(), sql::kNewPowerTable);
+    const auto aMinuteWhileLocked = [this](auto afterwards) {
+        const auto other = CaptureDatabase::OpenFile(database_.databasePath(), false);
+        EXPECT_TRUE(other.GetTable("BEGIN EXCLUSIVE").Ok());
+        records_.LookForMinuteTables();
+        clock_.AdvanceSeconds(60);
+        Send({});
+        afterwards();
+    };
+    aMinuteWhileLocked([this] { EXPECT_EQ(TakeTables(), "monitordata_minute, monitordata_hourly"); });
+    clock_.AdvanceSeconds(60);
+    Send({});
+    EXPECT_EQ(TakeTables(), "minute_power, monitordata_minute, minute_power");
+    std::vector<std::string> givenUp;
+    QObject::connect(&writer_, &DbWriter::GivenUp,
+                     [&](const std::string& statement) { givenUp.push_back(statement.substr(0, 25)); });
+    aMinuteWhileLocked([this] { records_.GiveUpUndecided(); });
+    EXPECT_EQ(givenUp, (std::vector<std::string>{"insert into minute_power(", "insert into minute_energy"}));
+}
+
 TEST_F(RecordWriterTest, StatementsAndRowsAreAsTheReadersOfTheDatabaseKnowThem) {
     Execute(database_.databasePath(), sql::kNewPowerTable);
     Execute(database_.databasePath(), sql::kNewEnergyTable);

@@ -113,10 +113,15 @@ TEST_F(UnwrittenTest, AreWrittenInOnceInTheirOrder) {
                     ElementsAre("2026-03-02 10:20|1.5|-3.0e-05|2"));
         EXPECT_EQ(unwritten.Count(), 0);
     }
-    // As after a kill between the two: the rows are there, and so is the file.
-    Keep({kEnergy, Hourly("2026-03-02 10:00:00", 10), Hourly("2026-03-02 10:00:00", 11)});
+    // As after a kill between the two: the rows are there, and so is the file. The database has no table of
+    // power.
+    Keep({kEnergy, Hourly("2026-03-02 10:00:00", 10), Hourly("2026-03-02 10:00:00", 11),
+          "insert into minute_power(date) values ('2026-03-02 10:20');"});
     EXPECT_EQ(Result(maintenance.WriteIn(unwritten, op)), "");
-    EXPECT_EQ(op.Messages().back(), "1 records were written to the database; 2 were there already.");
+    EXPECT_THAT(op.Messages(),
+                testing::Contains("1 records were written to the database; 2 were there already."));
+    EXPECT_EQ(op.Messages().back(),
+              "1 were of tables for power and energy that this database does not have.");
 }
 
 TEST_F(UnwrittenTest, WhatIsNoRecordOrCannotBeWrittenLeavesAllAsItWas) {
@@ -127,8 +132,7 @@ TEST_F(UnwrittenTest, WhatIsNoRecordOrCannotBeWrittenLeavesAllAsItWas) {
           std::string("insert into monitordata_hourly(date) values ((select 1));"),
           good.substr(0, good.size() - 2),
           std::string("insert into monitordata_hourly(date) values (1);drop table x;"),
-          std::string(
-              "insert into minute_power(date) values ('2026-03-02 10:20');")}) {  // a table that is not there
+          std::string("insert into monitordata_hourly(nothing) values (1);")}) {
         SCOPED_TRACE(wrong);
         folder.Write(u"unwritten.sql"_s, good + "\n" + wrong + "\n");
         UnwrittenRecords read(folder.Path(), errorLog, clock);

@@ -133,6 +133,10 @@ QCoro::Task<Outcome> Maintenance::WriteIn(UnwrittenRecords& unwritten, Operator&
     const auto& counts = result.rows.front();
     op.Show(u"%1 records were written to the database; %2 were there already."_s.arg(
         QString::fromStdString(counts[0].value_or("0")), QString::fromStdString(counts[1].value_or("0"))));
+    if (counts[2] != "0") {
+        op.Show(u"%1 were of tables for power and energy that this database does not have."_s.arg(
+            QString::fromStdString(counts[2].value_or("0"))));
+    }
     co_return Outcome::Success();
 }
 

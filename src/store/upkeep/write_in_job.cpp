@@ -7,6 +7,7 @@
 #include <fstream>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -123,6 +124,15 @@ private:
     std::string own_;
 };
 
+/// Those of the tables that a database need not have which this one has not: it wants no rows of them.
+std::set<std::string> LackingTables(const CaptureDatabase::Connection& database) {
+    std::set<std::string> tables = {"minute_power", "minute_energy"};
+    const QueryResult found = database.GetTable("SELECT lower(name) FROM sqlite_master WHERE type = 'table'");
+    for (const auto& row : found.rows)
+        tables.erase(row.front().value_or(""));
+    return found.Ok() ? tables : std::set<std::string>();
+}
+
 }  // namespace
 
 SqlJob WriteInJob(std::string path, std::int64_t bytes) {
@@ -133,6 +143,8 @@ SqlJob WriteInJob(std::string path, std::int64_t bytes) {
         for (const char* statement : {"PRAGMA temp_store = MEMORY", "BEGIN IMMEDIATE"})
             if (QueryResult begun = database.GetTable(statement); !begun.Ok()) return begun;
 
+        const std::set<std::string> lacking = LackingTables(database);
+        int left = 0;
         std::map<std::pair<std::string, std::string>, Batch> batches;
         std::ifstream file(path, std::ios::binary);
         std::string line;
@@ -143,6 +155,10 @@ SqlJob WriteInJob(std::string path, std::int64_t bytes) {
             if (!record) {
                 return QueryResult::Failure(path + ", line " + std::to_string(number) +
                                             " is no record of the capture; nothing was written.");
+            }
+            if (lacking.contains(record->table)) {
+                ++left;
+                continue;
             }
             const auto [place, isNew] = batches.try_emplace({record->table, record->columns}, database,
                                                             record->table, record->columns, batches.size());
@@ -158,7 +174,8 @@ SqlJob WriteInJob(std::string path, std::int64_t bytes) {
                 return QueryResult::Failure(error);
         if (session.MustStop()) return QueryResult::Failure(SqlWorker::kInterrupted);
         if (QueryResult kept = database.GetTable("COMMIT"); !kept.Ok()) return kept;
-        return QueryResult{.rows = {{std::to_string(written), std::to_string(present)}}, .errorText = {}};
+        return QueryResult{.rows = {{std::to_string(written), std::to_string(present), std::to_string(left)}},
+                           .errorText = {}};
     };
 }
 
