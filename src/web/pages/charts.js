@@ -45,18 +45,23 @@ function readAddress() {
     if (Number.isNaN(Date.parse(choice.day))) choice.day = today;
 }
 
-function showChoice() {
+/** What the channels and the chart are called; what is being entered stays as it is. */
+function showTitle() {
     const titles = names.get(choice.device);
     [...byId("channel").options].forEach((option, i) => setText(option, titles?.[i] ?? option.value));
-    byId("device").value = choice.device;
-    byId("channel").value = choice.channel;
-    byId("day").value = choice.day;
-    byId(`view-${choice.view}`).checked = true;
     const title = byId("channel").selectedOptions[0]?.text ?? choice.channel;
     const from = dayMoved(0);
     const span = {day: from, month: from.slice(0, 7), year: from.slice(0, 4)}[views[choice.view].span];
     setText(byId("heading"), `${title}, ${span}`);
     byId("chart").setAttribute("aria-label", `${byId("heading").textContent}: ${byId("summary").textContent}`);
+}
+
+function showChoice() {
+    byId("device").value = choice.device;
+    byId("channel").value = choice.channel;
+    byId("day").value = choice.day;
+    byId(`view-${choice.view}`).checked = true;
+    showTitle();
 }
 
 function color(name) {
@@ -132,7 +137,6 @@ async function load() {
     const own = ++asked;
     const view = views[choice.view];
     history.replaceState(null, "", `#${new URLSearchParams(choice)}`);
-    showChoice();
     const {device, channel} = choice;
     const question = new URLSearchParams({device, channel, from: dayMoved(0), to: dayMoved(1), step: view.step});
     const slow = setTimeout(() => own === asked && setText(byId("summary"), "Waiting for the database."), 1000);
@@ -150,13 +154,14 @@ async function load() {
     if (again) setTimeout(() => own === asked && load(), 5000);
     const points = answer.points ?? [];
     setText(byId("summary"), answer.error ?? summary(view, points));
-    showChoice();
+    showTitle();
     draw(view, points);
     showTable(view, points);
 }
 
 function change(changes) {
     Object.assign(choice, changes);
+    showChoice();
     load();
 }
 
@@ -180,6 +185,7 @@ matchMedia("(prefers-color-scheme: dark)").addEventListener("change", load);
 setInterval(load, 60000);
 
 readAddress();
+showChoice();
 load();
 let named = "";
 start((devices, newest) => {
@@ -188,5 +194,5 @@ start((devices, newest) => {
     const text = JSON.stringify([...names]);
     if (text === named) return;
     named = text;
-    showChoice();
+    showTitle();
 });
