@@ -1,7 +1,7 @@
 #include "app/settings.h"
 
 #include "app/program_fixture.h"
-#include "support/data_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {
@@ -13,16 +13,17 @@ class SettingsTest : public ProgramTest {};
 TEST_F(SettingsTest, AnEntryIsCheckedByItsDeclaration) {
     Program& program = Start();
     Settings& settings = program.userSettings;
-    for (const auto& [line, cells] : DataRows("Entries")) {
-        const QString name = QString::fromStdString(cells[0]);
-        const QString value = QString::fromStdString(cells[1]);
+    for (const DataLine& line : LinesOf("Entries")) {
+        const QString name = line.Column(0);
+        const QString value = line.Column(1);
+        const std::string refusal = line.Word(2);
         const QString place = name.contains(u'/') ? name : u"startup/"_s + name;
         const auto before = settings.Store().Kept(place);
         const std::string error = settings.Apply(name, value).Error().toStdString();
         const auto kept = settings.Store().Kept(place);
-        EXPECT_EQ(error.empty(), cells[2].empty()) << line << ": " << error;
-        EXPECT_NE(error.find(cells[2]), std::string::npos) << line << ": " << error;
-        if (cells[2].empty())
+        EXPECT_EQ(error.empty(), refusal.empty()) << line << ": " << error;
+        EXPECT_NE(error.find(refusal), std::string::npos) << line << ": " << error;
+        if (refusal.empty())
             EXPECT_EQ(kept.value_or(QString()).toLower(), value.toLower()) << line;
         else
             EXPECT_EQ(kept, before) << line;

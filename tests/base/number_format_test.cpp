@@ -1,26 +1,24 @@
 #include "base/number_format.h"
 
-#include <QByteArray>
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "support/data_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {
 
 TEST(NumberFormat, FollowsThePattern) {
-    for (const auto& [line, cells] : DataRows("Pattern"))
-        EXPECT_EQ(FormatNumber(QByteArray::fromStdString(cells[0]).toDouble(), cells[1]), cells[2]) << line;
+    for (const DataLine& line : LinesOf("Pattern"))
+        EXPECT_EQ(FormatNumber(line.Number(0), line.Word(1)), line.Word(2)) << line;
 }
 
 TEST(NumberFormat, ShortestTextReadsBackAsTheSameNumberWithoutExponent) {
-    for (const auto& [line, cells] : DataRows("Shortest")) {
-        const double value = QByteArray::fromStdString(cells[0]).toDouble();
-        EXPECT_EQ(ShortestText(value), cells[1]) << line;
-        EXPECT_EQ(QByteArray::fromStdString(cells[1]).toDouble(), std::isfinite(value) ? value : 0) << line;
+    for (const DataLine& line : LinesOf("Shortest")) {
+        const double value = line.Number(0);
+        EXPECT_EQ(ShortestText(value), line.Word(1)) << line;
+        EXPECT_EQ(line.Number(1), std::isfinite(value) ? value : 0) << line;
     }
     EXPECT_EQ(ShortestText(1.2F), "1.2");
 }

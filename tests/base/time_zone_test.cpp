@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "support/data_file.h"
+#include "support/data_lines.h"
 #include "support/temp_folder.h"
 
 namespace corvane {
@@ -37,12 +37,14 @@ private:
 };
 
 TEST(TimeZone, IsMissedWhereTheSystemWouldTakeUtcUnasked) {
-    for (const auto& [line, cells] : DataRows("Zones")) {
-        const auto variable = cells[1] == "-" ? std::nullopt : std::optional(cells[1]);
-        const std::string said = Machine(cells[0] == "-" ? "" : cells[0]).Problem(variable);
+    for (const DataLine& line : LinesOf("Zones")) {
+        const auto given = [&](qsizetype i) {
+            return line.Word(i) == "-" ? std::nullopt : std::optional(line.Word(i));
+        };
+        const std::string said = Machine(given(0).value_or("")).Problem(given(1));
         SCOPED_TRACE(line);
-        EXPECT_EQ(said.empty(), cells[2].empty()) << said;
-        EXPECT_NE(said.find(cells[2]), std::string::npos) << said;
+        EXPECT_EQ(said.empty(), line.Word(2).empty()) << said;
+        EXPECT_NE(said.find(line.Word(2)), std::string::npos) << said;
     }
 }
 

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "control/control_fixture.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 #include "support/settings_by_key.h"
 
 namespace corvane {

@@ -8,7 +8,7 @@
 #include "control/guarded_commands.h"
 #include "measure/measurement.h"
 #include "store/rows.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 #include "support/settings_by_key.h"
 
 namespace corvane {
@@ -48,7 +48,8 @@ protected:
         for (const DataLine& line : CasesOf(name)) {
             SCOPED_TRACE(line);
             const QStringList words = line.Column(0).split(u' ');
-            const std::string text = line.Column(1).replace(u" / "_s, u"\r\n"_s).toStdString();
+            const std::string text =
+                line.Columns().value(1).trimmed().replace(u" / "_s, u"\r\n"_s).toStdString();
             if (words[0] == u"?") {
                 op_.WillAnswer(text, words[1] == u"Yes" ? Answer::Yes : Answer::No);
             } else if (words[0] == u"!") {
@@ -63,7 +64,7 @@ protected:
                 const std::size_t sentBefore = tcpA_.sent.size();
                 EXPECT_EQ(Run(Start(words)), text);
                 clock_.AdvanceSeconds(1);
-                for (qsizetype i = 2; !line.Column(i).isEmpty(); ++i)
+                for (qsizetype i = 2; i < line.Columns().size(); ++i)
                     EXPECT_THAT(Facts(sentBefore), testing::Contains(line.Word(i)));
             }
         }

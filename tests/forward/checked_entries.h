@@ -8,7 +8,7 @@
 #include "forward/get_upload.h"
 #include "forward/tcp_forwarding.h"
 #include "store/settings_store.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 

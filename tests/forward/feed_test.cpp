@@ -10,7 +10,7 @@
 #include "forward/feed_document.h"
 #include "measure/measurement_fixture.h"
 #include "store/schema.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 #include "support/loopback.h"
 #include "support/scripted_operator.h"
 
@@ -38,7 +38,7 @@ TEST(FeedDocument, IsValidWhateverTheLabels) {
     for (const auto& unit : {kValueUnit, kSetUpUnit}) {
         QProcess xmllint;
         xmllint.setProcessChannelMode(QProcess::MergedChannels);
-        xmllint.start(u"xmllint"_s, {u"--noout"_s, u"--schema"_s, CORVANE_TESTS u"/eeml.xsd"_s, u"-"_s});
+        xmllint.start(u"xmllint"_s, {u"--noout"_s, u"--schema"_s, Beside(u"eeml.xsd"_s), u"-"_s});
         xmllint.write(FeedDocument(u"<&>\x0001"_s, datastreams, unit));
         xmllint.closeWriteChannel();
         ASSERT_TRUE(xmllint.waitForFinished());

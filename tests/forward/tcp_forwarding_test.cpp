@@ -9,7 +9,7 @@
 #include "base/status_board.h"
 #include "forward/checked_entries.h"
 #include "measure/measurement_fixture.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 #include "support/loopback.h"
 
 namespace corvane {

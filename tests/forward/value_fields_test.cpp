@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "measure/readings.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {

@@ -24,8 +24,6 @@ using testing::ElementsAre;
 
 constexpr double kNull = std::numeric_limits<double>::quiet_NaN();
 
-const QString kLines = QStringLiteral(HISTORY_TESTS "/history_test.txt");
-
 WallTime At(std::string_view stamp) {
     return ParseStamp(stamp).value();
 }
@@ -52,7 +50,7 @@ TEST(WallTime, TakesOnlyProperStampsAndKnowsTheCalendar) {
         }
     }
 
-    for (const DataLine& line : LinesOf(kLines, "Calendar")) {
+    for (const DataLine& line : LinesOf("Calendar")) {
         const CalendarUnit unit = UnitOf(line.left.section(u' ', 0, 0));
         const WallTime time = At(line.left.section(u' ', 1).toStdString());
         EXPECT_EQ(StampText(StartOf(unit, time)) + " to " + StampText(NextStart(unit, time)),
@@ -80,7 +78,7 @@ std::string TraceText(const std::vector<TracePoint>& trace, WallTime begin) {
 
 TEST(PowerTrace, KeepsTheExtremesOfEachColumnAndBridgesNoGap) {
     constexpr WallTime kBegin = 1'000'000;
-    for (const DataLine& line : LinesOf(kLines, "Traces")) {
+    for (const DataLine& line : LinesOf("Traces")) {
         const QStringList words = line.left.split(u' ');
         PowerHistory history;
         for (const QString& record : words.mid(2))
@@ -96,7 +94,7 @@ TEST(PowerHistory, KnowsTheNearestRecordWithinTheGap) {
     EXPECT_EQ(history.Nearest(0), -1);
     for (const WallTime time : {0, 100, 1000})
         history.Add(10'000 + time, {});
-    for (const DataLine& line : LinesOf(kLines, "Nearest"))
+    for (const DataLine& line : LinesOf("Nearest"))
         EXPECT_EQ(history.Nearest(10'000 + line.left.toInt()), line.right.toInt()) << line.place;
 }
 
@@ -125,7 +123,7 @@ EnergyHistory EnergyOf(const std::string& readings, bool signedCh1) {
 }
 
 TEST(EnergyBars, AreWhatTheMeterCountedWhateverHappenedToIt) {
-    for (const DataLine& line : LinesOf(kLines, "Bars")) {
+    for (const DataLine& line : LinesOf("Bars")) {
         const auto day = [&line](int word) {
             return u"2026-%1 00:00"_s.arg(line.left.section(u' ', word, word)).toStdString();
         };

@@ -6,7 +6,7 @@
 
 #include "measure/counters.h"
 #include "measure/ct_burden.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {

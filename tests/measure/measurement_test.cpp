@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "measure/measurement_fixture.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "measure/measurement_fixture.h"
 #include "measure/virtual_texts.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 #include "support/scripted_operator.h"
 #include "support/settings_by_key.h"
 

@@ -10,7 +10,7 @@
 #include "store/db_writer.h"
 #include "store/rows.h"
 #include "store/schema.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {

@@ -11,7 +11,7 @@
 #include "measure/pulse_counters.h"
 #include "measure/readings_document.h"
 #include "measure/virtual_channels.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {

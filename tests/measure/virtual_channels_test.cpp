@@ -8,7 +8,7 @@
 #include "measure/measurement_fixture.h"
 #include "measure/record_writer.h"
 #include "measure/virtual_texts.h"
-#include "support/case_file.h"
+#include "support/data_lines.h"
 
 namespace corvane {
 namespace {

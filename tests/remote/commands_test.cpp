@@ -6,7 +6,7 @@
 #include "remote/command_fixture.h"
 #include "store/rows.h"
 #include "store/settle_bursts.h"
-#include "support/data_file.h"
+#include "support/data_lines.h"
 #include "support/packets.h"
 
 namespace corvane {
@@ -21,11 +21,11 @@ protected:
 
 TEST_F(Commands, DoWhatTheyTell) {
     Program& program = Start();
-    for (const auto& [line, cells] : DataRows("Commands")) {
-        for (const char answer : cells[1])
+    for (const DataLine& line : LinesOf("Commands")) {
+        for (const char answer : line.Word(1))
             operator_.WillAnswer("", answer == 'y' ? Answer::Yes : Answer::No);
-        const QString told = QString::fromStdString(Ask(program, QString::fromStdString(cells[0])));
-        EXPECT_TRUE(told.split(u'\n').join(u" / "_s).endsWith(QString::fromStdString(cells[2])))
+        const QString told = QString::fromStdString(Ask(program, line.Column(0)));
+        EXPECT_TRUE(told.split(u'\n').join(u" / "_s).endsWith(line.Column(2)))
             << line << "\nbut told: " << told.toStdString();
     }
     EXPECT_EQ(program.settings.Value(kWriteFrequency), u"10"_s);

@@ -16,6 +16,7 @@
 
 #include "expected_packets.h"
 #include "sim/sim_options.h"
+#include "support/data_lines.h"
 #include "support/loopback.h"
 #include "support/pty.h"
 #include "support/temp_folder.h"
@@ -34,7 +35,7 @@ struct LineText {
     QString operator()(const OpenPort& port) const { return u"port %1 %2"_s.arg(port.device).arg(port.baud); }
 };
 
-/// What became of the options, as `options_test.txt` writes it.
+/// What became of the options, as `program_test.txt` writes it.
 QString TextOf(const std::variant<SimOptions, SimOptionsExit>& parsed) {
     if (const auto* exit = std::get_if<SimOptionsExit>(&parsed)) {
         EXPECT_EQ(exit->code, 64);
@@ -58,13 +59,10 @@ QString TextOf(const std::variant<SimOptions, SimOptionsExit>& parsed) {
 }
 
 TEST(SimOptions, AreTakenAsGivenOrRefused) {
-    QFile file(QStringLiteral(CORVANE_SIM_OPTIONS));
-    ASSERT_TRUE(file.open(QFile::ReadOnly));
-    for (const QString& row : QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts)) {
-        if (row.startsWith(u'#')) continue;
-        const QString options = u"corvane-sim "_s + row.section(u" == "_s, 0, 0);
+    for (const DataLine& line : LinesOf("Options")) {
+        const QString options = u"corvane-sim "_s + line.left;
         const QString text = TextOf(ParseSimOptions(options.split(u' ', Qt::SkipEmptyParts)));
-        EXPECT_EQ(text.toStdString(), row.section(u" == "_s, 1).toStdString()) << row.toStdString();
+        EXPECT_EQ(text.toStdString(), line.right.toStdString()) << line;
     }
 }
 

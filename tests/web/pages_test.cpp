@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 class PagesTest : public WebTest, public testing::WithParamInterface<DataSection> {
 protected:
     PagesTest() : program_(Start()) {
-        QFile probe(QStringLiteral(CORVANE_PAGES "/page_probe.js"));
+        QFile probe(Beside(u"page_probe.js"_s));
         EXPECT_TRUE(probe.open(QFile::ReadOnly));
         browser_.Command("Page.addScriptToEvaluateOnNewDocument",
                          {{"source", QString::fromUtf8(probe.readAll())}});
@@ -42,20 +42,26 @@ protected:
 private:
     void Do(const QString& verb, const QString& what) {
         const QStringList words = what.split(u' ');
-        if (verb == u"open") browser_.Open(program_.webServer.Location() + what);
-        if (verb == u"js") (void)browser_.Evaluate(what);
-        if (verb == u"set") KeepByKey(program_.settings, words[1], words[2], words[0]);
-        if (verb == u"sql") Execute(program_.database.databasePath(), what.toStdString());
-        if (verb == u"a" || verb == u"b") Run(verb == u"a" ? a_ : b_, words);
-        if (verb == u"wait") clock.AdvanceSeconds(what.toInt());
-        if (verb == u"jump") clock.Jump(what.toInt());
-        if (verb == u"sleep") clock.Sleep(what.toInt());
-        if (verb == u"five") b_.model = Model::FiveChannel;
-        if (verb == u"wide") browser_.SetScreen(what.toInt(), 800);
+        if (verb == u"open") return browser_.Open(program_.webServer.Location() + what);
+        if (verb == u"js") return (void)browser_.Evaluate(what);
+        if (verb == u"set") return KeepByKey(program_.settings, words[1], words[2], words[0]);
+        if (verb == u"sql") return Execute(program_.database.databasePath(), what.toStdString());
+        if (verb == u"a" || verb == u"b") return Run(verb == u"a" ? a_ : b_, words);
+        if (verb == u"wait") return clock.AdvanceSeconds(what.toInt());
+        if (verb == u"jump") return clock.Jump(what.toInt());
+        if (verb == u"sleep") return clock.Sleep(what.toInt());
+        if (verb == u"five") return (void)(b_.model = Model::FiveChannel);
+        if (verb == u"wide") return browser_.SetScreen(what.toInt(), 800);
         if (verb == u"dark")
-            browser_.Command("Emulation.setEmulatedMedia", {{"features", QJsonArray{kDark}}});
-        if (verb == u"forgive") browser_.faults.clear();
-        if (verb == u"crowd") crowd_.resize(what.toUInt());
+            return (void)browser_.Command("Emulation.setEmulatedMedia", {{"features", QJsonArray{kDark}}});
+        if (verb == u"forgive") return browser_.faults.clear();
+        if (verb == u"crowd") return Crowd(what.toUInt());
+        ADD_FAILURE() << "no verb " << verb.toStdString();
+    }
+
+    /// So many others listen, too.
+    void Crowd(std::size_t count) {
+        crowd_.resize(count);
         for (auto& each : crowd_)
             each = each == nullptr ? program_.liveEvents.Join([] {}) : each;
     }
@@ -104,8 +110,7 @@ TEST_P(PagesTest, ShowWhatHappened) {
     Play(GetParam().lines);
 }
 
-INSTANTIATE_TEST_SUITE_P(Web, PagesTest,
-                         testing::ValuesIn(SectionsOf(QStringLiteral(CORVANE_PAGES "/pages_test.txt"))),
+INSTANTIATE_TEST_SUITE_P(Web, PagesTest, testing::ValuesIn(SectionsOf()),
                          [](const auto& section) { return section.param.title; });
 
 }  // namespace

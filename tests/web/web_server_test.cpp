@@ -31,7 +31,7 @@ TEST_F(WebServerTest, EveryRequestGetsWhatIsDueToIt) {
             .replace("{control}", "\1\2\3")
             .replace("| ", "\r\n");
     };
-    for (const DataLine& line : LinesOf(QStringLiteral(CORVANE_PAGES "/requests_test.txt"), "Requests")) {
+    for (const DataLine& line : LinesOf("Requests")) {
         SCOPED_TRACE(line.place);
         const QByteArray request = filled(line.left) + "\r\n\r\n";
         const HttpReply reply = Exchange(request);

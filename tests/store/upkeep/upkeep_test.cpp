@@ -22,8 +22,6 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-const QString kScript = QStringLiteral(STORE_TESTS "/upkeep/upkeep_test.txt");
-
 class UpkeepTest : public MaintenanceFixture, public testing::WithParamInterface<DataSection> {
 protected:
     ~UpkeepTest() override {
@@ -246,7 +244,7 @@ TEST_P(UpkeepTest, Is) {
         Play(line);
 }
 
-INSTANTIATE_TEST_SUITE_P(Store, UpkeepTest, testing::ValuesIn(SectionsOf(kScript)),
+INSTANTIATE_TEST_SUITE_P(Store, UpkeepTest, testing::ValuesIn(SectionsOf()),
                          [](const auto& section) { return section.param.title; });
 
 }  // namespace
