@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include <unistd.h>
 
 #include "app/console.h"
@@ -60,18 +62,6 @@ TEST(Options, HelpVersionAndRefusals) {
     }
 }
 
-TEST(FolderLock, OneProgramPerFolder) {
-    const TempFolder folder;
-    FolderLock second(folder.Path());
-    {
-        FolderLock first(folder.Path());
-        EXPECT_EQ(first.TryLock(), FolderLock::Result::Locked);
-        EXPECT_EQ(second.TryLock(), FolderLock::Result::InUse);
-        EXPECT_TRUE(second.Holder().contains(u"test_app"_s)) << second.Holder().toStdString();
-    }
-    EXPECT_EQ(second.TryLock(), FolderLock::Result::Locked);
-}
-
 TEST(FolderLock, OfADeadProgramIsTakenOver) {
     const TempFolder folder;
     // As a kill leaves the file: with the number of no process, or empty.
@@ -83,15 +73,17 @@ TEST(FolderLock, OfADeadProgramIsTakenOver) {
 
 TEST(FolderLock, TellsWhyAFolderCannotBeTaken) {
     const TempFolder folder;
-    FolderLock first(folder.Path(u"new"_s));
+    std::optional<FolderLock> first(folder.Path(u"new"_s));
     FolderLock second(folder.Path(u"new"_s));
     FolderLock astray(folder.Path(u"missing"_s));
-    EXPECT_EQ(TakeFolder(folder.Path(u"new"_s), first).exitCode, kExitOk);
+    EXPECT_EQ(TakeFolder(folder.Path(u"new"_s), *first).exitCode, kExitOk);
     const FolderTaken taken = TakeFolder(folder.Path(u"new"_s), second);
     EXPECT_EQ(taken.exitCode, kExitAlreadyRunning);
     EXPECT_EQ(taken.problem,
               u"The data folder %1 is in use by %2."_s.arg(folder.Path(u"new"_s), second.Holder()));
     EXPECT_TRUE(second.Holder().startsWith(u"test_app (process %1 on "_s.arg(getpid())));
+    first.reset();
+    EXPECT_EQ(second.TryLock(), FolderLock::Result::Locked);
     EXPECT_EQ(TakeFolder(folder.Path(), astray).exitCode, kExitNoFolder);
     EXPECT_EQ(astray.Holder(), u"another program"_s);
 }

@@ -8,7 +8,6 @@
 #include "store/settle_bursts.h"
 #include "support/loopback.h"
 #include "support/packets.h"
-#include "support/settings_by_key.h"
 
 namespace corvane {
 namespace {
@@ -47,53 +46,6 @@ std::vector<std::vector<QueryResult::Cell>> Rows(const Program& program, const s
 }
 
 using Row = std::vector<QueryResult::Cell>;
-
-TEST_F(Road, AWrapIsCarriedIntoTheRecordsAndTheSettings) {
-    Program& program = Start();
-    ConnectGateway(program.tcpA.LocalPort());
-    constexpr std::uint64_t kTop40 = (1ULL << 40) - 500;
-    MonitorState state{.ch1Absolute = kTop40, .seconds = 1000};
-    state.aux[0] = 0xFFFFFFFF - 99;
-    Send(program, state);
-
-    clock.AdvanceSeconds(60);
-    state.seconds += 60;
-    state.ch1Absolute = 59'500;  // 60000 Ws in 60 s, over the top
-    state.aux[0] = 5900;         // 6000 Ws
-    Send(program, state);
-    Close(program);
-
-    const auto minutes =
-        Rows(program, "SELECT ch1watt, aux1watt, ch1awsc, aux1awsc, ch1kwh FROM monitordata_minute");
-    ASSERT_EQ(minutes.size(), 1U);
-    EXPECT_EQ(minutes[0], (Row{"1000", "100", std::to_string((1ULL << 40) + 59'500),
-                               std::to_string((1ULL << 32) + 5900), "305419.913132222"}));
-    EXPECT_EQ(KeptByKey(program.settings, u"Roll1A"_s, {}, u"1"_s), u"1"_s);
-    EXPECT_EQ(KeptByKey(program.settings, u"Roll3"_s, {}, u"1"_s), u"1"_s);
-    EXPECT_EQ(KeptByKey(program.settings, u"Roll2A"_s, u"-"_s, u"1"_s), u"-"_s);
-}
-
-TEST_F(Road, ARestartedCounterGivesNoWattsAndBecomesTheNewBaseline) {
-    Program& program = Start();
-    ConnectGateway(program.tcpA.LocalPort());
-    MonitorState state{.ch1Absolute = 5'000'000, .ch2Absolute = 1'000'000, .seconds = 1000};
-    Send(program, state);
-
-    clock.AdvanceSeconds(60);
-    state = {.ch1Absolute = 0, .ch2Absolute = 1'060'000, .seconds = 1060};
-    Send(program, state);
-    clock.AdvanceSeconds(60);
-    state = {.ch1Absolute = 12'000, .ch2Absolute = 1'120'000, .seconds = 1120};
-    Send(program, state);
-    Close(program);
-
-    const auto minutes =
-        Rows(program, "SELECT ch1watt, ch2watt, ch1awsc FROM monitordata_minute ORDER BY date");
-    ASSERT_EQ(minutes.size(), 2U);
-    EXPECT_EQ(minutes[0], (Row{"0", "1000", "0"}));
-    EXPECT_EQ(minutes[1], (Row{"200", "1000", "12000"}));
-    EXPECT_TRUE(program.measurement.Readings(1).counterReset);
-}
 
 TEST_F(Road, ClosingWritesWhatIsQueuedAndSaysWhatALockedDatabaseCost) {
     Program& program = Start();

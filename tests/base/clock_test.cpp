@@ -62,16 +62,6 @@ TEST(Clock, ClosingEndsRunningAndLaterPausesAtOnce) {
     EXPECT_FALSE(clock.SomeoneWaits());
 }
 
-TEST(Clock, TicksOncePerSecond) {
-    FakeClock clock;
-    int ticks = 0;
-    QObject::connect(&clock, &Clock::SecondPassed, [&ticks] { ++ticks; });
-    clock.Advance(999);
-    EXPECT_EQ(ticks, 0);
-    clock.Advance(2001);
-    EXPECT_EQ(ticks, 3);
-}
-
 TEST(Clock, WaitsForConditionsAndForASecondOfTheMinute) {
     FakeClock clock;  // at second 30
     EXPECT_EQ(SecondFromNow(clock, 29), 59);
@@ -151,13 +141,6 @@ TEST(StatusBoard, TellsEachLineAndKeepsTheLastThousand) {
         board.AddLine(QString::number(i));
     EXPECT_EQ(told.size(), 1001);
     EXPECT_EQ(QStringList(board.Lines().begin(), board.Lines().end()), told.sliced(1));
-}
-
-TEST(LocalTime, TextsOfRecords) {
-    const LocalTime time{.year = 2026, .month = 3, .day = 2, .hour = 7, .minute = 5, .second = 9};
-    EXPECT_EQ(DateTimeText(time), "2026-03-02 07:05:09");
-    EXPECT_EQ(DateMinuteText(time), "2026-03-02 07:05");
-    EXPECT_EQ(ClockText(time), "07:05:09");
 }
 
 TEST(LocalTime, BreaksDownInTheTimeZoneOfTheMachineThoughTheClockIsSetBack) {

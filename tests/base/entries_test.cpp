@@ -23,20 +23,21 @@ QString Meaning(const QString& text) {
 }
 
 TEST(Entries, StandForADateANumberAChannelOrAnAnswer) {
-    const char* const cases[] = {// each with its meaning behind it
-                                 "2026-3-2", "2026-03-02", " 2026-03-02 ", "2026-03-02",
-                                 "26-3-2",   "",           "2026-02-29",   "",
-                                 "2026-3",   "",           " -1.5 ",       "-1.5",
-                                 "1e3",      "1000",       "inf",          "",
-                                 "1e999",    "",           "12 W",         "",
-                                 "",         "",           "CH1",          "channel 0",
-                                 "cH2",      "channel 1",  "aux1",         "channel 2",
-                                 "AUX5",     "channel 6",  "aux6",         "",
-                                 "CH",       "",           "CH11",         "",
-                                 "yes",      "yes!",       "no",           "no!",
-                                 "cancel",   "cancel!",    "Yes",          ""};
-    for (std::size_t i = 0; i < std::size(cases); i += 2)
-        EXPECT_EQ(Meaning(QString::fromLatin1(cases[i])), QString::fromLatin1(cases[i + 1])) << cases[i];
+    for (const auto& [text, meaning] : {std::pair("2026-3-2", "2026-03-02"),
+                                        {" 2026-03-02 ", "2026-03-02"},
+                                        {" -1.5 ", "-1.5"},
+                                        {"1e3", "1000"},
+                                        {"CH1", "channel 0"},
+                                        {"cH2", "channel 1"},
+                                        {"aux1", "channel 2"},
+                                        {"AUX5", "channel 6"},
+                                        {"yes", "yes!"},
+                                        {"no", "no!"},
+                                        {"cancel", "cancel!"}})
+        EXPECT_EQ(Meaning(QString::fromLatin1(text)), QString::fromLatin1(meaning)) << text;
+    for (const char* text :
+         {"", "26-3-2", "2026-02-29", "2026-3", "inf", "1e999", "12 W", "aux6", "CH", "CH11", "Yes"})
+        EXPECT_EQ(Meaning(QString::fromLatin1(text)), QString()) << text;
     EXPECT_EQ(ChannelColumns("kwh"), "ch1kwh,ch2kwh,aux1kwh,aux2kwh,aux3kwh,aux4kwh,aux5kwh");
 }
 
