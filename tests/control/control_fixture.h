@@ -61,6 +61,11 @@ protected:
             {reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())});
     }
 
+    /// Whether what comes on the link goes to a command, and not to the framer.
+    [[nodiscard]] bool IsHeld(int stream) const {
+        return framer_.PacketHold(stream) && links_[static_cast<std::size_t>(stream)]->ReplyCapture();
+    }
+
     /// Whether nothing of the link is kept from the framer.
     [[nodiscard]] bool IsFree(int stream) const {
         return !framer_.PacketHold(stream) && !links_[static_cast<std::size_t>(stream)]->ReplyCapture();

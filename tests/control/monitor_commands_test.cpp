@@ -143,7 +143,7 @@ TEST_F(MonitorCommandsTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEnd
                 error = outcome.Error().toStdString();
             });
         clock_.Advance(2000);
-        EXPECT_FALSE(IsFree(kStreamSerialC));
+        EXPECT_TRUE(IsHeld(kStreamSerialC));
         c.happens();
         if (error.empty()) clock_.Advance(1000);
         EXPECT_NE(error.find(c.what), std::string::npos) << error;

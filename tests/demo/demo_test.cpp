@@ -27,6 +27,11 @@ TEST(Demo, HasDaysOfRecordsThatItsMonitorsGoOnFrom) {
               (std::vector<std::string>{"301234|168", "400123|168", "500042|168"}));
     EXPECT_EQ(Rows(path, "SELECT id, deviceaddress, ch1alias FROM applicationinfo"),
               (std::vector<std::string>{"1|301234|House", "2|400123|Flat A", "3|500042|Workshop"}));
+    EXPECT_EQ(Rows(path,
+                   "SELECT min(substr(date, 12, 4)), max(substr(date, 12, 4)) FROM monitordata_minute "
+                   "WHERE deviceaddress = 301234 AND ch2watt > 20"),
+              std::vector<std::string>{"05:1|19:2"})
+        << "the sun rises and sets at its time";
     EXPECT_EQ(Rows(path, "SELECT count(*) FROM monitordata_minute WHERE volt = 0 OR secondscounter = 0"),
               std::vector<std::string>{"0"});
     const auto stored = Rows(path, "SELECT max(ch1kwh) FROM monitordata_minute WHERE deviceaddress = 301234");

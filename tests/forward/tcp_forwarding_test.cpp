@@ -118,6 +118,7 @@ TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSa
         Feed(seconds + 1);
         int held = 0;
         for (; framer_.GoodPackets() < before + 2 && held < 60'000; held += 50) {
+            if (line.Column(2) == u"off" && held == 1000) Set(u"HAServerEnable"_s, u"False"_s);
             EXPECT_NE(A().seconds, std::optional(static_cast<std::int32_t>(seconds + 1)));
             clock_.Advance(50);
         }
@@ -125,6 +126,8 @@ TEST_F(TcpForwardingTest, ASocketInTheErrorStateHoldsThePacketsAsLongAsItsPathSa
         EXPECT_EQ(A().seconds, std::optional(static_cast<std::int32_t>(seconds + 1)));
         const QStringList log = errorLog_.Load().lines;
         EXPECT_EQ(log.join(u'\n').section(u'\t', 1, 1).toStdString(), line.Word(4));
+
+        if (line.Column(2) == u"off") continue;
 
         // Whatever became of it, the port is tried again and holds up no further packet.
         for (std::uint64_t further = 3; further < 5; ++further) {
@@ -227,6 +230,17 @@ TEST_F(TcpForwardingTest, EntriesAreCheckedAndLatchesKept) {
     EXPECT_FALSE(settings_.IsOn(kServerBLatch));
     EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
     EXPECT_EQ(forwarding_.listeningServer.State(), SocketState::Closed);  // is not enabled
+    forwarding_.serverB.Close();
+    Set(u"HAbinaryData"_s, u"True"_s);
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Closed) << "only a change of its own switch opens it";
+
+    QTcpServer holder;
+    ASSERT_TRUE(holder.listen(QHostAddress::Any, portB_));
+    forwarding_.serverB.Listen();
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Error);
+    holder.close();
+    clock_.AdvanceSeconds(10);
+    EXPECT_EQ(forwarding_.serverB.State(), SocketState::Listening);
 }
 
 TEST_F(TcpForwardingTest, AServerThatIsStoppedWhileItWaitsForItsPortStaysClosed) {

@@ -190,11 +190,11 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
         const auto hours = (At(hour) - At("2026-05-01 08:10:00")) / kWallHour;
         Hour(hour, 50 + static_cast<double>(hours));
     }
-    Minute("2026-05-01 10:09:00", 100, 52.1);  // between two hourly readings, and ahead of one
-    Minute("2026-05-01 10:11:00", 200, 52.2);
-    Minute("2026-05-01 10:11:00", 200, 52.2);  // there twice, as the one below is
+    Minute("2026-05-01 10:09:00", 100, 52.1);  // 180 s until the next: no gap to be filled
+    Minute("2026-05-01 10:12:00", 200, 52.2);
+    Minute("2026-05-01 10:12:00", 200, 52.2);  // there twice, as the one below is
     Minute("2026-05-01 10:10:00", 150, 52.2);  // by a clock that was set back
-    Minute("2026-05-01 10:11:00", 5, 1, "300002");
+    Minute("2026-05-01 10:12:00", 5, 1, "300002");
     Minute("2027-01-01 00:00:00", 5, 60);
     const auto history = std::make_shared<DeviceHistory>();
     history->address = "300001";
@@ -202,13 +202,13 @@ TEST_F(HistoryReading, HourlyReadingsFillWhatMinuteRecordsLeaveOpenAndNewRowsAre
     history->to = At("2027-01-01 00:00:00");
     EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
     EXPECT_EQ(BarsText(history->energy, CalendarUnit::Day, "2026-05-01 00:00:00", "2026-05-02 00:00:00"),
-              "05-01 00=2200/121 between=0");
+              "05-01 00=2200/122 between=0");
     EXPECT_THAT(history->power.watts[0], ElementsAre(100, 150, 200));
     EXPECT_EQ(history->tariff.prices[2], 0.134);
 
     Execute(path, "UPDATE applications SET kwhtime3 = '21:00'");
-    Minute("2026-05-01 10:11:00", 200, 52.2);
-    Minute("2026-05-01 10:12:00", 300, 52.3);
+    Minute("2026-05-01 10:12:00", 200, 52.2);
+    Minute("2026-05-01 10:13:00", 300, 52.3);
     EXPECT_EQ(Run(ReadHistory(history)).errorText, "");
     EXPECT_THAT(history->power.watts[0], ElementsAre(100, 150, 200, 300));
     EXPECT_EQ(history->tariff.begins[2], 21);

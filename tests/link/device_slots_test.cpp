@@ -125,6 +125,9 @@ TEST_F(DeviceSlotsTest, TheRowOfASlotIsAddedWhereItIsMissingAndOthersKeepTheirLa
          std::vector<std::pair<int, QString>>{{4, u"404444"_s}, {1, u"101111"_s}, {4, u"405555"_s}})
         EXPECT_EQ(Enter(slot, text), "");
     EXPECT_EQ(Addresses(), (std::vector<std::string>{"1|101111|Kitchen", "4|405555|no label"}));
+    EXPECT_EQ(slots_.InUse(), 4) << "up to the last that is bound";
+    settings_.Save(kDeviceQuantity, 5);
+    EXPECT_EQ(slots_.InUse(), 5);
 }
 
 TEST_F(DeviceSlotsTest, ADatabaseThatIsLockedIsSaidAndTheSettingKept) {

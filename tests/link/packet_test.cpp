@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "link/raw_view.h"
 #include "support/packets.h"
 
 namespace corvane {
@@ -85,6 +86,26 @@ TEST(Packet, OnlyAZeroChecksumByteCanBeRefused) {
             ASSERT_EQ(IsAccepted(sum, checksum), !wrong) << "sum " << sum << " checksum " << checksum;
         }
     }
+}
+
+TEST(RawView, TakesPacketsApartWhateverTheirChecksumAndShowsTheRestAsBytes) {
+    Bytes refused = PacketOf({.model = Model::TwoChannel});
+    refused.back() = 0;
+    const Bytes cut = {0xFE, 0xFF, 0x03, 0xA9};
+    std::string stream(17, '\x0F');
+    for (const Bytes& bytes : {refused, PacketOf({.ch1Hundredths = 1050}), cut})
+        stream.append(bytes.begin(), bytes.end());
+    const std::vector<std::string> lines = RawView(stream);
+    ASSERT_EQ(lines.size(), 2U + (1 + 11 + 1) + (1 + kPacketFields.size() + 1) + 1);
+    EXPECT_EQ(lines[0], "0F 0F 0F 0F 0F 0F 0F 0F 0F 0F 0F 0F 0F 0F 0F 0F");
+    EXPECT_EQ(lines[1], "0F");
+    EXPECT_EQ(lines[2], "VRQ-5806 packet, serial text 301234, refused by its checksum");
+    EXPECT_EQ(lines[3], "  line voltage        04 B5           120.5 V");
+    EXPECT_EQ(lines[8], "  serial number       D2 04           1234");
+    EXPECT_EQ(lines[14], "  checksum            00");
+    EXPECT_EQ(lines[15], "VRQ-5810 packet, serial text 301234");
+    EXPECT_EQ(lines[24], "  CH1 current         1A 04           10.5 A");
+    EXPECT_EQ(lines.back(), "FE FF 03 A9");
 }
 
 }  // namespace

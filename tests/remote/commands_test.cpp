@@ -53,6 +53,26 @@ TEST_F(Commands, DoWhatTheyTell) {
     EXPECT_EQ(data_[u"nightly"_s][u"delete"_s], task);
 }
 
+TEST_F(Commands, CompareTheReadOutsThatAreKept) {
+    Program& program = Start();
+    const char* const none = R"(There are no two read-outs to compare; "monitor history" lists them.)";
+    SettingsBlock block;
+    block.Set(MonitorSetting::UnitId, 3);
+    block.Set(MonitorSetting::SerialNumber, 1234);
+    const auto keep = [&](int seconds) {
+        block.Set(MonitorSetting::SendFrequency, seconds);
+        EXPECT_TRUE(program.monitorHistory.Keep(block, clock.Now()));
+        clock.AdvanceSeconds(1);
+    };
+    EXPECT_EQ(Ask(program, u"monitor diff 2026"_s), none);
+    keep(8);
+    EXPECT_EQ(Ask(program, u"monitor diff"_s), none);
+    EXPECT_EQ(Ask(program, u"monitor diff 2026"_s), "From 2026-03-02_10-20-30 to 2026-03-02_10-20-30:");
+    keep(9);
+    EXPECT_EQ(Ask(program, u"monitor diff"_s),
+              "From 2026-03-02_10-20-30 to 2026-03-02_10-20-31:\nPacket Send Frequency: 8 -> 9");
+}
+
 TEST_F(Commands, TellWhatCameAndHowItStands) {
     Program& program = Start();
     Ask(program, u"create-power-tables"_s);

@@ -59,6 +59,9 @@ QString TextOf(const std::variant<SimOptions, SimOptionsExit>& parsed) {
 }
 
 TEST(SimOptions, AreTakenAsGivenOrRefused) {
+    SimOptions defaults;
+    defaults.line = ListenOn();
+    EXPECT_EQ(TextOf(defaults), LinesOf("Options")[0].right);
     for (const DataLine& line : LinesOf("Options")) {
         const QString options = u"corvane-sim "_s + line.left;
         const QString text = TextOf(ParseSimOptions(options.split(u' ', Qt::SkipEmptyParts)));
