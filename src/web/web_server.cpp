@@ -347,6 +347,7 @@ void WebServer::EndOverdue() {
         if (connection->deadline != 0 && clock_.Monotonic() >= connection->deadline)
             shutdown(connection->descriptor, SHUT_RDWR);  // the library then finds it closed
     }
+    RunSoon();  // after there was no room, the library listens again only when it is run
 }
 
 }  // namespace corvane

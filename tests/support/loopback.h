@@ -52,7 +52,8 @@ template <typename Condition>
 class FarEnd {
 public:
     /// Connects to a port of this machine. The system does this alone: the server has not noticed yet.
-    explicit FarEnd(std::uint16_t port) {
+    explicit FarEnd(std::uint16_t port, const QHostAddress& from = {}) {
+        EXPECT_TRUE(from.isNull() || socket_.bind(from));
         socket_.connectToHost(QHostAddress::LocalHost, port);
         EXPECT_TRUE(socket_.waitForConnected(5000)) << "port " << port;
     }

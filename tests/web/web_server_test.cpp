@@ -240,6 +240,19 @@ TEST_F(WebServerTest, NeitherIdleNorSlowConnectionsHoldUpAnything) {
     SendPacket(program, 1000);
     EXPECT_TRUE(program.measurement.Readings(1).Seen());
 
+    // Another address finds room, up to as many as there may be of all; the next waits for its turn.
+    std::vector<std::unique_ptr<FarEnd>> others;
+    while (others.size() < 256 - 160 + 1) {
+        others.push_back(std::make_unique<FarEnd>(WebPort(), QHostAddress(u"127.0.0.2"_s)));
+        QCoreApplication::processEvents();
+    }
+    FarEnd& late = *others.back();
+    late.Send("GET /live.json HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    for (int i = 0; i < 100; ++i)
+        QCoreApplication::processEvents();
+    EXPECT_EQ(late.Received(), QByteArray());
+    EXPECT_FALSE(others.front()->IsGone());
+
     // Who sends a letter at a time wins nothing: the patience is that for the whole request.
     for (int second = 1; second < 15; ++second) {
         clock.AdvanceSeconds(1);
@@ -248,6 +261,9 @@ TEST_F(WebServerTest, NeitherIdleNorSlowConnectionsHoldUpAnything) {
     EXPECT_EQ(gone(), kTurnedAway);
     clock.AdvanceSeconds(1);
     ASSERT_TRUE(SpinUntil([&] { return gone() == kCrowd; })) << gone();
+    clock.AdvanceSeconds(1);
+    ASSERT_TRUE(SpinUntil([&] { return late.IsGone(); }));
+    EXPECT_EQ(HttpReply(late.Received()).status, 200);
 
     // The next request on a connection that is kept has as long.
     FarEnd browser(WebPort());
