@@ -214,6 +214,15 @@ TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
         Q_EMIT clock.SecondPassed();
         return channel->text() == u"CH1  Mains"_s && Value(u"CH1  Mains"_s) == u"\u2013"_s;
     }));
+
+    ShowPage(u"log"_s);
+    ASSERT_TRUE(SpinUntil([this] { return program_->database.Run("DROP TABLE monitordata_hourly").Ok(); }));
+    ShowPage(kPage);
+    const auto* said = qobject_cast<QCPItemText*>(View()->item(0));
+    EXPECT_TRUE(SpinUntil([&] {
+        Q_EMIT clock.SecondPassed();
+        return said->text() == u"Reading failed: no such table: monitordata_hourly"_s;
+    })) << said->text().toStdString();
 }
 
 TEST_F(ChartsTest, NewRecordsAreReadOnceAMinuteAndAnotherDatabaseAtOnce) {

@@ -61,6 +61,7 @@ protected:
 TEST_F(FirstStepsTest, TheyLeadFromAMonitorThatIsHeardToNamedChannels) {
     steps_ = Open(u"database"_s).findChild<FirstSteps*>();
     ASSERT_NE(steps_, nullptr) << "they are offered where no monitor is known";
+    EXPECT_EQ(steps_->windowTitle(), u"First steps"_s);
     Press(QWizard::NextButton);
     EXPECT_TRUE(
         Says(u"Let the gateway connect to this computer, %1, port %2."_s.arg(QHostInfo::localHostName())
@@ -75,6 +76,7 @@ TEST_F(FirstStepsTest, TheyLeadFromAMonitorThatIsHeardToNamedChannels) {
     clock.AdvanceSeconds(1);
     auto* heard = steps_->findChild<QListWidget*>();
     ASSERT_EQ(heard->count(), 2);
+    EXPECT_EQ(heard->accessibleName(), u"Monitors heard"_s);
     EXPECT_EQ(heard->currentRow(), 0);
     heard->setCurrentRow(1);
     clock.AdvanceSeconds(1);
