@@ -96,8 +96,8 @@ private:
 
     QSettings settings_;
     QString notSaved_;
-    QHash<QString, QString> storedNames_;  ///< "section/key" in lower case -> as the file spells it
-    QHash<QString, QString> waiting_;      ///< what found no room in the file yet, by its name there
+    QHash<QString, QString> storedNames_;         ///< "section/key" in lower case -> as the file spells it
+    QHash<QString, QString> waiting_;             ///< what found no room in the file yet, by its name there
     mutable QHash<QString, QString> unreadable_;  ///< "section/key" -> the value that was told
 };
 

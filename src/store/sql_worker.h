@@ -25,8 +25,8 @@ public:
     SqlSession& operator=(const SqlSession&) = delete;
 
     /// The connection; false where the file could not be opened. A lock that others hold is waited for as
-    /// long as the run has patience, and once that was in vain, no more. A statement that runs when the job is to stop ends
-    /// with the error text "interrupted"; one that waits then, with "database is locked".
+    /// long as the run has patience, and once that was in vain, no more. A statement that runs when the job
+    /// is to stop ends with the error text "interrupted"; one that waits then, with "database is locked".
     [[nodiscard]] const CaptureDatabase::Connection& Database() const { return connection_; }
 
     /// Tells what is being done from now on. `rows` is how many rows the next statement is going to step
