@@ -56,6 +56,12 @@ protected:
 
     QDateEdit* Day(const QString& name) { return Find<QDateEdit>(kPage, name); }
     ChartView* View() { return Find<ChartView>(kPage, u"Chart"_s); }
+    /// Where the curves would be.
+    QString Said() {
+        for (int item = 0; item < View()->itemCount(); ++item)
+            if (const auto* text = qobject_cast<QCPItemText*>(View()->item(item))) return text->text();
+        return {};
+    }
     QComboBox* Bars() { return Find<QComboBox>(kPage, u"Bars"_s); }
     std::string Label(const QString& name) { return Find<QLabel>(kPage, name)->text().toStdString(); }
 
@@ -218,11 +224,10 @@ TEST_F(ChartsTest, WhatWasRenamedOrDeletedMeanwhileIsReadAgain) {
     ShowPage(u"log"_s);
     ASSERT_TRUE(SpinUntil([this] { return program_->database.Run("DROP TABLE monitordata_hourly").Ok(); }));
     ShowPage(kPage);
-    const auto* said = qobject_cast<QCPItemText*>(View()->item(0));
     EXPECT_TRUE(SpinUntil([&] {
         Q_EMIT clock.SecondPassed();
-        return said->text() == u"Reading failed: no such table: monitordata_hourly"_s;
-    })) << said->text().toStdString();
+        return Said() == u"Reading failed: no such table: monitordata_hourly"_s;
+    })) << Said().toStdString();
 }
 
 TEST_F(ChartsTest, NewRecordsAreReadOnceAMinuteAndAnotherDatabaseAtOnce) {
@@ -253,11 +258,6 @@ TEST_F(ChartsTest, ALockIsWaitedForAndTheDevicesOfTheFileOfBeforeDoNotStay) {
     const std::string next = folder.Path(u"next.db3"_s).toStdString();
     ASSERT_TRUE(CreateTables(next));
     Execute(next, "UPDATE applicationinfo SET deviceaddress = 300002");
-    const auto said = [this] {
-        for (int item = 0; item < View()->itemCount(); ++item)
-            if (const auto* text = qobject_cast<QCPItemText*>(View()->item(item))) return text->text();
-        return QString();
-    };
     const auto isRead = [this](const QString& device) {
         Q_EMIT clock.SecondPassed();
         return Find<QComboBox>(kPage, u"Device"_s)->currentText() == device;
@@ -268,8 +268,8 @@ TEST_F(ChartsTest, ALockIsWaitedForAndTheDevicesOfTheFileOfBeforeDoNotStay) {
         Q_EMIT program_->databaseFiles.Adopted();
         EXPECT_TRUE(SpinUntil([&] {
             Q_EMIT clock.SecondPassed();
-            return said() == kHeldText;
-        })) << said().toStdString();
+            return Said() == kHeldText;
+        })) << Said().toStdString();
         if (changes) {
             program_->database.UseFile(next);
             Q_EMIT program_->databaseFiles.Adopted();

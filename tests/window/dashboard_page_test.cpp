@@ -162,7 +162,7 @@ TEST_F(DashboardPageTest, ChannelsAreChosenAndRemembered) {
     EXPECT_EQ(Told(u"A  AUX1"_s), "12 W, 0.000 KWh");
     clock.Jump(-3600);
     Measure(2, 700, 0);
-    EXPECT_EQ(Find<QLabel>(u"dashboard"_s, u"Last packet"_s)->text(), u"Mon, Mar 02, 9:20:33 am"_s)
+    EXPECT_EQ(Find<QLabel>(u"dashboard"_s, u"Last packet"_s)->text(), u"Mon, Mar 02, 09:20:33 am"_s)
         << "the last that came, though its stamp is an earlier one";
     for (const int channel : {0, 2})
         toggle(0, channel);
