@@ -2,6 +2,7 @@
 // minutes pass as fast as packets do, and what must be recorded is known to the row.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QFile>
 
 #include <cstring>
@@ -114,14 +115,19 @@ inline QJsonObject DatabaseStatus(const ServiceFolder& house) {
 /// Returns when the queue is written, but for the newest record. A burst begins with a record that comes.
 inline void AwaitWriting(const ServiceFolder& house, SteppedService& service) {
     constexpr int kPatience = 1'800'000;  // ms, for a slow disk
+    constexpr int kNoBurst = 2000;        // ms without a change
     int before = 0;
+    QElapsedTimer unchanged;
+    unchanged.start();
     Require(SpinUntil(
                 [&] {
                     const QJsonObject status = DatabaseStatus(house);
                     const int pending = status[QStringLiteral("pending")].toInt(before);
-                    const bool stands = std::exchange(before, pending) == pending;
-                    if (pending > 1 && stands && status[QStringLiteral("countdown")] == 0)
+                    if (std::exchange(before, pending) != pending) unchanged.start();
+                    if (pending > 1 && unchanged.hasExpired(kNoBurst)) {
                         service.PassMinute();
+                        unchanged.start();
+                    }
                     return pending == 1;
                 },
                 kPatience),
