@@ -130,7 +130,7 @@ void Capture(const RenewedFolder& house, const SmallDisk& disk, SteppedWall& wal
     Refuses(house, {u"db"_s, u"backup"_s});
     Refuses(house, {u"db"_s, u"condense"_s, u"2025-12-31"_s, u"2026-01-02"_s});
     const Answered set = Ctl(house, {u"set"_s, u"VoltX2"_s, u"True"_s});
-    std::printf("set: %d, %s\n", set.code, qPrintable(set.text));
+    Require(set.code != 0 && set.text.contains(u"could not be saved"_s), u"the setting: "_s + set.text);
 
     disk.MakeRoom();
     AwaitWriting(house, service);
