@@ -49,7 +49,7 @@ private:
 
 /// Who may do what with a file, as it is written for chmod: "600".
 inline std::string Rights(const QString& path) {
-    const int rights = QFile::permissions(path).toInt();
+    const auto rights = static_cast<unsigned>(QFile::permissions(path).toInt());
     return std::to_string(100 * (rights >> 12 & 7) + 10 * (rights >> 4 & 7) + (rights & 7));
 }
 
