@@ -232,7 +232,7 @@ QCoro::Task<Reply> ResetLabels(Program& program, QStringList, Operator& op) {
 }
 
 QString TaskLine(const NightlyRuns& runs, const NightlyRuns::Task& task) {
-    if (const QString hindrance = runs.Hindrance(task); !hindrance.isEmpty()) return hindrance;
+    if (QString hindrance = runs.Hindrance(task); !hindrance.isEmpty()) return hindrance;
     return u"%1: %2, data older than %3 days. %4"_s.arg(task.name, runs.IsOn(task) ? u"on"_s : u"off"_s,
                                                         runs.DaysText(task), task.label);
 }

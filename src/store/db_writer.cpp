@@ -97,11 +97,12 @@ QCoro::Task<Outcome> DbWriter::WriteBeforeChange() {
 
 void DbWriter::GiveUpAll() {
     const QString why = lastDbMessage_.isEmpty() ? u"The program ended"_s : lastDbMessage_;
-    std::vector<QueuedStatement> newestFirst;
+    std::vector<QueuedStatement> statements;
     while (buffer_.Pointer() > 0)
-        newestFirst.push_back(buffer_.TakeNewest());
-    for (auto statement = newestFirst.rbegin(); statement != newestFirst.rend(); ++statement)
-        GiveUp(*statement, why);
+        statements.push_back(buffer_.TakeNewest());
+    std::ranges::reverse(statements);
+    for (const QueuedStatement& statement : statements)
+        GiveUp(statement, why);
 }
 
 void DbWriter::GiveUp(const std::string& statement) {

@@ -56,7 +56,7 @@ public:
 
     /// What it printed since the last look.
     [[nodiscard]] QString News() {
-        const QString news = QString::fromUtf8(process_.readAll());
+        QString news = QString::fromUtf8(process_.readAll());
         output_ += news;
         return news;
     }
