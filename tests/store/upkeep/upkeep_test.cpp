@@ -229,7 +229,7 @@ private:
         {u"new"_s, [this](auto&) { return Result(files_.NewDatabase(op)); }},
         {u"create"_s,
          [this](const QString& target) {
-             const std::string error = Result(files_.CreateNewDB(target, op));
+             std::string error = Result(files_.CreateNewDB(target, op));
              if (!error.empty()) return error;
              return std::string(database.databasePath() == target.toStdString() ? "in use" : "not in use");
          }},
