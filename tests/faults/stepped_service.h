@@ -24,6 +24,10 @@ public:
         Require(file_.open(QIODevice::ReadWrite), "no file of the wall clock");
         seconds_ = file_.map(0, sizeof(std::int64_t));
         Require(seconds_ != nullptr, "no memory of the wall clock");
+        // Blanks part the libraries that are preloaded, and the folder of the programs may have some.
+        const QDir programs(QCoreApplication::applicationDirPath());
+        Require(QFile::link(programs.filePath(QStringLiteral("libstepped_wall.so")), Library()),
+                "no link to the library of the wall clock");
         Set();
     }
 
@@ -33,6 +37,7 @@ public:
     }
     [[nodiscard]] int Minutes() const { return minutes_; }
     [[nodiscard]] QString Path() const { return file_.fileName(); }
+    [[nodiscard]] QString Library() const { return folder_.Path(QStringLiteral("wall.so")); }
 
 private:
     void Set() {
@@ -80,13 +85,12 @@ public:
 private:
     static QStringList Command(const ServiceFolder& house, const SteppedWall& wall) {
         const QDir programs(QCoreApplication::applicationDirPath());
-        return QStringList{
-                   QStringLiteral("TZ=UTC"),
-                   QStringLiteral("ASAN_OPTIONS=verify_asan_link_order=0"),
-                   QStringLiteral("STEPPED_WALL=") + wall.Path(),
-                   QStringLiteral("LD_PRELOAD=") + programs.filePath(QStringLiteral("libstepped_wall.so")),
-                   programs.filePath(QStringLiteral("corvaned")),
-                   QStringLiteral("-v")} +
+        return QStringList{QStringLiteral("TZ=UTC"),
+                           QStringLiteral("ASAN_OPTIONS=verify_asan_link_order=0"),
+                           QStringLiteral("STEPPED_WALL=") + wall.Path(),
+                           QStringLiteral("LD_PRELOAD=") + wall.Library(),
+                           programs.filePath(QStringLiteral("corvaned")),
+                           QStringLiteral("-v")} +
                house.Arguments();
     }
 
