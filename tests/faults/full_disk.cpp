@@ -194,13 +194,19 @@ bool HaveOwnMounts() {
     return unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
+void RunOnOwnMounts(const QStringList& words) {
+    // Kept from now on: in a chroot, a program does not find itself any more once it has mounts of its own.
+    (void)QCoreApplication::applicationFilePath();
+    if (!HaveOwnMounts()) {
+        std::puts("This machine cannot run it: it gives no mount of its own, which takes root.");
+        std::exit(kCannotRun);
+    }
+    Run(words);
+}
+
 }  // namespace
 }  // namespace corvane
 
 int main(int argc, char** argv) {
-    if (!corvane::HaveOwnMounts()) {
-        std::puts("This machine cannot run it: it gives no mount of its own, which takes root.");
-        return corvane::kCannotRun;
-    }
-    return corvane::RunWith(argc, argv, "KIB...", corvane::Run);
+    return corvane::RunWith(argc, argv, "KIB...", corvane::RunOnOwnMounts);
 }
