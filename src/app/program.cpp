@@ -152,7 +152,7 @@ QCoro::Task<> Program::Close(Operator& op) {
     }
     records.GiveUpUndecided();
     if (dbWriter.Buffer().UnwrittenRecords() > 0) (void)co_await dbWriter.Drain(0);
-    dbWriter.GiveUpAll();
+    co_await dbWriter.GiveUpAll();
     if (!unwritten.Save()) {
         const QString lost =
             u"The records that were still queued are lost: neither the database nor %1 takes them."_s.arg(

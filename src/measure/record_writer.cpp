@@ -184,21 +184,18 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
 
 void RecordWriter::WriteMinute(const DeviceReadings& readings) {
     writer_.WriteSQL(sql::MinuteRow(readings));
-    const MinuteRow rows[] = {{.energy = false, .statement = sql::PowerRow(readings)},
-                              {.energy = true, .statement = sql::EnergyRow(readings)}};
-    for (const MinuteRow& row : rows) {
-        if (tablesKnown_) {
-            WriteWhereTableIs(row);
-        } else if (undecided_.size() < kMostUndecided) {
-            undecided_.push_back(row);
-        } else {
-            writer_.GiveUp(row.statement);
-        }
-    }
+    if (hasPowerTable_ || !tablesKnown_) WriteWhereTableIs({false, sql::PowerRow(readings)});
+    if (hasEnergyTable_ || !tablesKnown_) WriteWhereTableIs({true, sql::EnergyRow(readings)});
 }
 
 void RecordWriter::WriteWhereTableIs(const MinuteRow& row) {
-    if (row.energy ? hasEnergyTable_ : hasPowerTable_) writer_.WriteSQL(row.statement);
+    if (tablesKnown_) {
+        if (row.energy ? hasEnergyTable_ : hasPowerTable_) writer_.WriteSQL(row.statement);
+    } else if (undecided_.size() < kMostUndecided) {
+        undecided_.push_back(row);
+    } else {
+        writer_.GiveUp(row.statement);
+    }
 }
 
 }  // namespace corvane

@@ -58,6 +58,7 @@ void DbWriter::LoadFrequency() {
 }
 
 void DbWriter::WriteSQL(const std::string& statement) {
+    if (closed_) return GiveUp(statement);
     if (const auto replaced = buffer_.Append(statement + ";")) {
         lastDbMessage_ = u"  DB Pointer at MAX = "_s + QString::number(DbBuffer::kMax);
         errorLog_.LogError(0, u"The queue of the database is full; a record was given up."_s, lastDbMessage_);
@@ -91,11 +92,12 @@ QCoro::Task<Outcome> DbWriter::WriteBeforeChange() {
     if (written || !locked_) co_return Outcome::Success();
     co_return Outcome::Failure(
         u"%1 is locked by another program, and the last records belong into it. It stays in use; try again "
-        u"when it is "
-        "free."_s.arg(QString::fromStdString(database_.databasePath())));
+        "when it is free."_s.arg(QString::fromStdString(database_.databasePath())));
 }
 
-void DbWriter::GiveUpAll() {
+QCoro::Task<> DbWriter::GiveUpAll() {
+    closed_ = true;
+    if (bursting_) co_await qCoro(this, &DbWriter::BurstEnded);
     const QString why = lastDbMessage_.isEmpty() ? u"The program ended"_s : lastDbMessage_;
     std::vector<QueuedStatement> statements;
     while (buffer_.Pointer() > 0)
@@ -165,7 +167,7 @@ void DbWriter::Note(const Written& written) {
     opened_ = written.opened;
     failed_ = !opened_ || !written.errorText.empty();
     if (!written.errorText.empty()) NoteFailure(written.errorText);
-    if (!failed_ && !written.alone && buffer_.Pointer() > 1 && !maintenanceBusy_) {
+    if (!failed_ && !written.alone && buffer_.Pointer() > 1 && !maintenanceBusy_ && !closed_) {
         BurstOn();
         return;
     }

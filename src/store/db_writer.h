@@ -82,8 +82,9 @@ public:
     /// Gives up a record that never came into the queue.
     void GiveUp(const std::string& statement);
 
-    /// Gives up all records that the database does not have yet: the last thing before the program ends.
-    void GiveUpAll();
+    /// Gives up all records that the database does not have yet, once the burst that is under way has ended,
+    /// and from then on every record that comes: the last thing before the program ends.
+    QCoro::Task<> GiveUpAll();
 
     /// Whether a burst is under way.
     [[nodiscard]] bool Bursting() const { return bursting_; }
@@ -94,15 +95,19 @@ public:
     [[nodiscard]] const QString& LastDbMessage() const { return lastDbMessage_; }
 
     // The fields of the main screen.
-    [[nodiscard]] QString BufferText() const;
-    [[nodiscard]] QString WaitText() const;  ///< why records wait longer than they should; empty where they
-                                             ///< do not  ///< "DB Buffer = " and the count without the newest
+    [[nodiscard]] QString BufferText() const;  ///< "DB Buffer = " and the count without the newest
     [[nodiscard]] QString WriteStateText() const { return writeState_; }
     [[nodiscard]] QString DatabaseMessageText() const {
         return databaseMessage_;
     }  ///< last error with its time
     [[nodiscard]] Indicator WriteIndicator() const { return indicator_; }
     [[nodiscard]] QString IndicatorText() const { return indicatorText_; }
+
+    /// Why records wait longer than they should; empty where they do not.
+    [[nodiscard]] QString WaitText() const;
+
+    /// That, or else how the writing stands.
+    [[nodiscard]] QString StateText() const { return WaitText().isEmpty() ? writeState_ : WaitText(); }
 
 Q_SIGNALS:
     void BurstEnded();
@@ -142,6 +147,7 @@ private:
     bool maintenanceBusy_ = false;
     bool enabled_ = false;
     bool bursting_ = false;
+    bool closed_ = false;  ///< all was given up, or is about to be
     bool locked_ = false;  ///< what the last burst met
     bool opened_ = true;
     bool failed_ = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <span>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -61,8 +62,7 @@ const char* const kNewEnergyTable =
 
 std::string StoredTotals(std::int64_t serial) {
     return "select ch1akwh,ch1akwh,ch1pkwh,ch2pkwh,aux1kwh,aux2kwh,aux3kwh,aux4kwh,aux5kwh from storedtotal "
-           "where "
-           "deviceaddress = " +
+           "where deviceaddress = " +
            std::to_string(serial);
 }
 const char* const kWrapSeconds = "select  secondswrap from wraparound   WHERE unit = 1";
@@ -153,15 +153,10 @@ FileCheck Verdict(const QueryResult& result) {
     return check;
 }
 
-struct DataTableText {
-    const char* name;
-    const char* statement;
-};
-const DataTableText kDataTables[] = {{"monitordata_hourly", sql::kNewHourlyTable},
-                                     {"monitordata_minute", sql::kNewMinuteDataTable}};
+const std::span kDataTables = std::span(kBaseTables).last<2>();  // those of the records
 
 /// A record of a table, as the capture fills it, of long ago.
-std::string TrialRecord(const DataTableText& table) {
+std::string TrialRecord(const BaseTable& table) {
     std::string columns = "date";
     std::string values = "'1900-01-01 00:00:00'";
     for (const sql::Column& column : sql::ColumnsOf(table.statement)) {
@@ -175,7 +170,7 @@ std::string TrialRecord(const DataTableText& table) {
 /// Writes records into an open file; closing it takes them back.
 FileCheck TryToWrite(const CaptureDatabase::Connection& connection) {
     QueryResult result = connection.GetTable("BEGIN IMMEDIATE");
-    for (const DataTableText& table : kDataTables)
+    for (const BaseTable& table : kDataTables)
         if (result.Ok()) result = connection.GetTable(TrialRecord(table));
     if (result.errorText == "database or disk is full")
         return {};  // of the moment; records are kept meanwhile
@@ -229,7 +224,7 @@ FileCheck CheckDatabaseFile(const QString& path) {
 
 std::string WrongTables(const CaptureDatabase::Connection& connection) {
     std::vector<std::string> statements = {"SELECT id FROM applicationinfo", "SELECT id FROM applications"};
-    for (const DataTableText& table : kDataTables)
+    for (const BaseTable& table : kDataTables)
         statements.push_back(TrialRecord(table));
     for (const std::string& statement : statements) {
         QueryResult prepared = connection.GetTable("EXPLAIN " + statement);

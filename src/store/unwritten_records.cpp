@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "base/clock.h"
+#include "store/app_folder.h"
 #include "store/error_log.h"
 
 namespace corvane {
@@ -95,7 +96,7 @@ bool UnwrittenRecords::Save() {
     Tell();
     if (inMemory_ == 0) return true;
     QFile file(path_);
-    if (!file.open(QIODevice::ReadWrite, QFile::ReadOwner | QFile::WriteOwner)) return false;
+    if (!file.open(QIODevice::ReadWrite, kForOwner)) return false;
     const auto bytes = static_cast<qint64>(memory_.size());
     const bool written = file.seek(bytesInFile_) && file.write(memory_.data(), bytes) == bytes &&
                          file.flush() && fsync(file.handle()) == 0;
@@ -123,7 +124,7 @@ bool UnwrittenRecords::Forget(std::int64_t bytes) {
     QSaveFile rest(path_);
     if (!file.open(QIODevice::ReadOnly) || !file.seek(bytes) || !rest.open(QIODevice::WriteOnly))
         return false;
-    rest.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    rest.setPermissions(kForOwner);
     for (QByteArray piece = file.read(kPiece); !piece.isEmpty(); piece = file.read(kPiece))
         rest.write(piece);
     if (!rest.commit()) return false;

@@ -229,7 +229,7 @@ void MainWindow::BuildStatusBar() {
 
 void MainWindow::RefreshStatus() {
     packets_->setText(PacketCounts(program_.framer));
-    writeState_->setText(program_.dbWriter.WriteStateText());
+    writeState_->setText(program_.dbWriter.StateText());
 }
 
 /// Without an operation, nothing runs any more.

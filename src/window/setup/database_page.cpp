@@ -156,7 +156,7 @@ void DatabasePage::Refresh() {
     indicator_->setStyleSheet(IndicatorStyle(writer_.WriteIndicator()));
     indicator_->setText(writer_.IndicatorText().isEmpty() ? u"-"_s : writer_.IndicatorText());
     buffer_->setText(writer_.BufferText());
-    writeState_->setText(writer_.WaitText().isEmpty() ? writer_.WriteStateText() : writer_.WaitText());
+    writeState_->setText(writer_.StateText());
     message_->setText(writer_.DatabaseMessageText());
     unwritten_->setText(disk_.unwritten.StateText());
     unwritten_->setHidden(unwritten_->text().isEmpty());
