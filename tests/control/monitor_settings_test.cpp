@@ -129,10 +129,10 @@ QByteArray PaperBlock() {
 
 TEST_F(MonitorSettingsTest, ShowsEveryByteUnderItsLabel) {
     EXPECT_EQ(ReadAnswered(PaperBlock()), "");
-    std::string expected;
+    QStringList expected;
     for (const DataLine& line : CasesOf("ShowsEveryByteUnderItsLabel"))
-        expected += (expected.empty() ? "" : "\n") + line.text.toStdString();
-    EXPECT_EQ(op_.Messages(), std::vector<std::string>{expected});
+        expected.append(line.text);
+    EXPECT_EQ(op_.Messages(), std::vector{expected.join(u'\n').toStdString()});
 }
 
 TEST_F(MonitorSettingsTest, TakesWholeAndPlausibleAnswersOnly) {
