@@ -170,7 +170,8 @@ QCoro::Task<> Measure(Program& program, QDate end, bool counting, double& second
     QObject::connect(&tick, &QTimer::timeout,
                      [&] { longestStop = std::max(longestStop, sinceTick.restart()); });
     sinceTick.start();
-    tick.start(1);
+    // Not where the time counts: who wakes a thousand times a second takes the job's thread off its core.
+    if (counting) tick.start(1);
     ResetPeak();
     QElapsedTimer elapsed;
     elapsed.start();
@@ -241,13 +242,14 @@ void Run(int rows) {
             Prepare(original, copy, cold);
             const double shell = InTheShell(copy, end.toString(Qt::ISODate));
             QFile::remove(copy);
-            const double program = InTheProgram(original, end, cold, cold && pair == kPairs - 1);
+            const double program = InTheProgram(original, end, cold, false);
             ratios.push_back(program / shell);
             std::printf("%s: %.1f s, the shell %.1f s\n", cold ? "from the disk" : "in memory", program,
                         shell);
         }
         std::printf("%.2f times the shell's time (aim: at most 1.1)\n", Median(ratios));
     }
+    (void)InTheProgram(original, end, true, true);
 }
 
 }  // namespace
