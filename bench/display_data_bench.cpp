@@ -47,7 +47,8 @@ void DisplayData(benchmark::State& state) {
     Measurement measurement(slots, settings, errorLog, clock);
     PulseCounters pulses(settings);
     const ChannelGroups groups(settings);
-    const VirtualChannels virtualChannels(groups, measurement, settings);
+    const StoredEnergies stored(database, slots, clock);
+    const VirtualChannels virtualChannels(groups, measurement, stored, settings);
     RecordWriter records(writer, database, virtualChannels, clock);
     measurement.AddSink(pulses);
     measurement.AddSink(records);

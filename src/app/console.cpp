@@ -44,7 +44,7 @@ QString PacketLine(const DeviceReadings& readings) {
         const EnergyCounter& counter = readings.channels[i].absolute;
         line += std::string("  ") + ChannelName(i) + " ";
         line += counter.watts.has_value() ? std::to_string(*counter.watts) : "-";
-        line += " W " + FormatNumber(counter.Kwh(), "#####0.000") + " kWh";
+        line += " W " + FormatNumber(counter.Kwh(), "#####0.000") + " KWh";
     }
     return QString::fromStdString(line);
 }

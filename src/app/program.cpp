@@ -41,7 +41,8 @@ Program::Program(const Options& options, Clock& theClock)
       measurement(deviceSlots, settings, errorLog, clock),
       pulses(settings),
       channelGroups(settings),
-      virtualChannels(channelGroups, measurement, settings),
+      storedEnergies(database, deviceSlots, clock),
+      virtualChannels(channelGroups, measurement, storedEnergies, settings),
       virtualDevice(channelGroups, database, settings),
       records(dbWriter, database, virtualChannels, clock),
       framer(measurement),
@@ -50,7 +51,8 @@ Program::Program(const Options& options, Clock& theClock)
       serialA(SerialLink::kA, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialB(SerialLink::kB, serialPorts, framer, settings, statusBoard, errorLog, clock),
       serialC(SerialLink::kC, serialPorts, framer, settings, statusBoard, errorLog, clock),
-      commands(Links(), framer, deviceSlots, settings, statusBoard, errorLog, clock),
+      heardMonitors(deviceSlots, measurement, settings),
+      commands(Links(), framer, deviceSlots, heardMonitors, settings, statusBoard, errorLog, clock),
       monitorHistory(options.dataFolder),
       monitorSettings(commands, deviceSlots, monitorHistory, errorLog, clock),
       forwarding(framer, settings, statusBoard, errorLog, clock),
@@ -77,10 +79,22 @@ Program::Program(const Options& options, Clock& theClock)
         statusBoard.AddLine(u"     "_s + text);
         errorLog.LogError(0, text, u"Database"_s);
     });
+    QObject::connect(&heardMonitors, &HeardMonitors::Noted, &statusBoard,
+                     [this](const QString& text) { statusBoard.AddLine(u"     "_s + text); });
+    QObject::connect(&heardMonitors, &HeardMonitors::Doubted, &statusBoard, [this](const QString& text) {
+        statusBoard.AddLine(u"     "_s + text);
+        errorLog.LogError(0, text, u"Monitors"_s);
+    });
+    QObject::connect(&commands, &MonitorCommands::CountersZeroed, &measurement, [this](int stream) {
+        for (int slot = 1; slot <= kSlots; ++slot)
+            if (measurement.Readings(slot).stream == stream) measurement.BeginAnew(slot);
+    });
+    QObject::connect(&measurement, &Measurement::Forgotten, &pulses, &PulseCounters::Forget);
     QObject::connect(&databaseFiles, &DatabaseFiles::TablesKnown, [this] { records.LookForMinuteTables(); });
     settings.CheckFile();
     userSettings.AddCheck(kDatabaseFile, [this](QString& name) { return databaseFiles.CheckName(name); });
     framer.AddDestination(forwarding);
+    measurement.AddSink(heardMonitors);
     measurement.AddSink(pulses);
     measurement.AddSink(records);
     measurement.AddSink(forwarding);
@@ -123,6 +137,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     records.LookForMinuteTables();
     QObject::connect(&databaseFiles, &DatabaseFiles::Adopted, [this] {
         records.LookForMinuteTables();
+        storedEnergies.Forget();
         nightlyRuns.ForgetProgress();
     });
     nightlyRuns.StartUp();

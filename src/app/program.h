@@ -27,9 +27,11 @@
 #include "link/serial_ports.h"
 #include "link/tcp_link.h"
 #include "measure/channel_groups.h"
+#include "measure/heard_monitors.h"
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/record_writer.h"
+#include "measure/stored_energies.h"
 #include "measure/virtual_channels.h"
 #include "measure/virtual_device.h"
 #include "store/capture_database.h"
@@ -115,6 +117,7 @@ public:
     Measurement measurement;
     PulseCounters pulses;
     ChannelGroups channelGroups;
+    StoredEnergies storedEnergies;
     VirtualChannels virtualChannels;
     VirtualDevice virtualDevice;
     RecordWriter records;
@@ -125,6 +128,7 @@ public:
     SerialLink serialA;
     SerialLink serialB;
     SerialLink serialC;
+    HeardMonitors heardMonitors;
     MonitorCommands commands;
     MonitorHistory monitorHistory;
     MonitorSettings monitorSettings;

@@ -199,4 +199,10 @@ static_assert(kSequences.size() == static_cast<std::size_t>(Operation::MemoryRea
     return kSequences[static_cast<std::size_t>(operation)];
 }
 
+/// Whether the monitor's counters begin at 0 after the last piece.
+[[nodiscard]] constexpr bool ZeroesCounters(Operation operation) {
+    return operation == Operation::Restart || operation == Operation::ResetKwh ||
+           operation == Operation::ResetKwhOfEach;
+}
+
 }  // namespace corvane

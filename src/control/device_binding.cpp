@@ -39,7 +39,10 @@ QCoro::Task<Outcome> FindDevice(std::optional<int> slot, MonitorSettings& monito
     const QString serialText = QString::fromStdString(monitor.Last()->SerialText());
     const bool save = co_await op.AskYesNo(
         u"Device \"%1\" Serial Number: %2 Would you like to Save it?"_s.arg(letter, serialText));
-    co_return save ? slots.SaveSerial(*slot, serialText) : Outcome::Success();
+    if (!save) co_return Outcome::Success();
+    const Outcome saved = slots.SaveSerial(*slot, serialText);
+    slots.TellWhoAnswers(*slot, op);
+    co_return saved;
 }
 
 }  // namespace corvane

@@ -9,6 +9,7 @@
 #include "base/wait_until.h"
 #include "link/device_texts.h"
 #include "link/monitor_link.h"
+#include "measure/heard_monitors.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 
@@ -52,7 +53,7 @@ public:
     explicit Hold(MonitorCommands& commands)
         : commands_(commands), stream_(commands.CmdDevice()), link_(commands.Target()) {
         commands_.reply_.clear();
-        commands_.heard_ = 0;
+        commands_.heardBytes_ = 0;
         Set(true);
     }
     ~Hold() { Set(false); }
@@ -61,6 +62,7 @@ public:
 
 private:
     void Set(bool hold) {
+        commands_.held_ = hold;
         if (link_ == nullptr) return;
         commands_.framer_.SetPacketHold(stream_, hold);
         link_->SetReplyCapture(hold);
@@ -72,11 +74,12 @@ private:
 };
 
 MonitorCommands::MonitorCommands(const Links& links, Framer& framer, const DeviceSlots& slots,
-                                 SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog,
-                                 Clock& clock)
+                                 const HeardMonitors& heard, SettingsStore& settings, StatusBoard& board,
+                                 ErrorLog& errorLog, Clock& clock)
     : links_(links),
       framer_(framer),
       slots_(slots),
+      heard_(heard),
       settings_(settings),
       board_(board),
       errorLog_(errorLog),
@@ -85,9 +88,24 @@ MonitorCommands::MonitorCommands(const Links& links, Framer& framer, const Devic
     for (MonitorLink* link : links_) {
         connect(link, &MonitorLink::ReplyArrived, this, [this](QByteArrayView chunk) {
             reply_ += chunk.first(std::min(chunk.size(), kMostReply - reply_.size()));
-            heard_ += chunk.size();
+            heardBytes_ += chunk.size();
         });
     }
+    connect(&heard, &HeardMonitors::Moved, this, &MonitorCommands::Follow);
+}
+
+/// The target stays on its monitor.
+void MonitorCommands::Follow(int slot, int stream) {
+    if (slot == TargetSlot() && !held_) settings_.Save(kCommandLink, stream);
+}
+
+Outcome MonitorCommands::CheckLink() const {
+    const int slot = TargetSlot();
+    const auto heard = heard_.LinkOf(slot);
+    if (!heard.has_value() || *heard == CmdDevice()) return Outcome::Success();
+    return Outcome::Failure(
+        u"%1 is heard over %2, but the command target is %3: nothing was sent. Choose %1 as the target again."_s
+            .arg(SlotName(slot), LinkName(*heard), TargetLinkText()));
 }
 
 std::optional<int> MonitorCommands::Certain(const Setting& setting, const SettingPlace& place) const {
@@ -232,7 +250,7 @@ QCoro::Task<MonitorReply> MonitorCommands::Exchange(Operation operation, QByteAr
     if (end == WaitEnd::Deadline) reply.outcome = Outcome::Failure(u"timeout error"_s);
     if (end == WaitEnd::Closing) reply.outcome = Outcome::Failure(kClosing);
     reply.bytes = reply_;
-    reply.heard = heard_;
+    reply.heard = heardBytes_;
     co_return reply;
 }
 
@@ -241,6 +259,7 @@ QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray argum
     const MonitorLink* link = Target();
     if (link == nullptr)
         co_return Outcome::Failure(u"The settings name no link of the command target; nothing was sent."_s);
+    if (const Outcome checked = CheckLink(); !checked) co_return checked;
     const std::int64_t tooEarly = lastSent_ + kBetweenCommands - clock_.Monotonic();
     if (tooEarly > 0) {
         const bool goesOn = co_await clock_.DLY(tooEarly);
@@ -259,6 +278,8 @@ QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray argum
                 co_return Outcome::Failure(LogBroken(u"%1 was lost"_s.arg(link->Name()), sequence, sent));
             }
             ++sent;
+            if (sent == sequence.SentPieces() && ZeroesCounters(operation))
+                Q_EMIT CountersZeroed(CmdDevice());
             lastSent_ = clock_.Monotonic();
             TellProgress(sequence, sent, PieceText(piece, bytes), clock_.Monotonic() - start, op);
         }

@@ -23,6 +23,7 @@ namespace corvane {
 
 class Clock;
 class ErrorLog;
+class HeardMonitors;
 class MonitorLink;
 class Operator;
 class SettingsStore;
@@ -83,8 +84,8 @@ public:
     /// By link index: TCP server A, serial A, TCP server B, serial B, serial C, as the framer's streams.
     using Links = std::array<MonitorLink*, kStreams>;
 
-    MonitorCommands(const Links& links, Framer& framer, const DeviceSlots& slots, SettingsStore& settings,
-                    StatusBoard& board, ErrorLog& errorLog, Clock& clock);
+    MonitorCommands(const Links& links, Framer& framer, const DeviceSlots& slots, const HeardMonitors& heard,
+                    SettingsStore& settings, StatusBoard& board, ErrorLog& errorLog, Clock& clock);
 
     /// Sends a word or a byte to the link of the target. False where it is not open or not connected; the
     /// first time that is said for a serial link, and never for a TCP link.
@@ -126,6 +127,10 @@ public:
     [[nodiscard]] QString TargetLinkName() const;
     [[nodiscard]] QString TargetLinkText() const;  ///< the same, or "no link"
 
+Q_SIGNALS:
+    /// A monitor on the link of receive stream 0..4 was told to begin its counters at 0, or may have been.
+    void CountersZeroed(int stream);
+
 private:
     class Hold;
 
@@ -134,6 +139,9 @@ private:
     [[nodiscard]] std::optional<int> Certain(const Setting& setting, const SettingPlace& place = {}) const;
     [[nodiscard]] MonitorLink* Target() const;
     [[nodiscard]] int CmdDevice() const;
+    /// Fails where the monitor of the target was heard on another link than the target's.
+    [[nodiscard]] Outcome CheckLink() const;
+    void Follow(int slot, int stream);
     QCoro::Task<Outcome> Walk(Operation operation, QByteArray arguments, Operator& op);
 
     /// Of the model whose packets come on the target's link, else of the one that the settings tell of.
@@ -144,12 +152,14 @@ private:
     Links links_;
     Framer& framer_;
     const DeviceSlots& slots_;
+    const HeardMonitors& heard_;
     SettingsStore& settings_;
     StatusBoard& board_;
     ErrorLog& errorLog_;
     Clock& clock_;
     QByteArray reply_;
-    qsizetype heard_ = 0;
+    qsizetype heardBytes_ = 0;
+    bool held_ = false;           ///< a command runs
     std::int64_t lastSent_;       ///< monotonic ms of the last piece
     bool serialNotOpen_ = false;  ///< said already
 };

@@ -1,6 +1,7 @@
 #include "link/device_slots.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/operator.h"
 #include "store/capture_database.h"
@@ -28,11 +29,13 @@ DeviceSlots::DeviceSlots(SettingsStore& settings, const CaptureDatabase& databas
 }
 
 void DeviceSlots::Load() {
+    std::array<std::string, kSlots> bound;
     for (int slot = 1; slot <= kSlots; ++slot) {
-        bound_[static_cast<std::size_t>(slot - 1)] =
+        bound[static_cast<std::size_t>(slot - 1)] =
             settings_.Value(kDeviceSerial, {.slot = slot}).trimmed().toStdString();
     }
     singleTwoChannel_ = settings_.IsOn(kSingleTwoChannel);
+    if (std::exchange(bound_, bound) != bound) Q_EMIT BindingsChanged();
 }
 
 std::string DeviceSlots::RoutingText(const RealtimePacket& packet) const {
@@ -84,7 +87,18 @@ QCoro::Task<Outcome> DeviceSlots::Bind(int slot, QString serialText, Operator& o
     if (!agreed) co_return Outcome::Failure(u"Device %1 was not bound."_s.arg(letter));
     const Outcome cleared = taken ? SaveSerial(holder, {}) : Outcome::Success();
     const Outcome saved = SaveSerial(slot, serialText);
+    TellWhoAnswers(slot, op);
     co_return cleared ? saved : cleared;
+}
+
+void DeviceSlots::TellWhoAnswers(int slot, Operator& op) const {
+    const QString serial = Bound(slot);
+    const int answers = serial.isEmpty() ? slot : Choose(serial.toStdString());
+    if (answers == slot) return;
+    op.Show(
+        u"Device %1 is bound to %2, too, and gets its packets: of two devices with one serial number, the "
+        "last does. Clear that of Device %1 to have them at Device %3."_s.arg(SlotLetter(answers), serial,
+                                                                              SlotLetter(slot)));
 }
 
 QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
@@ -102,7 +116,9 @@ QCoro::Task<Outcome> DeviceSlots::EnterSerial(int slot, Operator& op) {
     if (text == QLatin1StringView(kVirtualDevice)) {
         co_return Outcome::Failure(u"999999 is the virtual device and cannot be bound."_s);
     }
-    co_return SaveSerial(slot, text);
+    const Outcome saved = SaveSerial(slot, text);
+    TellWhoAnswers(slot, op);
+    co_return saved;
 }
 
 Outcome DeviceSlots::SaveSerial(int slot, const QString& text) {

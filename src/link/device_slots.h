@@ -85,6 +85,9 @@ public:
     /// first three slots has is transferred.
     QCoro::Task<Outcome> Bind(int slot, QString serialText, Operator& op);
 
+    /// Says so where another slot gets the packets of the text that slot 1..6 is bound to.
+    void TellWhoAnswers(int slot, Operator& op) const;
+
     /// Keeps the text that slot 1..6 answers to in the settings and in the slot's database row. Empty
     /// unbinds.
     Outcome SaveSerial(int slot, const QString& text);
@@ -92,6 +95,10 @@ public:
     /// Asks for the serial number of a slot and keeps it in the settings and in the slot's database row. A
     /// blank clears it, an empty line changes nothing.
     QCoro::Task<Outcome> EnterSerial(int slot, Operator& op);
+
+Q_SIGNALS:
+    /// A slot answers to another serial text than before, or to none.
+    void BindingsChanged();
 
 private:
     void Load();

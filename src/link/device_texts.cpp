@@ -1,6 +1,6 @@
 #include "link/device_texts.h"
 
-#include <QStringList>
+#include <array>
 
 #include "link/device_slots.h"
 
@@ -12,6 +12,12 @@ QString SlotName(int slot) {
     return u"Device "_s + SlotLetter(slot);
 }
 
+QString LinkName(int stream) {
+    static constexpr std::array<const char*, kStreams> kNames = {
+        "TCP Server A", "Serial Connection A", "TCP Server B", "Serial Connection B", "Serial Connection C"};
+    return QString::fromLatin1(kNames.at(static_cast<std::size_t>(stream)));
+}
+
 QString BoundText(const DeviceSlots& slots, int slot) {
     const QString serial = slots.Bound(slot);
     return serial.isEmpty() ? u"not bound"_s : serial;
@@ -20,13 +26,6 @@ QString BoundText(const DeviceSlots& slots, int slot) {
 QString AnswersText(const DeviceSlots& slots, int slot) {
     const QString serial = slots.Bound(slot);
     return u"%1 answers to %2."_s.arg(SlotName(slot), serial.isEmpty() ? u"no monitor"_s : serial);
-}
-
-QString UnboundText(const std::vector<std::string>& serials) {
-    QStringList names;
-    for (const std::string& serial : serials)
-        names.append(QString::fromStdString(serial));
-    return names.isEmpty() ? QString() : u"Heard, but bound to no device: %1"_s.arg(names.join(u", "_s));
 }
 
 Outcome NoUnitSelected() {

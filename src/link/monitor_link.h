@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 
+#include "link/device_texts.h"
 #include "link/framer.h"
 #include "link/tcp_socket.h"
 
@@ -28,7 +29,7 @@ class MonitorLink : public QObject, public ByteSource {
 
 public:
     /// "TCP Server A", "Serial Connection B".
-    [[nodiscard]] virtual QString Name() const = 0;
+    [[nodiscard]] QString Name() const { return LinkName(stream_); }
 
     /// The one that its name and the keys of its settings end with.
     [[nodiscard]] virtual QChar Letter() const = 0;

@@ -77,9 +77,6 @@ public:
     /// The close button; it also ends the attempts to open a port that vanished.
     void CloseCOM();
 
-    [[nodiscard]] QString Name() const override {
-        return QStringLiteral("Serial Connection ") + identity_.letter;
-    }
     void SetReading(bool on) override;
     bool SendText(QByteArrayView text) override;
     [[nodiscard]] bool IsSerial() const override { return true; }

@@ -89,7 +89,6 @@ public:
     /// The Disconnect button: closes and sets the latch.
     void Disconnect();
 
-    [[nodiscard]] QString Name() const override { return QStringLiteral("TCP Server ") + identity_.letter; }
     void SetReading(bool on) override { socket_.SetReading(on); }
     bool SendText(QByteArrayView text) override { return socket_.SendText(text); }
     [[nodiscard]] bool IsSerial() const override { return false; }

@@ -95,6 +95,17 @@ bool ChannelGroups::Empty() const {
     return std::ranges::all_of(chosen_, [](const auto& choices) { return choices.empty(); });
 }
 
+std::vector<int> ChannelGroups::Slots() const {
+    std::vector<int> chosen;
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        const auto isOfSlot = [slot](const ChannelChoice& choice) { return choice.slot == slot; };
+        const bool isChosen = std::ranges::any_of(
+            kChannelGroups, [&](ChannelGroup group) { return std::ranges::any_of(Of(group), isOfSlot); });
+        if (isChosen) chosen.push_back(slot);
+    }
+    return chosen;
+}
+
 Outcome ChannelGroups::Choose(ChannelGroup group, const QStringList& channels) {
     QStringList texts;
     for (const QString& channel : channels) {

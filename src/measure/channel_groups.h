@@ -84,6 +84,9 @@ public:
     [[nodiscard]] bool Empty() const;
     [[nodiscard]] bool Empty(ChannelGroup group) const { return Of(group).empty(); }
 
+    /// The slots, 1 to 6, of which a channel is in a group.
+    [[nodiscard]] std::vector<int> Slots() const;
+
     /// Makes the group consist of these channels; a text that names none, or no text at all, is refused.
     Outcome Choose(ChannelGroup group, const QStringList& channels);
 

@@ -55,6 +55,7 @@ Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, Erro
         StartAnew(readings_[static_cast<std::size_t>(slot - 1)], slot);
     LoadCarries();
     LoadVoltFactor();
+    connect(&slots, &DeviceSlots::BindingsChanged, this, &Measurement::ForgetUnboundSlots);
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
         if (IsKeyOf(kLineToLine, key)) LoadVoltFactor();
         if (IsKeyOf(kCarry, key)) LoadCarries();
@@ -74,24 +75,29 @@ void Measurement::LoadCarries() {
     }
 }
 
-void Measurement::NoteUnbound(const std::string& serial) {
-    constexpr std::size_t kMost = 16;
-    if (unbound_.size() < kMost && std::ranges::find(unbound_, serial) == unbound_.end())
-        unbound_.push_back(serial);
+void Measurement::NoteUnbound(const RealtimePacket& packet, const std::string& serial) {
+    const auto known = std::ranges::find(unbound_, serial, &UnboundMonitor::serial);
+    if (known != unbound_.end()) {
+        unbound_.erase(known);
+    } else if (unbound_.size() == kMostUnbound) {
+        unbound_.erase(unbound_.begin());
+    }
+    unbound_.push_back(
+        {.serial = serial, .model = packet.model, .stream = packet.source, .time = clock_.Now()});
 }
 
-std::vector<std::string> Measurement::UnboundSerials() const {
-    std::vector<std::string> serials;
-    std::ranges::copy_if(unbound_, std::back_inserter(serials),
-                         [this](const std::string& serial) { return slots_.Choose(serial) == kNoSlot; });
-    return serials;
+std::vector<UnboundMonitor> Measurement::Unbound() const {
+    std::vector<UnboundMonitor> unbound;
+    std::copy_if(unbound_.rbegin(), unbound_.rend(), std::back_inserter(unbound),
+                 [this](const UnboundMonitor& monitor) { return slots_.Choose(monitor.serial) == kNoSlot; });
+    return unbound;
 }
 
 void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     const RealtimePacket packet = DecodePacket(stream, bytes, models_);
     const std::string serial = slots_.RoutingText(packet);
     const int slot = slots_.Choose(serial);
-    if (slot == kNoSlot) return NoteUnbound(serial);
+    if (slot == kNoSlot) return NoteUnbound(packet, serial);
     DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
     if (readings.serial != serial) {
         // Another monitor than before: its counters have nothing to do with what was seen.
@@ -99,6 +105,7 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
         readings.serial = serial;
     }
     readings.model = packet.model;
+    readings.stream = stream;
     readings.time = clock_.Now();
     readings.at = clock_.Monotonic();
     readings.volt = packet.Value(Field::Voltage) * voltFactor_;
@@ -166,6 +173,22 @@ void Measurement::CountWrap(int slot, EnergyCounter& counter, const CounterSourc
     }
     ++counter.carry;
     settings_.Save(kCarry, int{counter.carry}, place);
+}
+
+void Measurement::BeginAnew(int slot) {
+    DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
+    readings.seconds.reset();
+    for (const CounterSource& source : CounterSource::kAll)
+        source.Of(readings).previous.reset();
+}
+
+void Measurement::ForgetUnboundSlots() {
+    for (DeviceReadings& readings : readings_) {
+        const int slot = readings.slot;
+        if (!readings.Seen() || slots_.Choose(readings.serial) == slot) continue;
+        StartAnew(readings, slot);
+        Q_EMIT Forgotten(slot);
+    }
 }
 
 void Measurement::ZeroCarries(int slot) {

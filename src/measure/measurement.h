@@ -38,6 +38,14 @@ inline constexpr Setting kCarry{.key = "Roll#",
                                 .help = "How often the counter has started again at 0."};
 inline constexpr std::array kMeasurementSettings = {kLineToLine, kCarry};
 
+/// A monitor that was heard while no device answered to it.
+struct UnboundMonitor {
+    std::string serial;
+    const MonitorModel* model = nullptr;
+    int stream = 0;  ///< the receive stream, 0..4, of its last packet
+    LocalTime time;  ///< of that
+};
+
 class Measurement : public QObject, public PacketReceiver {
     Q_OBJECT
 
@@ -45,6 +53,7 @@ public:
     static constexpr std::int64_t kOfflineAfter = 120;  ///< seconds without a packet
     static constexpr std::int64_t kStaleAfter = 15;     ///< at least, however often the monitor sends
     static constexpr std::int64_t kMissedPackets = 4;   ///< that make a device stale
+    static constexpr std::size_t kMostUnbound = 1000;   ///< monitors; those heard last
 
     /// Of monitors of `models`.
     Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog, const Clock& clock,
@@ -65,8 +74,15 @@ public:
     /// Sets the nine carries of slot 1..6 to 0 and saves them.
     void ZeroCarries(int slot);
 
-    /// Serial texts of monitors that were heard and are bound to no slot; the first sixteen.
-    [[nodiscard]] std::vector<std::string> UnboundSerials() const;
+    /// Lets the next packet of slot 1..6 be a first one, which yields no watts and no carry: to be called
+    /// when its monitor was told to begin its counters at 0.
+    void BeginAnew(int slot);
+
+    /// Monitors that were heard and are bound to no slot, the newest first.
+    [[nodiscard]] std::vector<UnboundMonitor> Unbound() const;
+
+    /// Empties that list.
+    void ForgetUnbound() { unbound_.clear(); }
 
     /// The one verdict on the device of slot 1..6, by the clock that is never set back. It is stale when four
     /// packets are missing, each as far apart as its last two were, and off line after two minutes.
@@ -75,10 +91,15 @@ public:
     /// Whether a packet of the slot came within the last two minutes: it is live or stale.
     [[nodiscard]] bool Online(int slot) const;
 
+Q_SIGNALS:
+    /// A slot answers to another monitor now, or to none: what was known of it is not true any more.
+    void Forgotten(int slot);
+
 private:
     struct CounterSource;
 
-    void NoteUnbound(const std::string& serial);
+    void NoteUnbound(const RealtimePacket& packet, const std::string& serial);
+    void ForgetUnboundSlots();
     void LoadVoltFactor();
     void LoadCarries();
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
@@ -93,8 +114,8 @@ private:
     std::span<const MonitorModel> models_;
     std::array<DeviceReadings, kSlots> readings_;
     std::vector<ReadingsSink*> sinks_;
-    std::vector<std::string> unbound_;  ///< when they were heard
-    int voltFactor_ = 1;                ///< 2 where the meter's volts stand for line to line
+    std::vector<UnboundMonitor> unbound_;  ///< when they were heard, the newest last
+    int voltFactor_ = 1;                   ///< 2 where the meter's volts stand for line to line
 };
 
 }  // namespace corvane

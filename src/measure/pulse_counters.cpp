@@ -105,21 +105,28 @@ void PulseCounters::Load(int slot) {
     state.setup = setup;
 }
 
+void PulseCounters::Forget(int slot) {
+    Slot fresh;
+    fresh.setup = Of(slot).setup;
+    Of(slot) = fresh;
+}
+
 void PulseCounters::OnReadings(const DeviceReadings& readings) {
     Slot& slot = Of(readings.slot);
     const PulseSetup& setup = slot.setup;
     if (!setup.enabled || !setup.channel.has_value() || !readings.model->Has(*setup.channel)) return;
     const double count = readings.channels[*setup.channel].absolute.current;
-    const bool follows = slot.count.has_value() && !readings.restart;
+    slot.count = count;
+    slot.seconds = readings.seconds.value_or(0);
+    const bool follows = slot.rateCount.has_value() && !readings.restart;
     // The same second again: as with power, the rate is calculated when the next one comes.
     if (follows && readings.elapsed == 0) return;
     // Negative where the counter fell: that gives no rate, and counting goes on from there.
-    const double pulses = follows ? count - *slot.count : 0;
+    const double pulses = follows ? count - *slot.rateCount : 0;
     slot.rate = pulses > 0 ? pulses / readings.elapsed * 60 * setup.countK : 0;
     if (setup.perHour) slot.rate *= 60;
     slot.pulseSeen = slot.pulseSeen || pulses > 0;
-    slot.count = count;
-    slot.seconds = readings.seconds.value_or(0);
+    slot.rateCount = count;
 }
 
 std::optional<PulseReadings> PulseCounters::Readings(int slot) const {

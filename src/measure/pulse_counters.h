@@ -96,6 +96,9 @@ public:
 
     void OnReadings(const DeviceReadings& readings) override;
 
+    /// Another monitor is at slot 1..6 now: what was counted is not its.
+    void Forget(int slot);
+
     /// Of slot 1..6; nothing while its counting is off or no packet has come.
     [[nodiscard]] std::optional<PulseReadings> Readings(int slot) const;
 
@@ -121,8 +124,9 @@ public:
 private:
     struct Slot {
         PulseSetup setup;
-        std::optional<double> count;  ///< at the last packet
-        std::int32_t seconds = 0;     ///< the monitor's seconds counter at that packet
+        std::optional<double> count;      ///< at the last packet
+        std::optional<double> rateCount;  ///< from which the next rate is calculated
+        std::int32_t seconds = 0;         ///< the monitor's seconds counter at the last packet
         double rate = 0;
         bool pulseSeen = false;  ///< the counter has risen since the start
     };

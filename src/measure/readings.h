@@ -1,6 +1,7 @@
 // The live values of a device slot.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -56,6 +57,7 @@ struct DeviceReadings {
     int slot = 1;                         ///< 1..6
     std::string serial;                   ///< of the last packet; empty before the first
     const MonitorModel* model = nullptr;  ///< of the last packet; null before the first
+    int stream = 0;                       ///< the receive stream, 0..4, of the last packet
     LocalTime time;                       ///< of the last packet
     std::int64_t at = 0;                  ///< the same in ms, by the clock that is never set back
     double volt = 0;                      ///< one decimal
@@ -66,6 +68,12 @@ struct DeviceReadings {
     std::array<ChannelReadings, kChannels> channels;
 
     [[nodiscard]] bool Seen() const { return !serial.empty(); }
+
+    /// Whether the last packet gave the watts of a channel.
+    [[nodiscard]] bool HasPower() const {
+        return std::ranges::any_of(
+            channels, [](const ChannelReadings& channel) { return channel.absolute.watts.has_value(); });
+    }
 };
 
 }  // namespace corvane

@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "link/framer.h"
+#include "measure/heard_texts.h"
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/virtual_channels.h"
@@ -90,19 +91,18 @@ QJsonObject DeviceObject(const DeviceReadings& readings, Presence presence, std:
     for (std::size_t i = 0; i < kChannels; ++i) {
         channels.append(ChannelObject(readings.channels[i], i, labels[i]));
     }
-    return {
-        {u"slot"_s, SlotLetter(readings.slot)},
-        {u"serial"_s, QString::fromStdString(readings.serial)},
-        {u"model"_s, QLatin1StringView(readings.model->name.data(), qsizetype(readings.model->name.size()))},
-        {u"online"_s, presence != Presence::OffLine},
-        {u"stale"_s, presence != Presence::Live},
-        {u"lastPacket"_s, QString::fromStdString(DateTimeText(readings.time))},
-        {u"age"_s, qint64{age}},
-        {u"volt"_s, readings.volt},
-        {u"seconds"_s, readings.seconds.value_or(0)},
-        {u"elapsed"_s, readings.elapsed},
-        {u"channels"_s, channels},
-        {u"pulse"_s, PulseValue(pulse)}};
+    return {{u"slot"_s, SlotLetter(readings.slot)},
+            {u"serial"_s, QString::fromStdString(readings.serial)},
+            {u"model"_s, ModelName(*readings.model)},
+            {u"online"_s, presence != Presence::OffLine},
+            {u"stale"_s, presence != Presence::Live},
+            {u"lastPacket"_s, QString::fromStdString(DateTimeText(readings.time))},
+            {u"age"_s, qint64{age}},
+            {u"volt"_s, readings.volt},
+            {u"seconds"_s, readings.seconds.value_or(0)},
+            {u"elapsed"_s, readings.elapsed},
+            {u"channels"_s, channels},
+            {u"pulse"_s, PulseValue(pulse)}};
 }
 
 }  // namespace

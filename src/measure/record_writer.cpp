@@ -164,11 +164,14 @@ void RecordWriter::GiveUpUndecided() {
 void RecordWriter::OnReadings(const DeviceReadings& readings) {
     if (!writer_.Enabled()) return;
     Due& due = due_[static_cast<std::size_t>(readings.slot - 1)];
-    const bool minuteDue = readings.time.minute != due.minute;
+    // The first packet after a start has no power; as a record it would look as if all had been switched off.
+    const bool minuteDue = readings.time.minute != due.minute && readings.HasPower();
     const std::int64_t now = readings.time.unixSeconds;
     const bool hourDue = now > due.lastHour + kHour || now < due.lastHour;
-    if (!minuteDue && !hourDue) return;
-    const auto virtualRow = virtualChannels_.RowWith(readings);
+    const bool withVirtual = virtualChannels_.GoWith(readings.slot);
+    if (withVirtual && hourDue) virtualHourDue_ = true;
+    const bool virtualDue = withVirtual && (minuteDue || virtualHourDue_);
+    const auto virtualRow = virtualDue ? virtualChannels_.RowWith(readings) : std::nullopt;
     if (minuteDue) {
         if (!tablesKnown_) LookForMinuteTables();
         due.minute = readings.time.minute;
@@ -178,8 +181,9 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
     if (hourDue) {
         due.lastHour = now;
         writer_.WriteSQL(sql::HourlyRow(readings));
-        if (virtualRow.has_value()) writer_.WriteSQL(sql::HourlyRow(*virtualRow));
     }
+    if (virtualRow.has_value() && std::exchange(virtualHourDue_, false))
+        writer_.WriteSQL(sql::HourlyRow(*virtualRow));
 }
 
 void RecordWriter::WriteMinute(const DeviceReadings& readings) {

@@ -37,10 +37,11 @@ public:
     /// Looks a last time, and gives up what is kept then: before the program ends.
     void GiveUpUndecided();
 
-    /// Hands over a minute record when the minute of the hour differs from that of the slot's last one (at
-    /// first from that of the start), and an hourly record when the last one is more than 60 minutes old (so
-    /// the first packet writes one) or lies in the future, since the clock was set back. The virtual device
-    /// gets a record along with those of the lowest slot that is on line.
+    /// Hands over a minute record with the first packet that has power when the minute of the hour differs
+    /// from that of the slot's last one (at first from that of the start), and an hourly record when the last
+    /// one is more than 60 minutes old (so the first packet writes one) or lies in the future, since the
+    /// clock was set back. The virtual device gets a record along with those of the lowest slot that is on
+    /// line; an hourly one that had to wait for the energy of a device, as soon as that is known.
     void OnReadings(const DeviceReadings& readings) override;
 
 private:
@@ -62,6 +63,7 @@ private:
     const CaptureDatabase& database_;
     const VirtualChannels& virtualChannels_;
     std::array<Due, kSlots> due_;
+    bool virtualHourDue_ = false;
     bool tablesKnown_ = true;
     std::vector<MinuteRow> undecided_;  ///< until it is known which tables there are
     bool hasPowerTable_ = false;

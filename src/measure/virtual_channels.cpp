@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "measure/measurement.h"
+#include "measure/stored_energies.h"
 #include "measure/virtual_device.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
@@ -32,11 +33,19 @@ RowFlows FlowsOfRow(const VirtualReadings& values) {
     return {values.main, Flow(), Flow(), values.other, virtual1, virtual2, virtual3};
 }
 
+/// The devices whose energy one of them lacks.
+std::bitset<kSlots> UnknownOf(const RowFlows& flows) {
+    std::bitset<kSlots> unknown;
+    for (const Flow& flow : flows)
+        unknown |= flow.unknown;
+    return unknown;
+}
+
 }  // namespace
 
 VirtualChannels::VirtualChannels(const ChannelGroups& groups, const Measurement& measurement,
-                                 const SettingsStore& settings)
-    : groups_(groups), measurement_(measurement) {
+                                 const StoredEnergies& stored, const SettingsStore& settings)
+    : groups_(groups), measurement_(measurement), stored_(stored) {
     LoadSettings(settings);
     connect(&settings, &SettingsStore::Changed, this, [this, &settings] { LoadSettings(settings); });
 }
@@ -49,12 +58,24 @@ void VirtualChannels::LoadSettings(const SettingsStore& settings) {
     deviceExists_ = settings.IsOn(kVirtualDeviceExists);
 }
 
+/// A device that was not heard yet counts with the energy of its newest row.
+void VirtualChannels::GroupSum::AddStored(const ChannelChoice& choice,
+                                          const std::optional<StoredReadings>& stored) {
+    if (stored.has_value()) {
+        absolute.wattSeconds += (*stored)[choice.channel].absolute;
+        polarized.wattSeconds += (*stored)[choice.channel].polarized;
+    } else {
+        absolute.unknown.set(static_cast<std::size_t>(choice.slot - 1));
+        polarized.unknown.set(static_cast<std::size_t>(choice.slot - 1));
+    }
+}
+
 VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
     GroupSum sum;
     for (const ChannelChoice& choice : groups_.Of(group)) {
         const DeviceReadings& device = measurement_.Readings(choice.slot);
         if (!device.Seen()) {
-            sum.absolute.complete = sum.polarized.complete = false;
+            sum.AddStored(choice, stored_.Of(choice.slot));
             continue;
         }
         const ChannelReadings& channel = device.channels[choice.channel];
@@ -68,24 +89,12 @@ VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
     return sum;
 }
 
-std::vector<int> VirtualChannels::ChosenSlots() const {
-    std::vector<int> chosen;
-    for (int slot = 1; slot <= kSlots; ++slot) {
-        const auto isOfSlot = [slot](const ChannelChoice& choice) { return choice.slot == slot; };
-        const bool isChosen = std::ranges::any_of(kChannelGroups, [&](ChannelGroup group) {
-            return std::ranges::any_of(groups_.Of(group), isOfSlot);
-        });
-        if (isChosen) chosen.push_back(slot);
-    }
-    return chosen;
-}
-
 VirtualReadings VirtualChannels::Read() const {
     VirtualReadings values;
     values.netMetering = netMetering_;
     values.bipolarMain = bipolarMain_;
     values.averageAmps = averageAmps_;
-    const std::vector<int> chosen = ChosenSlots();
+    const std::vector<int> chosen = groups_.Slots();
     std::ranges::copy_if(chosen, std::back_inserter(values.missing),
                          [this](int slot) { return !measurement_.Online(slot); });
     values.stale = !std::ranges::all_of(
@@ -111,14 +120,28 @@ VirtualReadings VirtualChannels::Read() const {
     return values;
 }
 
-std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& readings) const {
-    if (!deviceExists_ || groups_.Empty()) return std::nullopt;
-    for (int lower = 1; lower < readings.slot; ++lower) {
-        if (measurement_.Online(lower)) return std::nullopt;
+bool VirtualChannels::GoWith(int slot) const {
+    if (!deviceExists_ || groups_.Empty()) return false;
+    for (int lower = 1; lower < slot; ++lower) {
+        if (measurement_.Online(lower)) return false;
     }
+    return true;
+}
+
+std::vector<int> VirtualChannels::WaitsFor() const {
+    std::vector<int> waitsFor;
+    if (!deviceExists_) return waitsFor;
+    const auto unknown = UnknownOf(FlowsOfRow(Read()));
+    for (int slot = 1; slot <= kSlots; ++slot) {
+        if (unknown[static_cast<std::size_t>(slot - 1)]) waitsFor.push_back(slot);
+    }
+    return waitsFor;
+}
+
+std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& readings) const {
     const VirtualReadings values = Read();
     const RowFlows flows = FlowsOfRow(values);
-    if (!std::ranges::all_of(flows, &Flow::complete)) return std::nullopt;
+    if (UnknownOf(flows).any()) return std::nullopt;
 
     DeviceReadings row;
     row.slot = readings.slot;

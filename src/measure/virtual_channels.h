@@ -4,12 +4,15 @@
 #include <QObject>
 
 #include <array>
+#include <bitset>
 #include <optional>
 #include <vector>
 
 #include "base/setting.h"
+#include "link/device_slots.h"
 #include "measure/channel_groups.h"
 #include "measure/readings.h"
+#include "measure/stored_energies.h"
 
 namespace corvane {
 
@@ -34,16 +37,16 @@ inline constexpr std::array kVirtualChannelsSettings = {kBipolarMain, kAverageAm
 /// A power and the energy that belongs to it.
 struct Flow {
     double watts = 0;
-    double wattSeconds = 0;  ///< over all wraps; whole numbers, and exact
-    bool complete = true;    ///< every device that belongs to it has sent a packet since the start
+    double wattSeconds = 0;            ///< over all wraps; whole numbers, and exact
+    std::bitset<kSlots> unknown = {};  ///< Device A to F whose energy is not known, and not in it
 
     [[nodiscard]] double Kwh() const { return wattSeconds / kWattSecondsPerKwh; }
 
     Flow operator+(const Flow& other) const {
-        return {watts + other.watts, wattSeconds + other.wattSeconds, complete && other.complete};
+        return {watts + other.watts, wattSeconds + other.wattSeconds, unknown | other.unknown};
     }
     Flow operator-(const Flow& other) const {
-        return {watts - other.watts, wattSeconds - other.wattSeconds, complete && other.complete};
+        return {watts - other.watts, wattSeconds - other.wattSeconds, unknown | other.unknown};
     }
 };
 
@@ -62,7 +65,8 @@ struct VirtualReadings {
     bool netMetering = false;
     bool bipolarMain = false;  ///< the main panel's power is shown with its sign
     bool averageAmps = false;  ///< of the main panel's two lines the mean is shown
-    std::vector<int> missing;  ///< chosen slots that are off line, whose power is in no sum
+    std::vector<int> missing;  ///< chosen slots that are off line, whose power is in no sum, but whose last
+                               ///< energy is
     bool stale = false;        ///< a chosen slot is stale or off line, or was never heard
 
     /// The main panel's watts as they are shown.
@@ -77,15 +81,21 @@ class VirtualChannels : public QObject {
     Q_OBJECT
 
 public:
-    VirtualChannels(const ChannelGroups& groups, const Measurement& measurement,
+    VirtualChannels(const ChannelGroups& groups, const Measurement& measurement, const StoredEnergies& stored,
                     const SettingsStore& settings);
 
     [[nodiscard]] VirtualReadings Read() const;
 
-    /// The row of the virtual device that goes with a record of `readings`, or nothing where none does: there
-    /// is no virtual device (`kVirtualDeviceExists`), a lower slot is on line, or a value of the row is not
-    /// complete: a meter reading that lacks a device would look as if energy had been given back.
+    /// Whether the rows of the virtual device go with the records of the device in `slot`: there is a virtual
+    /// device (`kVirtualDeviceExists`), and no lower slot is on line.
+    [[nodiscard]] bool GoWith(int slot) const;
+
+    /// The row of the virtual device with the time of `readings`; nothing while it waits for the energy of a
+    /// device: a meter reading that lacks one would look as if energy had been given back.
     [[nodiscard]] std::optional<DeviceReadings> RowWith(const DeviceReadings& readings) const;
+
+    /// The slots whose energy is not known, for which the rows wait; none where there is no virtual device.
+    [[nodiscard]] std::vector<int> WaitsFor() const;
 
     [[nodiscard]] const ChannelGroups& Groups() const { return groups_; }
 
@@ -97,14 +107,15 @@ private:
 
         /// What flows the usual way less what flows the other way. The absolute counter counts both.
         [[nodiscard]] Flow Net() const { return absolute - polarized - polarized; }
+        void AddStored(const ChannelChoice& choice, const std::optional<StoredReadings>& stored);
     };
 
     void LoadSettings(const SettingsStore& settings);
     [[nodiscard]] GroupSum Sum(ChannelGroup group) const;
-    [[nodiscard]] std::vector<int> ChosenSlots() const;
 
     const ChannelGroups& groups_;
     const Measurement& measurement_;
+    const StoredEnergies& stored_;
     bool netMetering_ = false;   ///< `kNetMetering`
     bool bipolarMain_ = false;   ///< `kBipolarMain`
     bool averageAmps_ = false;   ///< `kAverageAmps`

@@ -59,7 +59,16 @@ QString GeneratorText(double powerGen) {
 }
 
 QString MissingText(int slot) {
-    return u"Device %1 is off line and missing from these sums."_s.arg(SlotLetter(slot));
+    return u"Device %1 is off line: its power is missing from these sums."_s.arg(SlotLetter(slot));
+}
+
+QString SumsWaitText(const VirtualChannels& virtualChannels) {
+    QStringList letters;
+    for (const int slot : virtualChannels.WaitsFor())
+        letters.append(SlotLetter(slot));
+    if (letters.isEmpty()) return {};
+    return u"The virtual device 999999 is not recorded until Device %1 is heard: nothing is known of its "
+           "energy."_s.arg(letters.join(u", "_s));
 }
 
 QString ChosenText(const ChannelGroups& groups, ChannelGroup group) {
@@ -96,6 +105,7 @@ QStringList VirtualLines(const VirtualChannels& virtualChannels) {
     }
     for (const int slot : values.missing)
         lines.append(MissingText(slot));
+    if (const QString waits = SumsWaitText(virtualChannels); !waits.isEmpty()) lines.append(waits);
     return lines;
 }
 

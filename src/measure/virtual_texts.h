@@ -46,6 +46,9 @@ struct VirtualReadings;
 /// Of a chosen slot that is off line.
 [[nodiscard]] QString MissingText(int slot);
 
+/// For which devices the records of the virtual device wait; empty where they do not.
+[[nodiscard]] QString SumsWaitText(const VirtualChannels& virtualChannels);
+
 /// The channels of a group, "A:CH1, B:CH1", or "None".
 [[nodiscard]] QString ChosenText(const ChannelGroups& groups, ChannelGroup group);
 

@@ -2,6 +2,7 @@
 
 #include "app/program.h"
 #include "link/device_texts.h"
+#include "measure/heard_texts.h"
 #include "remote/command.h"
 #include "remote/given_text.h"
 
@@ -27,13 +28,24 @@ QCoro::Task<Reply> Slots(Program& program, QStringList, Operator&) {
                                        {u"online"_s, program.measurement.Online(slot)},
                                        {u"counterReset"_s, counterReset}});
     }
-    QStringList unbound;
-    for (const std::string& serial : program.measurement.UnboundSerials())
-        unbound.append(QString::fromStdString(serial));
-    const QString unboundLine = UnboundText(program.measurement.UnboundSerials());
-    if (!unboundLine.isEmpty()) reply.lines.append(unboundLine);
-    reply.data = {{u"slots"_s, slotObjects}, {u"unbound"_s, QJsonArray::fromStringList(unbound)}};
+    const std::vector<UnboundMonitor> unbound = program.measurement.Unbound();
+    if (!unbound.empty()) reply.lines.append(UnboundText(unbound));
+    QJsonArray serials;
+    QJsonArray heard;
+    for (const UnboundMonitor& monitor : unbound) {
+        serials.append(QString::fromStdString(monitor.serial));
+        heard.append(QJsonObject{{u"serial"_s, QString::fromStdString(monitor.serial)},
+                                 {u"model"_s, ModelName(*monitor.model)},
+                                 {u"link"_s, LinkName(monitor.stream)},
+                                 {u"lastPacket"_s, QString::fromStdString(DateTimeText(monitor.time))}});
+    }
+    reply.data = {{u"slots"_s, slotObjects}, {u"unbound"_s, serials}, {u"heard"_s, heard}};
     co_return reply;
+}
+
+QCoro::Task<Reply> ForgetUnbound(Program& program, QStringList, Operator&) {
+    program.measurement.ForgetUnbound();
+    co_return Reply{.lines = {u"The list of monitors that no device answers to is empty."_s}};
 }
 
 QCoro::Task<Reply> SetSerial(Program& program, QStringList arguments, Operator& op) {
@@ -56,6 +68,8 @@ std::span<const Command> DeviceCommands() {
         {"slots", "", "Devices A to F and the serial numbers they answer to.", 0, 0, true, Slots},
         {"set-serial", "SLOT [TEXT]", "Binds a device to a serial number; a blank in quotes clears it.", 1, 2,
          false, SetSerial},
+        {"forget-unbound", "", "Empties the list of the monitors heard that no device answers to.", 0, 0,
+         false, ForgetUnbound},
     };
     return commands;
 }

@@ -65,6 +65,8 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete})
         if (const QString hindrance = program.nightlyRuns.Hindrance(*task); !hindrance.isEmpty())
             reply.lines.append(hindrance);
+    const QString sumsWait = SumsWaitText(program.virtualChannels);
+    if (!sumsWait.isEmpty()) reply.lines.append(sumsWait);
     reply.lines += statusLines;
 
     reply.data = {
@@ -83,6 +85,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"waits"_s, writer.WaitText()},
                                     {u"unwritten"_s, static_cast<qint64>(program.unwritten.Count())},
                                     {u"lost"_s, static_cast<qint64>(program.unwritten.Lost())}}},
+        {u"sumsWait"_s, sumsWait},
         {u"nightly"_s, NightlyObject(program.nightlyRuns)},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
     co_return reply;

@@ -8,6 +8,7 @@
 #include "control/device_binding.h"
 #include "control/guarded_commands.h"
 #include "link/device_texts.h"
+#include "measure/heard_texts.h"
 #include "remote/command.h"
 
 namespace corvane {
@@ -70,9 +71,26 @@ Reply Answers(const Program& program, const Outcome& outcome, std::optional<int>
     return Reply::Of(outcome, slot.has_value() ? AnswersText(program.deviceSlots, *slot) : QString());
 }
 
+QCoro::Task<Outcome> BindHeard(Program& program, int slot, Operator& op) {
+    const std::vector<UnboundMonitor> unbound = program.measurement.Unbound();
+    if (unbound.empty()) co_return Outcome::Failure(u"No monitor was heard that no device answers to."_s);
+    if (unbound.size() > 1)
+        co_return Outcome::Failure(UnboundText(unbound) +
+                                   u". \"set-serial\" binds a device to one of them."_s);
+    co_return co_await program.deviceSlots.Bind(slot, QString::fromStdString(unbound.front().serial), op);
+}
+
 QCoro::Task<Reply> Bind(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments.value(0));
-    const Outcome bound = co_await BindDevice(slot, program.monitorSettings, program.deviceSlots, op);
+    Outcome bound = NoUnitSelected();
+    if (arguments.value(1) == u"heard"_s) {
+        if (slot.has_value()) bound = co_await BindHeard(program, *slot, op);
+    } else if (arguments.size() > 1) {
+        co_return Reply::Failure(
+            u"The second word is \"heard\", or none; \"set-serial\" takes a serial number."_s);
+    } else {
+        bound = co_await BindDevice(slot, program.monitorSettings, program.deviceSlots, op);
+    }
     co_return Answers(program, bound, slot);
 }
 
@@ -146,7 +164,9 @@ std::span<const Command> TargetCommands() {
          2, 2, false, CommandByte},
         {"realtime", "start|stop|once", "Has the monitor send packets, or stop that, or send one.", 1, 1,
          false, Realtime},
-        {"bind", "A|B|C|D|E|F", "Binds a device to the monitor that answers.", 0, 1, false, Bind},
+        {"bind", "A|B|C|D|E|F [heard]",
+         "Binds a device to the monitor that answers, or to the one that was heard and is bound to none.", 0,
+         2, false, Bind},
         {"find-device", "A|B|C|D|E|F", "Tells which monitor answers, and offers to bind it.", 0, 1, false,
          Find},
         {"reset-accumulated", "", "Sets the monitor's energy counters and all carries to 0.", 0, 0, false,

@@ -158,8 +158,8 @@ void FirstSteps::OpenPort() {
 
 void FirstSteps::LookForMonitors() {
     if (currentId() != kFoundPage) return;
-    for (const std::string& serial : links_.measurement.UnboundSerials()) {
-        const QString text = QString::fromStdString(serial);
+    for (const UnboundMonitor& monitor : links_.measurement.Unbound()) {
+        const QString text = QString::fromStdString(monitor.serial);
         if (heard_->findItems(text, Qt::MatchExactly).isEmpty()) heard_->addItem(text);
     }
     if (heard_->currentRow() < 0 && heard_->count() > 0) heard_->setCurrentRow(0);

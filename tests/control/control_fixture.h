@@ -17,6 +17,8 @@
 #include "control/monitor_history.h"
 #include "control/monitor_settings.h"
 #include "link/device_slots.h"
+#include "measure/heard_monitors.h"
+#include "measure/measurement.h"
 #include "sim/command_listener.h"
 #include "sim/simulated_monitor.h"
 #include "store/capture_database.h"
@@ -87,9 +89,12 @@ protected:
     WiredLink serialB_{framer_, kStreamSerialB, clock_};
     WiredLink serialC_{framer_, kStreamSerialC, clock_};
     const std::array<WiredLink*, kStreams> links_{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_};
+    Measurement measurement_{slots_, settings_, errorLog_, clock_};
+    HeardMonitors heard_{slots_, measurement_, settings_};
     MonitorCommands commands_{{&tcpA_, &serialA_, &tcpB_, &serialB_, &serialC_},
                               framer_,
                               slots_,
+                              heard_,
                               settings_,
                               board_,
                               errorLog_,

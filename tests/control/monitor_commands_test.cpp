@@ -129,8 +129,8 @@ TEST_F(MonitorCommandsTest, ALinkThatDropsOrIsAnotherOneAndAProgramThatClosesEnd
         const char* what;
         std::function<void()> happens;
     } cases[] = {
-        {"Link 4 was lost after 2 of 4 pieces", [this] { serialC_.open = false; }},
-        {"Link 4 was lost after 2 of 4 pieces", [this] { serialC_.ConnectAnew(); }},
+        {"Serial Connection C was lost after 2 of 4 pieces", [this] { serialC_.open = false; }},
+        {"Serial Connection C was lost after 2 of 4 pieces", [this] { serialC_.ConnectAnew(); }},
         {"the program closes after 2 of 4 pieces", [this] { clock_.EndWaits(); }},
     };
     Set("CmdDevice", "4");
@@ -247,6 +247,42 @@ TEST_F(MonitorCommandsTest, BindsTheTargetToADeviceAndItsLink) {
     Set("BindDeviceA", "TCP");
     EXPECT_EQ(commands_.BindTarget(0), 1);
     EXPECT_EQ(commands_.TargetLinkName(), QString());
+}
+
+TEST_F(MonitorCommandsTest, ACommandGoesToTheMonitorThatIsHeardOrNowhere) {
+    measurement_.AddSink(heard_);
+    const auto packet = [this](int stream) { measurement_.DisplayData(stream, PacketOf({})); };
+    Set("DevSerial", "301234", u"0"_s);
+    packet(kStreamSerialA);
+    EXPECT_EQ(KeptByKey(settings_, u"CmdDevice"_s), u"1"_s) << "the target follows its monitor";
+    Set("CmdDevice", "0");
+    EXPECT_EQ(
+        Run(commands_.SendOnePacket(op_)),
+        "Device A is heard over Serial Connection A, but the command target is TCP Server A: nothing was "
+        "sent. Choose Device A as the target again.");
+    EXPECT_TRUE(tcpA_.sent.empty());
+    commands_.BindTarget(0);
+    auto running = commands_.SendOnePacket(op_);
+    clock_.AdvanceSeconds(20);
+    EXPECT_EQ(serialA_.sent.size(), 2U);
+    Set("BindDeviceA", "0");
+    commands_.BindTarget(0);
+    EXPECT_EQ(Run(commands_.SendOnePacket(op_)), "") << "chosen by hand, and not heard since";
+}
+
+TEST_F(MonitorCommandsTest, ItIsToldWhenAMonitorsCountersBeginAtZero) {
+    std::vector<int> zeroed;
+    QObject::connect(&commands_, &MonitorCommands::CountersZeroed, [&](int link) { zeroed.push_back(link); });
+    Set("CmdDevice", "2");
+    for (const Operation operation :
+         {Operation::StopRealtime, Operation::ResetKwh, Operation::ResetKwhOfEach, Operation::Restart})
+        EXPECT_EQ(Run(commands_.Send(operation, {}, op_)), "");
+    EXPECT_EQ(zeroed, (std::vector{2, 2, 2}));
+    auto lost = commands_.Send(Operation::ResetKwh, {}, op_);
+    clock_.Advance(2000);
+    tcpB_.open = false;
+    clock_.Advance(5000);
+    EXPECT_EQ(zeroed.size(), 3U) << "the last word did not get there";
 }
 
 TEST_F(MonitorCommandsTest, AMessageGoesOutOnTheLinkThatConnectsOutOnly) {

@@ -265,9 +265,10 @@ TEST_F(MonitorSettingsTest, APuttingBackThatIsCutOffOrNotTakenSaysWhatIsDoneAndW
         clock_.Advance(1);
     tcpA_.open = false;
     clock_.AdvanceSeconds(2);
-    EXPECT_EQ(error,
-              "Packet send frequency: Link 0 was lost after 3 of 4 pieces. Read the settings to see what the "
-              "monitor took. Put back: pt 184 3. Not put back: iv2 8, aux 100.");
+    EXPECT_EQ(
+        error,
+        "Packet send frequency: TCP Server A was lost after 3 of 4 pieces. Read the settings to see what the "
+        "monitor took. Put back: pt 184 3. Not put back: iv2 8, aux 100.");
 
     tcpA_.open = true;
     Join(tcpA_);

@@ -54,6 +54,7 @@ protected:
     MonitorCommands commands_{{&tcpA_, &serialA_, &gateway_, &serialB_, &port_},
                               framer_,
                               slots_,
+                              heard_,
                               settings_,
                               board_,
                               errorLog_,

@@ -64,11 +64,18 @@ inline void PresetMonitors(const ServiceFolder& house) {
 class SteppedService : public Service {
 public:
     SteppedService(const ServiceFolder& house, SteppedWall& wall)
-        : Service(QStringLiteral("/usr/bin/env"), Command(house, wall)), wall_(wall), gateway_(house.portA) {}
+        : Service(QStringLiteral("/usr/bin/env"), Command(house, wall)), wall_(wall), gateway_(house.portA) {
+        Send();  // the first packets, which have no power
+    }
 
     /// A minute later each monitor sends a packet. Returns when all are taken, and their records are queued.
     void PassMinute() {
         wall_.PassMinute();
+        Send();
+    }
+
+private:
+    void Send() {
         QByteArray bytes;
         for (std::uint16_t monitor = 1; monitor <= kMonitors; ++monitor) {
             const auto minute = static_cast<std::uint32_t>(wall_.Minutes());
@@ -82,7 +89,6 @@ public:
                 "the packets are not taken");
     }
 
-private:
     static QStringList Command(const ServiceFolder& house, const SteppedWall& wall) {
         const QDir programs(QCoreApplication::applicationDirPath());
         return QStringList{QStringLiteral("TZ=UTC"),

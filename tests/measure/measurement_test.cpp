@@ -6,6 +6,7 @@
 #include <tuple>
 #include <vector>
 
+#include "measure/heard_texts.h"
 #include "measure/measurement_fixture.h"
 #include "support/data_lines.h"
 
@@ -121,7 +122,12 @@ TEST_F(MeasurementTest, AReboundSlotKeepsNothingOfTheFormerMonitorButItsCarries)
     Send({.ch1Absolute = 1000, .ch2Absolute = 5000, .seconds = 100, .aux = {6400}});
     Send({.ch1Absolute = 1800, .ch2Absolute = 2000, .seconds = 108, .aux = {7200}});
     ASSERT_TRUE(A().counterReset);
+    int forgotten = 0;
+    QObject::connect(measurement_.get(), &Measurement::Forgotten, [&](int slot) { forgotten = slot; });
     Set(u"DevSerial"_s, u"511111"_s, u"0"_s);
+    EXPECT_FALSE(A().Seen()) << "at once, not with the next packet";
+    EXPECT_FALSE(measurement_->Online(1));
+    EXPECT_EQ(forgotten, 1);
     MonitorState other = {.model = Model::TwoChannel,
                           .ch1Absolute = 900'000,
                           .serialNumber = 11111,
@@ -141,6 +147,42 @@ TEST_F(MeasurementTest, AReboundSlotKeepsNothingOfTheFormerMonitorButItsCarries)
     other.seconds += 8;
     Send(other);
     EXPECT_EQ(Ch1().watts, 300);
+    Set(u"DevSerial"_s, u"511111"_s, u"4"_s);
+    EXPECT_FALSE(A().Seen()) << "the last of two slots has it";
+    Send(other);
+    EXPECT_TRUE(Of(5).Seen());
+    EXPECT_FALSE(A().Seen());
+}
+
+TEST_F(MeasurementTest, ASlotThatBeginsAnewCountsNoWrapOfAResetOfOurs) {
+    Send({.ch1Absolute = 9000, .seconds = 1000, .aux = {4'000'000'000}});
+    measurement_->BeginAnew(1);
+    Send({.ch1Absolute = 40, .seconds = 2, .aux = {20}});
+    EXPECT_EQ(Aux1().carry, 0) << "the seconds stepped back, which is no wrap of theirs";
+    EXPECT_FALSE(A().counterReset);
+    EXPECT_EQ(Ch1().watts, std::nullopt);
+    Send({.ch1Absolute = 840, .seconds = 10, .aux = {820}});
+    EXPECT_EQ(Ch1().watts, 100);
+}
+
+TEST_F(MeasurementTest, MonitorsHeardThatNobodyAnswersToAreListedNewestFirst) {
+    const auto listed = [this] { return UnboundText(measurement_->Unbound()).toStdString(); };
+    EXPECT_EQ(listed(), "");
+    Send({.serialNumber = 1, .unitId = 5});
+    clock_.AdvanceSeconds(5);
+    Send({.model = Model::TwoChannel, .serialNumber = 2, .unitId = 5});
+    EXPECT_EQ(listed(),
+              "Heard, but bound to no device: 500002 (VRQ-5806, Serial Connection A, 10:20:35), "
+              "500001 (VRQ-5810, Serial Connection A, 10:20:30)");
+    Set(u"DevSerial"_s, u"500002"_s, u"2"_s);
+    EXPECT_EQ(measurement_->Unbound().size(), 1U);
+    for (std::uint16_t number = 1; number <= 1100; ++number)
+        Send({.serialNumber = number, .unitId = 9});
+    EXPECT_EQ(measurement_->Unbound().size(), Measurement::kMostUnbound);
+    EXPECT_EQ(measurement_->Unbound().back().serial, "900101");
+    EXPECT_TRUE(listed().ends_with(", and 990 more"));
+    measurement_->ForgetUnbound();
+    EXPECT_EQ(listed(), "");
 }
 
 TEST_F(MeasurementTest, ADeviceIsStaleAfterFourMissedPacketsAndOffLineAfterTwoMinutes) {

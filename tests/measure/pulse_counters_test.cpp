@@ -48,6 +48,9 @@ TEST_F(PulseCountersTest, EveryUnitHasItsWordsAndItsRate) {
 TEST_F(PulseCountersTest, TheRateFollowsTheCounterAndStartsAnewWhereItFell) {
     SwitchOn(u"AUX2"_s, u"2"_s, u"minute"_s, u"0.5"_s);
     EXPECT_FALSE(pulses_.Readings(1).has_value());
+    Pulses(1, 4'000'000'000);
+    pulses_.Forget(1);  // another monitor is at the slot
+    EXPECT_FALSE(pulses_.Readings(1).has_value());
     for (const DataLine& line : CasesOf("FlowRate")) {
         Pulses(static_cast<std::uint32_t>(line.Number(0)), static_cast<std::uint32_t>(line.Number(1)));
         EXPECT_NEAR(pulses_.Readings(1)->rate, line.Number(2), 1e-6) << line;

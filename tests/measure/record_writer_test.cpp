@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "base/number_format.h"
 #include "measure/measurement_fixture.h"
 #include "measure/virtual_channels.h"
+#include "measure/virtual_texts.h"
 #include "store/db_writer.h"
 #include "store/rows.h"
 #include "store/schema.h"
@@ -26,6 +28,13 @@ protected:
         measurement_->AddSink(records_);
     }
 
+    /// Of a monitor that counts the seconds, so that a second packet gives power.
+    void Send(MonitorState state) {
+        if (state.seconds == MonitorState().seconds)
+            state.seconds = static_cast<std::uint32_t>(clock_.Monotonic() / 1000);
+        MeasurementFixture::Send(state);
+    }
+
     /// The tables that the statements queued since this was last asked go to, in their order.
     std::string TakeTables() {
         QStringList tables;
@@ -38,7 +47,8 @@ protected:
 
     DbWriter writer_{database_, settings_, errorLog_, clock_};
     ChannelGroups groups_{settings_};
-    VirtualChannels virtualChannels_{groups_, *measurement_, settings_};
+    StoredEnergies stored_{database_, slots_, clock_};
+    VirtualChannels virtualChannels_{groups_, *measurement_, stored_, settings_};
     RecordWriter records_{writer_, database_, virtualChannels_, clock_};
     int taken_ = 0;
 };
@@ -67,23 +77,64 @@ TEST_F(RecordWriterTest, ARowCountsAllWrapsAndHoldsNoPowerOfAnEarlierPacket) {
         EXPECT_THAT(sql::MinuteRow(A()), testing::HasSubstr(part.text.toStdString()));
 }
 
+TEST_F(RecordWriterTest, TheSumsWaitForAnEnergyThatNobodyKnowsAndAreWrittenOnceItIsKnown) {
+    const MonitorState b = {.serialNumber = 5678, .unitId = 4};
+    Set(u"EnableVD1"_s, u"True"_s);
+    Set(u"cbo120_0"_s, u"A:CH1"_s);
+    Set(u"cbo120_1"_s, u"B:CH1"_s);
+    Send({});
+    EXPECT_EQ(TakeTables(), "monitordata_hourly");
+    EXPECT_EQ(SumsWaitText(virtualChannels_),
+              u"The virtual device 999999 is not recorded until Device B is "
+              "heard: nothing is known of its energy."_s);
+    Send(b);
+    EXPECT_EQ(TakeTables(), "monitordata_hourly") << "of B: the sums go with A";
+    EXPECT_EQ(SumsWaitText(virtualChannels_), u""_s);
+    Send({});
+    EXPECT_EQ(TakeTables(), "monitordata_hourly");
+    EXPECT_TRUE(writer_.Buffer().Slot(writer_.Pointer()).ends_with(",999999,0,0,0,0,0,0,0,0,0,1);"))
+        << "the sums";
+    clock_.AdvanceSeconds(60);
+    Send({});
+    EXPECT_EQ(TakeTables(), "monitordata_minute, monitordata_minute");
+}
+
+TEST_F(RecordWriterTest, ADeviceNotHeardYetCountsInTheSumsWithItsNewestRow) {
+    Set(u"EnableVD1"_s, u"True"_s);
+    Set(u"cbo120_0"_s, u"B:CH1"_s);
+    Set(u"cbo121_0"_s, u"B:AUX5"_s);
+    // Without net metering, the generator is in no row: only what the row has is waited for.
+    for (const DataLine& line : CasesOf("StoredEnergies")) {
+        Execute(database_.databasePath(), line.Word(0));
+        stored_.Forget();
+        Send({});
+        const auto row = virtualChannels_.RowWith(A());
+        const std::string text = row.has_value() ? ShortestText(row->channels[0].absolute.Lifetime()) + " " +
+                                                       ShortestText(row->channels[0].polarized.Lifetime())
+                                                 : "none";
+        EXPECT_EQ(text, line.Word(1)) << line;
+    }
+}
+
 TEST_F(RecordWriterTest, ADisabledDatabaseGetsNothing) {
     settings_.Save(kDatabaseEnabled, false);
     clock_.AdvanceSeconds(60);
     Send({});
     EXPECT_EQ(writer_.Pointer(), 0);
     settings_.Save(kDatabaseEnabled, true);
+    clock_.AdvanceSeconds(1);
     Send({});
     EXPECT_EQ(TakeTables(), "monitordata_minute, monitordata_hourly");
 }
 
 TEST_F(RecordWriterTest, PowerAndEnergyRecordsAreWrittenWhereTheirTablesExist) {
     const std::pair<const char*, const char*> steps[] = {
-        {"SELECT 1", "monitordata_minute, monitordata_hourly"},
+        {"SELECT 1", "monitordata_hourly, monitordata_minute"},
         {sql::kNewEnergyTable, "monitordata_minute, minute_energy"},
         {sql::kNewPowerTable, "monitordata_minute, minute_power, minute_energy"},
         {"DROP TABLE minute_energy", "monitordata_minute, minute_power"},
     };
+    Send({});
     for (const auto& [change, tables] : steps) {
         Execute(database_.databasePath(), change);
         records_.LookForMinuteTables();
@@ -95,6 +146,7 @@ TEST_F(RecordWriterTest, PowerAndEnergyRecordsAreWrittenWhereTheirTablesExist) {
 
 TEST_F(RecordWriterTest, RecordsOfPowerAndEnergyWaitUntilTheirTablesCanBeLookedForOrAreGivenUp) {
     Execute(database_.databasePath(), sql::kNewPowerTable);
+    Send({});
     const auto aMinuteWhileLocked = [this](auto afterwards) {
         const auto other = CaptureDatabase::OpenFile(database_.databasePath(), false);
         EXPECT_TRUE(other.GetTable("BEGIN EXCLUSIVE").Ok());
@@ -103,7 +155,7 @@ TEST_F(RecordWriterTest, RecordsOfPowerAndEnergyWaitUntilTheirTablesCanBeLookedF
         Send({});
         afterwards();
     };
-    aMinuteWhileLocked([this] { EXPECT_EQ(TakeTables(), "monitordata_minute, monitordata_hourly"); });
+    aMinuteWhileLocked([this] { EXPECT_EQ(TakeTables(), "monitordata_hourly, monitordata_minute"); });
     clock_.AdvanceSeconds(60);
     Send({});
     EXPECT_EQ(TakeTables(), "minute_power, monitordata_minute, minute_power");

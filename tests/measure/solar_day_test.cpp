@@ -52,7 +52,8 @@ protected:
 
     DbWriter writer_{database_, settings_, errorLog_, clock_};
     ChannelGroups groups_{settings_};
-    VirtualChannels virtualChannels_{groups_, *measurement_, settings_};
+    StoredEnergies stored_{database_, slots_, clock_};
+    VirtualChannels virtualChannels_{groups_, *measurement_, stored_, settings_};
     std::unique_ptr<RecordWriter> records_;
 };
 

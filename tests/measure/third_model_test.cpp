@@ -42,8 +42,9 @@ protected:
             framer_->ProcessByte(kStreamTcpB, byte);
     }
 
-    [[nodiscard]] QJsonObject Device(qsizetype index) const {
-        const VirtualChannels virtualChannels(groups_, *measurement_, settings_);
+    [[nodiscard]] QJsonObject Device(qsizetype index) {
+        const StoredEnergies stored(database_, slots_, clock_);
+        const VirtualChannels virtualChannels(groups_, *measurement_, stored, settings_);
         return ReadingsDocument(*framer_, *measurement_, pulses_, virtualChannels, database_,
                                 clock_)[u"devices"_s][index]
             .toObject();

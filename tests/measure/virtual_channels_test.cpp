@@ -37,7 +37,8 @@ protected:
 
     std::uint32_t seconds_ = 1000;
     ChannelGroups groups_{settings_};
-    VirtualChannels virtualChannels_{groups_, *measurement_, settings_};
+    StoredEnergies stored_{database_, slots_, clock_};
+    VirtualChannels virtualChannels_{groups_, *measurement_, stored_, settings_};
 };
 
 TEST_F(VirtualChannelsTest, PowerGoesOneWayAndTheGridIsNamedForIt) {
@@ -129,15 +130,18 @@ TEST_F(VirtualChannelsTest, ADeviceOffLineIsNamedAndItsPowerLeftOutButNotItsEner
 
     clock_.AdvanceSeconds(60);
     Measure(b);
-    EXPECT_EQ(virtualChannels_.RowWith(Of(2)), std::nullopt) << "A is the lowest on line";
+    EXPECT_TRUE(virtualChannels_.GoWith(1));
+    EXPECT_FALSE(virtualChannels_.GoWith(2)) << "A is the lowest on line";
     clock_.AdvanceSeconds(60);
     EXPECT_THAT(Read().missing, ElementsAre(1));
     EXPECT_EQ(Read().main.watts, 800);
     EXPECT_EQ(Read().main.wattSeconds, 13'000);
-    EXPECT_EQ(VirtualLines(virtualChannels_).last(), u"Device A is off line and missing from these sums."_s);
-    EXPECT_TRUE(virtualChannels_.RowWith(Of(2)).has_value());
+    EXPECT_EQ(VirtualLines(virtualChannels_).last(),
+              u"Device A is off line: its power is missing from these sums."_s);
+    EXPECT_TRUE(virtualChannels_.GoWith(2));
+    EXPECT_EQ(virtualChannels_.RowWith(Of(2))->channels[0].absolute.current, 13'000);
     Set(u"EnableVD1"_s, u"False"_s);
-    EXPECT_EQ(virtualChannels_.RowWith(Of(2)), std::nullopt);
+    EXPECT_FALSE(virtualChannels_.GoWith(2));
 }
 
 TEST_F(VirtualChannelsTest, TheRowsChannelsFollowTheInstallation) {

@@ -88,15 +88,25 @@ TEST_F(Commands, TellWhatCameAndHowItStands) {
         SettleBursts(program.dbWriter);
     }
     const std::string readings =
-        "10:21:10  Device A 301234  121.3 V  CH1 200 W 0.008 kWh  CH2 0 W 0.000 kWh  AUX1 0 W 0.000 kWh  "
-        "AUX2 0 W 0.000 kWh  AUX3 0 W 0.000 kWh  AUX4 0 W 0.000 kWh  AUX5 0 W 0.000 kWh";
+        "10:21:10  Device A 301234  121.3 V  CH1 200 W 0.008 KWh  CH2 0 W 0.000 KWh  AUX1 0 W 0.000 KWh  "
+        "AUX2 0 W 0.000 KWh  AUX3 0 W 0.000 KWh  AUX4 0 W 0.000 KWh  AUX5 0 W 0.000 KWh";
     EXPECT_EQ(Ask(program, u"readings"_s), readings);
     clock.AdvanceSeconds(120);
     EXPECT_EQ(Ask(program, u"readings"_s), readings + "  (off line)");
-    EXPECT_EQ(Ask(program, u"slots"_s),
-              "Device A: 301234, off line\nDevice B: not bound\nDevice C: not bound\nDevice D: not bound\n"
-              "Device E: not bound\nDevice F: not bound\nHeard, but bound to no device: 301235");
+    EXPECT_EQ(
+        Ask(program, u"slots"_s),
+        "Device A: 301234, off line\nDevice B: not bound\nDevice C: not bound\nDevice D: not bound\n"
+        "Device E: not bound\nDevice F: not bound\nHeard, but bound to no device: 301235 (VRQ-5810, TCP "
+        "Server B, 10:21:30)");
     EXPECT_TRUE(Data().ends_with(R"("unbound":["301235"]})"));
+    operator_.WillAnswer("serial number 301235 to \"Device B\"", Answer::No);
+    EXPECT_EQ(Ask(program, u"bind B heard"_s), "Device B was not bound.");
+    operator_.WillAnswer("serial number 301235 to \"Device B\"", Answer::Yes);
+    EXPECT_EQ(Ask(program, u"bind B heard"_s), "Device B answers to 301235.");
+    EXPECT_EQ(Ask(program, u"bind C heard"_s), "No monitor was heard that no device answers to.");
+    EXPECT_TRUE(program.deviceSlots.SaveSerial(2, {}));
+    EXPECT_NE(Ask(program, u"forget-unbound"_s), "");
+    EXPECT_EQ(Ask(program, u"slots"_s).find("Heard"), std::string::npos);
     EXPECT_TRUE(Ask(program, u"raw tcp-b"_s).starts_with("VRQ-5810 packet, serial text 301234"));
     const std::string portA = std::to_string(program.tcpA.LocalPort());
     const std::string portB = std::to_string(program.tcpB.LocalPort());

@@ -26,7 +26,6 @@ public:
     WiredLink(Framer& framer, int stream, const Clock& clock) : MonitorLink(framer, stream), clock_(clock) {}
 
     // The end of the program under test.
-    [[nodiscard]] QString Name() const override { return QStringLiteral("Link %1").arg(Stream()); }
     [[nodiscard]] QChar Letter() const override { return QChar(u'A' + Stream()); }
     [[nodiscard]] LinkStatus Status() const override { return {}; }
     [[nodiscard]] bool IsSerial() const override { return Stream() % 2 == 1 || Stream() == kStreamSerialC; }

@@ -37,10 +37,13 @@ public:
 
     /// Waits for a line that holds `part`; fails where none came within five seconds.
     [[nodiscard]] testing::AssertionResult Says(const QString& part) {
-        const bool said = SpinUntil([&] {
-            (void)News();
-            return output_.contains(part);
-        });
+        constexpr int kPatience = 30'000;  // ms, for a machine that has much else to do
+        const bool said = SpinUntil(
+            [&] {
+                (void)News();
+                return output_.contains(part);
+            },
+            kPatience);
         return testing::AssertionResult(said) << output_.toStdString();
     }
 

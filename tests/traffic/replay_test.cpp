@@ -136,8 +136,11 @@ Text Summary(const Program& program) {
             text.push_back("  " + QJsonDocument(channel).toJson(QJsonDocument::Compact).toStdString());
         }
     }
-    for (const std::string& serial : program.measurement.UnboundSerials())
-        text.push_back("bound to no device: " + serial);
+    std::vector<std::string> unbound;
+    for (const UnboundMonitor& monitor : program.measurement.Unbound())
+        unbound.push_back("bound to no device: " + monitor.serial);
+    std::ranges::sort(unbound);
+    std::ranges::move(unbound, std::back_inserter(text));
     text.push_back("good packets: " + std::to_string(program.framer.GoodPackets()));
     text.push_back("bad packets: " + std::to_string(program.framer.BadPackets()));
     return text;

@@ -121,8 +121,8 @@ TEST_F(DashboardPageTest, NetMeteringIsToldInWordsColorAndSign) {
     Measure(1, 3000, 0);
     EXPECT_TRUE(Told(u"Used"_s).ends_with("off line"));
     EXPECT_FALSE(Told(u"Net"_s).ends_with("off line"));
-    EXPECT_TRUE(
-        Find<QLabel>(u"dashboard"_s, u"Device B is off line and missing from these sums."_s)->isVisible());
+    EXPECT_TRUE(Find<QLabel>(u"dashboard"_s, u"Device B is off line: its power is missing from these sums."_s)
+                    ->isVisible());
     ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::Virtual2, {u"A:AUX1"_s}));
     ASSERT_TRUE(program_->channelGroups.Choose(ChannelGroup::Loads, {u"A:AUX1"_s}));
     Measure(1, 3000, 0, 700);

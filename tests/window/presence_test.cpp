@@ -76,7 +76,7 @@ TEST_F(PresenceTest, WindowCommandLineAndPagesTellTheSame) {
         const char* reading;
         const char* status;  ///< of the page
     } steps[] = {
-        {31, Presence::Live, "On line", "on line", "AUX5 0 W 0.000 kWh", "Live"},
+        {31, Presence::Live, "On line", "on line", "AUX5 0 W 0.000 KWh", "Live"},
         {1, Presence::Stale, "Stale", "stale", "(stale)", "No news from Device A"},
         {87, Presence::Stale, "Stale", "stale", "(stale)", "No news from Device A"},
         {1, Presence::OffLine, "Off line", "off line", "(off line)", "No news from Device A"},

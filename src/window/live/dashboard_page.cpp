@@ -82,6 +82,7 @@ void DashboardPage::Refresh() {
     QStringList missing;
     for (const int slot : virtualChannels_.Read().missing)
         missing.append(MissingText(slot));
+    if (const QString waits = SumsWaitText(virtualChannels_); !waits.isEmpty()) missing.append(waits);
     missing_->setText(missing.join(u'\n'));
     missing_->setVisible(!missing.isEmpty() && !readings.empty());
     ShowHeader();

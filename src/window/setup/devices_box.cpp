@@ -1,5 +1,6 @@
 #include "window/setup/devices_box.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -8,6 +9,7 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <optional>
 
 #include "app/settings.h"
@@ -15,6 +17,7 @@
 #include "control/monitor_commands.h"
 #include "link/device_slots.h"
 #include "link/device_texts.h"
+#include "measure/heard_texts.h"
 #include "measure/measurement.h"
 #include "store/settings_store.h"
 #include "window/actions.h"
@@ -36,7 +39,7 @@ QTableWidgetItem* Cell(QTableWidget* table, int row, DeviceColumn column) {
 
 }  // namespace
 
-DevicesBox::DevicesBox(DeviceSlots& slots, const Measurement& measurement, const MonitorLinks& links,
+DevicesBox::DevicesBox(DeviceSlots& slots, Measurement& measurement, const MonitorLinks& links,
                        MonitorCommands& commands, MonitorSettings& monitor, Settings& settings,
                        Actions& actions)
     : QGroupBox(u"Devices"_s),
@@ -47,13 +50,13 @@ DevicesBox::DevicesBox(DeviceSlots& slots, const Measurement& measurement, const
       monitor_(monitor),
       settings_(settings),
       actions_(actions),
-      devices_(new QTableWidget(0, kColumns)),
-      unbound_(PaleLabel()) {
+      devices_(new QTableWidget(0, kColumns)) {
     FormatTable();
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(2, 2, 2, 2);
     column->addWidget(devices_);
-    column->addWidget(unbound_);
+    heardRow_ = Heard();
+    column->addWidget(heardRow_);
     column->addWidget(Binding());
     connect(&settings.Store(), &SettingsStore::Changed, this, [this] { settingsChanged_ = true; });
     connect(devices_, &QTableWidget::itemSelectionChanged, this, &DevicesBox::OnSelection);
@@ -95,6 +98,28 @@ QWidget* DevicesBox::Binding() {
                 ActionButton(u"Enter serial number..."_s, actions_,
                              [this](Operator& op) { return Enter(slot_, op); }),
                 new QLabel(u"Number of devices"_s), quantity_});
+}
+
+QWidget* DevicesBox::Heard() {
+    heard_ = new QComboBox;
+    heard_->setAccessibleName(u"Monitors heard"_s);
+    heard_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    auto* forget = new QPushButton(u"Clear list"_s);
+    connect(forget, &QPushButton::clicked, this, [this] {
+        measurement_.ForgetUnbound();
+        ShowHeard();
+    });
+    return Row({new QLabel(u"Heard, but bound to no device:"_s), heard_,
+                ActionButton(
+                    u"Bind it..."_s, actions_,
+                    [this](Operator& op) { return BindHeard(slot_, heard_->currentData().toString(), op); }),
+                forget});
+}
+
+QCoro::Task<Outcome> DevicesBox::BindHeard(std::optional<int> slot, QString serial, Operator& op) {
+    if (!slot.has_value()) co_return NoUnitSelected();
+    if (serial.isEmpty()) co_return Outcome::Failure(u"No monitor was heard that no device answers to."_s);
+    co_return co_await slots_.Bind(*slot, serial, op);
 }
 
 QCoro::Task<Outcome> DevicesBox::Bind(std::optional<int> slot, Operator& op) {
@@ -152,9 +177,18 @@ void DevicesBox::ShowStates() {
             ->setText(readings.model != nullptr ? QString::fromLatin1(readings.model->name) : QString());
         Cell(devices_, row, kState)->setText(state);
     }
-    const QString unbound = UnboundText(measurement_.UnboundSerials());
-    unbound_->setVisible(!unbound.isEmpty());
-    unbound_->setText(unbound);
+    ShowHeard();
+}
+
+/// The one that is chosen stays so, while others are heard.
+void DevicesBox::ShowHeard() {
+    if (heard_->view()->isVisible()) return;
+    const QString chosen = heard_->currentData().toString();
+    heard_->clear();
+    for (const UnboundMonitor& monitor : measurement_.Unbound())
+        heard_->addItem(UnboundText(monitor), QString::fromStdString(monitor.serial));
+    heard_->setCurrentIndex(std::max(heard_->findData(chosen), 0));
+    heardRow_->setVisible(heard_->count() > 0);
 }
 
 void DevicesBox::OnSelection() {

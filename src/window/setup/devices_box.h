@@ -9,7 +9,7 @@
 #include "base/outcome.h"
 #include "link/monitor_link.h"
 
-class QLabel;
+class QComboBox;
 class QSpinBox;
 class QTableWidget;
 
@@ -28,7 +28,7 @@ class DevicesBox final : public QGroupBox {
 
 public:
     /// `monitor` is the one that answers on the command target of `commands`.
-    DevicesBox(DeviceSlots& slots, const Measurement& measurement, const MonitorLinks& links,
+    DevicesBox(DeviceSlots& slots, Measurement& measurement, const MonitorLinks& links,
                MonitorCommands& commands, MonitorSettings& monitor, Settings& settings, Actions& actions);
 
     /// To be called once a second while it is looked at.
@@ -44,16 +44,19 @@ Q_SIGNALS:
 private:
     void FormatTable();
     QWidget* Binding();
+    QWidget* Heard();
+    void ShowHeard();
     QWidget* LinkChoice(int slot);
     void ShowDevices();
     void ShowStates();
     void OnSelection();
     QCoro::Task<Outcome> Bind(std::optional<int> slot, Operator& op);
+    QCoro::Task<Outcome> BindHeard(std::optional<int> slot, QString serial, Operator& op);
     QCoro::Task<Outcome> Find(std::optional<int> slot, Operator& op);
     QCoro::Task<Outcome> Enter(std::optional<int> slot, Operator& op);
 
     DeviceSlots& slots_;
-    const Measurement& measurement_;
+    Measurement& measurement_;
     MonitorLinks links_;
     MonitorCommands& commands_;
     MonitorSettings& monitor_;
@@ -62,7 +65,8 @@ private:
     bool settingsChanged_ = true;
     std::optional<int> slot_;  ///< the one that is chosen
     QTableWidget* devices_;
-    QLabel* unbound_;
+    QWidget* heardRow_ = nullptr;
+    QComboBox* heard_ = nullptr;  ///< the monitors that no device answers to
     QSpinBox* quantity_ = nullptr;
 };
 

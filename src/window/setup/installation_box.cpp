@@ -30,10 +30,10 @@ struct SwitchWords {
 };
 
 constexpr std::array<SwitchWords, 5> kSwitches = {{
-    {kBipolarMain, "Show the main panel as a bi-polar value"},
-    {kAverageAmps, "Show the mean of the main panel's two currents"},
+    {kBipolarMain, "Display Main Panel as a Bi-Polar Value"},
+    {kAverageAmps, "Display AVG Line1 and Line2 Current"},
     {kOtherWanted, "Calculate OTHER (Un-monitored Loads)"},
-    {kLineToLine, "Show twice the volts measured"},
+    {kLineToLine, "Display Apparent Line-to-Line Volt (240V range)"},
     {kSingleTwoChannel, "Take every VRQ-5806 packet for one of serial number 999998"},
 }};
 
