@@ -120,6 +120,29 @@ TEST(Framer, FramesWhatIsLeftOfADamagedStream) {
     }
 }
 
+TEST(Framer, OfAStretchOf43BytesBetweenLongPacketsItsHeaderDecidesWhatIsTaken) {
+    const Bytes a = PacketOf({.serialNumber = 1});
+    const Bytes b = PacketOf({.serialNumber = 2});
+    const Bytes last = PacketOf({.serialNumber = 4});
+    const Bytes front(b.begin(), b.begin() + 43);
+    // What is cut short is completed by 22 bytes of the packet behind, and judged by the last of them.
+    const Bytes zero = PacketOf({.serialNumber = 3});
+    const Bytes other = PacketOf({.ch2Polarized = 0x1234, .serialNumber = 3});
+    const Bytes glued = front + Bytes(other.begin(), other.begin() + 22);
+    const Bytes twoChannel = PacketOf({.model = Model::TwoChannel, .serialNumber = 2});
+    const struct {
+        const char* what;
+        const Bytes& stretch;
+        const Bytes& behind;
+        Result expected;
+    } cases[] = {{"a packet of the other model", twoChannel, zero, {{a, twoChannel, zero, last}}},
+                 {"a packet without its end", front, other, {{a, glued, last}}},
+                 {"a packet without its end, refused", front, zero, {{a, last}, 1}},
+                 {"a packet without its beginning", {b.begin() + 22, b.end()}, zero, {{a, zero, last}}}};
+    for (const auto& [what, stretch, behind, expected] : cases)
+        EXPECT_EQ(Framing(a + stretch + behind + last), expected) << what;
+}
+
 class FramerTest : public testing::Test {
 protected:
     void Feed(const Bytes& bytes, int stream = 0) {
