@@ -66,12 +66,12 @@ std::optional<QString> Settings::Shown(const QString& name) const {
     return kept;
 }
 
-QString Settings::ChangeText(const QString& name, const QString& text) const {
+QString Settings::ChangeText(const QString& name) const {
     const auto found = Find(name);
     if (!found.has_value()) return {};
     const auto& [setting, place] = *found;
     const bool shown = setting->privacy != SettingPrivacy::Secret;
-    return u"%1 = %2%3"_s.arg(SettingKey(*setting, place), shown ? text : kNotShown,
+    return u"%1 = %2%3"_s.arg(SettingKey(*setting, place), shown ? store_.Value(*setting, place) : kNotShown,
                               SettingEffectText(setting->effect));
 }
 

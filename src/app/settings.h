@@ -56,8 +56,8 @@ public:
     /// nobody declares nobody knows whether it is a secret: it is not shown.
     [[nodiscard]] std::optional<QString> Shown(const QString& name) const;
 
-    /// "KEY = VALUE" as it was entered, and from when on that is in effect; a secret is not told.
-    [[nodiscard]] QString ChangeText(const QString& name, const QString& text) const;
+    /// "KEY = VALUE" as it is kept, and from when on that is in effect; a secret is not told.
+    [[nodiscard]] QString ChangeText(const QString& name) const;
 
     [[nodiscard]] SettingsStore& Store() { return store_; }
 

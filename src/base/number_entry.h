@@ -17,6 +17,16 @@ namespace corvane {
     return isNumber && std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
+/// The whole number from `least` to `most` that `text` stands for, as "60", " 6e1 " and "60.0" do; nothing
+/// where it stands for none.
+[[nodiscard]] inline std::optional<int> WholeNumberEntry(const QString& text, int least, int most) {
+    const auto number = NumberEntry(text);
+    if (!number.has_value() || *number < least || *number > most || std::trunc(*number) != *number) {
+        return std::nullopt;
+    }
+    return static_cast<int>(*number);
+}
+
 /// The whole number that all of `text` is; nothing where it is none, or one that `Number` cannot hold.
 template <typename Number>
 [[nodiscard]] std::optional<Number> ParseInteger(std::string_view text) {

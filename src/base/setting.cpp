@@ -1,7 +1,6 @@
 #include "base/setting.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "base/number_entry.h"
 
@@ -95,10 +94,7 @@ QString SettingValueText(const Setting& setting) {
 }
 
 std::optional<int> SettingNumber(const Setting& setting, const QString& text) {
-    const auto number = NumberEntry(text);
-    if (!number.has_value() || std::trunc(*number) != *number) return std::nullopt;
-    if (*number < setting.least || *number > setting.most) return std::nullopt;
-    return static_cast<int>(*number);
+    return WholeNumberEntry(text, setting.least, setting.most);
 }
 
 bool IsKeyOf(const Setting& setting, const QString& key) {

@@ -56,11 +56,9 @@ constexpr auto kSetters = std::to_array<Setter>({
        {"UNITID", 0, 255, 1, "The unit id is a number from 0 to 255."}}}},
 });
 
-/// The whole number that `text` stands for; nothing where it stands for none.
+/// The whole number that `text` stands for; nothing where it stands for none that any setter takes.
 std::optional<int> WholeNumber(const QString& text) {
-    const auto number = NumberEntry(text);
-    if (!number.has_value() || std::trunc(*number) != *number || std::abs(*number) > 1e6) return std::nullopt;
-    return static_cast<int>(*number);
+    return WholeNumberEntry(text, -1'000'000, 1'000'000);
 }
 
 std::variant<QByteArray, QString> ParseTrim(int auxChannel, const QString& text) {

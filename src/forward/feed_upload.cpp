@@ -98,12 +98,11 @@ Outcome CheckFeedHost(QString& text, const SettingValues&) {
 }
 
 Outcome CheckFeedInterval(QString& text, const SettingValues&) {
-    bool isNumber = false;
-    const int seconds = text.toInt(&isNumber);
-    if (!isNumber || seconds < kFeedInterval.least || seconds > kFeedInterval.most) {
+    const auto seconds = SettingNumber(kFeedInterval, text);
+    if (!seconds.has_value()) {
         return Outcome::Failure(u"The interval is 1 to %1 seconds."_s.arg(kFeedInterval.most));
     }
-    text = QString::number(seconds);
+    text = QString::number(*seconds);
     return Outcome::Success();
 }
 

@@ -1,7 +1,6 @@
 #include "forward/forwarding_client.h"
 
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <optional>
 
@@ -42,11 +41,8 @@ QString AddressText(const AddressFields& fields, int digits) {
 }
 
 std::optional<std::uint16_t> ParsePort(const QString& text) {
-    const auto port = NumberEntry(text);
-    if (text.size() > ForwardingClient::kLongestPort || !port.has_value() || *port < 1 ||
-        *port > ForwardingClient::kMostPort || std::trunc(*port) != *port) {
-        return std::nullopt;
-    }
+    const auto port = WholeNumberEntry(text, 1, ForwardingClient::kMostPort);
+    if (text.size() > ForwardingClient::kLongestPort || !port.has_value()) return std::nullopt;
     return static_cast<std::uint16_t>(*port);
 }
 

@@ -1,7 +1,6 @@
 #include "forward/forwarding_server.h"
 
 #include <array>
-#include <cmath>
 #include <functional>
 
 #include "base/clock.h"
@@ -18,12 +17,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 Outcome CheckPort(QString& text, const Setting& port, const char* notNumeric, const char* outOfRange) {
-    const auto number = NumberEntry(text);
-    if (!number.has_value()) return Outcome::Failure(QString::fromLatin1(notNumeric));
-    if (*number < port.least || *number > port.most || std::trunc(*number) != *number) {
-        return Outcome::Failure(QString::fromLatin1(outOfRange));
-    }
-    text = QString::number(static_cast<int>(*number));
+    if (!NumberEntry(text).has_value()) return Outcome::Failure(QString::fromLatin1(notNumeric));
+    const auto number = WholeNumberEntry(text, port.least, port.most);
+    if (!number.has_value()) return Outcome::Failure(QString::fromLatin1(outOfRange));
+    text = QString::number(*number);
     return Outcome::Success();
 }
 

@@ -121,7 +121,7 @@ QCoro::Task<Reply> GetSetting(Program& program, QStringList arguments, Operator&
 QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&) {
     Settings& settings = program.userSettings;
     const Outcome applied = settings.Apply(arguments[0], arguments[1]);
-    co_return Reply::Of(applied, settings.ChangeText(arguments[0], arguments[1]));
+    co_return Reply::Of(applied, settings.ChangeText(arguments[0]));
 }
 
 QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {

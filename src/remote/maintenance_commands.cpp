@@ -1,8 +1,11 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
+#include <limits>
+
 #include "app/program.h"
 #include "base/date_entry.h"
+#include "base/number_entry.h"
 #include "remote/command.h"
 #include "remote/given_text.h"
 #include "store/schema.h"
@@ -160,10 +163,9 @@ QCoro::Task<Reply> RestoreDatabase(Program& program, QStringList arguments, Oper
         if (!entered.has_value()) co_return Reply::Failure(u"No backup was chosen."_s);
         number = *entered;
     }
-    bool isNumber = false;
-    const int chosen = number.trimmed().toInt(&isNumber);
-    if (!isNumber) co_return Reply::Failure(u"A backup is chosen by its number."_s);
-    co_return Told(co_await program.databaseFiles.RestoreBackup(chosen, op));
+    const auto chosen = WholeNumberEntry(number, 0, std::numeric_limits<int>::max());
+    if (!chosen.has_value()) co_return Reply::Failure(u"A backup is chosen by its number."_s);
+    co_return Told(co_await program.databaseFiles.RestoreBackup(*chosen, op));
 }
 
 struct Period {

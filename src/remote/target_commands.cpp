@@ -37,12 +37,15 @@ QCoro::Task<Reply> Target(Program& program, QStringList arguments, Operator&) {
     co_return Reply::Line(text);
 }
 
+std::optional<int> Byte(const QString& text) {
+    return WholeNumberEntry(text, 0, 255);
+}
+
 QCoro::Task<Reply> CommandByte(Program& program, QStringList arguments, Operator& op) {
     const auto slot = SlotOfLetter(arguments[0]);
     if (!slot.has_value()) co_return Reply::Failure(u"There are Device A to F."_s);
-    bool isNumber = false;
-    const int position = arguments[1].toInt(&isNumber);
-    const Outcome chosen = co_await program.commands.ChooseCommandByte(*slot, isNumber ? position : -1, op);
+    const int position = Byte(arguments[1]).value_or(-1);
+    const Outcome chosen = co_await program.commands.ChooseCommandByte(*slot, position, op);
     co_return Reply::Of(
         chosen,
         u"%1 listens to command byte %2."_s.arg(SlotName(*slot)).arg(program.commands.CommandByte(*slot)));
@@ -124,13 +127,6 @@ QCoro::Task<Reply> Thru(Program& program, QStringList, Operator& op) {
 QCoro::Task<Reply> EraseLogger(Program& program, QStringList, Operator& op) {
     const Outcome sent = co_await EraseDataLogger(program.commands, op);
     co_return Reply::Of(sent, u"The monitor was told to erase its data logger."_s);
-}
-
-/// 0..255, or nothing.
-std::optional<int> Byte(const QString& text) {
-    const auto number = NumberEntry(text);
-    if (!number.has_value() || *number < 0 || *number > 255) return std::nullopt;
-    return static_cast<int>(*number);
 }
 
 QCoro::Task<Reply> Memory(Program& program, QStringList arguments, Operator& op) {

@@ -31,19 +31,18 @@ TEST_F(SettingsTest, AnEntryIsCheckedByItsDeclaration) {
 }
 
 TEST_F(SettingsTest, WhatWasChangedIsToldWithTheMomentFromWhichItIsInEffect) {
-    const Settings& settings = Start().userSettings;
-    const struct {
-        const char* name;
-        const char* told;
-    } cases[] = {
-        {"voltx2", "VoltX2 = 7"},
-        {"TcpPortB", "TcpPortB = 7, from the next listen on"},
-        {"startup/comdevice7", "ComDevice7 = 7, from the next opening on"},
-        {"BindDeviceF", "BindDeviceF = 7, from the next \"target\" on"},
-        {"DBfile", "DBfile = 7, from the next start on"},
+    Settings& settings = Start().userSettings;
+    const std::tuple<QString, QString, QString> cases[] = {
+        {u"voltx2"_s, u" true"_s, u"VoltX2 = True"_s},
+        {u"TcpPortB"_s, u"8.09e3"_s, u"TcpPortB = 8090, from the next listen on"_s},
+        {u"startup/baudrateb"_s, u" 9600.0 "_s, u"BaudRateB = 9600, from the next opening on"_s},
+        {u"BindDeviceF"_s, u"4"_s, u"BindDeviceF = 4, from the next \"target\" on"_s},
+        {u"AutoOpen"_s, u"TRUE"_s, u"AutoOpen = True, from the next start on"_s},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(settings.ChangeText(QString::fromLatin1(c.name), u"7"_s), QString::fromLatin1(c.told));
+    for (const auto& [name, entered, told] : cases) {
+        EXPECT_TRUE(settings.Apply(name, entered));
+        EXPECT_EQ(settings.ChangeText(name), told) << "as it is kept, not as it was entered";
+    }
 }
 
 TEST_F(SettingsTest, ASecretIsNeverShown) {
@@ -57,7 +56,7 @@ TEST_F(SettingsTest, ASecretIsNeverShown) {
         EXPECT_EQ(settings.Shown(name), kNotShown);
     for (const QString& name : {u"/Key"_s, u"startup//Key"_s, u"Key/"_s})
         EXPECT_EQ(settings.Shown(name), std::nullopt) << "the file knows the same key by these names";
-    EXPECT_EQ(settings.ChangeText(u"Key"_s, u"c0ffee"_s), u"Key = (not shown)"_s);
+    EXPECT_EQ(settings.ChangeText(u"Key"_s), u"Key = (not shown)"_s);
 }
 
 TEST_F(SettingsTest, TheSwitchAndTheFrequencyOfWritingActAtOnce) {

@@ -49,7 +49,7 @@ TEST_F(RemoteSocket, AnswersLineByLine) {
     program_.errorLog.LogError(6, u"Overflow"_s, u"CH1"_s);
     const std::pair<const char*, const char*> lines[] = {
         {R"({"command":"set","arguments":["VoltX2","true"]})",
-         R"({"data":{"text":"VoltX2 = true"},"lines":["VoltX2 = true"],"ok":true})"},
+         R"({"data":{"text":"VoltX2 = True"},"lines":["VoltX2 = True"],"ok":true})"},
         {R"({"command":"get","arguments":["VoltX2"]})",
          R"({"data":{"value":"True"},"lines":["True"],"ok":true})"},
         {"nonsense", R"({"error":"A request is a JSON object on one line: illegal value.","ok":false})"},
