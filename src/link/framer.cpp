@@ -1,5 +1,6 @@
 #include "link/framer.h"
 
+#include <numeric>
 #include <utility>
 
 namespace corvane {
@@ -56,9 +57,14 @@ void Framer::Finish(int stream, Stream& s) {
         Close(s);
         return;
     }
-    ++goodPackets_;
+    ++s.goodPackets;
     handOff_ = {.stream = stream, .open = true};
     HandOn();
+}
+
+std::uint64_t Framer::GoodPackets() const {
+    return std::accumulate(streams_.begin(), streams_.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const Stream& s) { return sum + s.goodPackets; });
 }
 
 void Framer::Close(Stream& s) const {

@@ -101,7 +101,10 @@ public:
     [[nodiscard]] const MonitorModel* LastModel(int stream) const { return At(stream).lastModel; }
 
     [[nodiscard]] std::uint32_t BadPackets() const { return badPackets_; }
-    [[nodiscard]] std::uint64_t GoodPackets() const { return goodPackets_; }
+    [[nodiscard]] std::uint64_t GoodPackets() const;
+
+    /// Those of one stream.
+    [[nodiscard]] std::uint64_t GoodPackets(int stream) const { return At(stream).goodPackets; }
 
 private:
     struct Stream {
@@ -115,6 +118,7 @@ private:
         std::uint8_t oldest = 0;  ///< the header window: the last bytes seen while hunting
         std::uint8_t previous = 0;
         std::uint8_t newest = 0;
+        std::uint64_t goodPackets = 0;
         bool packetHold = false;
         bool rawDisplay = false;
         /// Not of std::uint8_t, which may stand for any object: the counts need not be read again after a
@@ -154,7 +158,6 @@ private:
     bool held_ = false;
     std::array<Stream, kStreams> streams_;
     std::uint32_t badPackets_ = 0;
-    std::uint64_t goodPackets_ = 0;
 };
 
 }  // namespace corvane

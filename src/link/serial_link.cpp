@@ -2,7 +2,7 @@
 
 #include <QPointer>
 
-#include <cmath>
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -22,22 +22,15 @@ namespace {
 const QString kNoPort = u"No COM port selected. Try \"Find COM Port\" utility"_s;
 const QString kOpenFailed = u"Error opening COM port: "_s;
 
-/// The number of a COM port that `text` stands for; nothing where it stands for none.
 std::optional<int> ComPortNumber(const QString& text) {
-    const auto number = NumberEntry(text);
-    if (!number.has_value() || *number < 1 || *number > kComPorts || std::trunc(*number) != *number) {
-        return std::nullopt;
-    }
-    return static_cast<int>(*number);
+    return WholeNumberEntry(text, 1, kComPorts);
 }
 
 /// The baud rate of the list that `text` stands for; nothing where it stands for none.
 std::optional<int> ListedBaudRate(const QString& text) {
-    const auto number = NumberEntry(text);
-    for (const int rate : SerialLink::kBaudRates) {
-        if (number == rate) return rate;
-    }
-    return std::nullopt;
+    const auto& rates = SerialLink::kBaudRates;
+    const auto number = WholeNumberEntry(text, rates.front(), rates.back());
+    return number && std::ranges::find(rates, *number) != rates.end() ? number : std::nullopt;
 }
 
 Outcome NoSuchBaudRate() {
@@ -45,6 +38,11 @@ Outcome NoSuchBaudRate() {
     for (const int rate : SerialLink::kBaudRates)
         rates.append(QString::number(rate));
     return Outcome::Failure(u"The baud rate is one of %1."_s.arg(rates.join(u", "_s)));
+}
+
+/// "Error opening COM port: /dev/ttyUSB0 is not there".
+QString NotToBeHad(const QString& path, PortState state) {
+    return kOpenFailed + path + u' ' + PortStateText(state, path);
 }
 
 }  // namespace
@@ -76,46 +74,65 @@ SerialLink::SerialLink(const Identity& identity, SerialPorts& ports, Framer& fra
       settings_(settings),
       board_(board),
       errorLog_(errorLog),
-      clock_(clock) {
+      clock_(clock),
+      watch_(*this, framer, board, errorLog, clock) {
     connect(&clock, &Clock::SecondPassed, this, &SerialLink::OnSecond);
+    connect(&settings, &SettingsStore::Changed, this, [this] {
+        if (countdown_ > 0 && settings_.Value(kComPort, Place()) != awaited_) EndAttempts();
+    });
 }
 
-QCoro::Task<> SerialLink::StartUp() {
-    if (!settings_.IsOn(kAutoOpen) || settings_.Value(kComPort, Place()).isEmpty()) co_return;
-    const Outcome opened = co_await OpenCOM();
-    if (!opened) board_.AddLine(u"     %1: %2"_s.arg(Name(), opened.Error()));
+void SerialLink::StartUp() {
+    if (settings_.IsOn(kAutoOpen) && !settings_.Value(kComPort, Place()).isEmpty()) Attempt();
 }
 
 QCoro::Task<Outcome> SerialLink::OpenCOM() {
-    const Outcome opened = Open();
+    return OpenCOM(settings_.Value(kComPort, Place()), settings_.Value(kBaudRate, Place()));
+}
+
+QCoro::Task<Outcome> SerialLink::OpenCOM(QString port, QString rate) {
+    const Outcome opened = Open(port, rate);
     if (!opened) co_return opened;
     co_return co_await Settle();
 }
 
 void SerialLink::CloseCOM() {
-    countdown_ = 0;
+    EndAttempts();
     Drop();
     board_.AddLine(QString::fromLatin1(identity_.closedLine));
 }
 
-Outcome SerialLink::Open() {
-    const auto number = ComPortNumber(settings_.Value(kComPort, Place()));
+Outcome SerialLink::Open(const QString& port, const QString& rate) {
+    const auto number = ComPortNumber(port);
     if (!number.has_value()) return Outcome::Failure(kNoPort);
-    const auto rate = ListedBaudRate(settings_.Value(kBaudRate, Place()));
-    if (!rate.has_value()) return NoSuchBaudRate();
+    const auto listed = ListedBaudRate(rate);
+    if (!listed.has_value()) return NoSuchBaudRate();
 
     Drop();
-    const QString path = ComDevice(*number, settings_);
+    Outcome opened = OpenDevice(ComDevice(*number, settings_), *listed);
+    if (!opened) return opened;
+    number_ = *number;
+    countdown_ = 0;
+    CountConnection();
+    watch_.Begin();
+    Keep(kComPort, *number);
+    Keep(kBaudRate, *listed);
+    return opened;
+}
+
+void SerialLink::Keep(const Setting& setting, int value) {
+    if (settings_.Value(setting, Place()) != QString::number(value)) settings_.Save(setting, value, Place());
+}
+
+Outcome SerialLink::OpenDevice(const QString& path, int rate) {
     const PortState state = ports_.TestPort(path);
-    if (state != PortState::Free) {
-        return Outcome::Failure(kOpenFailed + path + u' ' + PortStateText(state, path));
-    }
+    if (state != PortState::Free) return Outcome::Failure(NotToBeHad(path, state));
     auto port = std::make_unique<QSerialPort>();
     // The lock against other programs goes by the device's own name.
     const QString device = LinkedDevice(path);
     port->setPortName(device);
     port->setReadBufferSize(kInputBuffer);
-    port->setBaudRate(*rate);
+    port->setBaudRate(rate);
     port->setParity(QSerialPort::NoParity);
     port->setDataBits(QSerialPort::Data8);
     port->setStopBits(QSerialPort::OneStop);
@@ -126,11 +143,8 @@ Outcome SerialLink::Open() {
     port->setDataTerminalReady(false);
     port->setRequestToSend(false);
 
-    countdown_ = 0;
-    number_ = *number;
     device_ = device;
     port_ = std::move(port);
-    CountConnection();
     connect(port_.get(), &QSerialPort::readyRead, this, &SerialLink::ReadAll);
     connect(port_.get(), &QSerialPort::errorOccurred, this, &SerialLink::OnError);
     return Outcome::Success();
@@ -142,7 +156,7 @@ QCoro::Task<Outcome> SerialLink::Settle() {
     if (!settled || opened.isNull() || opened != port_.get()) {
         co_return Outcome::Failure(u"%1 was closed again before its line had settled."_s.arg(Name()));
     }
-    lossTold_ = false;
+    told_.clear();
     board_.AddLine(u"     %1 Port # %2 is now open."_s.arg(Name()).arg(number_));
     co_return Outcome::Success();
 }
@@ -166,6 +180,7 @@ void SerialLink::ReadAll() {
             Q_EMIT ReplyArrived(data);
         } else {
             activity_ = true;
+            watch_.NoteBytes();
             Frame(data);
         }
     }
@@ -186,22 +201,41 @@ void SerialLink::OnError(QSerialPort::SerialPortError error) {
     // At the first error: a port that hung up says that it is open, and raises errors without end. Their
     // texts are not to be trusted.
     Drop();
-    countdown_ = kRetrySeconds;
-    if (std::exchange(lossTold_, true)) return;
     const QString text = u"Port # %1 (%2) was lost."_s.arg(number_).arg(device_);
+    if (!TryLater(NotToBeHad(ComDevice(number_, settings_), PortState::Missing), u"The port is gone."_s))
+        return;
     board_.AddLine(u"     %1 %2"_s.arg(Name(), text));
     errorLog_.LogError(0, text, Name());
 }
 
-void SerialLink::OnSecond() {
-    if (countdown_ == 0) return;
-    --countdown_;
-    if (countdown_ > 0) return;
-    if (Open()) {
-        Settle();
-    } else {
-        countdown_ = kRetrySeconds;
+void SerialLink::Attempt() {
+    const Outcome opened = Open(settings_.Value(kComPort, Place()), settings_.Value(kBaudRate, Place()));
+    if (opened) {
+        Settle();  // nobody waits for it
+        return;
     }
+    const QString text = opened.Error();
+    if (!TryLater(text, text.endsWith(u'.') ? text : text + u'.')) return;
+    board_.AddLine(u"     %1: %2"_s.arg(Name(), text));
+    errorLog_.LogError(0, text, Name());
+}
+
+bool SerialLink::TryLater(const QString& failure, const QString& notice) {
+    countdown_ = kRetrySeconds;
+    awaited_ = settings_.Value(kComPort, Place());
+    if (told_ == failure) return false;
+    told_ = failure;
+    trouble_ = notice;
+    return true;
+}
+
+void SerialLink::EndAttempts() {
+    countdown_ = 0;
+    told_.clear();
+}
+
+void SerialLink::OnSecond() {
+    if (countdown_ > 0 && --countdown_ == 0) Attempt();
 }
 
 bool SerialLink::Uses(const QString& path) const {
@@ -216,8 +250,8 @@ LinkStatus SerialLink::Status() const {
 }
 
 QString SerialLink::Notice() const {
-    if (countdown_ == 0) return {};
-    return u"The port is gone. Reconnecting in %1 sec."_s.arg(countdown_);
+    if (countdown_ > 0) return u"%1 Reconnecting in %2 sec."_s.arg(trouble_).arg(countdown_);
+    return IsOpen() ? watch_.Notice() : QString();
 }
 
 bool SerialLink::TakeActivity() {

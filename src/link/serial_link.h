@@ -12,6 +12,7 @@
 #include "base/outcome.h"
 #include "base/setting.h"
 #include "link/monitor_link.h"
+#include "link/packet_watch.h"
 
 namespace corvane {
 
@@ -44,7 +45,8 @@ inline constexpr Setting kAutoOpen{
 inline constexpr std::array kSerialLinkSettings = {kComPort, kBaudRate, kAutoOpen};
 
 /// Feeds what the monitor sends to the framer, on the link's own stream. The line is 8 bits, no parity, one
-/// stop bit, at the rate chosen. A port that vanishes is tried again until it is back or the user closes it.
+/// stop bit, at the rate chosen. A port that vanishes, or cannot be opened at the start, is tried again until
+/// it is open, or the user closes it or chooses another.
 class SerialLink : public MonitorLink {
     Q_OBJECT
 
@@ -66,15 +68,18 @@ public:
     SerialLink(const Identity& identity, SerialPorts& ports, Framer& framer, SettingsStore& settings,
                StatusBoard& board, ErrorLog& errorLog, Clock& clock);
 
-    /// Opens the port that was chosen, if there is one and `kAutoOpen` is on. A failure is told in
-    /// the status list. Called once when the program starts.
-    QCoro::Task<> StartUp();
+    /// Opens the port that was chosen, if there is one and `kAutoOpen` is on. Called once when the program
+    /// starts.
+    void StartUp();
 
     /// The open button: opens the port that was chosen, closing what was open, and lets the line settle. The
     /// failure is what the user reads.
     QCoro::Task<Outcome> OpenCOM();
 
-    /// The close button; it also ends the attempts to open a port that vanished.
+    /// The same with a port and a baud rate as they were entered, which are kept once the port is open.
+    QCoro::Task<Outcome> OpenCOM(QString port, QString rate);
+
+    /// The close button; it also ends the attempts to open the port.
     void CloseCOM();
 
     void SetReading(bool on) override;
@@ -91,7 +96,8 @@ public:
     /// Whether the open port is the device that `path` names.
     [[nodiscard]] bool Uses(const QString& path) const;
 
-    /// "The port is gone. Reconnecting in 5 sec.", or empty.
+    /// "The port is gone. Reconnecting in 5 sec.", or why else it is tried again; that bytes make no packets;
+    /// or empty.
     [[nodiscard]] QString Notice() const;
 
     /// Whether data came in since this was last asked.
@@ -99,8 +105,16 @@ public:
 
 private:
     [[nodiscard]] SettingPlace Place() const { return {.member = identity_.letter}; }
-    Outcome Open();
+    Outcome Open(const QString& port, const QString& rate);
+    Outcome OpenDevice(const QString& path, int rate);
+    void Keep(const Setting& setting, int value);
     QCoro::Task<Outcome> Settle();
+    void Attempt();
+
+    /// Has the port tried again, for a reason that people read before "Reconnecting". Whether it is news:
+    /// `failure` is not what was told last.
+    [[nodiscard]] bool TryLater(const QString& failure, const QString& notice);
+    void EndAttempts();
     void Drop();
     void ReadAll();
     void OnError(QSerialPort::SerialPortError error);
@@ -112,11 +126,14 @@ private:
     StatusBoard& board_;
     ErrorLog& errorLog_;
     Clock& clock_;
+    PacketWatch watch_;
     std::unique_ptr<QSerialPort> port_;  ///< null while closed
     int number_ = 0;                     ///< of the COM port opened last
     QString device_;                     ///< and its path, links followed
     int countdown_ = 0;                  ///< seconds to the next attempt; 0 = none is due
-    bool lossTold_ = false;              ///< that the port vanished; until it has stood open again
+    QString awaited_;                    ///< the port that was chosen when they began
+    QString trouble_;                    ///< why there are attempts, for the notice
+    QString told_;                       ///< the last failure that was told, until the port has stood open
     bool activity_ = false;
     bool reading_ = true;
 };

@@ -1,6 +1,5 @@
 #include "link/tcp_link.h"
 
-#include <cmath>
 #include <utility>
 
 #include "base/clock.h"
@@ -14,11 +13,10 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 Outcome CheckTcpPort(QString& text, const SettingValues&) {
-    const auto port = NumberEntry(text);
-    if (!port.has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
-    if (*port < kLeastTcpPort || *port > kMostTcpPort || std::trunc(*port) != *port)
-        return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
-    text = QString::number(static_cast<int>(*port));
+    if (!NumberEntry(text).has_value()) return Outcome::Failure(u"Must be a numeric value"_s);
+    const auto port = WholeNumberEntry(text, kLeastTcpPort, kMostTcpPort);
+    if (!port.has_value()) return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
+    text = QString::number(*port);
     return Outcome::Success();
 }
 
@@ -33,6 +31,7 @@ TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settin
       board_(board),
       errorLog_(errorLog),
       socket_(clock),
+      watch_(*this, framer, board, errorLog, clock),
       latched_(settings.IsOn(kTcpLatch, Place())) {
     socket_.ReplaceSilentPeerAfter(kSilentPeer);
     connect(&socket_, &TcpSocket::Connected, this, &TcpLink::OnConnected);
@@ -83,6 +82,7 @@ void TcpLink::Begin() {
 
 void TcpLink::OnConnected() {
     CountConnection();
+    watch_.Begin();
     sawData_ = false;
     lastFailure_.clear();
     board_.AddLine(u"         Connected"_s);
@@ -98,6 +98,7 @@ void TcpLink::OnData(QByteArrayView data) {
     if (ReplyCapture()) {
         Q_EMIT ReplyArrived(data);
     } else if (!framer_.PacketHold(Stream())) {
+        watch_.NoteBytes();
         Frame(data);
     }
 }
@@ -146,7 +147,7 @@ QString TcpLink::Notice() const {
     if (socket_.State() == SocketState::Error && socket_.AddressInUse())
         return u"Wait 4 Minutes to Release Port"_s;
     if (countdown_ > 0) return u"Reconnecting in %1 sec."_s.arg(countdown_);
-    return {};
+    return socket_.State() == SocketState::Connected ? watch_.Notice() : QString();
 }
 
 bool TcpLink::TakeActivity() {

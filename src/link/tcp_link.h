@@ -10,6 +10,7 @@
 #include "base/outcome.h"
 #include "base/setting.h"
 #include "link/monitor_link.h"
+#include "link/packet_watch.h"
 #include "link/tcp_socket.h"
 
 namespace corvane {
@@ -113,7 +114,8 @@ public:
     /// The button's caption: "Listen", "Stop Listening" or "Connected".
     [[nodiscard]] QString Caption() const;
 
-    /// "Disconnected", "Reconnecting in 5 sec.", "Wait 4 Minutes to Release Port", or empty.
+    /// "Disconnected", "Reconnecting in 5 sec.", "Wait 4 Minutes to Release Port", that bytes make no
+    /// packets, or empty.
     [[nodiscard]] QString Notice() const;
 
     /// Whether data came in since this was last asked.
@@ -134,6 +136,7 @@ private:
     StatusBoard& board_;
     ErrorLog& errorLog_;
     TcpSocket socket_;
+    PacketWatch watch_;
     std::uint16_t port_ = 0;  ///< of the last StartUp or Listen
     bool latched_;
     int countdown_ = 0;  ///< seconds to the next attempt; 0 = none is due

@@ -35,15 +35,9 @@ QCoro::Task<Reply> OpenLink(Program& program, QStringList arguments, Operator&) 
     SerialLink* link = LinkOf(program.SerialLinks(), arguments.first());
     if (link == nullptr) co_return Reply::Failure(kNoSuchSerialLink);
     const SettingPlace place{.member = link->Letter()};
-    if (arguments.size() > 1) {
-        const Outcome chosen = program.userSettings.Apply(kComPort, arguments[1], place);
-        if (!chosen) co_return Reply::Failure(chosen.Error());
-    }
-    if (arguments.size() > 2) {
-        const Outcome chosen = program.userSettings.Apply(kBaudRate, arguments[2], place);
-        if (!chosen) co_return Reply::Failure(chosen.Error());
-    }
-    const Outcome opened = co_await link->OpenCOM();
+    const QString port = arguments.size() > 1 ? arguments[1] : program.settings.Value(kComPort, place);
+    const QString rate = arguments.size() > 2 ? arguments[2] : program.settings.Value(kBaudRate, place);
+    const Outcome opened = co_await link->OpenCOM(port, rate);
     co_return Reply::Of(opened, u"%1: Open, port %2"_s.arg(link->Name()).arg(link->Port()));
 }
 
@@ -124,8 +118,8 @@ std::span<const Command> LinkCommands() {
          Listen},
         {"disconnect", "A|B", "Closes TCP Server A or B until it is told to listen again.", 1, 1, false,
          Disconnect},
-        {"open", "A|B|C [PORT [BAUD]]", "Opens a serial connection; a port and rate given are kept.", 1, 3,
-         false, OpenLink},
+        {"open", "A|B|C [PORT [BAUD]]",
+         "Opens a serial connection; a port and rate given are kept once it is open.", 1, 3, false, OpenLink},
         {"close", "A|B|C", "Closes a serial connection.", 1, 1, false, CloseLink},
         {"find-ports", "", "Tries COM port 1 to 64 and tells what is there.", 0, 0, false, FindPorts},
         {"raw", "on|off|tcp-a|tcp-b|serial-a|serial-b|serial-c",

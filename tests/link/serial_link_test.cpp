@@ -207,19 +207,12 @@ TEST_F(SerialLinkTest, SaysWhyAPortCannotBeOpened) {
 
 TEST_F(SerialLinkTest, OpensAtStartUpWhereToldTo) {
     const Pty line;
-    const std::string missing =
-        "     Serial Connection A: Error opening COM port: /no/such/line is not there";
-    const std::tuple<QString, QString, QString, Lines> cases[] = {
-        {u"True"_s, u"33"_s, line.Path(), {kOpenA}},
-        {u"False"_s, u"33"_s, line.Path(), {}},
-        {u"True"_s, u""_s, line.Path(), {}},
-        {u"True"_s, u"33"_s, u"/no/such/line"_s, {missing}},
-    };
-    for (const auto& [autoOpen, port, device, lines] : cases) {
+    const std::tuple<QString, QString, Lines> cases[] = {
+        {u"True"_s, u"33"_s, {kOpenA}}, {u"False"_s, u"33"_s, {}}, {u"True"_s, u""_s, {}}};
+    SerialLink& link = MakeA(line.Path());
+    for (const auto& [autoOpen, port, lines] : cases) {
         KeepByKey(settings_, u"AutoOpen"_s, autoOpen);
         KeepByKey(settings_, u"ComPortA"_s, port);
-        KeepByKey(settings_, u"ComDevice33"_s, device);
-        SerialLink& link = Make(SerialLink::kA);
         link.StartUp();
         clock_.AdvanceSeconds(20);
         EXPECT_EQ(TakeLines(), lines);
@@ -307,32 +300,95 @@ TEST_F(VanishedPort, ThatComesAndGoesBeforeItSettlesIsToldOnce) {
     EXPECT_EQ(errorLog_.Load().lines.size(), 1);
 }
 
-TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserClosesItOrHasOpenedIt) {
+/// Ports of which a test says how they stand.
+struct ToldPorts final : SerialPorts {
+    PortState TestPort(const QString&) override { return state; }
+    QString Product(const QString&) override { return {}; }
+    PortState state = PortState::Free;
+};
+
+TEST_F(VanishedPort, ThatIsNotToBeHadAtTheStartIsTriedAgainAndEachReasonToldOnce) {
+    const Pty line;
+    ToldPorts ports;
+    MakeA(line.Path());
+    SerialLink link(SerialLink::kA, ports, framer_, settings_, board_, errorLog_, clock_);
+    KeepByKey(settings_, u"AutoOpen"_s, true);
+    qsizetype logged = 0;
+    for (const PortState state : {PortState::Missing, PortState::Busy, PortState::Denied, PortState::Free}) {
+        ports.state = state;
+        if (state == PortState::Missing) {
+            link.StartUp();
+        } else {
+            clock_.AdvanceSeconds(5);
+        }
+        if (state == PortState::Free) break;
+        const std::string reason = "Error opening COM port: " +
+                                   (line.Path() + u' ' + PortStateText(state, line.Path())).toStdString();
+        EXPECT_EQ(TakeLines(), Lines{"     Serial Connection A: " + reason});
+        EXPECT_EQ(errorLog_.Load().lines.size(), ++logged);
+        EXPECT_EQ(link.Notice().toStdString(), reason + ". Reconnecting in 5 sec.");
+        clock_.AdvanceSeconds(11);
+        EXPECT_EQ(link.Notice().toStdString(), reason + ". Reconnecting in 4 sec.");
+        clock_.AdvanceSeconds(4);
+        EXPECT_EQ(TakeLines(), Lines());
+    }
+    EXPECT_TRUE(link.IsOpen());
+    EXPECT_EQ(link.Notice(), u""_s);
+    clock_.Advance(500);
+    EXPECT_EQ(TakeLines(), Lines{kOpenA});
+}
+
+TEST_F(VanishedPort, IsNotTriedAgainOnceTheUserClosesItChoosesAnotherOrHasOpenedIt) {
     const QString path = folder_.Path(u"monitor"_s);
     SerialLink& link = MakeA(path);
-    for (const bool opened : {false, true}) {
+    KeepByKey(settings_, u"ComDevice34"_s, folder_.Path(u"other"_s));
+    enum { Closed, Another, Opened };
+    for (const auto what : {Closed, Another, Opened}) {
+        KeepByKey(settings_, u"ComPortA"_s, u"33"_s);
         Pty line;
         PointTo(path, line.Path());
         ASSERT_EQ(Open(link), "");
         PullOut(line, path);
         ASSERT_TRUE(IsClosedByItself(link));
         EXPECT_EQ(Open(link), "Error opening COM port: " + path.toStdString() + " is not there");
-        EXPECT_NE(link.Notice(), u""_s);  // an opening in vain does not end them
+        KeepByKey(settings_, u"ComPortA"_s, u"33"_s);
+        KeepByKey(settings_, u"ComPortB"_s, u"34"_s);
+        EXPECT_NE(link.Notice(), u""_s);  // none of these ends the attempts
 
         const Pty back;
-        if (opened) PointTo(path, back.Path());
         (void)TakeLines();
-        if (opened) {
+        if (what == Closed) link.CloseCOM();
+        if (what == Another) KeepByKey(settings_, u"comporta"_s, u"34"_s);
+        if (what == Opened) {
+            PointTo(path, back.Path());
             ASSERT_EQ(Open(link), "");
-        } else {
-            link.CloseCOM();
         }
         PointTo(path, back.Path());
+        PointTo(folder_.Path(u"other"_s), back.Path());
         EXPECT_EQ(link.Notice(), u""_s);
         clock_.AdvanceSeconds(60);
-        EXPECT_EQ(link.IsOpen(), opened);
-        EXPECT_EQ(TakeLines(), Lines{opened ? kOpenA : kClosedA});
+        EXPECT_EQ(link.IsOpen(), what == Opened);
+        EXPECT_EQ(TakeLines(), what == Closed ? Lines{kClosedA} : what == Opened ? Lines{kOpenA} : Lines());
     }
+}
+
+TEST_F(SerialLinkTest, AnOpeningKeepsThePortAndRateThatWereGivenOnceItSucceeds) {
+    const Pty line;
+    SerialLink& link = MakeA(u"/no/such/line"_s);
+    KeepByKey(settings_, u"ComDevice34"_s, line.Path());
+    const auto open = [&](const QString& port, const QString& rate) {
+        std::string error;
+        link.OpenCOM(port, rate).then([&](const Outcome& opened) { error = opened.Error().toStdString(); });
+        clock_.Advance(500);
+        return error + " | " + KeptByKey(settings_, u"ComPortA"_s).toStdString() + " at " +
+               KeptByKey(settings_, u"BaudRateA"_s, u"none"_s).toStdString();
+    };
+    const std::string rates = "The baud rate is one of 1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200.";
+    EXPECT_EQ(open(u"34"_s, u"1e4"_s), rates + " | 33 at none");
+    EXPECT_EQ(open(u"34"_s, u"9600,N"_s), rates + " | 33 at none");
+    EXPECT_EQ(open(u"33"_s, u"9600"_s), "Error opening COM port: /no/such/line is not there | 33 at none");
+    EXPECT_EQ(open(u"34.0"_s, u" 9.6e3 "_s), " | 34 at 9600");
+    EXPECT_EQ(open(u"3.4e1"_s, u"19200.0"_s), " | 34 at 19200");
 }
 
 }  // namespace

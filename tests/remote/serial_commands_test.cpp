@@ -38,9 +38,11 @@ TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
     EXPECT_EQ(Run(u"close 1"_s).outcome.Error(), u"There are Serial Connection A, B and C."_s);
     EXPECT_FALSE(Run(u"open B 65"_s).outcome);
     EXPECT_FALSE(Run(u"open B 5 300"_s).outcome);
+    EXPECT_FALSE(Run(u"open B 7 9600"_s).outcome);
     EXPECT_FALSE(program_->serialB.IsOpen());
+    EXPECT_EQ(KeptByKey(program_->settings, u"ComPortB"_s), u""_s) << "nothing is kept of what did not open";
 
-    EXPECT_EQ(Run(u"open B 5 9600"_s).lines, QStringList{u"Serial Connection B: Open, port 5"_s});
+    EXPECT_EQ(Run(u"open B 5 9600.0"_s).lines, QStringList{u"Serial Connection B: Open, port 5"_s});
     EXPECT_EQ(KeptByKey(program_->settings, u"ComPortB"_s), u"5"_s);
     EXPECT_EQ(KeptByKey(program_->settings, u"BaudRateB"_s), u"9600"_s);
     const Reply status = Run(u"status"_s);

@@ -71,8 +71,10 @@ TEST_F(ConnectionsPageTest, ASerialPortIsFoundAndOpened) {
     EXPECT_EQ(seen(), "off Closed <7  /nowhere/port> <19200> (Open) -(Close)") << "what was chosen stays so";
     Choose(u"Serial Connection C: Port"_s, u"9"_s);
     EXPECT_EQ(KeptByKey(program_->settings, u"ComPortC"_s), u"9"_s);
-    KeepByKey(program_->settings, u"BaudRateC"_s, u"38400"_s);
-    EXPECT_EQ(seen(), "off Closed <9  %1> <38400> (Open) -(Close)");
+    for (const auto& [kept, shown] : {std::pair(u" 3.84e4 "_s, "<38400>"), {u"fast"_s, "<>"}}) {
+        KeepByKey(program_->settings, u"BaudRateC"_s, kept);
+        EXPECT_EQ(seen(), std::string("off Closed <9  %1> ") + shown + " (Open) -(Close)");
+    }
     auto* rate = Find<QComboBox>(kPage, u"Serial Connection C: Baud rate"_s);
     rate->setCurrentText(u"9600"_s);
     Q_EMIT rate->activated(rate->currentIndex());

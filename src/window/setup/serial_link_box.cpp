@@ -74,9 +74,7 @@ QWidget* SerialLinkBox::Buttons() {
 }
 
 QCoro::Task<Outcome> SerialLinkBox::Open() {
-    const Outcome chosen = settings_.Apply(kComPort, port_->currentData().toString(), Place());
-    if (!chosen) co_return chosen;
-    const Outcome opened = co_await link_.OpenCOM();
+    const Outcome opened = co_await link_.OpenCOM(port_->currentData().toString(), baudRate_->currentText());
     Refresh();
     co_return opened;
 }
@@ -97,11 +95,15 @@ SettingPlace SerialLinkBox::Place() const {
 }
 
 void SerialLinkBox::ShowChosen() {
-    const QString port = settings_.Store().Value(kComPort, Place());
+    // The file of the settings may have been written by hand.
+    QString port = settings_.Store().Value(kComPort, Place());
+    if (!CheckComPort(port, settings_.Store())) port.clear();
+    QString rate = settings_.Store().Value(kBaudRate, Place());
+    if (!CheckBaudRate(rate, settings_.Store())) rate.clear();
     if (port_->findData(port) < 0)
         port_->addItem(u"%1  %2"_s.arg(port, ComDevice(port.toInt(), settings_.Store())), port);
     port_->setCurrentIndex(port_->findData(port));
-    baudRate_->setCurrentText(settings_.Store().Value(kBaudRate, Place()));
+    baudRate_->setCurrentIndex(baudRate_->findText(rate));
 }
 
 void SerialLinkBox::Refresh() {
