@@ -21,54 +21,14 @@ protected:
     [[nodiscard]] const EnergyCounter& Aux1() const { return A().channels[2].absolute; }
 };
 
-TEST_F(MeasurementTest, AMonitorThatRestartedIsCalculatedFromThere) {
-    Send({.ch1Absolute = 1'000'000, .seconds = 16'776'961});
-    Send({.ch1Absolute = 1'260'000, .seconds = 5});
-    EXPECT_TRUE(A().restart);
-    EXPECT_EQ(A().elapsed, 0);
-    EXPECT_EQ(Ch1().watts, std::nullopt);
-    Send({.ch1Absolute = 1'276'000, .seconds = 13});
-    EXPECT_FALSE(A().restart);
-    EXPECT_EQ(Ch1().watts, 2000);
-}
-
-TEST_F(MeasurementTest, VoltsAreDoubledForLineToLine) {
-    Send({.voltTenths = 1205});
-    EXPECT_EQ(A().volt, 120.5);
-    Set(u"VoltX2"_s, u"True"_s);
-    Send({.voltTenths = 1205});
-    EXPECT_EQ(A().volt, 241.0);
-    StartMeasurement();
-    Send({.voltTenths = 1213});
-    EXPECT_EQ(A().volt, 242.6);
-}
-
-TEST_F(MeasurementTest, AmpsHaveOneDecimalWithHalvesRoundedUp) {
-    const std::tuple<std::uint16_t, float> cases[] = {{4, 0.0F},  {5, 0.1F},     {14, 0.1F},     {25, 0.3F},
-                                                      {35, 0.4F}, {1235, 12.4F}, {65535, 655.4F}};
-    for (const auto& [hundredths, amps] : cases) {
-        Send({.ch1Hundredths = hundredths, .ch2Hundredths = 77});
-        EXPECT_EQ(A().channels[0].amps, amps) << hundredths;
-        EXPECT_EQ(A().channels[1].amps, 0.8F);
-        Send({.ch2Hundredths = hundredths});
-        EXPECT_EQ(A().channels[1].amps, amps) << hundredths;
-    }
-}
-
-TEST_F(MeasurementTest, AuxChannelsComeAndGo) {
-    Send({.model = Model::TwoChannel, .ch1Absolute = 100, .seconds = 100});
-    Send({.ch1Absolute = 900, .seconds = 108, .aux = {6400}});
-    EXPECT_EQ(Ch1().watts, 100);
-    EXPECT_EQ(Aux1().watts, std::nullopt);
-    Send({.ch1Absolute = 900, .seconds = 116, .aux = {7200}});
-    EXPECT_EQ(Aux1().watts, 100);
-    Send({.model = Model::TwoChannel, .ch1Absolute = 1300, .seconds = 124});
-    EXPECT_EQ(A().model, &kTwoChannel);
-    EXPECT_EQ(Ch1().watts, 50);
-    EXPECT_EQ(Aux1().Kwh(), 0.002);
-    EXPECT_EQ(Aux1().watts, std::nullopt);
-    EXPECT_EQ(Aux1().lastWatts, 100);
-    EXPECT_FALSE(A().counterReset);
+TEST_F(MeasurementTest, ACarryThatCannotRiseIsLogged) {
+    Set(u"Roll3"_s, u"32767"_s, u"1"_s);
+    Send({.seconds = 100, .aux = {4'294'960'000}});
+    EXPECT_TRUE(errorLog_.Load().lines.empty());
+    Send({.seconds = 108, .aux = {1000}});
+    const QStringList log = errorLog_.Load().lines;
+    ASSERT_EQ(log.size(), 1);
+    EXPECT_TRUE(log[0].startsWith(u"6\tOverflow\tRoll3 of Device A "_s)) << log[0].toStdString();
 }
 
 class NotingSink final : public ReadingsSink {
@@ -107,14 +67,6 @@ TEST_F(MeasurementTest, SlotsAreMeasuredEachOnItsOwnAndToldToAllSinks) {
     EXPECT_EQ(Of(2).time, clock_.Now());
     for (int slot = 3; slot <= kSlots; ++slot)
         EXPECT_FALSE(Of(slot).Seen()) << slot;
-}
-
-TEST_F(MeasurementTest, TheSingleTwoChannelMonitorHasItsFixedSerialText) {
-    Set(u"VRQ5806"_s, u"1"_s);
-    Set(u"DevSerial"_s, u"999998"_s, u"3"_s);
-    Send({.model = Model::TwoChannel});
-    EXPECT_FALSE(A().Seen());
-    EXPECT_EQ(Of(4).serial, "999998");
 }
 
 TEST_F(MeasurementTest, AReboundSlotKeepsNothingOfTheFormerMonitorButItsCarries) {

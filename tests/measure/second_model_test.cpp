@@ -14,6 +14,11 @@ namespace {
 using namespace Qt::StringLiterals;
 
 constexpr std::uint64_t kPackets = 1'000'000;
+/// Of the carries, in the order of the counters.
+const std::array<QString, kCounters> kCarryKeys = {u"Roll1A"_s, u"Roll2A"_s, u"Roll1P"_s,
+                                                   u"Roll2P"_s, u"Roll3"_s,  u"Roll4"_s,
+                                                   u"Roll5"_s,  u"Roll6"_s,  u"Roll7"_s};
+
 constexpr std::uint64_t kSpan24 = std::uint64_t{1} << 24;
 constexpr std::uint64_t kSpan32 = std::uint64_t{1} << 32;
 constexpr std::uint64_t kSpan40 = std::uint64_t{1} << 40;
@@ -153,6 +158,12 @@ protected:
         model_.Restart();
     }
 
+    void SetCarries(std::size_t slot, int carry) {
+        model_.SetCarries(slot, carry);
+        for (const QString& key : kCarryKeys)
+            Set(key, QString::number(carry), QString::number(slot + 1));
+    }
+
     /// What people do now and then.
     void Interfere(Monitors& monitors) {
         const std::size_t any = monitors.Below(5);
@@ -169,8 +180,7 @@ protected:
                 Set(u"VRQ5806"_s, model_.singleTwoChannel ? u"1"_s : u"0"_s);
                 break;
             case 3:  // not those of Device D, which are nearly full
-                model_.SetCarries(any % 3, 0);
-                measurement_->ZeroCarries(static_cast<int>(any % 3) + 1);
+                SetCarries(any % 3, 0);
                 break;
             default:
                 model_.hold[any] = monitors.Below(100) == 0;
@@ -198,9 +208,7 @@ TEST_F(SecondModelTest, AgreesWithTheProgramOnAMillionPackets) {
     model_.bound = {"000000", "5000001", "10000002", "15000003", "999998", "5000001"};
     for (std::size_t slot = 0; slot < model_.bound.size(); ++slot)
         Set(u"DevSerial"_s, QString::fromStdString(model_.bound[slot]), QString::number(slot));
-    model_.SetCarries(3, 32'765);
-    for (const QString& member : SettingMembers(kCarry))
-        Set(SettingKey(kCarry, {.member = member}), u"32765"_s, u"4"_s);
+    SetCarries(3, 32'765);
     const QString seed = qEnvironmentVariable("CORVANE_SEED", u"20260302"_s);
     Monitors monitors(seed.toULongLong());
     StartProgram();
@@ -214,6 +222,10 @@ TEST_F(SecondModelTest, AgreesWithTheProgramOnAMillionPackets) {
             for (std::size_t stream = 0; stream < 5; ++stream)
                 if (at < lines[stream].size()) Send(stream, lines[stream][at]);
     }
+    for (std::size_t slot = 0; slot < model_.bound.size(); ++slot)
+        for (std::size_t i = 0; i < kCounters; ++i)
+            EXPECT_EQ(KeptByKey(settings_, kCarryKeys[i], u"0"_s, QString::number(slot + 1)),
+                      QString::number(model_.Values(slot).carry[i]));
     EXPECT_EQ(model_.met.size(), 15U);
     for (const auto& [turn, times] : model_.met)
         EXPECT_GT(times, 50) << turn;
