@@ -12,7 +12,6 @@
 #include "store/rows.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
-#include "support/packets.h"
 #include "support/scripted_operator.h"
 #include "support/settings_by_key.h"
 #include "support/temp_folder.h"
@@ -79,17 +78,6 @@ TEST_F(DeviceSlotsTest, ChoosesTheLastSlotThatIsBoundToTheText) {
     EXPECT_EQ(slots_.Bound(5), u"301234"_s);
     Bind(5, u""_s);
     EXPECT_EQ(slots_.Choose("301234"), 2);
-}
-
-TEST_F(DeviceSlotsTest, TheSingleTwoChannelMonitorIsRoutedByAFixedText) {
-    const Bytes twoChannel = PacketOf({.model = Model::TwoChannel});
-    const Bytes fiveChannel = PacketOf({.model = Model::FiveChannel});
-    for (const auto& [setting, text] :
-         std::vector<std::pair<const char*, const char*>>{{"0", "301234"}, {"1", "999998"}}) {
-        KeepByKey(settings_, u"VRQ5806"_s, QString::fromLatin1(setting));
-        EXPECT_EQ(slots_.RoutingText(DecodePacket(0, twoChannel)), text);
-        EXPECT_EQ(slots_.RoutingText(DecodePacket(0, fiveChannel)), "301234");
-    }
 }
 
 TEST_F(DeviceSlotsTest, AnEnteredSerialNumberIsInForceAndSavedAndWhatIsNoneIsRefused) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -52,6 +53,19 @@ protected:
     NotedPackets receiver_;
     Framer framer_{receiver_};
     Lines lines_;
+};
+
+/// A machine with the ports that a test gives it.
+class FakePorts final : public SerialPorts {
+public:
+    PortState TestPort(const QString& path) override {
+        tried.push_back(path);
+        return states.contains(path) ? states[path] : PortState::Missing;
+    }
+    QString Product(const QString& path) override { return QStringLiteral("Product of ") + path; }
+
+    std::map<QString, PortState> states;
+    std::vector<QString> tried;
 };
 
 class SerialLinkTest : public LinkTest {

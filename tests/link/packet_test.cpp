@@ -73,12 +73,6 @@ TEST(Packet, ValuesAreInVoltsAndAmperesAndTheLargestCountIsExact) {
     EXPECT_EQ(packet.Value(Field::Ch2Current), 655.35);
 }
 
-TEST(Packet, SerialTextIsTheUnitIdAndFiveDigits) {
-    EXPECT_EQ(DecodePacket(0, PacketOf({.serialNumber = 7, .unitId = 0})).SerialText(), "000007");
-    EXPECT_EQ(DecodePacket(0, PacketOf({.serialNumber = 40000, .unitId = 12})).SerialText(), "1240000");
-    EXPECT_EQ(DecodePacket(0, PacketOf({.serialNumber = 65535, .unitId = 255})).SerialText(), "25565535");
-}
-
 TEST(Packet, OnlyAZeroChecksumByteCanBeRefused) {
     for (int sum = 0; sum < 256; ++sum) {
         for (int checksum = 0; checksum < 256; ++checksum) {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
 #include <span>
 #include <utility>
@@ -99,19 +98,6 @@ TEST(SystemSerialPorts, NamesTheGroupThatMayOpenAPort) {
         EXPECT_EQ(PortStateText(PortState::Denied, line.Path()), c.text);
     }
 }
-
-/// A machine with the ports that a test gives it.
-class FakePorts final : public SerialPorts {
-public:
-    PortState TestPort(const QString& path) override {
-        tried.push_back(path);
-        return states.contains(path) ? states[path] : PortState::Missing;
-    }
-    QString Product(const QString& path) override { return u"Product of "_s + path; }
-
-    std::map<QString, PortState> states;
-    std::vector<QString> tried;
-};
 
 class PortFinder : public SerialLinkTest {
 protected:
