@@ -4,6 +4,7 @@
 #include "base/operator.h"
 #include "base/time_zone.h"
 #include "forward/get_upload.h"
+#include "measure/ledger_document.h"
 #include "measure/readings_document.h"
 
 namespace corvane {
@@ -33,12 +34,13 @@ Program::Program(const Options& options, Clock& theClock)
       dbWriter(database, settings, errorLog, clock),
       unwritten(options.dataFolder, errorLog, clock),
       databaseWork(dbWriter, clock),
-      backups(database, dbWriter, databaseWork),
+      backups(database, dbWriter, databaseWork, Ledger::PathIn(options.dataFolder)),
       databaseFiles(database, settings, dbWriter, backups, clock, options.dataFolder),
       maintenance(database, settings, databaseWork, backups, clock),
       nightlyRuns(maintenance, database, databaseWork, clockChanges, settings, statusBoard, errorLog, clock),
       deviceSlots(settings, database),
       measurement(deviceSlots, settings, errorLog, clock),
+      ledger(options.dataFolder, measurement, statusBoard, errorLog, clock),
       pulses(settings),
       channelGroups(settings),
       storedEnergies(database, deviceSlots, clock),
@@ -95,6 +97,7 @@ Program::Program(const Options& options, Clock& theClock)
     userSettings.AddCheck(kDatabaseFile, [this](QString& name) { return databaseFiles.CheckName(name); });
     framer.AddDestination(forwarding);
     measurement.AddSink(heardMonitors);
+    measurement.AddSink(ledger);
     measurement.AddSink(pulses);
     measurement.AddSink(records);
     measurement.AddSink(forwarding);
@@ -121,7 +124,10 @@ void Program::AddOutput(std::unique_ptr<Output> output) {
 }
 
 QJsonObject Program::Readings(std::optional<int> slot) const {
-    return ReadingsDocument(framer, measurement, pulses, virtualChannels, database, clock, slot);
+    QJsonObject readings =
+        ReadingsDocument(framer, measurement, pulses, virtualChannels, database, clock, slot);
+    readings[u"ledger"_s] = LedgerState(ledger);
+    return readings;
 }
 
 void Program::SetRawDisplay(bool on) {
@@ -134,6 +140,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
     backups.RemovePartials();
+    ledger.StartUp();
     records.LookForMinuteTables();
     QObject::connect(&databaseFiles, &DatabaseFiles::Adopted, [this] {
         records.LookForMinuteTables();
@@ -177,6 +184,7 @@ QCoro::Task<> Program::Close(Operator& op) {
     }
     for (Output* output : outputs.All())
         output->Close();
+    co_await ledger.Close();
 }
 
 }  // namespace corvane

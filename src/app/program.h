@@ -28,6 +28,7 @@
 #include "link/tcp_link.h"
 #include "measure/channel_groups.h"
 #include "measure/heard_monitors.h"
+#include "measure/ledger.h"
 #include "measure/measurement.h"
 #include "measure/pulse_counters.h"
 #include "measure/record_writer.h"
@@ -115,6 +116,7 @@ public:
     NightlyRuns nightlyRuns;
     DeviceSlots deviceSlots;
     Measurement measurement;
+    Ledger ledger;
     PulseCounters pulses;
     ChannelGroups channelGroups;
     StoredEnergies storedEnergies;

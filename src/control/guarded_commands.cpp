@@ -11,9 +11,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void ZeroCarriesInUse(const DeviceSlots& slots, Measurement& measurement) {
+void ZeroCarriesInUse(const DeviceSlots& slots, Measurement& measurement, const char* why) {
     for (int slot = 1; slot <= slots.InUse(); ++slot)
-        measurement.ZeroCarries(slot);
+        measurement.ZeroCarries(slot, why);
 }
 
 }  // namespace
@@ -27,7 +27,8 @@ QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const Dev
     const Outcome sent = co_await commands.Send(Operation::ResetKwh, {}, op);
     if (!sent) co_return sent;
     // Of every device in use, although one monitor was told: on purpose.
-    ZeroCarriesInUse(slots, measurement);
+    measurement.NoteResetSent(commands.TargetSlot());
+    ZeroCarriesInUse(slots, measurement, "with the reset of the accumulated values");
     co_return Outcome::Success();
 }
 
@@ -42,7 +43,7 @@ QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& me
                       .title = u"CAUTION"_s};
     const Answer answer = co_await op.Ask(std::move(question));
     if (answer != Answer::No) co_return Outcome::Failure(u"Aborted"_s);
-    ZeroCarriesInUse(slots, measurement);
+    ZeroCarriesInUse(slots, measurement, "by the command that zeroes the carries");
     co_return Outcome::Success();
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "base/clock.h"
 #include "measure/readings_sink.h"
@@ -18,9 +19,13 @@ struct Measurement::CounterSource {
     QLatin1StringView carry;  ///< member of `kCarry`
 
     [[nodiscard]] SettingPlace Place(int slot) const { return {.member = carry, .slot = slot}; }
-    [[nodiscard]] EnergyCounter& Of(DeviceReadings& readings) const {
-        ChannelReadings& channel = readings.channels[Layout(field).channel];
-        return Layout(field).quantity == Quantity::PolarizedEnergy ? channel.polarized : channel.absolute;
+    [[nodiscard]] CounterName Name() const {
+        return {.channel = Layout(field).channel,
+                .polarized = Layout(field).quantity == Quantity::PolarizedEnergy};
+    }
+    [[nodiscard]] EnergyCounter& Of(DeviceReadings& readings) const { return readings.Counter(Name()); }
+    [[nodiscard]] static const CounterSource& Named(const CounterName& counter) {
+        return *std::ranges::find(kAll, counter, &CounterSource::Name);
     }
 
     static const std::array<CounterSource, 9> kAll;
@@ -101,13 +106,16 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
     if (readings.serial != serial) {
         // Another monitor than before: its counters have nothing to do with what was seen.
+        NoteSwap(readings, serial, packet.model);
         StartAnew(readings, slot);
         readings.serial = serial;
+    } else if (readings.model != packet.model) {
+        NoteSwap(readings, serial, packet.model);
     }
     readings.model = packet.model;
     readings.stream = stream;
     readings.time = clock_.Now();
-    readings.at = clock_.Monotonic();
+    readings.elapsedClock = clock_.Monotonic() - std::exchange(readings.at, clock_.Monotonic());
     readings.volt = packet.Value(Field::Voltage) * voltFactor_;
     TakeSeconds(readings, static_cast<std::int32_t>(packet.Raw(Field::Seconds)));
     for (const Field current : {Field::Ch1Current, Field::Ch2Current})
@@ -133,12 +141,48 @@ void Measurement::StartAnew(DeviceReadings& readings, int slot) {
     readings = fresh;
 }
 
+void Measurement::NoteSwap(const DeviceReadings& before, const std::string& serial,
+                           const MonitorModel* model) {
+    if (!before.Seen()) return;
+    LedgerEntry entry{.kind = LedgerKind::Swap, .time = clock_.Now(), .slot = before.slot, .serial = serial};
+    entry.note = "before it was " + before.serial;
+    entry.note.append(", ").append(before.model->name);
+    if (model != before.model) entry.note.append("; now it is a ").append(model->name);
+    Q_EMIT Noted(entry);
+}
+
+LedgerEntry Measurement::EntryOf(const DeviceReadings& readings, LedgerKind kind) const {
+    return {.kind = kind, .time = clock_.Now(), .slot = readings.slot, .serial = readings.serial};
+}
+
 void Measurement::TakeSeconds(DeviceReadings& readings, std::int32_t seconds) {
-    const auto elapsed =
-        readings.seconds.has_value() ? ElapsedSeconds(*readings.seconds, seconds) : std::nullopt;
+    const std::optional<std::int32_t> before = std::exchange(readings.seconds, seconds);
+    const auto elapsed = before.has_value() ? ElapsedSeconds(*before, seconds) : std::nullopt;
     readings.restart = !elapsed.has_value();
     readings.elapsed = elapsed.value_or(0);
-    readings.seconds = seconds;
+    if (!before.has_value() || seconds >= *before) return;
+    LedgerEntry entry = EntryOf(readings, readings.restart ? LedgerKind::Restart : LedgerKind::SecondsWrap);
+    entry.counterBefore = *before;
+    entry.counterAfter = seconds;
+    if (!readings.restart) entry.elapsedMonitor = readings.elapsed;
+    entry.elapsedClock = readings.ElapsedClockSeconds();
+    entry.judgement = JudgeClocks(entry.elapsedMonitor, entry.elapsedClock);
+    Q_EMIT Noted(entry);
+}
+
+void Measurement::NoteStep(const DeviceReadings& readings, const CounterSource& source, LedgerKind kind,
+                           double before, int carryBefore) {
+    const EnergyCounter& counter = readings.Counter(source.Name());
+    LedgerEntry entry = EntryOf(readings, kind);
+    entry.counter = source.Name();
+    entry.counterBefore = before;
+    entry.counterAfter = counter.current;
+    entry.elapsedMonitor = readings.elapsed;
+    entry.elapsedClock = readings.ElapsedClockSeconds();
+    entry.carryBefore = carryBefore;
+    entry.carryAfter = counter.carry;
+    entry.judgement = JudgeClocks(entry.elapsedMonitor, entry.elapsedClock);
+    Q_EMIT Noted(entry);
 }
 
 void Measurement::TakeCounter(DeviceReadings& readings, const CounterSource& source, double value) {
@@ -152,27 +196,30 @@ void Measurement::TakeCounter(DeviceReadings& readings, const CounterSource& sou
     // Two packets of the same second: power is calculated from the earlier one when the next second comes.
     if (readings.elapsed == 0) return;
 
-    const CounterChange change = JudgeCounter(*counter.previous, value, readings.elapsed, counter.fiveByte);
+    const double before = *counter.previous;
+    const CounterChange change = JudgeCounter(before, value, readings.elapsed, counter.fiveByte);
     counter.previous = value;
     if (change.step == CounterStep::Restarted) {
         readings.counterReset = true;
-        return;
+        return NoteStep(readings, source, LedgerKind::Reset, before, counter.carry);
     }
-    if (change.step == CounterStep::Wrapped) CountWrap(readings.slot, counter, source);
+    if (change.step == CounterStep::Wrapped && CountWrap(readings.slot, counter, source))
+        NoteStep(readings, source, LedgerKind::Wrap, before, counter.carry - 1);
     counter.watts = WholeWatts(change.wattSeconds, readings.elapsed);
     if (counter.watts.has_value()) counter.lastWatts = counter.watts;
 }
 
-void Measurement::CountWrap(int slot, EnergyCounter& counter, const CounterSource& source) {
+bool Measurement::CountWrap(int slot, EnergyCounter& counter, const CounterSource& source) {
     const SettingPlace place = source.Place(slot);
     if (counter.carry == kCarry.most) {
         errorLog_.LogError(
             ErrorLog::kOverflow, u"Overflow"_s,
             u"%1 of Device %2 cannot rise any more"_s.arg(SettingKey(kCarry, place), SlotLetter(slot)));
-        return;
+        return false;
     }
     ++counter.carry;
     settings_.Save(kCarry, int{counter.carry}, place);
+    return true;
 }
 
 void Measurement::BeginAnew(int slot) {
@@ -191,10 +238,36 @@ void Measurement::ForgetUnboundSlots() {
     }
 }
 
-void Measurement::ZeroCarries(int slot) {
-    // Saving puts them in effect.
-    for (const CounterSource& source : CounterSource::kAll)
-        settings_.Save(kCarry, 0, source.Place(slot));
+void Measurement::ZeroCarries(int slot, const std::string& why) {
+    LedgerEntry entry = EntryOf(Readings(slot), LedgerKind::Zeroed);
+    entry.note = why;
+    bool noted = false;
+    for (const CounterSource& source : CounterSource::kAll) {
+        entry.counter = source.Name();
+        entry.carryBefore = Carry(slot, source.Name());
+        entry.carryAfter = 0;
+        SetCarry(slot, source.Name(), 0);
+        if (entry.carryBefore != 0) Q_EMIT Noted(entry);
+        noted = noted || entry.carryBefore != 0;
+    }
+    if (noted) return;
+    entry.counter.reset();
+    entry.carryBefore = 0;
+    Q_EMIT Noted(entry);
+}
+
+void Measurement::NoteResetSent(int slot) {
+    LedgerEntry entry = EntryOf(Readings(slot), LedgerKind::Reset);
+    entry.note = "the monitor was told to set its counters to 0";
+    Q_EMIT Noted(entry);
+}
+
+int Measurement::Carry(int slot, const CounterName& counter) const {
+    return Readings(slot).Counter(counter).carry;
+}
+
+void Measurement::SetCarry(int slot, const CounterName& counter, int carry) {
+    settings_.Save(kCarry, carry, CounterSource::Named(counter).Place(slot));  // which puts it in effect
 }
 
 Presence Measurement::PresenceOf(int slot) const {

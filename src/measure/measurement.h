@@ -13,6 +13,7 @@
 #include "base/setting.h"
 #include "link/device_slots.h"
 #include "link/framer.h"
+#include "measure/ledger_entry.h"
 #include "measure/readings.h"
 
 namespace corvane {
@@ -71,8 +72,15 @@ public:
         return readings_[static_cast<std::size_t>(slot - 1)];
     }
 
-    /// Sets the nine carries of slot 1..6 to 0 and saves them.
-    void ZeroCarries(int slot);
+    /// Sets the nine carries of slot 1..6 to 0 and saves them. `why` is what the ledger says of it.
+    void ZeroCarries(int slot, const std::string& why);
+
+    /// Lets the ledger know that the monitor of slot 1..6 was told to set its counters to 0.
+    void NoteResetSent(int slot);
+
+    /// The carry of a counter of slot 1..6, and the way to correct it, which saves it.
+    [[nodiscard]] int Carry(int slot, const CounterName& counter) const;
+    void SetCarry(int slot, const CounterName& counter, int carry);
 
     /// Lets the next packet of slot 1..6 be a first one, which yields no watts and no carry: to be called
     /// when its monitor was told to begin its counters at 0.
@@ -95,6 +103,9 @@ Q_SIGNALS:
     /// A slot answers to another monitor now, or to none: what was known of it is not true any more.
     void Forgotten(int slot);
 
+    /// Something happened that the ledger records. The entry has no id yet.
+    void Noted(const corvane::LedgerEntry& entry);
+
 private:
     struct CounterSource;
 
@@ -103,9 +114,13 @@ private:
     void LoadVoltFactor();
     void LoadCarries();
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
-    static void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);
+    void NoteSwap(const DeviceReadings& before, const std::string& serial, const MonitorModel* model);
+    void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);
     void TakeCounter(DeviceReadings& readings, const CounterSource& source, double value);
-    void CountWrap(int slot, EnergyCounter& counter, const CounterSource& source);
+    [[nodiscard]] LedgerEntry EntryOf(const DeviceReadings& readings, LedgerKind kind) const;
+    void NoteStep(const DeviceReadings& readings, const CounterSource& source, LedgerKind kind, double before,
+                  int carryBefore);
+    bool CountWrap(int slot, EnergyCounter& counter, const CounterSource& source);  ///< false: no room
 
     const DeviceSlots& slots_;
     SettingsStore& settings_;

@@ -11,6 +11,7 @@
 #include "base/local_time.h"
 #include "link/packet.h"
 #include "measure/counters.h"
+#include "measure/ledger_entry.h"
 
 namespace corvane {
 
@@ -63,6 +64,7 @@ struct DeviceReadings {
     double volt = 0;                      ///< one decimal
     std::optional<std::int32_t> seconds;  ///< the monitor's seconds counter
     std::int32_t elapsed = 0;             ///< seconds since the packet before; 0 where unknown
+    std::int64_t elapsedClock = 0;        ///< ms since the packet before, by the clock that is never set
     bool restart = false;                 ///< this packet may not yield watts
     bool counterReset = false;  ///< a watt-second counter was found to have restarted, now or before
     std::array<ChannelReadings, kChannels> channels;
@@ -73,6 +75,17 @@ struct DeviceReadings {
     [[nodiscard]] bool HasPower() const {
         return std::ranges::any_of(
             channels, [](const ChannelReadings& channel) { return channel.absolute.watts.has_value(); });
+    }
+
+    [[nodiscard]] std::int64_t ElapsedClockSeconds() const { return (elapsedClock + 500) / 1000; }
+
+    [[nodiscard]] EnergyCounter& Counter(const CounterName& name) {
+        ChannelReadings& channel = channels[name.channel];
+        return name.polarized ? channel.polarized : channel.absolute;
+    }
+    [[nodiscard]] const EnergyCounter& Counter(const CounterName& name) const {
+        const ChannelReadings& channel = channels[name.channel];
+        return name.polarized ? channel.polarized : channel.absolute;
     }
 };
 

@@ -8,7 +8,7 @@ namespace {
 auto AllCommands() {
     return std::array{GeneralCommands(),         LinkCommands(),    DeviceCommands(),   TargetCommands(),
                       MonitorSettingsCommands(), VirtualCommands(), DatabaseCommands(), MaintenanceCommands(),
-                      ForwardCommands(),         LogCommands()};
+                      LedgerCommands(),          ForwardCommands(), LogCommands()};
 }
 
 const Command* Named(const QString& name) {

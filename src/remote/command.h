@@ -56,6 +56,7 @@ struct Command {
 [[nodiscard]] std::span<const Command> MonitorSettingsCommands();
 [[nodiscard]] std::span<const Command> DatabaseCommands();
 [[nodiscard]] std::span<const Command> MaintenanceCommands();
+[[nodiscard]] std::span<const Command> LedgerCommands();
 [[nodiscard]] std::span<const Command> LogCommands();
 [[nodiscard]] std::span<const Command> ForwardCommands();
 

@@ -6,6 +6,7 @@
 #include "app/console.h"
 #include "app/program.h"
 #include "link/device_texts.h"
+#include "measure/ledger_document.h"
 #include "measure/virtual_texts.h"
 #include "remote/command.h"
 
@@ -67,6 +68,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
             reply.lines.append(hindrance);
     const QString sumsWait = SumsWaitText(program.virtualChannels);
     if (!sumsWait.isEmpty()) reply.lines.append(sumsWait);
+    reply.lines += LedgerStateLines(program.ledger);
     reply.lines += statusLines;
 
     reply.data = {
@@ -87,6 +89,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"lost"_s, static_cast<qint64>(program.unwritten.Lost())}}},
         {u"sumsWait"_s, sumsWait},
         {u"nightly"_s, NightlyObject(program.nightlyRuns)},
+        {u"ledger"_s, LedgerState(program.ledger)},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};
     co_return reply;
 }

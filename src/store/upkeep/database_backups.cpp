@@ -38,14 +38,20 @@ struct BackupNames {
     [[nodiscard]] QString DatabaseName() const { return QFileInfo(base).fileName() + u".db3"_s; }
 };
 
+/// The ledger's copy that belongs to the backup at `backup`.
+QString LedgerOf(const QString& backup) {
+    return backup.chopped(4) + u".ledger.db3"_s;
+}
+
 Outcome AsOutcome(const QueryResult& result) {
     return result.Ok() ? Outcome::Success() : Outcome::Failure(QString::fromStdString(result.errorText));
 }
 
 }  // namespace
 
-DatabaseBackups::DatabaseBackups(CaptureDatabase& database, DbWriter& writer, DatabaseWork& work)
-    : database_(database), writer_(writer), work_(work) {}
+DatabaseBackups::DatabaseBackups(CaptureDatabase& database, DbWriter& writer, DatabaseWork& work,
+                                 QString ledger)
+    : database_(database), writer_(writer), work_(work), ledger_(std::move(ledger)) {}
 
 QString DatabaseBackups::CurrentPath() const {
     return QString::fromStdString(database_.databasePath());
@@ -63,6 +69,8 @@ void DatabaseBackups::RemovePartials() const {
     RemovePartial(CurrentPath().toStdString());
     for (const int number : NumbersWith(QLatin1StringView(kPartialEnding)))
         RemovePartial(PathOf(number).toStdString());
+    for (const int number : Numbers())
+        RemovePartial(LedgerOf(PathOf(number)).toStdString());
 }
 
 /// Of the files that are called as a backup is, with `ending` at the end.
@@ -114,12 +122,29 @@ QCoro::Task<Outcome> DatabaseBackups::BackupDBfile(QString path, Operator& op) {
 QCoro::Task<Outcome> DatabaseBackups::CopyTo(QString from, QString to, bool replaceAll, Operator& op) {
     const BackupNames names(from);
     std::vector<std::string> obsolete;
-    for (int number = 2; replaceAll && names.Exists(number); ++number)
+    for (int number = 2; replaceAll && names.Exists(number); ++number) {
         obsolete.push_back(names.Of(number).toStdString());
+        obsolete.push_back(LedgerOf(names.Of(number)).toStdString());
+    }
     const QueryResult copied =
         co_await work_.Run(u"Backup"_s, from.toStdString(), CopyJob(to.toStdString(), obsolete), op);
-    if (copied.Ok()) op.Show(u"The database has been backed up:  "_s + to);
+    if (copied.Ok()) {
+        co_await CopyLedger(LedgerOf(to), op);
+        op.Show(u"The database has been backed up:  "_s + to);
+    }
     co_return AsOutcome(copied);
+}
+
+/// A ledger that cannot be copied is told of, and makes no backup of the records fail.
+QCoro::Task<> DatabaseBackups::CopyLedger(QString to, Operator& op) {
+    QFile::remove(to);  // of an older backup of that number
+    if (!QFileInfo::exists(ledger_)) co_return;
+    const QueryResult copied =
+        co_await work_.Run(u"Backup"_s, ledger_.toStdString(), CopyJob(to.toStdString(), {}), op);
+    if (!copied.Ok()) {
+        op.Show(u"The ledger %1 could not be copied: %2"_s.arg(ledger_,
+                                                               QString::fromStdString(copied.errorText)));
+    }
 }
 
 QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
@@ -142,7 +167,15 @@ QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
     if (!saved) co_return saved;
     const QueryResult restored = co_await work_.Run(u"Restore"_s, names.Of(number).toStdString(),
                                                     ReplaceJob(current.toStdString()), op);
-    if (restored.Ok()) op.Show(u"The database has been restored from:  "_s + names.Of(number));
+    if (!restored.Ok()) co_return AsOutcome(restored);
+    const QString ledger = LedgerOf(names.Of(number));
+    if (QFileInfo::exists(ledger)) {
+        op.Show(
+            u"The ledger stays as it is. What it was when that backup was made is in %1: carries that were "
+            u"taken "
+            "back since then still stand in the rows of the backup."_s.arg(ledger));
+    }
+    op.Show(u"The database has been restored from:  "_s + names.Of(number));
     co_return AsOutcome(restored);
 }
 

@@ -1,0 +1,35 @@
+// The ledger as people and programs are shown it.
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+
+#include <vector>
+
+#include "measure/ledger_entry.h"
+
+namespace corvane {
+
+class Ledger;
+
+/// One line: id, time, what it is of, what happened, and how far that may be believed.
+[[nodiscard]] QString LedgerLine(const LedgerEntry& entry);
+
+/// What happened, without time and place: "wrapped from 4294960000 to 1000, carry 0 to 1".
+[[nodiscard]] QString EventText(const LedgerEntry& entry);
+
+/// What it is of: "Device A (301234), AUX1", or empty for the program.
+[[nodiscard]] QString PlaceText(const LedgerEntry& entry);
+
+/// {"entries": [...]}, oldest first. What is not known is null.
+[[nodiscard]] QJsonObject LedgerDocument(const std::vector<LedgerEntry>& entries);
+
+/// What is to be said of the ledger unasked: each doubtful carry that stands, and why events wait.
+[[nodiscard]] QStringList LedgerStateLines(const Ledger& ledger);
+
+/// The same as {"doubtful": [...], "doubtfulCount": 1, "problem": ""}: of the carries the newest, each with
+/// its "text".
+[[nodiscard]] QJsonObject LedgerState(const Ledger& ledger);
+
+}  // namespace corvane
