@@ -47,6 +47,7 @@ Program::Program(const Options& options, Clock& theClock)
       virtualChannels(channelGroups, measurement, storedEnergies, settings),
       virtualDevice(channelGroups, database, settings),
       records(dbWriter, database, virtualChannels, clock),
+      carryUndo(*this),
       framer(measurement),
       tcpA(TcpLink::kA, framer, settings, statusBoard, errorLog, clock),
       tcpB(TcpLink::kB, framer, settings, statusBoard, errorLog, clock),
@@ -140,6 +141,8 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
     const Outcome found = co_await databaseFiles.GetDBfile2(op);
     if (!found) co_return found;
     backups.RemovePartials();
+    const Outcome finished = co_await carryUndo.Finish();
+    if (!finished) statusBoard.AddLine(u"     The ledger cannot be read: "_s + finished.Error());
     ledger.StartUp();
     records.LookForMinuteTables();
     QObject::connect(&databaseFiles, &DatabaseFiles::Adopted, [this] {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 
+#include "app/carry_undo.h"
 #include "app/options.h"
 #include "app/running_command.h"
 #include "app/settings.h"
@@ -123,6 +124,7 @@ public:
     VirtualChannels virtualChannels;
     VirtualDevice virtualDevice;
     RecordWriter records;
+    CarryUndo carryUndo;
     Framer framer;
     TcpLink tcpA;
     TcpLink tcpB;

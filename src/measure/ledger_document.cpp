@@ -127,7 +127,9 @@ QStringList LedgerStateLines(const Ledger& ledger) {
         lines.append(u"%1 older doubtful carries stand, too."_s.arg(older));
     for (const LedgerEntry& entry : newest)
         lines.append(u"Entry %1 of the ledger: %2"_s.arg(entry.id).arg(Ledger::DoubtText(entry)));
-    if (!lines.isEmpty()) lines.append(u"\"corvanectl ledger undo ID\" takes a carry back."_s);
+    if (!lines.isEmpty())
+        lines.append(
+            u"\"corvanectl ledger undo ID\" takes a carry back, \"corvanectl ledger keep ID\" lets it stand."_s);
     if (const QString problem = ledger.ProblemText(); !problem.isEmpty()) lines.append(problem);
     return lines;
 }

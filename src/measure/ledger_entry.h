@@ -59,6 +59,7 @@ struct LedgerEntry {
     std::optional<int> carryAfter = {};
     std::string note = {};  ///< what else there is to say: by whom, or what was there before
     bool undone = false;
+    std::string undoneFrom = {};  ///< stamp of the rows from which on they lack a carry that was taken back
 
     [[nodiscard]] bool IsDoubtfulCarry() const {
         return kind == LedgerKind::Wrap && judgement == Judgement::Doubtful && !undone;

@@ -34,8 +34,8 @@ constexpr const char* kTables[] = {
     "CREATE TABLE entries (id INTEGER PRIMARY KEY AUTOINCREMENT, unix INTEGER, time TEXT, kind TEXT, "
     "judgement TEXT, slot INTEGER, serial TEXT, channel TEXT, polarized INTEGER, counter_before INTEGER, "
     "counter_after INTEGER, elapsed_monitor INTEGER, elapsed_clock INTEGER, carry_before INTEGER, "
-    "carry_after INTEGER, note TEXT, undone INTEGER NOT NULL DEFAULT 0, carry_from INTEGER, "
-    "carry_due INTEGER)",
+    "carry_after INTEGER, note TEXT, undone INTEGER NOT NULL DEFAULT 0, undone_from TEXT, "
+    "carry_from INTEGER, carry_due INTEGER)",
     "CREATE TABLE heard (serial TEXT PRIMARY KEY, slot INTEGER, first INTEGER, last INTEGER)",
     "CREATE TABLE dropped (entries INTEGER)",
     "INSERT INTO dropped VALUES (0)",
@@ -43,7 +43,7 @@ constexpr const char* kTables[] = {
 
 constexpr const char* kColumns =
     "id, unix, kind, judgement, slot, serial, channel, polarized, counter_before, counter_after, "
-    "elapsed_monitor, elapsed_clock, carry_before, carry_after, note, undone";
+    "elapsed_monitor, elapsed_clock, carry_before, carry_after, note, undone, undone_from";
 
 std::string Joined(std::initializer_list<std::string_view> parts) {
     std::string text;
@@ -201,11 +201,11 @@ QueryResult Add(const CaptureDatabase::Connection& file, const std::vector<Ledge
     for (const auto& [serial, span] : heard)
         writing.Add(serial, span);
     writing.Trim();
-    writing.Run("COMMIT");  // closing the file takes back what was not committed
     QueryResult result;
     result.rows = writing.Run(Joined({"SELECT ", kColumns,
                                       " FROM entries WHERE kind = 'wrap' AND judgement = 'doubtful' AND "
                                       "undone = 0 ORDER BY id"}));
+    writing.Run("COMMIT");  // closing the file takes back what was not committed
     result.errorText = writing.Error();
     return result;
 }
@@ -256,6 +256,10 @@ SqlJob ReadLedger(std::string path, LedgerQuery query) {
     if (!query.to.empty()) where += Joined({" AND time < ", SqlQuoted(query.to)});
     if (query.id != 0) where += Joined({" AND id = ", std::to_string(query.id)});
     if (query.gapsOnly) where += " AND kind = 'gap'";
+    if (query.carriesOfSlot != 0) {
+        where += Joined(
+            {" AND kind IN ('wrap', 'zeroed', 'swap') AND slot = ", std::to_string(query.carriesOfSlot)});
+    }
     std::string statement = Joined({"SELECT * FROM (SELECT ", kColumns, " FROM entries", where,
                                     " ORDER BY id DESC LIMIT ", std::to_string(query.most), ") ORDER BY id"});
     return Reading(std::move(path), std::move(statement));
@@ -297,6 +301,7 @@ LedgerEntry LedgerEntryOf(const std::vector<QueryResult::Cell>& row) {
     entry.carryAfter = small(13);
     entry.note = row[14].value_or("");
     entry.undone = row[15] != "0";
+    entry.undoneFrom = row[16].value_or("");
     return entry;
 }
 

@@ -4,6 +4,7 @@
 //   heard     of each serial text the slot it was heard in last, and since and until when
 //   dropped   one row: how many entries had to go for want of room
 //
+// `undone_from` is the local time from which on the rows of the database lack a carry that was taken back.
 // While a carry is being taken back or put back, `carry_from` and `carry_due` of its entry are what it was
 // and what it is to be; they are NULL again once the settings have it.
 #pragma once
@@ -47,6 +48,7 @@ struct LedgerQuery {
     std::string to = {};    ///< exclusive; empty: to the end
     std::int64_t id = 0;    ///< 0: any
     bool gapsOnly = false;
+    int carriesOfSlot = 0;  ///< 1..6: only what changed its carries, or the monitor in it
     int most = 1000;
 };
 

@@ -170,20 +170,39 @@ void RecordWriter::OnReadings(const DeviceReadings& readings) {
     const bool hourDue = now > due.lastHour + kHour || now < due.lastHour;
     const bool withVirtual = virtualChannels_.GoWith(readings.slot);
     if (withVirtual && hourDue) virtualHourDue_ = true;
-    const bool virtualDue = withVirtual && (minuteDue || virtualHourDue_);
-    const auto virtualRow = virtualDue ? virtualChannels_.RowWith(readings) : std::nullopt;
-    if (minuteDue) {
+    if (minuteDue) due.minute = readings.time.minute;
+    if (hourDue) due.lastHour = now;
+    DueRows rows{.readings = readings, .virtualRow = {}, .minute = minuteDue, .hour = hourDue};
+    if (withVirtual && (minuteDue || virtualHourDue_)) rows.virtualRow = virtualChannels_.RowWith(readings);
+    if (rows.virtualRow.has_value()) rows.virtualHour = std::exchange(virtualHourDue_, false);
+    if (!minuteDue && !hourDue && !rows.virtualHour) return;
+    if (!holding_) {
+        WriteRows(rows);
+    } else if (held_.size() < kMostHeld) {
+        held_.push_back(std::move(rows));
+    } else {
+        if (minuteDue) writer_.GiveUp(sql::MinuteRow(readings));
+        if (hourDue) writer_.GiveUp(sql::HourlyRow(readings));
+    }
+}
+
+void RecordWriter::Release(const std::function<void(DeviceReadings&)>& correct) {
+    holding_ = false;
+    for (DueRows& rows : std::exchange(held_, {})) {
+        correct(rows.readings);
+        if (rows.virtualRow.has_value()) correct(*rows.virtualRow);
+        WriteRows(rows);
+    }
+}
+
+void RecordWriter::WriteRows(const DueRows& rows) {
+    if (rows.minute) {
         if (!tablesKnown_) LookForMinuteTables();
-        due.minute = readings.time.minute;
-        WriteMinute(readings);
-        if (virtualRow.has_value()) WriteMinute(*virtualRow);
+        WriteMinute(rows.readings);
+        if (rows.virtualRow.has_value()) WriteMinute(*rows.virtualRow);
     }
-    if (hourDue) {
-        due.lastHour = now;
-        writer_.WriteSQL(sql::HourlyRow(readings));
-    }
-    if (virtualRow.has_value() && std::exchange(virtualHourDue_, false))
-        writer_.WriteSQL(sql::HourlyRow(*virtualRow));
+    if (rows.hour) writer_.WriteSQL(sql::HourlyRow(rows.readings));
+    if (rows.virtualHour) writer_.WriteSQL(sql::HourlyRow(*rows.virtualRow));
 }
 
 void RecordWriter::WriteMinute(const DeviceReadings& readings) {

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "link/device_slots.h"
+#include "measure/readings.h"
 #include "measure/readings_sink.h"
 
 namespace corvane {
@@ -44,6 +48,15 @@ public:
     /// line; an hourly one that had to wait for the energy of a device, as soon as that is known.
     void OnReadings(const DeviceReadings& readings) override;
 
+    /// Keeps the records that are due from now on, until they are released: their counters are about to be
+    /// corrected. Beyond `kMostHeld` they are given up.
+    void Hold() { holding_ = true; }
+
+    /// Hands over what was kept, each row after `correct`, the virtual device's too.
+    void Release(const std::function<void(DeviceReadings&)>& correct);
+
+    static constexpr std::size_t kMostHeld = 2000;
+
 private:
     struct Due {
         int minute;             ///< of the hour, at the last minute record
@@ -56,6 +69,16 @@ private:
         std::string statement;
     };
 
+    /// What is due with a packet.
+    struct DueRows {
+        DeviceReadings readings;
+        std::optional<DeviceReadings> virtualRow;
+        bool minute = false;
+        bool hour = false;
+        bool virtualHour = false;  ///< there is a virtual row then
+    };
+
+    void WriteRows(const DueRows& rows);
     void WriteMinute(const DeviceReadings& readings);
     void WriteWhereTableIs(const MinuteRow& row);
 
@@ -64,6 +87,8 @@ private:
     const VirtualChannels& virtualChannels_;
     std::array<Due, kSlots> due_;
     bool virtualHourDue_ = false;
+    bool holding_ = false;
+    std::vector<DueRows> held_;
     bool tablesKnown_ = true;
     std::vector<MinuteRow> undecided_;  ///< until it is known which tables there are
     bool hasPowerTable_ = false;

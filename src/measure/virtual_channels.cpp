@@ -90,23 +90,30 @@ VirtualChannels::GroupSum VirtualChannels::Sum(ChannelGroup group) const {
 }
 
 VirtualReadings VirtualChannels::Read() const {
-    VirtualReadings values;
-    values.netMetering = netMetering_;
-    values.bipolarMain = bipolarMain_;
-    values.averageAmps = averageAmps_;
+    GroupSums sums;
+    std::ranges::transform(kChannelGroups, sums.begin(), [this](ChannelGroup group) { return Sum(group); });
+    VirtualReadings values = Combine(sums);
     const std::vector<int> chosen = groups_.Slots();
     std::ranges::copy_if(chosen, std::back_inserter(values.missing),
                          [this](int slot) { return !measurement_.Online(slot); });
     values.stale = !std::ranges::all_of(
         chosen, [this](int slot) { return measurement_.PresenceOf(slot) == Presence::Live; });
+    return values;
+}
 
-    const GroupSum main = Sum(ChannelGroup::MainPanel);
+VirtualReadings VirtualChannels::Combine(const GroupSums& sums) const {
+    const auto of = [&sums](ChannelGroup group) { return sums[static_cast<std::size_t>(group)]; };
+    VirtualReadings values;
+    values.netMetering = netMetering_;
+    values.bipolarMain = bipolarMain_;
+    values.averageAmps = averageAmps_;
+    const GroupSum main = of(ChannelGroup::MainPanel);
     values.main = main.absolute;
     values.mainPolarized = main.polarized;
     values.mainAmps = std::round(main.amps * 10) / 10;  // of floats with one decimal each
     if (netMetering_) {
         values.net = main.Net();
-        values.generated = Sum(ChannelGroup::Generator).Net();
+        values.generated = of(ChannelGroup::Generator).Net();
         values.used = values.net + values.generated;
         // Power goes one way at a time; energy has gone both ways, which is what the two counters are for.
         values.bought = main.absolute - main.polarized;
@@ -114,10 +121,26 @@ VirtualReadings VirtualChannels::Read() const {
         values.sold = main.polarized;
         values.sold.watts = std::max(-values.net.watts, 0.0);
     }
-    if (otherWanted_) values.other = main.absolute - Sum(ChannelGroup::Loads).absolute;
+    if (otherWanted_) values.other = main.absolute - of(ChannelGroup::Loads).absolute;
     std::ranges::transform(kVirtualChannels, values.virtuals.begin(),
-                           [this](ChannelGroup group) { return Sum(group).absolute; });
+                           [&of](ChannelGroup group) { return of(group).absolute; });
     return values;
+}
+
+RowShares VirtualChannels::SharesOf(int slot, const CounterName& counter) const {
+    GroupSums sums;
+    for (const ChannelGroup group : kChannelGroups) {
+        GroupSum& sum = sums[static_cast<std::size_t>(group)];
+        const auto count =
+            std::ranges::count(groups_.Of(group), ChannelChoice{.slot = slot, .channel = counter.channel});
+        (counter.polarized ? sum.polarized : sum.absolute).wattSeconds = static_cast<double>(count);
+    }
+    const VirtualReadings values = Combine(sums);
+    RowShares shares;
+    std::ranges::transform(FlowsOfRow(values), shares.absolute.begin(),
+                           [](const Flow& flow) { return static_cast<int>(flow.wattSeconds); });
+    if (!values.netMetering) shares.ch1Polarized = static_cast<int>(values.mainPolarized.wattSeconds);
+    return shares;
 }
 
 bool VirtualChannels::GoWith(int slot) const {

@@ -76,6 +76,14 @@ struct VirtualReadings {
     [[nodiscard]] double ShownMainAmps() const { return averageAmps ? mainAmps / 2 : mainAmps; }
 };
 
+/// Factors, by the channels of the virtual device's row.
+struct RowShares {
+    std::array<int, kChannels> absolute = {};
+    int ch1Polarized = 0;
+
+    bool operator==(const RowShares&) const = default;
+};
+
 /// Sums the latest readings of the chosen channels when somebody looks: nothing is done for a packet.
 class VirtualChannels : public QObject {
     Q_OBJECT
@@ -97,6 +105,10 @@ public:
     /// The slots whose energy is not known, for which the rows wait; none where there is no virtual device.
     [[nodiscard]] std::vector<int> WaitsFor() const;
 
+    /// How much of a watt-second of one counter of slot 1..6 goes into each energy of that row, as the groups
+    /// are now.
+    [[nodiscard]] RowShares SharesOf(int slot, const CounterName& counter) const;
+
     [[nodiscard]] const ChannelGroups& Groups() const { return groups_; }
 
 private:
@@ -111,7 +123,10 @@ private:
     };
 
     void LoadSettings(const SettingsStore& settings);
+    using GroupSums = std::array<GroupSum, kChannelGroups.size()>;
+
     [[nodiscard]] GroupSum Sum(ChannelGroup group) const;
+    [[nodiscard]] VirtualReadings Combine(const GroupSums& sums) const;
 
     const ChannelGroups& groups_;
     const Measurement& measurement_;

@@ -50,11 +50,29 @@ QCoro::Task<Reply> List(Program& program, QStringList arguments, Operator&) {
     co_return reply;
 }
 
+QCoro::Task<Reply> Undo(Program& program, QStringList arguments, Operator& op) {
+    std::vector<std::int64_t> ids;
+    for (const QString& argument : arguments) {
+        bool isNumber = false;
+        ids.push_back(argument.toLongLong(&isNumber));
+        if (!isNumber) co_return Reply::Failure(u"An entry is named by its number."_s);
+    }
+    const Outcome done = co_await program.carryUndo.Undo(ids, op);
+    co_return Reply::Of(done, u"Done; the same again brings it back."_s);
+}
+
+QCoro::Task<Reply> Keep(Program& program, QStringList arguments, Operator&) {
+    const Outcome kept = co_await program.carryUndo.Keep(arguments.first().toLongLong());
+    co_return Reply::Of(kept, u"The carry stands."_s);
+}
+
 }  // namespace
 
 std::span<const Command> LedgerCommands() {
     static constexpr Command commands[] = {
         {"ledger", "[FROM [TO]]", "What happened to the counters, by days.", 0, 2, true, List},
+        {"ledger undo", "ID...", "Takes carries back, or puts them back.", 1, 45, false, Undo},
+        {"ledger keep", "ID", "Lets a doubtful carry stand.", 1, 1, false, Keep},
     };
     return commands;
 }

@@ -7,6 +7,7 @@
 #include <initializer_list>
 
 #include "base/status_board.h"
+#include "measure/carry_mend.h"
 #include "measure/ledger_document.h"
 #include "measure/measurement_fixture.h"
 #include "store/rows.h"
@@ -238,6 +239,50 @@ TEST_F(LedgerTest, KeepsNoMoreThanItHasRoomForAndTheCarriesLongest) {
     for (std::size_t i = 0; i < Ledger::kMostWaiting + 7; ++i)
         measurement_->NoteResetSent(1);
     EXPECT_TRUE(ledger_->ProblemText().startsWith(u"7 events"_s)) << ledger_->ProblemText().toStdString();
+}
+
+TEST(CarryMend, FollowsACarryThroughTheMonitorsOfItsSlotUntilItIsSetToZero) {
+    using enum LedgerKind;
+    std::vector<LedgerEntry> history;
+    const auto add = [&history](LedgerKind kind, const char* serial, std::size_t channel,
+                                bool undone = false) {
+        LedgerEntry& entry = history.emplace_back();
+        entry.id = static_cast<std::int64_t>(history.size());
+        entry.kind = kind;
+        entry.serial = serial;
+        if (channel < kChannels) entry.counter = {.channel = channel};
+        entry.carryAfter = 3;
+        entry.undone = undone;
+        entry.undoneFrom = undone ? "2000-01-01 00:00:00" : "";
+        entry.time = {.year = 2000 + static_cast<int>(entry.id)};
+    };
+    const auto stamp = [](int year) { return std::to_string(2000 + year) + "-01-01 00:00:00"; };
+    add(Wrap, "301234", 2, true);      // 1
+    add(Zeroed, "301234", 2);          // 2
+    add(Wrap, "301234", 2, true);      // 3
+    add(Wrap, "301234", 3, true);      // 4
+    add(Wrap, "301234", 2);            // 5
+    add(Swap, "301234", kChannels);    // 6, another model
+    add(Swap, "405678", kChannels);    // 7
+    add(Zeroed, "405678", 3);          // 8
+    add(Zeroed, "405678", kChannels);  // 9, all
+    add(Swap, "309999", kChannels);    // 10
+    const auto mend = MendOf(5, history);
+    ASSERT_TRUE(mend.has_value());
+    EXPECT_EQ(mend->least, 2) << "one before it is in no row any more";
+    EXPECT_FALSE(mend->stands);
+    EXPECT_EQ(mend->rows,
+              (std::vector<RowSpan>{{"301234", stamp(5), stamp(7)}, {"405678", stamp(7), stamp(9)}}));
+    EXPECT_EQ(MendOf(7, history), std::nullopt);
+    history[2].undoneFrom = stamp(8);
+    const auto putBack = MendOf(3, history);
+    ASSERT_TRUE(putBack.has_value());
+    EXPECT_FALSE(putBack->back);
+    EXPECT_EQ(putBack->rows, (std::vector<RowSpan>{{"405678", stamp(8), stamp(9)}}))
+        << "rows of before were never corrected";
+    history.resize(7);
+    EXPECT_TRUE(MendOf(5, history)->stands);
+    EXPECT_EQ(MendOf(5, history)->rows.back().to, "");
 }
 
 }  // namespace
