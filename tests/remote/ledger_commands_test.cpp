@@ -195,5 +195,28 @@ TEST_F(LedgerCommands, RowsThatComeWhileACarryIsTakenBackAreRightTooAndWhatCanno
     EXPECT_TRUE(Ask(*program_, u"ledger keep 3"_s).ends_with("The carry stands."));
 }
 
+TEST_F(LedgerCommands, TellHowMuchOfEachDayWasHeard) {
+    Send(1000, 60);  // at 10:21:30
+    Send(1000, 120);
+    clock.AdvanceSeconds(13 * 3600);
+    Send(2000, 47'000);
+    clock.Sleep(3600);
+    EXPECT_EQ(Ask(*program_, u"gaps"_s),
+              "2026-03-02  Device A (301234): 0.1 % heard of 13 h 39 min\n"
+              "2026-03-03  Device A (301234): 0.0 % heard of 24 min\n"
+              "Device A (301234): nothing from 2026-03-02 10:22:30 to 2026-03-02 23:23:30, 13 h 1 min\n"
+              "Device A (301234): nothing from 2026-03-02 23:23:30 to now, 1 h 0 min");
+    EXPECT_EQ(Data(),
+              R"({"days":[{"day":"2026-03-02","heard":60,"of":49110,"serial":"301234","slot":"A"},)"
+              R"({"day":"2026-03-03","heard":0,"of":1410,"serial":"301234","slot":"A"}],)"
+              R"("gaps":[{"from":"2026-03-02 10:22:30","open":false,"seconds":46860,"serial":"301234",)"
+              R"("slot":"A","to":"2026-03-02 23:23:30"},{"from":"2026-03-02 23:23:30","open":true,)"
+              R"("seconds":3600,"serial":"301234","slot":"A","to":"2026-03-03 00:23:30"}]})");
+    EXPECT_EQ(Ask(*program_, u"gaps 2026-3-3 2026-3-9"_s),
+              "2026-03-03  Device A (301234): 0.0 % heard of 24 min\n"
+              "Device A (301234): nothing from 2026-03-02 23:23:30 to now, 1 h 0 min");
+    EXPECT_EQ(Ask(*program_, u"gaps 2026-3-1 2026-3-1"_s), "The ledger knows of no monitor in that time.");
+}
+
 }  // namespace
 }  // namespace corvane
