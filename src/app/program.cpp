@@ -90,7 +90,8 @@ Program::Program(const Options& options, Clock& theClock)
     });
     QObject::connect(&commands, &MonitorCommands::CountersZeroed, &measurement, [this](int stream) {
         for (int slot = 1; slot <= kSlots; ++slot)
-            if (measurement.Readings(slot).stream == stream) measurement.BeginAnew(slot);
+            if (measurement.Readings(slot).Seen() && measurement.Readings(slot).stream == stream)
+                measurement.BeginAnew(slot);
     });
     QObject::connect(&measurement, &Measurement::Forgotten, &pulses, &PulseCounters::Forget);
     QObject::connect(&databaseFiles, &DatabaseFiles::TablesKnown, [this] { records.LookForMinuteTables(); });

@@ -27,7 +27,6 @@ QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const Dev
     const Outcome sent = co_await commands.Send(Operation::ResetKwh, {}, op);
     if (!sent) co_return sent;
     // Of every device in use, although one monitor was told: on purpose.
-    measurement.NoteResetSent(commands.TargetSlot());
     ZeroCarriesInUse(slots, measurement, "with the reset of the accumulated values");
     co_return Outcome::Success();
 }

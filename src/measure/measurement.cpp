@@ -105,12 +105,11 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
     if (slot == kNoSlot) return NoteUnbound(packet, serial);
     DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
     if (readings.serial != serial) {
-        // Another monitor than before: its counters have nothing to do with what was seen.
-        NoteSwap(readings, serial, packet.model);
+        // The first packet since the start, or since another monitor was bound.
         StartAnew(readings, slot);
         readings.serial = serial;
     } else if (readings.model != packet.model) {
-        NoteSwap(readings, serial, packet.model);
+        NoteSwap(readings, serial, packet.model->name);
     }
     readings.model = packet.model;
     readings.stream = stream;
@@ -141,13 +140,11 @@ void Measurement::StartAnew(DeviceReadings& readings, int slot) {
     readings = fresh;
 }
 
-void Measurement::NoteSwap(const DeviceReadings& before, const std::string& serial,
-                           const MonitorModel* model) {
-    if (!before.Seen()) return;
+void Measurement::NoteSwap(const DeviceReadings& before, const std::string& serial, std::string_view model) {
     LedgerEntry entry{.kind = LedgerKind::Swap, .time = clock_.Now(), .slot = before.slot, .serial = serial};
     entry.note = "before it was " + before.serial;
     entry.note.append(", ").append(before.model->name);
-    if (model != before.model) entry.note.append("; now it is a ").append(model->name);
+    if (!model.empty()) entry.note.append("; now it is a ").append(model);
     Q_EMIT Noted(entry);
 }
 
@@ -227,12 +224,16 @@ void Measurement::BeginAnew(int slot) {
     readings.seconds.reset();
     for (const CounterSource& source : CounterSource::kAll)
         source.Of(readings).previous.reset();
+    LedgerEntry entry = EntryOf(readings, LedgerKind::Reset);
+    entry.note = "the monitor was told to set its counters to 0";
+    Q_EMIT Noted(entry);
 }
 
 void Measurement::ForgetUnboundSlots() {
     for (DeviceReadings& readings : readings_) {
         const int slot = readings.slot;
         if (!readings.Seen() || slots_.Choose(readings.serial) == slot) continue;
+        NoteSwap(readings, slots_.Bound(slot).toStdString());
         StartAnew(readings, slot);
         Q_EMIT Forgotten(slot);
     }
@@ -253,12 +254,6 @@ void Measurement::ZeroCarries(int slot, const std::string& why) {
     if (noted) return;
     entry.counter.reset();
     entry.carryBefore = 0;
-    Q_EMIT Noted(entry);
-}
-
-void Measurement::NoteResetSent(int slot) {
-    LedgerEntry entry = EntryOf(Readings(slot), LedgerKind::Reset);
-    entry.note = "the monitor was told to set its counters to 0";
     Q_EMIT Noted(entry);
 }
 

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/setting.h"
@@ -75,9 +77,6 @@ public:
     /// Sets the nine carries of slot 1..6 to 0 and saves them. `why` is what the ledger says of it.
     void ZeroCarries(int slot, const std::string& why);
 
-    /// Lets the ledger know that the monitor of slot 1..6 was told to set its counters to 0.
-    void NoteResetSent(int slot);
-
     /// The carry of a counter of slot 1..6, and the way to correct it, which saves it.
     [[nodiscard]] int Carry(int slot, const CounterName& counter) const;
     void SetCarry(int slot, const CounterName& counter, int carry);
@@ -114,7 +113,7 @@ private:
     void LoadVoltFactor();
     void LoadCarries();
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
-    void NoteSwap(const DeviceReadings& before, const std::string& serial, const MonitorModel* model);
+    void NoteSwap(const DeviceReadings& before, const std::string& serial, std::string_view model = {});
     void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);
     void TakeCounter(DeviceReadings& readings, const CounterSource& source, double value);
     [[nodiscard]] LedgerEntry EntryOf(const DeviceReadings& readings, LedgerKind kind) const;

@@ -13,7 +13,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-constexpr std::uint64_t kPackets = 1'000'000;
+constexpr std::uint64_t kMillion = 1'000'000;
 /// Of the carries, in the order of the counters.
 const std::array<QString, kCounters> kCarryKeys = {u"Roll1A"_s, u"Roll2A"_s, u"Roll1P"_s,
                                                    u"Roll2P"_s, u"Roll3"_s,  u"Roll4"_s,
@@ -212,7 +212,7 @@ TEST_F(SecondModelTest, AgreesWithTheProgramOnAMillionPackets) {
     const QString seed = qEnvironmentVariable("CORVANE_SEED", u"20260302"_s);
     Monitors monitors(seed.toULongLong());
     StartProgram();
-    for (std::uint64_t packet = 0; packet < kPackets && !HasFatalFailure(); packet += 5) {
+    for (std::uint64_t packet = 0; packet < kMillion && !HasFatalFailure(); packet += 5) {
         SCOPED_TRACE(testing::Message() << "CORVANE_SEED=" << seed.toStdString() << ", packet " << packet);
         Interfere(monitors);
         std::array<Bytes, 5> lines;
