@@ -142,12 +142,11 @@ TEST_F(LedgerTest, RecordsEachEventOfACounterAndHowFarItMayBeBelieved) {
     measurement_->ZeroCarries(2, "by a person");
     Set(u"DevSerial"_s, u"309999"_s, u"0"_s);
     Send({.serialNumber = 9999, .seconds = 108});
-    EXPECT_EQ(News(),
-              (Lines{"sure zeroed CH1 carry 1 was set to 0: by a person",
-                     "sure zeroed AUX1 carry 2 was set to 0: by a person",
-                     "sure zeroed AUX2 carry 1 was set to 0: by a person",
-                     "sure zeroed carry 0 was set to 0: by a person",
-                     "sure swap another monitor: before it was 301234, VRQ-5806"}));
+    EXPECT_EQ(News(), (Lines{"sure zeroed CH1 carry 1 was set to 0: by a person",
+                             "sure zeroed AUX1 carry 2 was set to 0: by a person",
+                             "sure zeroed AUX2 carry 1 was set to 0: by a person",
+                             "sure zeroed carry 0 was set to 0: by a person",
+                             "sure swap another monitor: before it was 301234, VRQ-5806"}));
 }
 
 TEST_F(LedgerTest, ADoubtfulCarryIsToldAtOnceWithTheTotalThatItWouldBeOtherwise) {
