@@ -18,6 +18,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QString kNoneChosen = u"No entry of the ledger is chosen."_s;
+
 constexpr int kPatience = 5;  // seconds that a locked database is waited for
 
 QString Text(const QueryResult::Cell& text) {
@@ -112,6 +114,7 @@ QCoro::Task<Outcome> CarryUndo::Undo(std::vector<std::int64_t> ids, Operator& op
         co_return Outcome::Failure(
             u"Records are unwritten, which have that carry too: \"corvanectl db write-unwritten\" first."_s);
     }
+    if (ids.empty()) co_return Outcome::Failure(kNoneChosen);
     std::vector<CarryMend> mends;
     const Outcome loaded = co_await Load(ids, mends);
     if (!loaded) co_return loaded;
@@ -135,9 +138,9 @@ QCoro::Task<Outcome> CarryUndo::Undo(std::vector<std::int64_t> ids, Operator& op
             u"Rows become %1 by 2^40 or 2^32 Ws for each carry; those of the sums by the groups that are "
             "chosen now. A backup is made before."_s.arg(back ? u"lower"_s : u"higher"_s));
     }
-    op.Show(lines.join(u'\n'));
     Question question;
-    question.text =
+    question.text = lines.join(u'\n') + u"\n\n"_s;
+    question.text +=
         back ? u"Do you want to take back the carry, and mend these rows? No takes back the carry alone."_s
              : u"Do you want to put back the carry, and mend these rows? No puts back the carry alone."_s;
     question.safe = Answer::Cancel;
@@ -196,13 +199,15 @@ QCoro::Task<Outcome> CarryUndo::Carry(std::vector<CarryMend> mends, bool rows, O
     program_.records.Release([&mends](DeviceReadings& row) { Correct(row, mends); });
     (void)co_await program_.ledger.Run(ForgetCarriesDue());  // else the next start does
     (void)co_await program_.ledger.Write();                  // which looks again what stands
-    op.Show(u"%1 values of the database were changed."_s.arg(Text(mended.rows.front().front())));
     co_return Outcome::Success();
 }
 
-QCoro::Task<Outcome> CarryUndo::Keep(std::int64_t id) {
-    const QueryResult kept = co_await program_.ledger.Run(KeepCarry(id));
-    if (!kept.Ok()) co_return Outcome::Failure(Text(kept.errorText));
+QCoro::Task<Outcome> CarryUndo::Keep(std::vector<std::int64_t> ids) {
+    if (ids.empty()) co_return Outcome::Failure(kNoneChosen);
+    for (const std::int64_t id : ids) {
+        const QueryResult kept = co_await program_.ledger.Run(KeepCarry(id));
+        if (!kept.Ok()) co_return Outcome::Failure(Text(kept.errorText));
+    }
     (void)co_await program_.ledger.Write();
     co_return Outcome::Success();
 }

@@ -30,8 +30,8 @@ public:
     /// change. No packet and no record is lost meanwhile.
     QCoro::Task<Outcome> Undo(std::vector<std::int64_t> ids, Operator& op);
 
-    /// Lets a doubtful carry stand: nobody is told of it any more.
-    QCoro::Task<Outcome> Keep(std::int64_t id);
+    /// Lets doubtful carries stand: nobody is told of them any more.
+    QCoro::Task<Outcome> Keep(std::vector<std::int64_t> ids);
 
     /// Saves what a program that was killed had noted. A failure is told, and nothing is lost by it.
     QCoro::Task<Outcome> Finish();

@@ -62,8 +62,8 @@ Program::Program(const Options& options, Clock& theClock)
       feedUpload(measurement, database, settings, options.dataFolder, clock),
       liveEvents([this](std::optional<int> slot) { return Readings(slot); }, measurement, clock),
       history(database, clock),
-      webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, deviceSlots,
-                settings, statusBoard, clock),
+      webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, ledger,
+                deviceSlots, settings, statusBoard, clock),
       userSettings(
           settings,
           {kDbWriterSettings, kDatabaseFilesSettings, kNightlyRunsSettings, kDeviceSlotsSettings,

@@ -65,6 +65,7 @@ void Ledger::Note(const LedgerEntry& entry) {
     if (entry.IsDoubtfulCarry()) TellDoubt(entry);
     if (waiting_.size() < kMostWaiting) {
         waiting_.push_back(entry);
+        if (entry.IsDoubtfulCarry()) doubtful_.push_back(entry);
     } else {
         ++lost_;
     }
@@ -111,6 +112,7 @@ QCoro::Task<QueryResult> Ledger::Write() {
         waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(batch.size()));
         doubtful_.clear();
         std::ranges::transform(result.rows, std::back_inserter(doubtful_), LedgerEntryOf);
+        std::ranges::copy_if(waiting_, std::back_inserter(doubtful_), &LedgerEntry::IsDoubtfulCarry);
         Q_EMIT Changed();
         if (!waiting_.empty()) QMetaObject::invokeMethod(this, &Ledger::Look, Qt::QueuedConnection);
     } else {

@@ -8,6 +8,7 @@
 #include <span>
 #include <type_traits>
 
+#include "base/date_entry.h"
 #include "base/number_format.h"
 #include "link/device_slots.h"
 #include "link/device_texts.h"
@@ -68,6 +69,7 @@ QJsonObject EntryObject(const LedgerEntry& entry) {
         {u"carryBefore"_s, OrNull(entry.carryBefore)},
         {u"carryAfter"_s, OrNull(entry.carryAfter)},
         {u"note"_s, Text(entry.note)},
+        {u"text"_s, EventText(entry)},
         {u"undone"_s, entry.undone},
     };
 }
@@ -80,6 +82,16 @@ std::span<const LedgerEntry> NewestDoubtful(const Ledger& ledger) {
 }
 
 }  // namespace
+
+std::optional<LedgerQuery> LedgerQueryOf(const QString& from, const QString& to) {
+    const auto first = ProperDate(from);
+    const auto last = ProperDate(to);
+    if ((!from.isEmpty() && !first) || (!to.isEmpty() && !last)) return std::nullopt;
+    LedgerQuery query;
+    if (first) query.from = DateText(*first).toStdString();
+    if (last) query.to = DateText(last->addDays(1)).toStdString();
+    return query;
+}
 
 QString EventText(const LedgerEntry& entry) {
     // A text that names none of them simply has none put in.
@@ -126,7 +138,9 @@ QStringList LedgerStateLines(const Ledger& ledger) {
     if (const std::size_t older = ledger.Doubtful().size() - newest.size(); older > 0)
         lines.append(u"%1 older doubtful carries stand, too."_s.arg(older));
     for (const LedgerEntry& entry : newest)
-        lines.append(u"Entry %1 of the ledger: %2"_s.arg(entry.id).arg(Ledger::DoubtText(entry)));
+        lines.append(
+            (entry.id == 0 ? u"Not in the ledger yet: "_s : u"Entry %1 of the ledger: "_s.arg(entry.id)) +
+            Ledger::DoubtText(entry));
     if (!lines.isEmpty())
         lines.append(
             u"\"corvanectl ledger undo ID\" takes a carry back, \"corvanectl ledger keep ID\" lets it stand."_s);

@@ -5,13 +5,17 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
 #include <vector>
 
-#include "measure/ledger_entry.h"
+#include "measure/ledger_file.h"
 
 namespace corvane {
 
 class Ledger;
+
+/// The query for the days from one to another, both whole; either may be empty. Nothing where one is no date.
+[[nodiscard]] std::optional<LedgerQuery> LedgerQueryOf(const QString& from, const QString& to);
 
 /// One line: id, time, what it is of, what happened, and how far that may be believed.
 [[nodiscard]] QString LedgerLine(const LedgerEntry& entry);

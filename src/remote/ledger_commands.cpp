@@ -17,29 +17,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QString kNoNumber = u"An entry is named by its number."_s;
 constexpr int kMostListed = 1000;
 constexpr int kDaysOfGaps = 7;  // where no day is named
 constexpr int kMostDaysOfGaps = 3660;
 
-/// The query for the days that the arguments name: from the first to the second, both whole.
-std::optional<LedgerQuery> QueryOf(const QStringList& arguments) {
-    LedgerQuery query{.most = kMostListed + 1};
-    if (!arguments.isEmpty()) {
-        const auto from = ProperDate(arguments.first());
-        if (!from) return std::nullopt;
-        query.from = DateText(*from).toStdString();
-    }
-    if (arguments.size() > 1) {
-        const auto to = ProperDate(arguments[1]);
-        if (!to) return std::nullopt;
-        query.to = DateText(to->addDays(1)).toStdString();
-    }
-    return query;
-}
-
 QCoro::Task<Reply> List(Program& program, QStringList arguments, Operator&) {
-    const std::optional<LedgerQuery> query = QueryOf(arguments);
+    std::optional<LedgerQuery> query = LedgerQueryOf(arguments.value(0), arguments.value(1));
     if (!query) co_return Reply::Failure(u"Dates are entered as yyyy-mm-dd."_s);
+    query->most = kMostListed + 1;
     Ledger::Listing listing = co_await program.ledger.List(*query);
     if (!listing.error.isEmpty())
         co_return Reply::Failure(u"The ledger cannot be read: %1"_s.arg(listing.error));
@@ -110,19 +96,28 @@ QCoro::Task<Reply> Gaps(Program& program, QStringList arguments, Operator&) {
     co_return reply;
 }
 
-QCoro::Task<Reply> Undo(Program& program, QStringList arguments, Operator& op) {
+/// The numbers of entries; none where a text is no number.
+std::vector<std::int64_t> IdsOf(const QStringList& arguments) {
     std::vector<std::int64_t> ids;
     for (const QString& argument : arguments) {
         bool isNumber = false;
         ids.push_back(argument.toLongLong(&isNumber));
-        if (!isNumber) co_return Reply::Failure(u"An entry is named by its number."_s);
+        if (!isNumber) return {};
     }
+    return ids;
+}
+
+QCoro::Task<Reply> Undo(Program& program, QStringList arguments, Operator& op) {
+    const std::vector<std::int64_t> ids = IdsOf(arguments);
+    if (ids.empty()) co_return Reply::Failure(kNoNumber);
     const Outcome done = co_await program.carryUndo.Undo(ids, op);
     co_return Reply::Of(done, u"Done; the same again brings it back."_s);
 }
 
 QCoro::Task<Reply> Keep(Program& program, QStringList arguments, Operator&) {
-    const Outcome kept = co_await program.carryUndo.Keep(arguments.first().toLongLong());
+    const std::vector<std::int64_t> ids = IdsOf(arguments);
+    if (ids.empty()) co_return Reply::Failure(kNoNumber);
+    const Outcome kept = co_await program.carryUndo.Keep(ids);
     co_return Reply::Of(kept, u"The carry stands."_s);
 }
 
@@ -133,7 +128,7 @@ std::span<const Command> LedgerCommands() {
         {"ledger", "[FROM [TO]]", "What happened to the counters, by days.", 0, 2, true, List},
         {"gaps", "[FROM [TO]]", "How much of each day was heard, and the gaps.", 0, 2, true, Gaps},
         {"ledger undo", "ID...", "Takes carries back, or puts them back.", 1, 45, false, Undo},
-        {"ledger keep", "ID", "Lets a doubtful carry stand.", 1, 1, false, Keep},
+        {"ledger keep", "ID...", "Lets doubtful carries stand.", 1, 45, false, Keep},
     };
     return commands;
 }

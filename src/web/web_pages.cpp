@@ -28,6 +28,7 @@ constexpr Page kPages[] = {
     {"/", "index.html", kHtml},
     {"/net.html", "net.html", kHtml},
     {.path = "/charts.html", .file = "charts.html", .type = kHtml, .offersChoices = true},
+    {"/ledger.html", "ledger.html", kHtml},
     {"/style.css", "style.css", "text/css; charset=utf-8"},
     {"/gauges.js", "gauges.js", kScript},
     {"/live.js", "live.js", kScript},
@@ -35,6 +36,7 @@ constexpr Page kPages[] = {
     {"/net.js", "net.js", kScript},
     {"/flow.js", "flow.js", kScript},
     {"/charts.js", "charts.js", kScript},
+    {"/ledger.js", "ledger.js", kScript},
     {"/chart.js", "chart.js", kScript, true},
     {"/icon.svg", "icon.svg", "image/svg+xml"},
 };

@@ -6,11 +6,14 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <initializer_list>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/status_board.h"
 #include "link/device_slots.h"
+#include "measure/ledger.h"
+#include "measure/ledger_document.h"
 #include "store/settings_store.h"
 #include "web/history.h"
 #include "web/listening_socket.h"
@@ -44,6 +47,15 @@ constexpr const char* kNeedsToken =
 std::string_view Value(MHD_Connection* connection, MHD_ValueKind kind, const char* key) {
     const char* value = MHD_lookup_connection_value(connection, kind, key);
     return value != nullptr ? value : std::string_view();
+}
+
+QHash<QString, QString> Arguments(MHD_Connection* connection, std::initializer_list<const char*> keys) {
+    QHash<QString, QString> arguments;
+    for (const char* key : keys) {
+        const std::string_view value = Value(connection, MHD_GET_ARGUMENT_KIND, key);
+        arguments[QString::fromLatin1(key)] = QString::fromUtf8(value.data(), qsizetype(value.size()));
+    }
+    return arguments;
 }
 
 /// Cookies know hosts, not ports: the name tells programs on one machine apart.
@@ -171,11 +183,13 @@ struct WebServer::Callbacks {
     }
 };
 
-WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& history, const DeviceSlots& slots,
-                     SettingsStore& settings, StatusBoard& statusBoard, Clock& clock)
+WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
+                     const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard,
+                     Clock& clock)
     : readings_(std::move(readings)),
       events_(events),
       history_(history),
+      ledger_(ledger),
       slots_(slots),
       settings_(settings),
       statusBoard_(statusBoard),
@@ -292,6 +306,8 @@ void WebServer::Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_
         exchange->reply = JoinEvents(exchange);
     } else if (path == "/history.json") {
         ReadHistory(exchange);
+    } else if (path == "/ledger.json") {
+        ReadLedger(exchange);
     } else if (path == "/live.json") {
         exchange->reply = WebReply::Json(MHD_HTTP_OK, readings_(std::nullopt));
     } else if (path == "/live.xml") {
@@ -327,12 +343,23 @@ WebReply WebServer::JoinEvents(const std::shared_ptr<Exchange>& exchange) {
     return {.type = "text/event-stream"};
 }
 
-QCoro::Task<> WebServer::ReadHistory(std::shared_ptr<Exchange> exchange) {
-    QHash<QString, QString> arguments;
-    for (const char* key : {"device", "channel", "from", "to", "step"}) {
-        const std::string_view value = Value(exchange->connection, MHD_GET_ARGUMENT_KIND, key);
-        arguments[QString::fromLatin1(key)] = QString::fromUtf8(value.data(), qsizetype(value.size()));
+QCoro::Task<> WebServer::ReadLedger(std::shared_ptr<Exchange> exchange) {
+    const auto arguments = Arguments(exchange->connection, {"from", "to"});
+    const auto query = LedgerQueryOf(arguments[u"from"_s], arguments[u"to"_s]);
+    if (!query) {
+        exchange->reply =
+            WebReply::Json(MHD_HTTP_BAD_REQUEST, {{u"error"_s, u"Dates are entered as yyyy-mm-dd."_s}});
+        co_return;
     }
+    const Ledger::Listing listing = co_await ledger_.List(*query);
+    exchange->reply = listing.error.isEmpty()
+                          ? WebReply::Json(MHD_HTTP_OK, LedgerDocument(listing.entries))
+                          : WebReply::Json(MHD_HTTP_SERVICE_UNAVAILABLE, {{u"error"_s, listing.error}});
+    Resume(*exchange);
+}
+
+QCoro::Task<> WebServer::ReadHistory(std::shared_ptr<Exchange> exchange) {
+    const auto arguments = Arguments(exchange->connection, {"device", "channel", "from", "to", "step"});
     auto query = HistoryQuery::Parse(arguments, slots_);
     if (const auto* error = std::get_if<QString>(&query)) {
         exchange->reply = WebReply::Json(MHD_HTTP_BAD_REQUEST, {{u"error"_s, *error}});

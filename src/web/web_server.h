@@ -22,6 +22,7 @@ namespace corvane {
 class Clock;
 class DeviceSlots;
 class History;
+class Ledger;
 class SettingsStore;
 class StatusBoard;
 
@@ -38,8 +39,8 @@ public:
     static constexpr std::int64_t kReplyPatience = 60'000;    ///< ms until a reply must have been taken
 
     /// Everything that is referred to must outlive it.
-    WebServer(ReadingsSource readings, LiveEvents& events, History& history, const DeviceSlots& slots,
-              SettingsStore& settings, StatusBoard& statusBoard, Clock& clock);
+    WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
+              const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard, Clock& clock);
     ~WebServer() override;
 
     /// Serves as the settings say, from now on and whenever they change. What hinders it is told, no more.
@@ -77,12 +78,14 @@ private:
     void Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_view path);
     WebReply JoinEvents(const std::shared_ptr<Exchange>& exchange);
     QCoro::Task<> ReadHistory(std::shared_ptr<Exchange> exchange);
+    QCoro::Task<> ReadLedger(std::shared_ptr<Exchange> exchange);
     void Resume(Exchange& exchange);
     void EndOverdue();
 
     ReadingsSource readings_;
     LiveEvents& events_;
     History& history_;
+    Ledger& ledger_;
     const DeviceSlots& slots_;
     SettingsStore& settings_;
     StatusBoard& statusBoard_;

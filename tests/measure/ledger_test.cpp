@@ -152,6 +152,7 @@ TEST_F(LedgerTest, RecordsEachEventOfACounterAndHowFarItMayBeBelieved) {
 TEST_F(LedgerTest, ADoubtfulCarryIsToldAtOnceWithTheTotalThatItWouldBeOtherwise) {
     SendDoubtfulWrap();
     ASSERT_EQ(board_.Lines().size(), 1U);
+    EXPECT_EQ(ledger_->Doubtful().size(), 1U) << "for the live data, before it is in the file";
     EXPECT_EQ(
         board_.Lines().front(),
         u"     Device A (301234), AUX1: the counter stepped back and counts as wrapped, but 16677236 s went "

@@ -82,24 +82,28 @@ TEST_F(LedgerCommands, TakeACarryBackWithAllRowsOfItAndPutItBack) {
     Ask(*program_, u"ledger"_s);
     const QJsonArray entries = data_[u"entries"_s].toArray();
     ASSERT_EQ(entries.size(), 3);
-    QJsonObject wrap = entries[2].toObject();
     EXPECT_EQ(
-        QJsonDocument(wrap).toJson(QJsonDocument::Compact).toStdString(),
+        QJsonDocument(entries[2].toObject()).toJson(QJsonDocument::Compact).toStdString(),
         R"({"carryAfter":1,"carryBefore":0,"channel":"AUX1","counterAfter":1000,"counterBefore":900003000,)"
         R"("elapsedClock":60,"elapsedMonitor":16772096,"id":3,"judgement":"doubtful","kind":"wrap","note":"",)"
-        R"("polarized":false,"serial":"301234","slot":"A","time":"2026-03-02 10:24:30","undone":false})");
+        R"("polarized":false,"serial":"301234","slot":"A","text":"counted as wrapped from 900003000 to 1000, )"
+        R"(carry 0 to 1; 16772096 s by the monitor, 60 s by this machine","time":"2026-03-02 10:24:30",)"
+        R"("undone":false})");
     EXPECT_NE(Ask(*program_, u"status"_s).find("Entry 3 of the ledger: Device A (301234), AUX1"),
               std::string::npos);
 
-    EXPECT_EQ(Undo(u"3"_s, Answer::Cancel),
-              "Device A, AUX1: carry 1 becomes 0, the total of 1,193.047 kWh 0.001 kWh\n"
-              "monitordata_minute: 3 rows of 301234, 2026-03-02 10:24:30 to 2026-03-02 10:26:30\n"
-              "monitordata_minute: 3 rows of the sums, 999999, 2026-03-02 10:24:30 to 2026-03-02 10:26:30\n"
-              "minute_energy: 3 rows of 301234, 2026-03-02 10:24 to 2026-03-02 10:26\n"
-              "minute_energy: 3 rows of the sums, 999999, 2026-03-02 10:24 to 2026-03-02 10:26\n"
-              "Rows become lower by 2^40 or 2^32 Ws for each carry; those of the sums by the groups that are "
-              "chosen "
-              "now. A backup is made before.\nNothing was changed.");
+    EXPECT_EQ(Undo(u"3"_s, Answer::Cancel), "Nothing was changed.");
+    EXPECT_EQ(
+        operator_.Questions().back().text.toStdString(),
+        "Device A, AUX1: carry 1 becomes 0, the total of 1,193.047 kWh 0.001 kWh\n"
+        "monitordata_minute: 3 rows of 301234, 2026-03-02 10:24:30 to 2026-03-02 10:26:30\n"
+        "monitordata_minute: 3 rows of the sums, 999999, 2026-03-02 10:24:30 to 2026-03-02 10:26:30\n"
+        "minute_energy: 3 rows of 301234, 2026-03-02 10:24 to 2026-03-02 10:26\n"
+        "minute_energy: 3 rows of the sums, 999999, 2026-03-02 10:24 to 2026-03-02 10:26\n"
+        "Rows become lower by 2^40 or 2^32 Ws for each carry; those of the sums by the groups that are "
+        "chosen "
+        "now. A backup is made before.\n\nDo you want to take back the carry, and mend these rows? No takes "
+        "back the carry alone.");
     EXPECT_EQ(Energies(), high);
 
     Undo(u"3"_s, Answer::Yes);

@@ -50,6 +50,7 @@ private:
         if (verb == u"wait") return clock.AdvanceSeconds(what.toInt());
         if (verb == u"jump") return clock.Jump(what.toInt());
         if (verb == u"sleep") return clock.Sleep(what.toInt());
+        if (verb == u"restart") return (void)(a_.seconds = 0, a_.aux[0] = 0);
         if (verb == u"five") return (void)(b_.model = Model::FiveChannel);
         if (verb == u"wide") return browser_.SetScreen(what.toInt(), 800);
         if (verb == u"dark")

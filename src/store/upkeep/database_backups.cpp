@@ -168,14 +168,15 @@ QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
     const QueryResult restored = co_await work_.Run(u"Restore"_s, names.Of(number).toStdString(),
                                                     ReplaceJob(current.toStdString()), op);
     if (!restored.Ok()) co_return AsOutcome(restored);
+    QString told = u"The database has been restored from:  "_s + names.Of(number);
     const QString ledger = LedgerOf(names.Of(number));
     if (QFileInfo::exists(ledger)) {
-        op.Show(
-            u"The ledger stays as it is. What it was when that backup was made is in %1: carries that were "
-            u"taken "
-            "back since then still stand in the rows of the backup."_s.arg(ledger));
+        told +=
+            u"\nThe ledger stays as it is; what it was then is in %1. Carries that were taken back since "
+            u"then "
+            "still stand in the rows of the backup."_s.arg(ledger);
     }
-    op.Show(u"The database has been restored from:  "_s + names.Of(number));
+    op.Show(told);
     co_return AsOutcome(restored);
 }
 

@@ -83,7 +83,7 @@ function open() {
 
 const status = make("p", {id: "status", className: "status", role: "status"});
 const clock = make("time", {className: "clock"});
-const links = [["/", "Live"], ["/net.html", "Net metering"], ["/charts.html", "Charts"]];
+const links = [["/", "Live"], ["/net.html", "Net metering"], ["/charts.html", "Charts"], ["/ledger.html", "Ledger"]];
 
 function link(href, text) {
     const anchor = make("a", {href}, text);
@@ -122,8 +122,18 @@ function showStatus() {
     if (newest !== null) setText(clock, newest.time.slice(11, 16));
 }
 
+const doubt = make("p", {id: "doubt", className: "notice", role: "status"},
+                   link("/ledger.html", "Carries are doubtful, and the totals with them: see the ledger."));
+
+function showDoubt() {
+    const doubtful = (newest?.ledger.doubtfulCount ?? 0) > 0;
+    if (doubtful && location.pathname !== "/ledger.html") document.querySelector("main").prepend(doubt);
+    else doubt.remove();
+}
+
 function show() {
     showStatus();
+    showDoubt();
     showFlowLinks();
     if (newest !== null) listener([...devices.values()].sort((a, b) => (a.slot < b.slot ? -1 : 1)), newest);
 }
