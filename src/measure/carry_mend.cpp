@@ -3,13 +3,13 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <initializer_list>
 #include <set>
 #include <string_view>
 #include <utility>
 
 #include "base/number_format.h"
 #include "measure/ledger_file.h"
+#include "measure/sql_text.h"
 #include "store/schema.h"
 
 namespace corvane {
@@ -36,13 +36,6 @@ constexpr EnergyTable kEnergyTables[] = {
     {"minute_energy", nullptr, nullptr, "Akwh", "kwh", "Pkwh", true},
 };
 
-std::string Text(std::initializer_list<std::string_view> parts) {
-    std::string text;
-    for (const std::string_view part : parts)
-        text += part;
-    return text;
-}
-
 std::string WholeText(double wattSeconds) {
     return std::to_string(static_cast<std::int64_t>(wattSeconds));
 }
@@ -59,22 +52,22 @@ struct Change {
 /// it.
 std::string DateCondition(const EnergyTable& table, const std::string& serial, const RowSpan& span) {
     if (!table.wholeMinutes) {
-        std::string condition = Text({"date >= ", SqlQuoted(span.from)});
-        if (!span.to.empty()) condition += Text({" AND date < ", SqlQuoted(span.to)});
+        std::string condition = SqlText({"date >= ", SqlQuoted(span.from)});
+        if (!span.to.empty()) condition += SqlText({" AND date < ", SqlQuoted(span.to)});
         return condition;
     }
     const auto besides = [&serial](const std::string& from, const std::string& to) {
-        return Text({"EXISTS(SELECT 1 FROM monitordata_minute WHERE deviceaddress = ", serial,
-                     " AND date >= ", SqlQuoted(from), " AND date < ", SqlQuoted(to), ")"});
+        return SqlText({"EXISTS(SELECT 1 FROM monitordata_minute WHERE deviceaddress = ", serial,
+                        " AND date >= ", SqlQuoted(from), " AND date < ", SqlQuoted(to), ")"});
     };
     constexpr std::size_t kMinute = std::string_view("yyyy-mm-dd hh:nn").size();
     const std::string first = span.from.substr(0, kMinute);
-    std::string condition = Text({"(date > ", SqlQuoted(first), " OR date = ", SqlQuoted(first), " AND ",
-                                  besides(span.from, first + ":99"), ")"});
+    std::string condition = SqlText({"(date > ", SqlQuoted(first), " OR date = ", SqlQuoted(first), " AND ",
+                                     besides(span.from, first + ":99"), ")"});
     if (span.to.empty()) return condition;
     const std::string last = span.to.substr(0, kMinute);
-    return condition + Text({" AND (date < ", SqlQuoted(last), " OR date = ", SqlQuoted(last), " AND ",
-                             besides(last, span.to), ")"});
+    return condition + SqlText({" AND (date < ", SqlQuoted(last), " OR date = ", SqlQuoted(last), " AND ",
+                                besides(last, span.to), ")"});
 }
 
 class Changes {
@@ -118,18 +111,18 @@ private:
         if (end == nullptr || step == 0) return;
         const std::string column = ChannelColumn(channel, end);
         Change change{.table = table.name, .serial = serial, .where = {}, .set = {}};
-        change.where = Text({"deviceaddress = ", serial, " AND ", DateCondition(table, serial, span),
-                             " AND typeof(", column, ") IN ('integer', 'real')"});
+        change.where = SqlText({"deviceaddress = ", serial, " AND ", DateCondition(table, serial, span),
+                                " AND typeof(", column, ") IN ('integer', 'real')"});
         if (ofMonitor) {
             const double least = (mend_.back ? mend_.least : mend_.least - 1) * mend_.counter.Span();
-            change.where += Text(
+            change.where += SqlText(
                 {" AND ", column, " >= ", kwh ? ShortestText(least / kWattSecondsPerKwh) : WholeText(least)});
         } else {
-            change.where += Text({" AND ", column, " <> 0"});
+            change.where += SqlText({" AND ", column, " <> 0"});
         }
-        const std::string amount = Text({step < 0 ? " - " : " + ", WholeText(step < 0 ? -step : step)});
-        change.set = kwh ? Text({column, " = (round(", column, " * 3600000.0)", amount, ") / 3600000.0"})
-                         : Text({column, " = ", column, amount});
+        const std::string amount = SqlText({step < 0 ? " - " : " + ", WholeText(step < 0 ? -step : step)});
+        change.set = kwh ? SqlText({column, " = (round(", column, " * 3600000.0)", amount, ") / 3600000.0"})
+                         : SqlText({column, " = ", column, amount});
         changes_.push_back(std::move(change));
     }
 
@@ -162,17 +155,17 @@ void PutInOrder(std::vector<CarryMend>& mends) {
     });
 }
 
-std::string OrNull(const std::optional<int>& value) {
+std::string CellText(const std::optional<int>& value) {
     return value ? std::to_string(*value) : "NULL";
 }
 
 /// The error text, or empty.
 std::string Mark(const CaptureDatabase::Connection& database, const MendMark& mark, bool back) {
     const std::string statement =
-        Text({"UPDATE ledger.entries SET undone = ", back ? "1" : "0",
-              ", undone_from = ", back ? SqlQuoted(mark.undoneFrom) : "NULL",
-              ", carry_from = ", OrNull(mark.carryFrom), ", carry_due = ", OrNull(mark.carryDue),
-              " WHERE id = ", std::to_string(mark.entry), " AND undone = ", back ? "0" : "1"});
+        SqlText({"UPDATE ledger.entries SET undone = ", back ? "1" : "0",
+                 ", undone_from = ", back ? SqlQuoted(mark.undoneFrom) : "NULL",
+                 ", carry_from = ", CellText(mark.carryFrom), ", carry_due = ", CellText(mark.carryDue),
+                 " WHERE id = ", std::to_string(mark.entry), " AND undone = ", back ? "0" : "1"});
     if (QueryResult marked = database.GetTable(statement); !marked.Ok()) return std::move(marked.errorText);
     return sqlite3_changes(database.Handle()) == 1 ? "" : "the entry of the ledger was changed meanwhile";
 }
@@ -242,9 +235,9 @@ SqlJob CountRowsToMend(std::vector<CarryMend> mends) {
                 if (std::exchange(counted, {change.table, change.serial}) ==
                     std::pair<std::string, std::string>(change.table, change.serial))
                     continue;
-                QueryResult count = database.GetTable(
-                    Text({"SELECT '", change.table, "', '", change.serial,
-                          "', COUNT(*), MIN(date), MAX(date) FROM ", change.table, " WHERE ", change.where}));
+                QueryResult count = database.GetTable(SqlText(
+                    {"SELECT '", change.table, "', '", change.serial,
+                     "', COUNT(*), MIN(date), MAX(date) FROM ", change.table, " WHERE ", change.where}));
                 if (!count.Ok()) return count;
                 if (count.rows.front()[2] != "0") counts.rows.push_back(std::move(count.rows.front()));
             }
@@ -262,7 +255,7 @@ SqlJob MendRows(std::string ledgerPath, std::vector<CarryMend> mends, std::vecto
         if (!database) return QueryResult::Failure("unable to open database file");
         session.Begin(u"Correcting the rows with that carry"_s);
         for (const std::string& statement :
-             {Text({"ATTACH ", SqlQuoted(ledgerPath), " AS ledger"}), std::string("BEGIN IMMEDIATE")})
+             {SqlText({"ATTACH ", SqlQuoted(ledgerPath), " AS ledger"}), std::string("BEGIN IMMEDIATE")})
             if (QueryResult begun = database.GetTable(statement); !begun.Ok()) return begun;
         const int before = sqlite3_total_changes(database.Handle());
         const std::set<std::string> tables = TablesOf(database);
@@ -272,7 +265,7 @@ SqlJob MendRows(std::string ledgerPath, std::vector<CarryMend> mends, std::vecto
         for (const CarryMend& mend : mends) {
             for (const Change& change : AllChanges(mend, tables)) {
                 QueryResult changed = database.GetTable(
-                    Text({"UPDATE ", change.table, " SET ", change.set, " WHERE ", change.where}));
+                    SqlText({"UPDATE ", change.table, " SET ", change.set, " WHERE ", change.where}));
                 if (!changed.Ok()) return changed;
                 if (session.MustStop()) return QueryResult::Failure(SqlWorker::kInterrupted);
             }
@@ -301,10 +294,10 @@ SqlJob KeepCarry(std::int64_t id) {
         const auto& file = session.Database();
         if (!file) return QueryResult::Failure("unable to open database file");
         QueryResult kept =
-            file.GetTable(Text({"UPDATE entries SET judgement = 'likely' WHERE id = ", std::to_string(id),
-                                " AND kind = 'wrap' AND judgement = 'doubtful'"}));
+            file.GetTable(SqlText({"UPDATE entries SET judgement = 'likely' WHERE id = ", std::to_string(id),
+                                   " AND kind = 'wrap' AND judgement = 'doubtful'"}));
         if (kept.Ok() && sqlite3_changes(file.Handle()) == 0)
-            kept.errorText = Text({"Entry ", std::to_string(id), " is no doubtful carry."});
+            kept.errorText = SqlText({"Entry ", std::to_string(id), " is no doubtful carry."});
         return kept;
     };
 }

@@ -21,12 +21,8 @@ namespace {
 /// Nobody else has business in the file; who waits is tried again.
 constexpr std::chrono::milliseconds kLockPatience{200};
 
-QString Text(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
 QString KwhText(double wattSeconds) {
-    return Text(FormatNumber(wattSeconds / kWattSecondsPerKwh, "###,##0.000"));
+    return QString::fromStdString(FormatNumber(wattSeconds / kWattSecondsPerKwh, "###,##0.000"));
 }
 
 /// What a person can do about it.
@@ -107,7 +103,7 @@ QCoro::Task<QueryResult> Ledger::Write() {
     QueryResult result = co_await Run(AddToLedger(path_.toStdString(), batch, heard_));
     writing_ = false;
     triedAt_ = clock_.Monotonic();
-    NoteProblem(Text(result.errorText));
+    NoteProblem(QString::fromStdString(result.errorText));
     if (result.Ok()) {
         waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(batch.size()));
         doubtful_.clear();
@@ -133,7 +129,7 @@ QCoro::Task<Ledger::Listing> Ledger::List(LedgerQuery query) {
     if (!waiting_.empty()) (void)co_await Write();
     const QueryResult read = co_await Run(ReadLedger(path_.toStdString(), query));
     Listing listing;
-    listing.error = Text(read.errorText);
+    listing.error = QString::fromStdString(read.errorText);
     std::ranges::transform(read.rows, std::back_inserter(listing.entries), LedgerEntryOf);
     co_return listing;
 }
@@ -141,7 +137,7 @@ QCoro::Task<Ledger::Listing> Ledger::List(LedgerQuery query) {
 QCoro::Task<Ledger::Hearing> Ledger::Heard() {
     const QueryResult read = co_await Run(ReadHeard(path_.toStdString()));
     Hearing hearing;
-    hearing.error = Text(read.errorText);
+    hearing.error = QString::fromStdString(read.errorText);
     hearing.spans = heard_;
     for (const auto& row : read.rows) {
         const auto [serial, span] = HeardSpanOf(row);
@@ -172,7 +168,8 @@ QString Ledger::DoubtText(const LedgerEntry& entry) {
     return u"%1 (%2), %3: the counter stepped back and counts as wrapped, but %4 s went by for the monitor "
            u"and "
            "%5 s here: that is doubtful. The total is %6 kWh with this carry, %7 kWh without it."_s
-               .arg(SlotName(entry.slot), Text(entry.serial), Text(CounterText(counter)))
+               .arg(SlotName(entry.slot), QString::fromStdString(entry.serial),
+                    QString::fromStdString(CounterText(counter)))
                .arg(entry.elapsedMonitor.value_or(0))
                .arg(entry.elapsedClock.value_or(0))
                .arg(KwhText(total), KwhText(total - counter.Span()));

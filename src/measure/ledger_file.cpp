@@ -8,14 +8,13 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <initializer_list>
 #include <optional>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "base/number_format.h"
 #include "link/device_slots.h"
+#include "measure/sql_text.h"
 #include "store/whole_file.h"
 
 namespace corvane {
@@ -45,13 +44,6 @@ constexpr const char* kColumns =
     "id, unix, kind, judgement, slot, serial, channel, polarized, counter_before, counter_after, "
     "elapsed_monitor, elapsed_clock, carry_before, carry_after, note, undone, undone_from";
 
-std::string Joined(std::initializer_list<std::string_view> parts) {
-    std::string text;
-    for (const std::string_view part : parts)
-        text += part;
-    return text;
-}
-
 /// Makes the file `path` with its tables. An error text, or empty.
 std::string MakeFile(const std::string& path) {
     const std::string made = path + ".new";
@@ -65,8 +57,8 @@ std::string MakeFile(const std::string& path) {
     std::string error;
     {
         const auto connection = CaptureDatabase::OpenFile(made, false);
-        std::vector<std::string> statements = {Joined({"PRAGMA application_id = ", kApplicationId}),
-                                               Joined({"PRAGMA user_version = ", kVersion}), "BEGIN"};
+        std::vector<std::string> statements = {SqlText({"PRAGMA application_id = ", kApplicationId}),
+                                               SqlText({"PRAGMA user_version = ", kVersion}), "BEGIN"};
         statements.insert(statements.end(), std::begin(kTables), std::end(kTables));
         statements.emplace_back("COMMIT");
         if (!connection) error = "unable to open database file";
@@ -81,12 +73,12 @@ std::string MakeFile(const std::string& path) {
     return error;
 }
 
-std::string Number(const std::optional<double>& value) {
+std::string NumberCell(const std::optional<double>& value) {
     return value ? ShortestText(*value) : "NULL";
 }
 
 template <typename Integer>
-std::string Whole(const std::optional<Integer>& value) {
+std::string WholeCell(const std::optional<Integer>& value) {
     return value ? std::to_string(*value) : "NULL";
 }
 
@@ -100,12 +92,12 @@ std::string InsertStatement(const LedgerEntry& entry) {
         SqlQuoted(entry.serial),
         entry.counter ? SqlQuoted(ChannelName(entry.counter->channel)) : "NULL",
         entry.counter ? std::to_string(static_cast<int>(entry.counter->polarized)) : "NULL",
-        Number(entry.counterBefore),
-        Number(entry.counterAfter),
-        Whole(entry.elapsedMonitor),
-        Whole(entry.elapsedClock),
-        Whole(entry.carryBefore),
-        Whole(entry.carryAfter),
+        NumberCell(entry.counterBefore),
+        NumberCell(entry.counterAfter),
+        WholeCell(entry.elapsedMonitor),
+        WholeCell(entry.elapsedClock),
+        WholeCell(entry.carryBefore),
+        WholeCell(entry.carryAfter),
         SqlQuoted(entry.note),
     };
     std::string statement =
@@ -155,7 +147,7 @@ public:
             Run(InsertStatement(entry));
             return;
         }
-        const auto last = Run(Joined({"SELECT last FROM heard WHERE serial = ", SqlQuoted(entry.serial)}));
+        const auto last = Run(SqlText({"SELECT last FROM heard WHERE serial = ", SqlQuoted(entry.serial)}));
         if (last.empty()) return;
         LedgerEntry gap = entry;
         gap.elapsedClock = entry.time.unixSeconds - WholeOf(last.front().front());
@@ -165,9 +157,9 @@ public:
     void Add(const std::string& serial, const HeardSpan& span) {
         const std::string slot = std::to_string(span.slot);
         const std::string last = std::to_string(span.last);
-        Run(Joined({"INSERT INTO heard VALUES (", SqlQuoted(serial), ",", slot, ",",
-                    std::to_string(span.first), ",", last,
-                    ") ON CONFLICT(serial) DO UPDATE SET slot = ", slot, ", last = ", last}));
+        Run(SqlText({"INSERT INTO heard VALUES (", SqlQuoted(serial), ",", slot, ",",
+                     std::to_string(span.first), ",", last,
+                     ") ON CONFLICT(serial) DO UPDATE SET slot = ", slot, ", last = ", last}));
     }
 
     /// Makes room: what goes is counted.
@@ -177,10 +169,10 @@ public:
         const std::int64_t excess = WholeOf(kept.front().front()) - kMostLedgerEntries;
         if (excess <= 0) return;
         const std::string count = std::to_string(excess);
-        Run(Joined(
+        Run(SqlText(
             {"DELETE FROM entries WHERE id IN (SELECT id FROM entries ORDER BY kind = 'wrap', id LIMIT ",
              count, ")"}));
-        Run(Joined({"UPDATE dropped SET entries = entries + ", count}));
+        Run(SqlText({"UPDATE dropped SET entries = entries + ", count}));
     }
 
     [[nodiscard]] const std::string& Error() const { return error_; }
@@ -202,9 +194,9 @@ QueryResult Add(const CaptureDatabase::Connection& file, const std::vector<Ledge
         writing.Add(serial, span);
     writing.Trim();
     QueryResult result;
-    result.rows = writing.Run(Joined({"SELECT ", kColumns,
-                                      " FROM entries WHERE kind = 'wrap' AND judgement = 'doubtful' AND "
-                                      "undone = 0 ORDER BY id"}));
+    result.rows = writing.Run(SqlText({"SELECT ", kColumns,
+                                       " FROM entries WHERE kind = 'wrap' AND judgement = 'doubtful' AND "
+                                       "undone = 0 ORDER BY id"}));
     writing.Run("COMMIT");  // closing the file takes back what was not committed
     result.errorText = writing.Error();
     return result;
@@ -252,16 +244,17 @@ SqlJob AddToLedger(std::string path, std::vector<LedgerEntry> entries, HeardSpan
 
 SqlJob ReadLedger(std::string path, LedgerQuery query) {
     std::string where = " WHERE 1";
-    if (!query.from.empty()) where += Joined({" AND time >= ", SqlQuoted(query.from)});
-    if (!query.to.empty()) where += Joined({" AND time < ", SqlQuoted(query.to)});
-    if (query.id != 0) where += Joined({" AND id = ", std::to_string(query.id)});
+    if (!query.from.empty()) where += SqlText({" AND time >= ", SqlQuoted(query.from)});
+    if (!query.to.empty()) where += SqlText({" AND time < ", SqlQuoted(query.to)});
+    if (query.id != 0) where += SqlText({" AND id = ", std::to_string(query.id)});
     if (query.gapsOnly) where += " AND kind = 'gap'";
     if (query.carriesOfSlot != 0) {
-        where += Joined(
+        where += SqlText(
             {" AND kind IN ('wrap', 'zeroed', 'swap') AND slot = ", std::to_string(query.carriesOfSlot)});
     }
-    std::string statement = Joined({"SELECT * FROM (SELECT ", kColumns, " FROM entries", where,
-                                    " ORDER BY id DESC LIMIT ", std::to_string(query.most), ") ORDER BY id"});
+    std::string statement =
+        SqlText({"SELECT * FROM (SELECT ", kColumns, " FROM entries", where, " ORDER BY id DESC LIMIT ",
+                 std::to_string(query.most), ") ORDER BY id"});
     return Reading(std::move(path), std::move(statement));
 }
 

@@ -1,5 +1,3 @@
-#include <QJsonArray>
-
 #include <algorithm>
 
 #include "app/program.h"
