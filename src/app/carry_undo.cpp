@@ -133,6 +133,7 @@ QCoro::Task<Outcome> CarryUndo::Undo(std::vector<std::int64_t> ids, Operator& op
     }
     for (const auto& row : counts.rows)
         lines.append(RowsText(row));
+    lines.removeDuplicates();  // several carries of the same rows
     if (!counts.rows.empty()) {
         lines.append(
             u"Rows become %1 by 2^40 or 2^32 Ws for each carry; those of the sums by the groups that are "

@@ -93,6 +93,10 @@ QCoro::Task<Outcome> DeviceSlots::Bind(int slot, QString serialText, Operator& o
 
 void DeviceSlots::TellWhoAnswers(int slot, Operator& op) const {
     const QString serial = Bound(slot);
+    if (serial == QLatin1StringView(kTwoChannel.soleSerial) && !singleTwoChannel_) {
+        op.Show(u"%1 is what every %2 is called while the setting %3 is True, and it is not."_s.arg(
+            serial, QLatin1StringView(kTwoChannel.name), SettingKey(kSingleTwoChannel)));
+    }
     const int answers = serial.isEmpty() ? slot : Choose(serial.toStdString());
     if (answers == slot) return;
     op.Show(

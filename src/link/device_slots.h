@@ -85,7 +85,7 @@ public:
     /// first three slots has is transferred.
     QCoro::Task<Outcome> Bind(int slot, QString serialText, Operator& op);
 
-    /// Says so where another slot gets the packets of the text that slot 1..6 is bound to.
+    /// Says so where another slot gets the packets of the text that slot 1..6 is bound to, or none can.
     void TellWhoAnswers(int slot, Operator& op) const;
 
     /// Keeps the text that slot 1..6 answers to in the settings and in the slot's database row. Empty

@@ -45,7 +45,9 @@ protected:
             "Enter the energy monitor's serial number in the box. To clear the current value, hit space-bar "
             "to enter a space.",
             std::move(entered));
-        return QCoro::waitFor(slots_.EnterSerial(slot, op)).Error().toStdString();
+        const std::string error = QCoro::waitFor(slots_.EnterSerial(slot, op)).Error().toStdString();
+        said_ = op.Messages();
+        return error;
     }
 
     [[nodiscard]] std::string Saved(int slot) const {
@@ -60,6 +62,7 @@ protected:
     const std::string path_ = folder_.Path(u"capture.db3"_s).toStdString();
     CaptureDatabase database_{path_};
     DeviceSlots slots_{settings_, database_};
+    std::vector<std::string> said_;
 };
 
 TEST_F(DeviceSlotsTest, ChoosesTheLastSlotThatIsBoundToTheText) {
@@ -105,6 +108,22 @@ TEST_F(DeviceSlotsTest, AnEnteredSerialNumberIsInForceAndSavedAndWhatIsNoneIsRef
         EXPECT_EQ(Saved(1), c.bound);
         EXPECT_EQ(Addresses(), std::vector{"1|" + std::string(c.bound) + "|no label"});
     }
+}
+
+TEST_F(DeviceSlotsTest, ItIsSaidWhereADeviceGetsNoPacketsOfWhatItIsBoundTo) {
+    Bind(5, u"301234"_s);
+    EXPECT_EQ(Enter(1, u"301234"_s), "");
+    EXPECT_EQ(said_, std::vector<std::string>{
+                         "Device E is bound to 301234, too, and gets its packets: of two devices with one "
+                         "serial number, the last does. Clear that of Device E to have them at Device A."});
+    EXPECT_EQ(Enter(6, u"301234"_s), "");
+    EXPECT_TRUE(said_.empty()) << "it is the last";
+    EXPECT_EQ(Enter(2, u"999998"_s), "");
+    EXPECT_EQ(said_, std::vector<std::string>{"999998 is what every VRQ-5806 is called while the setting "
+                                              "VRQ5806 is True, and it is not."});
+    settings_.Save(kSingleTwoChannel, true);
+    EXPECT_EQ(Enter(2, u"999998"_s), "");
+    EXPECT_TRUE(said_.empty());
 }
 
 TEST_F(DeviceSlotsTest, TheRowOfASlotIsAddedWhereItIsMissingAndOthersKeepTheirLabels) {

@@ -60,7 +60,7 @@ TEST_F(HeardMonitorsTest, WhatTwoMonitorsWithOneSerialNumberBringAboutIsSaidOnce
                                      "give one of them another."));
     Set(u"DevSerial"_s, u"301235"_s, u"0"_s);
     Set(u"DevSerial"_s, u"301234"_s, u"0"_s);
-    for (const std::uint32_t seconds : {5000, 10, 5000, 10})
+    for (const std::uint32_t seconds : {5000U, 10U, 5000U, 10U})
         Send({.seconds = seconds});
     EXPECT_THAT(Take(), testing::IsEmpty()) << "a monitor may begin again twice";
 }
