@@ -30,6 +30,7 @@
 #include "window/past/chart_settings.h"
 #include "window/past/charts_page.h"
 #include "window/past/data_page.h"
+#include "window/past/ledger_page.h"
 #include "window/setup/burden_dialog.h"
 #include "window/setup/channel_texts_box.h"
 #include "window/setup/connections_page.h"
@@ -149,6 +150,7 @@ void MainWindow::AddSetupPages() {
             u"database"_s, u"Database"_s);
     AddPage(new ForwardingPage(p.outputs.All(), p.feedUpload, p.userSettings, actions_), u"forwarding"_s,
             u"Forwarding"_s);
+    AddPage(new LedgerPage(p.ledger, p.carryUndo, p.clock, actions_), u"ledger"_s, u"Ledger"_s);
     AddPage(new LogPage(
                 p.statusBoard, p.errorLog, p.framer, p.dbWriter, p.DataFolder(),
                 [&p] { return BugReport(p); }, actions_),

@@ -28,7 +28,7 @@ bool IsControl(QWidget& widget) {
 TEST_F(WindowTest, EveryControlOfEveryPageHasANameAndIsReachedByKeyboard) {
     MainWindow& window = Open();
     const auto pages = window.findChildren<Page*>();
-    EXPECT_EQ(pages.size(), 10);
+    EXPECT_EQ(pages.size(), 11);
     int controls = 0;
     for (Page* page : pages) {
         ShowPage(page->objectName());
