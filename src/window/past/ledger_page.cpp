@@ -8,6 +8,8 @@
 #include <QTableWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 #include "app/carry_undo.h"
 #include "base/clock.h"
 #include "base/date_entry.h"
@@ -95,12 +97,23 @@ QCoro::Task<> LedgerPage::Load() {
     if (!listing.error.isEmpty()) doubts.append(u"The ledger cannot be read: %1"_s.arg(listing.error));
     doubts_->setText(doubts.join(u'\n'));
     doubts_->setVisible(!doubts.isEmpty());
+    const std::vector<std::int64_t> chosen = Chosen();  // which are in other rows now
+    entries_->clearSelection();
     entries_->setRowCount(static_cast<int>(listing.entries.size()));
-    for (int row = 0; row < entries_->rowCount(); ++row)  // the newest on top
-        ShowEntry(row, listing.entries[listing.entries.size() - 1 - static_cast<std::size_t>(row)]);
+    for (int row = 0; row < entries_->rowCount(); ++row) {  // the newest on top
+        const LedgerEntry& entry =
+            listing.entries[listing.entries.size() - 1 - static_cast<std::size_t>(row)];
+        ShowEntry(row, entry);
+        if (std::ranges::find(chosen, entry.id) != chosen.end()) Choose(row);
+    }
     const std::int64_t now = clock_.Now().unixSeconds;
     gaps_->Show(GapsOf(gaps.entries, hearing.spans, now), hearing.spans, now);
     if (isVisible()) Refresh();  // what has come meanwhile
+}
+
+void LedgerPage::Choose(int row) {
+    entries_->selectionModel()->select(entries_->model()->index(row, 0),
+                                       QItemSelectionModel::Select | QItemSelectionModel::Rows);
 }
 
 void LedgerPage::ShowEntry(int row, const LedgerEntry& entry) {

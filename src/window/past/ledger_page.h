@@ -30,6 +30,7 @@ public:
 private:
     QWidget* Buttons(Actions& actions);
     QCoro::Task<> Load();
+    void Choose(int row);
     void ShowEntry(int row, const struct LedgerEntry& entry);
     [[nodiscard]] std::vector<std::int64_t> Chosen() const;  ///< ids
 
