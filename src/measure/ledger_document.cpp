@@ -132,7 +132,7 @@ QJsonObject LedgerDocument(const std::vector<LedgerEntry>& entries) {
     return {{u"entries"_s, array}};
 }
 
-QStringList LedgerStateLines(const Ledger& ledger) {
+QStringList LedgerStateLines(const Ledger& ledger, const QString& remedy) {
     QStringList lines;
     const std::span<const LedgerEntry> newest = NewestDoubtful(ledger);
     if (const std::size_t older = ledger.Doubtful().size() - newest.size(); older > 0)
@@ -141,9 +141,7 @@ QStringList LedgerStateLines(const Ledger& ledger) {
         lines.append(
             (entry.id == 0 ? u"Not in the ledger yet: "_s : u"Entry %1 of the ledger: "_s.arg(entry.id)) +
             Ledger::DoubtText(entry));
-    if (!lines.isEmpty())
-        lines.append(
-            u"\"corvanectl ledger undo ID\" takes a carry back, \"corvanectl ledger keep ID\" lets it stand."_s);
+    if (!lines.isEmpty()) lines.append(remedy);
     if (const QString problem = ledger.ProblemText(); !problem.isEmpty()) lines.append(problem);
     return lines;
 }

@@ -29,8 +29,9 @@ class Ledger;
 /// {"entries": [...]}, oldest first. What is not known is null.
 [[nodiscard]] QJsonObject LedgerDocument(const std::vector<LedgerEntry>& entries);
 
-/// What is to be said of the ledger unasked: each doubtful carry that stands, and why events wait.
-[[nodiscard]] QStringList LedgerStateLines(const Ledger& ledger);
+/// What is to be said of the ledger unasked: each doubtful carry that stands, what can be done about them
+/// (`remedy`), and why events wait.
+[[nodiscard]] QStringList LedgerStateLines(const Ledger& ledger, const QString& remedy);
 
 /// The same as {"doubtful": [...], "doubtfulCount": 1, "problem": ""}: of the carries the newest, each with
 /// its "text".

@@ -68,7 +68,9 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
             reply.lines.append(hindrance);
     const QString sumsWait = SumsWaitText(program.virtualChannels);
     if (!sumsWait.isEmpty()) reply.lines.append(sumsWait);
-    reply.lines += LedgerStateLines(program.ledger);
+    reply.lines += LedgerStateLines(
+        program.ledger,
+        u"\"corvanectl ledger undo ID\" takes a carry back, \"corvanectl ledger keep ID\" lets it stand."_s);
     reply.lines += statusLines;
 
     reply.data = {

@@ -16,17 +16,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::int64_t kYear = 366LL * 86'400;
+constexpr std::int64_t kDay = 86'400;
+constexpr std::int64_t kYear = 366 * kDay;
 
 QString NameOf(const std::string& serial, const HeardSpan& span) {
     return u"%1 (%2)"_s.arg(SlotName(span.slot), QString::fromStdString(serial));
 }
 
+QString MinuteText(std::int64_t time) {
+    return QString::fromStdString(DateMinuteText(LocalTimeAt(time)));
+}
+
 QString GapText(const Gap& gap) {
-    const auto stamp = [](std::int64_t time) {
-        return QString::fromStdString(DateMinuteText(LocalTimeAt(time)));
-    };
-    return u"nothing heard from %1 to %2"_s.arg(stamp(gap.from), gap.open ? u"now"_s : stamp(gap.to));
+    return u"nothing heard from %1 to %2"_s.arg(MinuteText(gap.from),
+                                                gap.open ? u"now"_s : MinuteText(gap.to));
 }
 
 }  // namespace
@@ -35,6 +38,10 @@ void GapTimeline::Show(std::vector<Gap> gaps, HeardSpans spans, std::int64_t now
     gaps_ = std::move(gaps);
     spans_ = std::move(spans);
     now_ = now;
+    from_ = now - kDay;
+    for (const auto& [serial, span] : spans_)
+        from_ = std::min(from_, span.first);
+    from_ = std::max(from_, now - kYear);
     QStringList texts;
     for (const auto& [serial, span] : spans_) {
         const auto count = std::ranges::count(gaps_, serial, &Gap::serial);
@@ -57,12 +64,12 @@ int GapTimeline::LabelWidth() const {
 }
 
 QSize GapTimeline::sizeHint() const {
-    return {600, BandHeight() * static_cast<int>(std::max<std::size_t>(spans_.size(), 1))};
+    return {600, BandHeight() * (static_cast<int>(spans_.size()) + 1)};
 }
 
 double GapTimeline::XOf(std::int64_t time) const {
-    const double share = static_cast<double>(time - (now_ - kYear)) / static_cast<double>(kYear);
-    return LabelWidth() + std::clamp(share, 0.0, 1.0) * (width() - LabelWidth());
+    const double share = static_cast<double>(time - from_) / static_cast<double>(now_ - from_);
+    return LabelWidth() + std::clamp(share, 0.0, 1.0) * (width() - 1 - LabelWidth());
 }
 
 void GapTimeline::paintEvent(QPaintEvent*) {
@@ -78,10 +85,14 @@ void GapTimeline::paintEvent(QPaintEvent*) {
         painter.drawText(QRect(0, top, LabelWidth(), BandHeight()), Qt::AlignVCenter, NameOf(serial, span));
         painter.fillRect(band(span.first, now_), colors.live);
         for (const Gap& gap : gaps_)
-            if (gap.serial == serial && gap.to > now_ - kYear)
-                painter.fillRect(band(gap.from, gap.to), colors.lost);
+            if (gap.serial == serial && gap.to > from_) painter.fillRect(band(gap.from, gap.to), colors.lost);
         top += BandHeight();
     }
+    if (spans_.empty()) return;
+    const QRect scale(LabelWidth(), top, width() - LabelWidth(), BandHeight());
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.drawText(scale, Qt::AlignLeft | Qt::AlignVCenter, MinuteText(from_));
+    painter.drawText(scale, Qt::AlignRight | Qt::AlignVCenter, u"now"_s);
 }
 
 QString GapTimeline::TextAt(QPoint place) const {

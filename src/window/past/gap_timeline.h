@@ -1,4 +1,4 @@
-// A year of each monitor as a band, with holes where it was not heard.
+// The last year of each monitor as a band, with holes where it was not heard.
 #pragma once
 
 #include <QWidget>
@@ -16,7 +16,8 @@ class GapTimeline final : public QWidget {
 public:
     using QWidget::QWidget;
 
-    /// Shows the year up to `now` (seconds of UTC). What it shows is its accessible description, too.
+    /// Shows what there is of the year up to `now` (seconds of UTC). What it shows is its accessible
+    /// description, too.
     void Show(std::vector<Gap> gaps, HeardSpans spans, std::int64_t now);
 
     [[nodiscard]] QSize sizeHint() const override;
@@ -33,6 +34,7 @@ private:
 
     std::vector<Gap> gaps_;
     HeardSpans spans_;
+    std::int64_t from_ = 0;
     std::int64_t now_ = 0;
 };
 

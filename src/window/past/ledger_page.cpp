@@ -52,7 +52,7 @@ LedgerPage::LedgerPage(Ledger& ledger, CarryUndo& undo, const Clock& clock, Acti
         entries_->setColumnWidth(column++, width * em);
     page->addWidget(entries_, 1);
     page->addWidget(Buttons(actions));
-    auto* year = new QGroupBox(u"The last year: when each monitor was heard"_s);
+    auto* year = new QGroupBox(u"When each monitor was heard, of the last year"_s);
     gaps_->setAccessibleName(u"Gaps of the last year"_s);
     (new QVBoxLayout(year))->addWidget(gaps_);
     page->addWidget(year);
@@ -93,7 +93,8 @@ QCoro::Task<> LedgerPage::Load() {
     const Ledger::Hearing hearing = co_await ledger_.Heard();
     if (self.isNull()) co_return;
     loading_ = false;
-    QStringList doubts = LedgerStateLines(ledger_);
+    QStringList doubts = LedgerStateLines(
+        ledger_, u"Choose entries below to take their carries back, or to let them stand."_s);
     if (!listing.error.isEmpty()) doubts.append(u"The ledger cannot be read: %1"_s.arg(listing.error));
     doubts_->setText(doubts.join(u'\n'));
     doubts_->setVisible(!doubts.isEmpty());
