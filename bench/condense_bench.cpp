@@ -170,7 +170,7 @@ QCoro::Task<> Measure(Program& program, QDate end, bool counting, double& second
     QObject::connect(&tick, &QTimer::timeout,
                      [&] { longestStop = std::max(longestStop, sinceTick.restart()); });
     sinceTick.start();
-    // Not where the time counts: who wakes a thousand times a second takes the job's thread off its core.
+    // Not where the time counts.
     if (counting) tick.start(1);
     ResetPeak();
     QElapsedTimer elapsed;

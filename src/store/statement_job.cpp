@@ -10,10 +10,6 @@ namespace corvane {
 
 namespace {
 
-/// What the job may keep of the file in memory, in KiB: eight times what SQLite takes by itself, which saves
-/// condensing a tenth of its time.
-constexpr const char* kRoom = "PRAGMA cache_size = -16384";
-
 /// What is there already is no failure.
 bool IsFailure(const QueryResult& result) {
     return !result.Ok() && !result.errorText.ends_with("already exists");
@@ -53,7 +49,6 @@ SqlJob StatementJob(std::vector<Statement> statements, std::string table, Effect
     return [statements = std::move(statements), table = std::move(table), effect](SqlSession& session) {
         const auto& database = session.Database();
         if (!database) return QueryResult::Failure("Error DB2");
-        if (QueryResult room = database.GetTable(kRoom); !room.Ok()) return room;
         const double rows = RowsOf(session, table);
         const int before = sqlite3_total_changes(database.Handle());
         if (effect == Effect::Whole) {

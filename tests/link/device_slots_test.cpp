@@ -45,7 +45,7 @@ protected:
             "Enter the energy monitor's serial number in the box. To clear the current value, hit space-bar "
             "to enter a space.",
             std::move(entered));
-        const std::string error = QCoro::waitFor(slots_.EnterSerial(slot, op)).Error().toStdString();
+        std::string error = QCoro::waitFor(slots_.EnterSerial(slot, op)).Error().toStdString();
         said_ = op.Messages();
         return error;
     }
