@@ -214,7 +214,7 @@ void SerialLink::Attempt() {
         Settle();  // nobody waits for it
         return;
     }
-    const QString text = opened.Error();
+    const QString& text = opened.Error();
     if (!TryLater(text, text.endsWith(u'.') ? text : text + u'.')) return;
     board_.AddLine(u"     %1: %2"_s.arg(Name(), text));
     errorLog_.LogError(0, text, Name());

@@ -184,12 +184,12 @@ void Ledger::NoteProblem(const QString& error) {
     if (closed_ || error == problem_) return;
     const bool was = !problem_.isEmpty();
     problem_ = error;
+    Q_EMIT Changed();
     if (!error.isEmpty()) {
         Tell(u"The ledger %1 cannot be written: %2; %3."_s.arg(path_, error, Remedy(error)));
     } else if (was) {
         Tell(u"The ledger is written again; %1 events were lost."_s.arg(lost_));
     }
-    Q_EMIT Changed();
 }
 
 QString Ledger::ProblemText() const {

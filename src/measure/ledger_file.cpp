@@ -242,7 +242,7 @@ SqlJob AddToLedger(std::string path, std::vector<LedgerEntry> entries, HeardSpan
     };
 }
 
-SqlJob ReadLedger(std::string path, LedgerQuery query) {
+SqlJob ReadLedger(std::string path, const LedgerQuery& query) {
     std::string where = " WHERE 1";
     if (!query.from.empty()) where += SqlText({" AND time >= ", SqlQuoted(query.from)});
     if (!query.to.empty()) where += SqlText({" AND time < ", SqlQuoted(query.to)});

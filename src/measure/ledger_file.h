@@ -53,7 +53,7 @@ struct LedgerQuery {
 };
 
 /// A job that reads entries, oldest first, as `LedgerEntryOf` reads them. A file that is not there has none.
-[[nodiscard]] SqlJob ReadLedger(std::string path, LedgerQuery query);
+[[nodiscard]] SqlJob ReadLedger(std::string path, const LedgerQuery& query);
 
 /// An entry of what the jobs above give. Of the file's own making; a text that is no kind or judgement makes
 /// the entry one of the program without anything else.
