@@ -19,7 +19,7 @@ class ChannelView {
         this.gauge.set(channel.watts, channel.name.toLowerCase());
         const parts = [];
         if (channel.amps !== undefined) parts.push(`${number(channel.amps, 1)} A`);
-        parts.push(`${number(channel.kwh, 1)} kWh`);
+        parts.push(`${number(channel.kwh, 1)} KWh`);
         if (channel.wattsPolarized > 0) parts.push(`${number(channel.wattsPolarized)} W the other way`);
         setText(this.details, parts.join(" · "));
     }
