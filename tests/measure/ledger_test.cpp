@@ -256,7 +256,11 @@ TEST(CarryMend, FollowsACarryThroughTheMonitorsOfItsSlotUntilItIsSetToZero) {
         entry.undoneFrom = undone ? "2000-01-01 00:00:00" : "";
         entry.time = {.year = 2000 + static_cast<int>(entry.id)};
     };
-    const auto stamp = [](int year) { return std::to_string(2000 + year) + "-01-01 00:00:00"; };
+    const auto stamp = [](int year) {
+        std::string text = "2000-01-01 00:00:00";
+        text[3] = static_cast<char>('0' + year);
+        return text;
+    };
     add(Wrap, "301234", 2, true);      // 1
     add(Zeroed, "301234", 2);          // 2
     add(Wrap, "301234", 2, true);      // 3
