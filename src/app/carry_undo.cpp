@@ -1,15 +1,13 @@
 #include "app/carry_undo.h"
 
 #include <algorithm>
-#include <map>
 #include <utility>
 
 #include "app/program.h"
 #include "base/clock.h"
-#include "base/number_format.h"
 #include "base/operator.h"
 #include "link/device_texts.h"
-#include "measure/ledger_document.h"
+#include "measure/virtual_texts.h"
 #include "store/schema.h"
 
 namespace corvane {
@@ -24,10 +22,6 @@ constexpr int kPatience = 5;  // seconds that a locked database is waited for
 
 QString Text(const QueryResult::Cell& text) {
     return QString::fromStdString(text.value_or(""));
-}
-
-QString KwhText(double wattSeconds) {
-    return QString::fromStdString(FormatNumber(wattSeconds / kWattSecondsPerKwh, "###,##0.000"));
 }
 
 QString RowsText(const std::vector<QueryResult::Cell>& row) {
@@ -103,8 +97,8 @@ QString CarryUndo::StepText(const CounterStep& step) const {
                        .arg(step.from)
                        .arg(step.to);
     if (readings.Seen()) {
-        text += u", the total of %1 kWh %2 kWh"_s.arg(KwhText(step.from * step.counter.Span() + counter),
-                                                      KwhText(step.to * step.counter.Span() + counter));
+        text += u", the total of %1 %2"_s.arg(TotalText(step.from * step.counter.Span() + counter),
+                                              TotalText(step.to * step.counter.Span() + counter));
     }
     return text;
 }

@@ -12,10 +12,8 @@
 
 namespace corvane {
 
-class Clock;
 class Operator;
 class Program;
-struct LedgerEntry;
 
 /// The order in which it is done, so that a kill leaves all or nothing: first rows and ledger in one
 /// transaction, which also notes in the ledger what the carries are to be; then the settings; then the note

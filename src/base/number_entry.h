@@ -27,6 +27,14 @@ namespace corvane {
     return static_cast<int>(*number);
 }
 
+/// The finite number that all of `text` is, whatever the locale; nothing where it is none.
+[[nodiscard]] inline std::optional<double> ParseNumber(std::string_view text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size() && std::isfinite(number);
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
 /// The whole number that all of `text` is; nothing where it is none, or one that `Number` cannot hold.
 template <typename Number>
 [[nodiscard]] std::optional<Number> ParseInteger(std::string_view text) {

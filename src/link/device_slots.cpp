@@ -55,6 +55,11 @@ QString DeviceSlots::Bound(int slot) const {
     return QString::fromStdString(bound_[static_cast<std::size_t>(slot - 1)]);
 }
 
+std::string DeviceSlots::Answered(int slot) const {
+    const std::string& bound = bound_[static_cast<std::size_t>(slot - 1)];
+    return !bound.empty() && Choose(bound) == slot ? bound : std::string();
+}
+
 int DeviceSlots::InUse() const {
     int inUse = settings_.Number(kDeviceQuantity);
     for (int slot = inUse + 1; slot <= kSlots; ++slot) {

@@ -73,6 +73,9 @@ public:
     /// The text that slot 1..6 answers to; empty where nothing is bound.
     [[nodiscard]] QString Bound(int slot) const;
 
+    /// The text whose packets slot 1..6 gets: what it is bound to, unless a later slot is, too.
+    [[nodiscard]] std::string Answered(int slot) const;
+
     /// How many devices are in use: those that `kDeviceQuantity` says, and up to the last that is
     /// bound.
     [[nodiscard]] int InUse() const;

@@ -6,10 +6,10 @@
 #include <chrono>
 
 #include "base/clock.h"
-#include "base/number_format.h"
 #include "base/status_board.h"
 #include "link/device_texts.h"
 #include "measure/measurement.h"
+#include "measure/virtual_texts.h"
 #include "store/error_log.h"
 
 namespace corvane {
@@ -20,10 +20,6 @@ namespace {
 
 /// Nobody else has business in the file; who waits is tried again.
 constexpr std::chrono::milliseconds kLockPatience{200};
-
-QString KwhText(double wattSeconds) {
-    return QString::fromStdString(FormatNumber(wattSeconds / kWattSecondsPerKwh, "###,##0.000"));
-}
 
 /// What a person can do about it.
 QString Remedy(const QString& error) {
@@ -167,12 +163,12 @@ QString Ledger::DoubtText(const LedgerEntry& entry) {
     const double total = entry.carryAfter.value_or(0) * counter.Span() + entry.counterAfter.value_or(0);
     return u"%1 (%2), %3: the counter stepped back and counts as wrapped, but %4 s went by for the monitor "
            u"and "
-           "%5 s here: that is doubtful. The total is %6 kWh with this carry, %7 kWh without it."_s
+           "%5 s here: that is doubtful. The total is %6 with this carry, %7 without it."_s
                .arg(SlotName(entry.slot), QString::fromStdString(entry.serial),
                     QString::fromStdString(CounterText(counter)))
                .arg(entry.elapsedMonitor.value_or(0))
                .arg(entry.elapsedClock.value_or(0))
-               .arg(KwhText(total), KwhText(total - counter.Span()));
+               .arg(TotalText(total), TotalText(total - counter.Span()));
 }
 
 void Ledger::Tell(const QString& text) {

@@ -5,13 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "base/number_entry.h"
 #include "base/number_format.h"
 #include "link/device_slots.h"
 #include "measure/sql_text.h"
@@ -111,10 +111,7 @@ std::string InsertStatement(const LedgerEntry& entry) {
 }
 
 std::int64_t WholeOf(const QueryResult::Cell& cell) {
-    std::int64_t value = 0;
-    const std::string text = cell.value_or("0");
-    std::from_chars(text.data(), text.data() + text.size(), value);
-    return value;
+    return ParseInteger<std::int64_t>(cell.value_or("")).value_or(0);
 }
 
 /// 1..6, or 0 for any other.
@@ -124,10 +121,7 @@ int SlotOf(const QueryResult::Cell& cell) {
 }
 
 std::optional<double> NumberOf(const QueryResult::Cell& cell) {
-    if (!cell) return std::nullopt;
-    double value = 0;
-    const auto [end, error] = std::from_chars(cell->data(), cell->data() + cell->size(), value);
-    return error == std::errc() ? std::optional(value) : std::nullopt;
+    return ParseNumber(cell.value_or(""));
 }
 
 /// One connection to the file, and the first error that a statement met on it.

@@ -45,6 +45,14 @@ constexpr std::array<Measurement::CounterSource, 9> Measurement::CounterSource::
 
 namespace {
 
+/// What the ledger says of the monitor that was in a slot.
+std::string Former(const DeviceReadings& readings, const std::string& serial) {
+    std::string text = "before it was ";
+    text.append(serial.empty() ? "none" : serial);
+    if (readings.model != nullptr) text.append(", ").append(readings.model->name);
+    return text;
+}
+
 /// Hundredths of an ampere, rounded to one decimal, halves up.
 float OneDecimalAmps(std::uint64_t hundredths) {
     const std::uint64_t tenths = (hundredths + 5) / 10;
@@ -56,11 +64,13 @@ float OneDecimalAmps(std::uint64_t hundredths) {
 Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, ErrorLog& errorLog,
                          const Clock& clock, std::span<const MonitorModel> models)
     : slots_(slots), settings_(settings), errorLog_(errorLog), clock_(clock), models_(models) {
-    for (int slot = 1; slot <= kSlots; ++slot)
+    for (int slot = 1; slot <= kSlots; ++slot) {
         StartAnew(readings_[static_cast<std::size_t>(slot - 1)], slot);
+        answered_[static_cast<std::size_t>(slot - 1)] = slots.Answered(slot);
+    }
     LoadCarries();
     LoadVoltFactor();
-    connect(&slots, &DeviceSlots::BindingsChanged, this, &Measurement::ForgetUnboundSlots);
+    connect(&slots, &DeviceSlots::BindingsChanged, this, &Measurement::TakeBindings);
     connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
         if (IsKeyOf(kLineToLine, key)) LoadVoltFactor();
         if (IsKeyOf(kCarry, key)) LoadCarries();
@@ -109,7 +119,8 @@ void Measurement::DisplayData(int stream, std::span<const std::uint8_t> bytes) {
         StartAnew(readings, slot);
         readings.serial = serial;
     } else if (readings.model != packet.model) {
-        NoteSwap(readings, serial, packet.model->name);
+        NoteSwap(readings, serial,
+                 Former(readings, serial).append("; now it is a ").append(packet.model->name));
     }
     readings.model = packet.model;
     readings.stream = stream;
@@ -140,11 +151,9 @@ void Measurement::StartAnew(DeviceReadings& readings, int slot) {
     readings = fresh;
 }
 
-void Measurement::NoteSwap(const DeviceReadings& before, const std::string& serial, std::string_view model) {
+void Measurement::NoteSwap(const DeviceReadings& before, const std::string& serial, std::string note) {
     LedgerEntry entry{.kind = LedgerKind::Swap, .time = clock_.Now(), .slot = before.slot, .serial = serial};
-    entry.note = "before it was " + before.serial;
-    entry.note.append(", ").append(before.model->name);
-    if (!model.empty()) entry.note.append("; now it is a ").append(model);
+    entry.note = std::move(note);
     Q_EMIT Noted(entry);
 }
 
@@ -229,11 +238,14 @@ void Measurement::BeginAnew(int slot) {
     Q_EMIT Noted(entry);
 }
 
-void Measurement::ForgetUnboundSlots() {
+void Measurement::TakeBindings() {
     for (DeviceReadings& readings : readings_) {
         const int slot = readings.slot;
-        if (!readings.Seen() || slots_.Choose(readings.serial) == slot) continue;
-        NoteSwap(readings, slots_.Bound(slot).toStdString());
+        const std::string now = slots_.Answered(slot);
+        const std::string before = std::exchange(answered_[static_cast<std::size_t>(slot - 1)], now);
+        if (now == before) continue;
+        NoteSwap(readings, now, Former(readings, before));
+        if (!readings.Seen()) continue;
         StartAnew(readings, slot);
         Q_EMIT Forgotten(slot);
     }

@@ -9,7 +9,6 @@
 #include <limits>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "base/setting.h"
@@ -109,11 +108,11 @@ private:
     struct CounterSource;
 
     void NoteUnbound(const RealtimePacket& packet, const std::string& serial);
-    void ForgetUnboundSlots();
+    void TakeBindings();
     void LoadVoltFactor();
     void LoadCarries();
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
-    void NoteSwap(const DeviceReadings& before, const std::string& serial, std::string_view model = {});
+    void NoteSwap(const DeviceReadings& before, const std::string& serial, std::string note);
     void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);
     void TakeCounter(DeviceReadings& readings, const CounterSource& source, double value);
     [[nodiscard]] LedgerEntry EntryOf(const DeviceReadings& readings, LedgerKind kind) const;
@@ -127,6 +126,7 @@ private:
     const Clock& clock_;
     std::span<const MonitorModel> models_;
     std::array<DeviceReadings, kSlots> readings_;
+    std::array<std::string, kSlots> answered_;  ///< whose packets each slot gets
     std::vector<ReadingsSink*> sinks_;
     std::vector<UnboundMonitor> unbound_;  ///< when they were heard, the newest last
     int voltFactor_ = 1;                   ///< 2 where the meter's volts stand for line to line

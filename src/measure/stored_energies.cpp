@@ -1,11 +1,11 @@
 #include "measure/stored_energies.h"
 
-#include <charconv>
 #include <cmath>
 #include <string>
 #include <vector>
 
 #include "base/clock.h"
+#include "base/number_entry.h"
 #include "measure/counters.h"
 #include "store/capture_database.h"
 
@@ -40,20 +40,11 @@ std::string NewestRow(const EnergyTable& table, const std::string& serial) {
     return sql.append(std::to_string(table.newest)).append(" ORDER BY id DESC LIMIT 1");
 }
 
-/// A number; nothing for any other text, and for NULL.
-std::optional<double> NumberOf(const QueryResult::Cell& cell) {
-    if (!cell.has_value()) return std::nullopt;
-    double number = 0;
-    const char* const end = cell->data() + cell->size();
-    const auto [rest, error] = std::from_chars(cell->data(), end, number);
-    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
-}
-
 /// The energies of a row, whole as the counters are; nothing where one is no number.
 std::optional<StoredReadings> ReadingsOf(const Row& row, double unit) {
     StoredReadings readings;
     for (std::size_t i = kFirstValue; i < row.size(); ++i) {
-        const auto number = NumberOf(row[i]);
+        const auto number = ParseNumber(row[i].value_or(""));
         if (!number.has_value()) return std::nullopt;
         const std::size_t channel = i - kFirstValue;
         double& energy =

@@ -98,6 +98,11 @@ VirtualReadings VirtualChannels::Read() const {
                          [this](int slot) { return !measurement_.Online(slot); });
     values.stale = !std::ranges::all_of(
         chosen, [this](int slot) { return measurement_.PresenceOf(slot) == Presence::Live; });
+    if (deviceExists_) {
+        const auto unknown = UnknownOf(FlowsOfRow(values));
+        std::ranges::copy_if(chosen, std::back_inserter(values.waitsFor),
+                             [&unknown](int slot) { return unknown[static_cast<std::size_t>(slot - 1)]; });
+    }
     return values;
 }
 
@@ -151,21 +156,11 @@ bool VirtualChannels::GoWith(int slot) const {
     return true;
 }
 
-std::vector<int> VirtualChannels::WaitsFor() const {
-    std::vector<int> waitsFor;
-    if (!deviceExists_) return waitsFor;
-    const auto unknown = UnknownOf(FlowsOfRow(Read()));
-    for (int slot = 1; slot <= kSlots; ++slot) {
-        if (unknown[static_cast<std::size_t>(slot - 1)]) waitsFor.push_back(slot);
-    }
-    return waitsFor;
-}
-
 std::optional<DeviceReadings> VirtualChannels::RowWith(const DeviceReadings& readings) const {
     const VirtualReadings values = Read();
-    const RowFlows flows = FlowsOfRow(values);
-    if (UnknownOf(flows).any()) return std::nullopt;
+    if (!values.waitsFor.empty()) return std::nullopt;
 
+    const RowFlows flows = FlowsOfRow(values);
     DeviceReadings row;
     row.slot = readings.slot;
     row.serial = kVirtualDevice;

@@ -67,7 +67,10 @@ struct VirtualReadings {
     bool averageAmps = false;  ///< of the main panel's two lines the mean is shown
     std::vector<int> missing;  ///< chosen slots that are off line, whose power is in no sum, but whose last
                                ///< energy is
-    bool stale = false;        ///< a chosen slot is stale or off line, or was never heard
+    /// Slots whose energy is not known, for which the rows of the virtual device wait; none where there is no
+    /// such device.
+    std::vector<int> waitsFor;
+    bool stale = false;  ///< a chosen slot is stale or off line, or was never heard
 
     /// The main panel's watts as they are shown.
     [[nodiscard]] double ShownMainPower() const {
@@ -101,9 +104,6 @@ public:
     /// The row of the virtual device with the time of `readings`; nothing while it waits for the energy of a
     /// device: a meter reading that lacks one would look as if energy had been given back.
     [[nodiscard]] std::optional<DeviceReadings> RowWith(const DeviceReadings& readings) const;
-
-    /// The slots whose energy is not known, for which the rows wait; none where there is no virtual device.
-    [[nodiscard]] std::vector<int> WaitsFor() const;
 
     /// How much of a watt-second of one counter of slot 1..6 goes into each energy of that row, as the groups
     /// are now.

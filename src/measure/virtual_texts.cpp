@@ -62,9 +62,13 @@ QString MissingText(int slot) {
     return u"Device %1 is off line: its power is missing from these sums."_s.arg(SlotLetter(slot));
 }
 
-QString SumsWaitText(const VirtualChannels& virtualChannels) {
+QString TotalText(double wattSeconds) {
+    return Number(wattSeconds / kWattSecondsPerKwh, "###,##0.000") + u" kWh"_s;
+}
+
+QString SumsWaitText(const VirtualReadings& values) {
     QStringList letters;
-    for (const int slot : virtualChannels.WaitsFor())
+    for (const int slot : values.waitsFor)
         letters.append(SlotLetter(slot));
     if (letters.isEmpty()) return {};
     return u"The virtual device 999999 is not recorded until Device %1 is heard: nothing is known of its "
@@ -105,7 +109,7 @@ QStringList VirtualLines(const VirtualChannels& virtualChannels) {
     }
     for (const int slot : values.missing)
         lines.append(MissingText(slot));
-    if (const QString waits = SumsWaitText(virtualChannels); !waits.isEmpty()) lines.append(waits);
+    if (const QString waits = SumsWaitText(values); !waits.isEmpty()) lines.append(waits);
     return lines;
 }
 

@@ -47,13 +47,16 @@ struct VirtualReadings;
 [[nodiscard]] QString MissingText(int slot);
 
 /// For which devices the records of the virtual device wait; empty where they do not.
-[[nodiscard]] QString SumsWaitText(const VirtualChannels& virtualChannels);
+[[nodiscard]] QString SumsWaitText(const VirtualReadings& values);
 
 /// The channels of a group, "A:CH1, B:CH1", or "None".
 [[nodiscard]] QString ChosenText(const ChannelGroups& groups, ChannelGroup group);
 
 /// Whether there is a virtual device.
 [[nodiscard]] QString VirtualDeviceText(const VirtualDevice& device);
+
+/// A total with all that a person compares: "1,193.047 kWh".
+[[nodiscard]] QString TotalText(double wattSeconds);
 
 /// One line for each value of the groups that are in use; none where no group is.
 [[nodiscard]] QStringList VirtualLines(const VirtualChannels& virtualChannels);

@@ -66,7 +66,7 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete})
         if (const QString hindrance = program.nightlyRuns.Hindrance(*task); !hindrance.isEmpty())
             reply.lines.append(hindrance);
-    const QString sumsWait = SumsWaitText(program.virtualChannels);
+    const QString sumsWait = SumsWaitText(program.virtualChannels.Read());
     if (!sumsWait.isEmpty()) reply.lines.append(sumsWait);
     reply.lines += LedgerStateLines(
         program.ledger,

@@ -147,6 +147,11 @@ TEST_F(LedgerTest, RecordsEachEventOfACounterAndHowFarItMayBeBelieved) {
                              "sure zeroed AUX2 carry 1 was set to 0: by a person",
                              "sure zeroed carry 0 was set to 0: by a person",
                              "sure swap another monitor: before it was 301234, VRQ-5806"}));
+    Set(u"DevSerial"_s, u""_s, u"0"_s);
+    Set(u"DevSerial"_s, u"309999"_s, u"0"_s);
+    EXPECT_EQ(News(), (Lines{"sure swap another monitor: before it was 309999, VRQ-5810",
+                             "sure swap another monitor: before it was none"}))
+        << "what happened between is not known, though it is the same one again";
 }
 
 TEST_F(LedgerTest, ADoubtfulCarryIsToldAtOnceWithTheTotalThatItWouldBeOtherwise) {

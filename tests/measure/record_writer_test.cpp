@@ -84,12 +84,12 @@ TEST_F(RecordWriterTest, TheSumsWaitForAnEnergyThatNobodyKnowsAndAreWrittenOnceI
     Set(u"cbo120_1"_s, u"B:CH1"_s);
     Send({});
     EXPECT_EQ(TakeTables(), "monitordata_hourly");
-    EXPECT_EQ(SumsWaitText(virtualChannels_),
+    EXPECT_EQ(SumsWaitText(virtualChannels_.Read()),
               u"The virtual device 999999 is not recorded until Device B is "
               "heard: nothing is known of its energy."_s);
     Send(b);
     EXPECT_EQ(TakeTables(), "monitordata_hourly") << "of B: the sums go with A";
-    EXPECT_EQ(SumsWaitText(virtualChannels_), u""_s);
+    EXPECT_EQ(SumsWaitText(virtualChannels_.Read()), u""_s);
     Send({});
     EXPECT_EQ(TakeTables(), "monitordata_hourly");
     EXPECT_TRUE(writer_.Buffer().Slot(writer_.Pointer()).ends_with(",999999,0,0,0,0,0,0,0,0,0,1);"))

@@ -80,9 +80,10 @@ void DashboardPage::Refresh() {
         gauges_[i]->Show(readings[i]);
     empty_->setVisible(readings.empty());
     QStringList missing;
-    for (const int slot : virtualChannels_.Read().missing)
+    const VirtualReadings sums = virtualChannels_.Read();
+    for (const int slot : sums.missing)
         missing.append(MissingText(slot));
-    if (const QString waits = SumsWaitText(virtualChannels_); !waits.isEmpty()) missing.append(waits);
+    if (const QString waits = SumsWaitText(sums); !waits.isEmpty()) missing.append(waits);
     missing_->setText(missing.join(u'\n'));
     missing_->setVisible(!missing.isEmpty() && !readings.empty());
     ShowHeader();
