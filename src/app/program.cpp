@@ -29,6 +29,7 @@ Program::Program(const Options& options, Clock& theClock)
                                              statusBoard.AddLine(u"     "_s + text);
                                              errorLog.LogError(0, text, u"Settings"_s);
                                          })),
+      timeZoneProblem(QString::fromStdString(TimeZoneProblem(TimeZoneSources::Here()))),
       clockChanges(settings, statusBoard, errorLog, clock),
       database({}),
       dbWriter(database, settings, errorLog, clock),
@@ -64,16 +65,17 @@ Program::Program(const Options& options, Clock& theClock)
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, ledger,
                 deviceSlots, settings, statusBoard, clock),
+      healthChecks(*this),
+      health([this] { return healthChecks.Look(); }, errorLog, clock),
       userSettings(
           settings,
           {kDbWriterSettings, kDatabaseFilesSettings, kNightlyRunsSettings, kDeviceSlotsSettings,
            kTcpLinkSettings, kSerialLinkSettings, kSerialPortsSettings, kMeasurementSettings,
            kPulseCountersSettings, kChannelGroupsSettings, kVirtualChannelsSettings, kVirtualDeviceSettings,
            kMonitorCommandsSettings, kWebSettings, kProgramSettings, kClockChangesSettings}) {
-    if (const std::string problem = TimeZoneProblem(TimeZoneSources::Here()); !problem.empty()) {
-        const QString text = QString::fromStdString(problem);
-        statusBoard.AddLine(u"     "_s + text);
-        errorLog.LogError(0, text, u"Clock"_s);
+    if (!timeZoneProblem.isEmpty()) {
+        statusBoard.AddLine(u"     "_s + timeZoneProblem);
+        errorLog.LogError(0, timeZoneProblem, u"Clock"_s);
     }
     QObject::connect(&dbWriter, &DbWriter::GivenUp, &unwritten, &UnwrittenRecords::Keep);
     QObject::connect(&unwritten, &UnwrittenRecords::Told, &statusBoard,
@@ -129,6 +131,7 @@ QJsonObject Program::Readings(std::optional<int> slot) const {
     QJsonObject readings =
         ReadingsDocument(framer, measurement, pulses, virtualChannels, database, clock, slot);
     readings[u"ledger"_s] = LedgerState(ledger);
+    readings[u"health"_s] = HealthObject(health);
     return readings;
 }
 
@@ -162,6 +165,7 @@ QCoro::Task<Outcome> Program::Start(Operator& op) {
         link->StartUp();  // nobody waits for the lines to settle
     pulses.SetDashboard(webServer.Location());
     webServer.StartUp();
+    health.Look();
     co_return Outcome::Success();
 }
 

@@ -10,6 +10,8 @@
 #include <optional>
 
 #include "app/carry_undo.h"
+#include "app/health.h"
+#include "app/health_checks.h"
 #include "app/options.h"
 #include "app/running_command.h"
 #include "app/settings.h"
@@ -86,6 +88,9 @@ public:
 
     /// The links to the monitors, by their streams; and those of each kind, by their letters.
     [[nodiscard]] MonitorLinks Links() { return {&tcpA, &serialA, &tcpB, &serialB, &serialC}; }
+    [[nodiscard]] std::array<const MonitorLink*, kStreams> Links() const {
+        return {&tcpA, &serialA, &tcpB, &serialB, &serialC};
+    }
     [[nodiscard]] std::array<TcpLink*, 2> TcpLinks() { return {&tcpA, &tcpB}; }
     [[nodiscard]] std::array<SerialLink*, 3> SerialLinks() { return {&serialA, &serialB, &serialC}; }
 
@@ -106,6 +111,7 @@ private:
     QMetaObject::Connection settingsProblems_;  ///< made before anybody reads a setting
 
 public:
+    const QString timeZoneProblem;  ///< why the clock shows UTC; empty where it shows local time
     ClockChanges clockChanges;
     CaptureDatabase database;
     DbWriter dbWriter;
@@ -142,6 +148,8 @@ public:
     LiveEvents liveEvents;
     History history;
     WebServer webServer;
+    HealthChecks healthChecks;
+    Health health;
     Settings userSettings;  ///< the way in for what people change
 };
 

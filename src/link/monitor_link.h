@@ -20,7 +20,7 @@ struct LinkStatus {
     SocketState state = SocketState::Closed;
     QString text = {};    ///< the state in words
     int port = 0;         ///< the TCP port that it listens on, or the COM port that is open; 0 = none
-    QString error = {};   ///< what went wrong where the state is `Error`
+    QString error = {};   ///< what went wrong, and is not yet mended
     QString notice = {};  ///< what happens next, or empty
 };
 

@@ -246,6 +246,7 @@ LinkStatus SerialLink::Status() const {
     return {.state = IsOpen() ? SocketState::Open : SocketState::Closed,
             .text = IsOpen() ? u"Open"_s : u"Closed"_s,
             .port = Port(),
+            .error = countdown_ > 0 ? trouble_ : QString(),
             .notice = Notice()};
 }
 

@@ -132,7 +132,7 @@ QJsonObject LedgerDocument(const std::vector<LedgerEntry>& entries) {
     return {{u"entries"_s, array}};
 }
 
-QStringList LedgerStateLines(const Ledger& ledger, const QString& remedy) {
+QStringList DoubtfulLines(const Ledger& ledger, const QString& remedy) {
     QStringList lines;
     const std::span<const LedgerEntry> newest = NewestDoubtful(ledger);
     if (const std::size_t older = ledger.Doubtful().size() - newest.size(); older > 0)
@@ -142,7 +142,6 @@ QStringList LedgerStateLines(const Ledger& ledger, const QString& remedy) {
             (entry.id == 0 ? u"Not in the ledger yet: "_s : u"Entry %1 of the ledger: "_s.arg(entry.id)) +
             Ledger::DoubtText(entry));
     if (!lines.isEmpty()) lines.append(remedy);
-    if (const QString problem = ledger.ProblemText(); !problem.isEmpty()) lines.append(problem);
     return lines;
 }
 

@@ -29,12 +29,12 @@ class Ledger;
 /// {"entries": [...]}, oldest first. What is not known is null.
 [[nodiscard]] QJsonObject LedgerDocument(const std::vector<LedgerEntry>& entries);
 
-/// What is to be said of the ledger unasked: each doubtful carry that stands, what can be done about them
-/// (`remedy`), and why events wait.
-[[nodiscard]] QStringList LedgerStateLines(const Ledger& ledger, const QString& remedy);
+/// The newest doubtful carries that stand, how many older ones there are, and what can be done about them
+/// (`remedy`); none where all is sure.
+[[nodiscard]] QStringList DoubtfulLines(const Ledger& ledger, const QString& remedy);
 
-/// The same as {"doubtful": [...], "doubtfulCount": 1, "problem": ""}: of the carries the newest, each with
-/// its "text".
+/// {"doubtful": [...], "doubtfulCount": 1, "problem": ""}: of the doubtful carries the newest,
+/// each with its "text", and why events wait.
 [[nodiscard]] QJsonObject LedgerState(const Ledger& ledger);
 
 }  // namespace corvane

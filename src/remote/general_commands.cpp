@@ -45,30 +45,27 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
     const auto shown = std::min(kStatusLines, allLines.size());
     const QStringList statusLines(allLines.end() - static_cast<std::ptrdiff_t>(shown), allLines.end());
 
+    program.health.Look();
     Reply reply;
     reply.lines = {
         u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program.DataFolder()),
-        PacketCountsLine(program.framer),
+        FiguresText(program.health.Figures()),
     };
+    reply.lines += StateLines(program.health);
+    reply.lines.append(PacketCountsLine(program.framer));
+    reply.well = program.health.Worst() != Severity::Error;
     QJsonArray links;
     for (const MonitorLink* link : Listed(program.Links())) {
         reply.lines.append(StatusLine(*link));
         links.append(LinkObject(*link));
     }
     reply.lines.append(u"Database: %1"_s.arg(QString::fromStdString(program.database.databasePath())));
-    for (const QString& text : {writer.Enabled() ? QString() : writer.EnabledText(), writer.BufferText(),
-                                writer.WriteStateText(), writer.WaitText(), writer.IndicatorText(),
-                                writer.DatabaseMessageText(), program.unwritten.StateText()}) {
+    for (const QString& text :
+         {writer.Enabled() ? QString() : writer.EnabledText(), writer.BufferText(), writer.WriteStateText(),
+          writer.WaitText(), writer.IndicatorText(), writer.DatabaseMessageText()}) {
         if (!text.isEmpty()) reply.lines.append(text);
     }
-    if (program.unwritten.Count() > 0)
-        reply.lines.append(u"\"corvanectl db write-unwritten\" writes them in."_s);
-    for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete})
-        if (const QString hindrance = program.nightlyRuns.Hindrance(*task); !hindrance.isEmpty())
-            reply.lines.append(hindrance);
-    const QString sumsWait = SumsWaitText(program.virtualChannels.Read());
-    if (!sumsWait.isEmpty()) reply.lines.append(sumsWait);
-    reply.lines += LedgerStateLines(
+    reply.lines += DoubtfulLines(
         program.ledger,
         u"\"corvanectl ledger undo ID\" takes a carry back, \"corvanectl ledger keep ID\" lets it stand."_s);
     reply.lines += statusLines;
@@ -89,7 +86,8 @@ QCoro::Task<Reply> Status(Program& program, QStringList, Operator&) {
                                     {u"waits"_s, writer.WaitText()},
                                     {u"unwritten"_s, static_cast<qint64>(program.unwritten.Count())},
                                     {u"lost"_s, static_cast<qint64>(program.unwritten.Lost())}}},
-        {u"sumsWait"_s, sumsWait},
+        {u"health"_s, HealthObject(program.health)},
+        {u"sumsWait"_s, SumsWaitText(program.virtualChannels.Read())},
         {u"nightly"_s, NightlyObject(program.nightlyRuns)},
         {u"ledger"_s, LedgerState(program.ledger)},
         {u"statusList"_s, QJsonArray::fromStringList(statusLines)}};

@@ -125,7 +125,7 @@ void RemoteClient::TakeReply(const QJsonObject& reply) {
         for (const auto& line : reply[u"lines"_s].toArray())
             Print(stdout, line.toString());
     }
-    End(succeeded);
+    End(succeeded && reply[u"well"_s].toBool(true));
 }
 
 void RemoteClient::End(bool succeeded) {

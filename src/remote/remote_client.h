@@ -21,7 +21,7 @@ public:
     void Start(const QString& dataFolder);
 
 Q_SIGNALS:
-    /// True where the command succeeded. What there was to say has been printed.
+    /// True where the command succeeded, and found nothing wrong. What there was to say has been printed.
     void Ended(bool succeeded);
 
 private:

@@ -17,7 +17,10 @@ namespace {
 
 QJsonObject ReplyObject(const Reply& reply) {
     if (!reply.outcome) return {{u"ok"_s, false}, {u"error"_s, reply.outcome.Error()}};
-    return {{u"ok"_s, true}, {u"lines"_s, QJsonArray::fromStringList(reply.lines)}, {u"data"_s, reply.data}};
+    QJsonObject object{
+        {u"ok"_s, true}, {u"lines"_s, QJsonArray::fromStringList(reply.lines)}, {u"data"_s, reply.data}};
+    if (!reply.well) object[u"well"_s] = false;
+    return object;
 }
 
 }  // namespace

@@ -167,6 +167,13 @@ void DbWriter::Note(const Written& written) {
     opened_ = written.opened;
     failed_ = !opened_ || !written.errorText.empty();
     if (!written.errorText.empty()) NoteFailure(written.errorText);
+    if (written.executed > 0) lastStored_ = {.time = clock_.Now(), .at = clock_.Monotonic()};
+    if (failed_) {
+        const std::int64_t since = failing_.has_value() ? failing_->since : clock_.Monotonic();
+        failing_ = {.words = opened_ ? written.errorText : kNotOpened, .since = since};
+    } else {
+        failing_.reset();
+    }
     if (!failed_ && !written.alone && buffer_.Pointer() > 1 && !maintenanceBusy_ && !closed_) {
         BurstOn();
         return;

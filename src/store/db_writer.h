@@ -8,10 +8,12 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/local_time.h"
 #include "base/outcome.h"
 #include "base/setting.h"
 #include "store/db_buffer.h"
@@ -46,6 +48,19 @@ class DbWriter : public QObject {
 
 public:
     enum class Indicator { None, Green, Yellow };  ///< none yet, last write succeeded, last write failed
+    static constexpr const char* kNotOpened = "unable to open database file";
+
+    /// A moment, by both clocks.
+    struct Moment {
+        LocalTime time;
+        std::int64_t at = 0;  ///< monotonic, ms
+    };
+
+    /// What hinders the writing, and for how long.
+    struct Failure {
+        std::string words;       ///< SQLite's own
+        std::int64_t since = 0;  ///< monotonic, ms: of the first burst that failed
+    };
 
     DbWriter(CaptureDatabase& database, SettingsStore& settings, ErrorLog& errorLog, Clock& clock);
 
@@ -88,6 +103,12 @@ public:
 
     /// Whether a burst is under way.
     [[nodiscard]] bool Bursting() const { return bursting_; }
+
+    /// When a record was stored last in this run; nothing before the first.
+    [[nodiscard]] const std::optional<Moment>& LastStored() const { return lastStored_; }
+
+    /// What the last burst met; nothing where it wrote all it had.
+    [[nodiscard]] const std::optional<Failure>& Failing() const { return failing_; }
 
     [[nodiscard]] int Pointer() const { return buffer_.Pointer(); }
     [[nodiscard]] int WriteCountdown() const { return writeCountdown_; }
@@ -151,6 +172,8 @@ private:
     bool locked_ = false;  ///< what the last burst met
     bool opened_ = true;
     bool failed_ = false;
+    std::optional<Moment> lastStored_;
+    std::optional<Failure> failing_;
 
     QString lastDbMessage_;
     QString writeState_;

@@ -80,6 +80,9 @@ public:
     /// there is none, and when it was taken.
     [[nodiscard]] QString TakeNotSaved() { return std::exchange(notSaved_, {}); }
 
+    /// Whether all changes so far are in the file.
+    [[nodiscard]] bool AllSaved() const { return waiting_.isEmpty(); }
+
     /// All that is set, as "section/key", in the order of the alphabet.
     [[nodiscard]] QStringList Names() const;
 

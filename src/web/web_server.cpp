@@ -221,9 +221,11 @@ QCoro::Task<> WebServer::Close() {
 
 void WebServer::Serve() {
     Stop();
+    problem_.clear();
     if (!setup_.enabled) return;
     Outcome opened = setup_.Check();
     if (opened) opened = Open();
+    problem_ = opened.Error();
     statusBoard_.AddLine(opened ? u"     Pages are served at %1"_s.arg(Location())
                                 : u"     No pages are served: %1"_s.arg(opened.Error()));
 }

@@ -59,6 +59,9 @@ public:
 
     [[nodiscard]] bool Serving() const { return daemon_ != nullptr; }
 
+    /// Why no pages are served though they should be; empty where nothing is wrong.
+    [[nodiscard]] const QString& Problem() const { return problem_; }
+
 Q_SIGNALS:
     void LocationChanged(const QString& location);
 
@@ -94,6 +97,7 @@ private:
     MHD_Daemon* daemon_ = nullptr;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::unordered_map<MHD_Connection*, std::unique_ptr<Connection>> connections_;
+    QString problem_;
     bool started_ = false;
     bool runDue_ = false;
 };

@@ -12,6 +12,7 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTimer>
+#include <QVBoxLayout>
 
 #include <algorithm>
 #include <utility>
@@ -25,6 +26,7 @@
 #include "window/live/live_page.h"
 #include "window/page.h"
 #include "window/parts/browser.h"
+#include "window/parts/health_banner.h"
 #include "window/parts/style.h"
 #include "window/parts/widgets.h"
 #include "window/past/chart_settings.h"
@@ -96,7 +98,13 @@ MainWindow::MainWindow(Program& program)
     setStyleSheet(QString::fromLatin1(kWindowStyle));
     tabs_->setDocumentMode(true);
     tabs_->setUsesScrollButtons(true);
-    setCentralWidget(tabs_);
+    auto* middle = new QWidget;
+    auto* column = new QVBoxLayout(middle);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(new HealthBanner(program.health));
+    column->addWidget(tabs_, 1);
+    setCentralWidget(middle);
     BuildStatusBar();
     connect(&op_, &WindowOperator::ProgressTold, this, &MainWindow::ShowProgress);
     connect(&actions_, &Actions::BusyChanged, this, [this](bool busy) {

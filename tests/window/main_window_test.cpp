@@ -3,12 +3,14 @@
 #include <QAction>
 #include <QMenuBar>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QTabBar>
 
 #include <gtest/gtest.h>
 
 #include "window/first_steps.h"
+#include "window/parts/health_banner.h"
 #include "window/person.h"
 #include "window/setup/burden_dialog.h"
 #include "window/stand_in_browser.h"
@@ -46,6 +48,36 @@ TEST_F(MainWindowTest, TheTabAndThePlaceAreAsTheyWereLeft) {
     window_->ShowProgram();
     EXPECT_EQ(window_->height(), 600);
     EXPECT_EQ(window_->findChild<QTabWidget*>()->currentIndex(), 4);
+}
+
+TEST_F(MainWindowTest, WhatIsWrongStandsAboveAllTabs) {
+    Open();
+    auto* banner = window_->findChild<HealthBanner*>();
+    clock.AdvanceSeconds(1);
+    EXPECT_TRUE(banner->isHidden()) << "no backup yet is no trouble";
+    program_->settings.Save(kAutoDelete, true);
+    program_->settings.Save(kAutoDeleteDays, u"x"_s);
+    clock.Jump(-60 * 365 * 86'400LL);
+    program_->settings.Save(kDatabaseEnabled, false);
+    clock.AdvanceSeconds(1);
+    const std::string worst =
+        "fault The clock of this machine shows 1966: records get that date. Set it, or let the machine reach "
+        "a "
+        "time server. fault The database is switched off: nothing is recorded. Switch it on (Database tab, "
+        "or "
+        "\"corvanectl database on\").";
+    EXPECT_EQ(Seen(banner), "o 1 more " + worst);
+    banner->findChild<QPushButton*>()->click();
+    EXPECT_EQ(
+        Seen(banner),
+        "x Fewer " + worst +
+            " waiting The setting AutoDeleteDays is \"x\", not a whole number from 1 to 1500; Automatic "
+            "delete does not run.");
+    program_->settings.Save(kDatabaseEnabled, true);
+    program_->settings.Save(kAutoDelete, false);
+    clock.Jump(60 * 365 * 86'400LL);
+    clock.AdvanceSeconds(1);
+    EXPECT_TRUE(banner->isHidden());
 }
 
 TEST_F(MainWindowTest, TheMenusDoWhatTheySay) {

@@ -115,6 +115,9 @@ function showStatus() {
     } else if (silent.length > 0) {
         state = "stale";
         text = `No news from Device ${silent.join(", ")}`;
+    } else if (newest.health.states.some(({severity}) => severity === "error")) {
+        state = "lost";
+        text = newest.health.recording ? "Trouble" : "Not recording";
     }
     status.dataset.state = state;
     setText(status, text);
@@ -122,18 +125,27 @@ function showStatus() {
     if (newest !== null) setText(clock, newest.time.slice(11, 16));
 }
 
-const doubt = make("p", {id: "doubt", className: "notice", role: "status"},
-                   link("/ledger.html", "Carries are doubtful, and the totals with them: see the ledger."));
+const health = make("section", {id: "health", ariaLabel: "Health", role: "status"});
+const furtherPages = {"doubtful-carries": "/ledger.html"};  // which tell more of a state
+let shownHealth = "";
 
-function showDoubt() {
-    const doubtful = (newest?.ledger.doubtfulCount ?? 0) > 0;
-    if (doubtful && location.pathname !== "/ledger.html") document.querySelector("main").prepend(doubt);
-    else doubt.remove();
+/** What is wrong with the program, the worst first. */
+function showHealth() {
+    const states = (newest?.health.states ?? []).filter(({severity}) => severity !== "info");
+    const key = JSON.stringify(states);
+    if (key === shownHealth) return;
+    shownHealth = key;
+    health.replaceChildren(...states.map(({id, severity, text, remedy}) => {
+        const page = furtherPages[id];
+        const title = page && location.pathname !== page ? link(page, text) : make("strong", {}, text);
+        return make("p", {className: `notice ${severity}`}, title, ` ${remedy}`);
+    }));
+    document.querySelector("main").prepend(health);
 }
 
 function show() {
     showStatus();
-    showDoubt();
+    showHealth();
     showFlowLinks();
     if (newest !== null) listener([...devices.values()].sort((a, b) => (a.slot < b.slot ? -1 : 1)), newest);
 }

@@ -68,7 +68,7 @@ private:
     Light light_ = Light::Off;
 };
 
-StateLine::StateLine(const QString& name)
+StateLine::StateLine(const QString& name, int noticeLines)
     : name_(name), lamp_(new Lamp), state_(TextLabel()), notice_(PaleLabel()) {
     auto* grid = new QGridLayout(this);
     grid->setContentsMargins(0, 0, 0, 0);
@@ -77,8 +77,7 @@ StateLine::StateLine(const QString& name)
     QFont bold = state_->font();
     bold.setBold(true);
     state_->setFont(bold);
-    // Room for two lines at all times, so that nothing below moves when a notice comes and goes.
-    notice_->setMinimumHeight(2 * notice_->fontMetrics().lineSpacing());
+    notice_->setMinimumHeight(noticeLines * notice_->fontMetrics().lineSpacing());
     notice_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     grid->addWidget(lamp_, 0, 0);
     grid->addWidget(state_, 0, 1);

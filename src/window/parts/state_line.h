@@ -13,8 +13,9 @@ class StateLine final : public QWidget {
 public:
     enum class Light { Off, Waiting, On, Active, Fault };
 
-    /// `name` is that of the link, for those who cannot see where it stands.
-    explicit StateLine(const QString& name);
+    /// `name` is that of the link, for those who cannot see where it stands. There is room for so many lines
+    /// of the notice at all times, so that nothing below moves when one comes and goes.
+    explicit StateLine(const QString& name, int noticeLines = 2);
 
     /// The color says nothing that `state` does not say, too.
     void Show(Light light, const QString& state, const QString& notice);

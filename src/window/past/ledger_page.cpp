@@ -93,8 +93,9 @@ QCoro::Task<> LedgerPage::Load() {
     const Ledger::Hearing hearing = co_await ledger_.Heard();
     if (self.isNull()) co_return;
     loading_ = false;
-    QStringList doubts = LedgerStateLines(
-        ledger_, u"Choose entries below to take their carries back, or to let them stand."_s);
+    QStringList doubts =
+        DoubtfulLines(ledger_, u"Choose entries below to take their carries back, or to let them stand."_s);
+    if (const QString problem = ledger_.ProblemText(); !problem.isEmpty()) doubts.append(problem);
     if (!listing.error.isEmpty()) doubts.append(u"The ledger cannot be read: %1"_s.arg(listing.error));
     doubts_->setText(doubts.join(u'\n'));
     doubts_->setVisible(!doubts.isEmpty());
