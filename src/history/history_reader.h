@@ -39,7 +39,7 @@ struct DeviceHistory {
 /// A device that has records, or a row of its own.
 struct HistoryDevice {
     std::string address;
-    int id = 0;                                 ///< of its row: 1 to 6 for Device A to F, 0 where it has none
+    int id = 0;  ///< of its row: 1 to 6 for Device A to F, 0 where there is none
     std::array<std::string, kChannels> labels;  ///< empty where the user gave none
 
     bool operator==(const HistoryDevice&) const = default;

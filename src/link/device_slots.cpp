@@ -25,7 +25,9 @@ std::optional<int> SlotOfLetter(const QString& letter) {
 DeviceSlots::DeviceSlots(SettingsStore& settings, const CaptureDatabase& database)
     : settings_(settings), database_(database) {
     Load();
-    connect(&settings, &SettingsStore::Changed, this, &DeviceSlots::Load);
+    connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
+        if (IsKeyOf(kDeviceSerial, key) || IsKeyOf(kSingleTwoChannel, key)) Load();
+    });
 }
 
 void DeviceSlots::Load() {

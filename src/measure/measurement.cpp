@@ -67,13 +67,14 @@ Measurement::Measurement(const DeviceSlots& slots, SettingsStore& settings, Erro
     for (int slot = 1; slot <= kSlots; ++slot) {
         StartAnew(readings_[static_cast<std::size_t>(slot - 1)], slot);
         answered_[static_cast<std::size_t>(slot - 1)] = slots.Answered(slot);
+        LoadCarries(slot, {});
     }
-    LoadCarries();
     LoadVoltFactor();
     connect(&slots, &DeviceSlots::BindingsChanged, this, &Measurement::TakeBindings);
-    connect(&settings, &SettingsStore::Changed, this, [this](const QString&, const QString& key) {
+    connect(&settings, &SettingsStore::Changed, this, [this](const QString& section, const QString& key) {
         if (IsKeyOf(kLineToLine, key)) LoadVoltFactor();
-        if (IsKeyOf(kCarry, key)) LoadCarries();
+        const int slot = section.toInt();
+        if (slot >= 1 && slot <= kSlots) LoadCarries(slot, key);
     });
 }
 
@@ -81,12 +82,13 @@ void Measurement::LoadVoltFactor() {
     voltFactor_ = settings_.IsOn(kLineToLine) ? 2 : 1;
 }
 
-void Measurement::LoadCarries() {
-    for (DeviceReadings& readings : readings_) {
-        for (const CounterSource& source : CounterSource::kAll) {
-            source.Of(readings).carry =
-                static_cast<std::int16_t>(settings_.Number(kCarry, source.Place(readings.slot)));
-        }
+/// The one that `key` keeps, or all where it is empty.
+void Measurement::LoadCarries(int slot, const QString& key) {
+    DeviceReadings& readings = readings_[static_cast<std::size_t>(slot - 1)];
+    for (const CounterSource& source : CounterSource::kAll) {
+        const SettingPlace place = source.Place(slot);
+        if (!key.isEmpty() && key.compare(SettingKey(kCarry, place), Qt::CaseInsensitive) != 0) continue;
+        source.Of(readings).carry = static_cast<std::int16_t>(settings_.Number(kCarry, place));
     }
 }
 

@@ -110,7 +110,7 @@ private:
     void NoteUnbound(const RealtimePacket& packet, const std::string& serial);
     void TakeBindings();
     void LoadVoltFactor();
-    void LoadCarries();
+    void LoadCarries(int slot, const QString& key);
     static void StartAnew(DeviceReadings& readings, int slot);  ///< keeps the carries, which are the slot's
     void NoteSwap(const DeviceReadings& before, const std::string& serial, std::string note);
     void TakeSeconds(DeviceReadings& readings, std::int32_t seconds);

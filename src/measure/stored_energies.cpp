@@ -40,7 +40,7 @@ std::string NewestRow(const EnergyTable& table, const std::string& serial) {
     return sql.append(std::to_string(table.newest)).append(" ORDER BY id DESC LIMIT 1");
 }
 
-/// The energies of a row, whole as the counters are; nothing where one is no number.
+/// The energies of a row, whole as the counters are; nothing where one is none.
 std::optional<StoredReadings> ReadingsOf(const Row& row, double unit) {
     StoredReadings readings;
     for (std::size_t i = kFirstValue; i < row.size(); ++i) {
@@ -50,6 +50,7 @@ std::optional<StoredReadings> ReadingsOf(const Row& row, double unit) {
         double& energy =
             channel < kChannels ? readings[channel].absolute : readings[channel - kChannels].polarized;
         energy = std::round(*number * unit);
+        if (!std::isfinite(energy)) return std::nullopt;
     }
     return readings;
 }

@@ -1,10 +1,10 @@
 // Any file in the place of the settings: read without harm, and a change of one setting survives.
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <cstddef>
 #include <cstdint>
 
+#include "fuzz/quick_folder.h"
 #include "fuzz/require.h"
 #include "link/tcp_link.h"
 #include "measure/measurement.h"
@@ -14,8 +14,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace corvane;
     using namespace Qt::StringLiterals;
-    static const QTemporaryDir folder;
-    const QString path = folder.filePath(u"corvane.ini"_s);
+    static const QuickFolder folder;
+    const QString path = folder.Path(u"corvane.ini"_s);
     {
         QFile file(path);
         REQUIRE(file.open(QIODevice::WriteOnly));
