@@ -20,6 +20,7 @@ Outcome NoSerial(int slot) {
 QCoro::Task<Outcome> BindDevice(std::optional<int> slot, MonitorSettings& monitor, DeviceSlots& slots,
                                 Operator& op) {
     if (!slot.has_value()) co_return NoUnitSelected();
+    const HeldTarget target = monitor.HoldTarget();
     const Outcome read = co_await monitor.Read(op);
     if (!read) co_return read;
     if (monitor.Last()->HasNoSerial()) co_return NoSerial(*slot);
@@ -29,6 +30,7 @@ QCoro::Task<Outcome> BindDevice(std::optional<int> slot, MonitorSettings& monito
 QCoro::Task<Outcome> FindDevice(std::optional<int> slot, MonitorSettings& monitor, DeviceSlots& slots,
                                 Operator& op) {
     if (!slot.has_value()) co_return Outcome::Failure(u"Select Device to be Found"_s);
+    const HeldTarget target = monitor.HoldTarget();
     const QString letter = SlotLetter(*slot);
     const Outcome read = co_await monitor.Read(op);
     if (!read) {

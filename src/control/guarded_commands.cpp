@@ -20,6 +20,7 @@ void ZeroCarriesInUse(const DeviceSlots& slots, Measurement& measurement, const 
 
 QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const DeviceSlots& slots,
                                             Measurement& measurement, Operator& op) {
+    const HeldTarget target(commands);
     const bool agreed = co_await op.AskYesNo(
         u"WARNING! This action will reset all accumulated values of the selected devices. Do you wish to "
         "continue?"_s);
@@ -47,6 +48,7 @@ QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& me
 }
 
 QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& op) {
+    const HeldTarget target(commands);
     const bool agreed = co_await op.AskYesNo(
         u"Once this command has been executed, the power to the VRQ-5810 will need to be manualy cycled to "
         "return to normal operation. Do you want to continue? "_s);
@@ -55,6 +57,7 @@ QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& o
 }
 
 QCoro::Task<Outcome> EraseDataLogger(MonitorCommands& commands, Operator& op) {
+    const HeldTarget target(commands);
     const bool agreed = co_await op.AskYesNo(
         u"This erases all records in the monitor's data logger. Do you want to continue?"_s);
     if (!agreed) co_return Outcome::Failure(u"Nothing was erased."_s);
@@ -62,6 +65,7 @@ QCoro::Task<Outcome> EraseDataLogger(MonitorCommands& commands, Operator& op) {
 }
 
 QCoro::Task<Outcome> WriteMonitorMemory(MonitorCommands& commands, int address, int value, Operator& op) {
+    const HeldTarget target(commands);
     const bool agreed = co_await op.AskYesNo(
         u"This writes %1 into byte %2 of the monitor's memory, which can make it unusable. Do you want to "
         "continue?"_s.arg(value)

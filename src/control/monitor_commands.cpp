@@ -51,7 +51,7 @@ void TellProgress(const Sequence& sequence, int sent, const QString& piece, std:
 class MonitorCommands::Hold {
 public:
     explicit Hold(MonitorCommands& commands)
-        : commands_(commands), stream_(commands.CmdDevice()), link_(commands.Target()) {
+        : commands_(commands), stream_(commands.Target().link), link_(*commands.TargetLink()) {
         commands_.reply_.clear();
         commands_.heardBytes_ = 0;
         Set(true);
@@ -62,15 +62,13 @@ public:
 
 private:
     void Set(bool hold) {
-        commands_.held_ = hold;
-        if (link_ == nullptr) return;
         commands_.framer_.SetPacketHold(stream_, hold);
-        link_->SetReplyCapture(hold);
+        link_.SetReplyCapture(hold);
     }
 
     MonitorCommands& commands_;
     int stream_;
-    MonitorLink* link_;
+    MonitorLink& link_;
 };
 
 MonitorCommands::MonitorCommands(const Links& links, Framer& framer, const DeviceSlots& slots,
@@ -96,13 +94,15 @@ MonitorCommands::MonitorCommands(const Links& links, Framer& framer, const Devic
 
 /// The target stays on its monitor.
 void MonitorCommands::Follow(int slot, int stream) {
-    if (slot == TargetSlot() && !held_) settings_.Save(kCommandLink, stream);
+    if (!held_.has_value() && slot == Chosen().slot) settings_.Save(kCommandLink, stream);
 }
 
 Outcome MonitorCommands::CheckLink() const {
-    const int slot = TargetSlot();
+    if (TargetLink() == nullptr)
+        return Outcome::Failure(u"The settings name no link of the command target; nothing was sent."_s);
+    const auto [slot, link, commandByte] = Target();
     const auto heard = heard_.LinkOf(slot);
-    if (!heard.has_value() || *heard == CmdDevice()) return Outcome::Success();
+    if (!heard.has_value() || *heard == link) return Outcome::Success();
     return Outcome::Failure(
         u"%1 is heard over %2, but the command target is %3: nothing was sent. Choose %1 as the target again."_s
             .arg(SlotName(slot), LinkName(*heard), TargetLinkText()));
@@ -112,19 +112,22 @@ std::optional<int> MonitorCommands::Certain(const Setting& setting, const Settin
     return settings_.ReadNumber(setting, u"no command is sent to a monitor"_s, place);
 }
 
-int MonitorCommands::CmdDevice() const {
+CommandTarget MonitorCommands::Chosen() const {
     const auto index = Certain(kCommandIndex);
-    const bool known = index && Certain(kDeviceCommandByte, {.member = SlotLetter(*index + 1)});
-    return known ? Certain(kCommandLink).value_or(-1) : -1;
+    CommandTarget target{.slot = index.value_or(0) + 1};
+    const auto byte = Certain(kDeviceCommandByte, {.member = SlotLetter(target.slot)});
+    target.commandByte = byte.value_or(kCommandBytes.front());
+    if (index && byte) target.link = Certain(kCommandLink).value_or(CommandTarget::kNoLink);
+    return target;
 }
 
-MonitorLink* MonitorCommands::Target() const {
-    const int link = CmdDevice();
+MonitorLink* MonitorCommands::TargetLink() const {
+    const int link = Target().link;
     return link >= 0 && link < kStreams ? links_[static_cast<std::size_t>(link)] : nullptr;
 }
 
 QString MonitorCommands::TargetLinkName() const {
-    const MonitorLink* link = Target();
+    const MonitorLink* link = TargetLink();
     return link != nullptr ? link->Name() : QString();
 }
 
@@ -133,20 +136,20 @@ QString MonitorCommands::TargetLinkText() const {
     return name.isEmpty() ? u"no link"_s : name;
 }
 
-int MonitorCommands::TargetSlot() const {
-    return Certain(kCommandIndex).value_or(0) + 1;
-}
-
 int MonitorCommands::CommandByte(int slot) const {
     return Certain(kDeviceCommandByte, {.member = SlotLetter(slot)}).value_or(kCommandBytes.front());
 }
 
-int MonitorCommands::BindTarget(int position) {
+Outcome MonitorCommands::BindTarget(int position) {
+    if (held_.has_value()) {
+        return Outcome::Failure(u"A command to %1 is running, to its end; choose a target after that."_s.arg(
+            SlotName(held_->slot)));
+    }
     const int index = std::min(position, slots_.InUse() - 1);
     settings_.Save(kCommandIndex, index);
     settings_.Save(kCommandLink, slots_.LinkIndex(index + 1));
-    if (MonitorLink* link = Target()) link->SetReplyCapture(false);
-    return index + 1;
+    if (MonitorLink* link = TargetLink()) link->SetReplyCapture(false);
+    return Outcome::Success();
 }
 
 QCoro::Task<Outcome> MonitorCommands::ChooseCommandByte(int slot, int position, Operator& op) {
@@ -172,7 +175,7 @@ QCoro::Task<Outcome> MonitorCommands::ChooseCommandByte(int slot, int position, 
 }
 
 bool MonitorCommands::SendByte(QByteArrayView text, Operator& op) {
-    MonitorLink* link = Target();
+    MonitorLink* link = TargetLink();
     if (link == nullptr) return false;
     const bool sent = link->SendText(text);
     if (!link->IsSerial()) return sent;
@@ -197,7 +200,8 @@ void MonitorCommands::XmitMessage(QByteArrayView text) {
 }
 
 QCoro::Task<Outcome> MonitorCommands::StartRealtime(Operator& op) {
-    const bool modelUnknown = Target() != nullptr && framer_.LastModel(CmdDevice()) == nullptr;
+    const HeldTarget target(*this);
+    const bool modelUnknown = TargetLink() != nullptr && framer_.LastModel(Target().link) == nullptr;
     if (modelUnknown) {
         const Outcome asked = co_await SendOnePacket(op);
         if (!asked) co_return asked;
@@ -208,7 +212,7 @@ QCoro::Task<Outcome> MonitorCommands::StartRealtime(Operator& op) {
 }
 
 QCoro::Task<QByteArray> MonitorCommands::StartWord(Operator& op) {
-    const MonitorModel* model = Target() != nullptr ? framer_.LastModel(CmdDevice()) : nullptr;
+    const MonitorModel* model = TargetLink() != nullptr ? framer_.LastModel(Target().link) : nullptr;
     if (model == nullptr) {
         model = settings_.IsOn(kSingleTwoChannel) ? &kTwoChannel : &kFiveChannel;
     } else if (!model->startQuestion.empty()) {
@@ -219,7 +223,7 @@ QCoro::Task<QByteArray> MonitorCommands::StartWord(Operator& op) {
 }
 
 QCoro::Task<Outcome> MonitorCommands::StopRealtime(Operator& op) {
-    board_.AddLine(u"     Command byte %1"_s.arg(CommandByte(TargetSlot())));
+    board_.AddLine(u"     Command byte %1"_s.arg(Target().commandByte));
     co_return co_await Send(Operation::StopRealtime, {}, op);
 }
 
@@ -232,6 +236,9 @@ QCoro::Task<Outcome> MonitorCommands::ReBoot5810(Operator& op) {
 }
 
 QCoro::Task<Outcome> MonitorCommands::Send(Operation operation, QByteArray arguments, Operator& op) {
+    const HeldTarget target(*this);
+    const Outcome checked = CheckLink();
+    if (!checked) co_return checked;
     const Hold hold(*this);
     co_return co_await Walk(operation, arguments, op);
 }
@@ -239,8 +246,10 @@ QCoro::Task<Outcome> MonitorCommands::Send(Operation operation, QByteArray argum
 QCoro::Task<MonitorReply> MonitorCommands::Exchange(Operation operation, QByteArray arguments,
                                                     std::function<bool(const QByteArray&)> isWhole,
                                                     Operator& op) {
+    const HeldTarget target(*this);
+    MonitorReply reply{.outcome = CheckLink()};
+    if (!reply.outcome) co_return reply;
     const Hold hold(*this);
-    MonitorReply reply;
     reply.outcome = co_await Walk(operation, arguments, op);
     if (!reply.outcome) co_return reply;
     reply_.clear();
@@ -256,10 +265,7 @@ QCoro::Task<MonitorReply> MonitorCommands::Exchange(Operation operation, QByteAr
 
 QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray arguments, Operator& op) {
     const Sequence& sequence = SequenceOf(operation);
-    const MonitorLink* link = Target();
-    if (link == nullptr)
-        co_return Outcome::Failure(u"The settings name no link of the command target; nothing was sent."_s);
-    if (const Outcome checked = CheckLink(); !checked) co_return checked;
+    const MonitorLink* link = TargetLink();
     const std::int64_t tooEarly = lastSent_ + kBetweenCommands - clock_.Monotonic();
     if (tooEarly > 0) {
         const bool goesOn = co_await clock_.DLY(tooEarly);
@@ -279,7 +285,7 @@ QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray argum
             }
             ++sent;
             if (sent == sequence.SentPieces() && ZeroesCounters(operation))
-                Q_EMIT CountersZeroed(CmdDevice());
+                Q_EMIT CountersZeroed(Target().link);
             lastSent_ = clock_.Monotonic();
             TellProgress(sequence, sent, PieceText(piece, bytes), clock_.Monotonic() - start, op);
         }
@@ -302,7 +308,7 @@ QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray argum
 QString MonitorCommands::LogBroken(const QString& what, const Sequence& sequence, int sent) {
     QString text = u"%1: %2 after %3 of %4 pieces. Read the settings to see what the monitor took."_s.arg(
         Text(sequence.name), what, QString::number(sent), QString::number(sequence.SentPieces()));
-    errorLog_.LogError(0, text, SlotName(TargetSlot()));
+    errorLog_.LogError(0, text, SlotName(Target().slot));
     return text;
 }
 
@@ -310,7 +316,7 @@ QString MonitorCommands::LogBroken(const QString& what, const Sequence& sequence
 QByteArray MonitorCommands::BytesOf(const Piece& piece, QByteArray& arguments) const {
     switch (piece.kind) {
         case Piece::Kind::CommandByte:
-            return {1, static_cast<char>(CommandByte(TargetSlot()))};
+            return {1, static_cast<char>(Target().commandByte)};
         case Piece::Kind::Word:
             return {piece.word.data(), static_cast<qsizetype>(piece.word.size())};
         case Piece::Kind::StartWord: {

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <optional>
+#include <utility>
 
 #include "base/outcome.h"
 #include "base/setting.h"
@@ -69,8 +71,18 @@ struct MonitorReply {
     qsizetype heard = 0;  ///< bytes that came while the command held the link, also before the answer
 };
 
-/// Sends to the command target: the device `kCommandIndex` on the link `kCommandLink`. One command runs at a
-/// time; while it does, nothing of its link is framed. Commands that fail say how far they came.
+/// Whom a command goes to.
+struct CommandTarget {
+    static constexpr int kNoLink = -1;
+
+    int slot = 1;        ///< 1..6
+    int link = kNoLink;  ///< 0..4, in the order of the framer's streams; any other number names none
+    int commandByte = 252;
+};
+
+/// Sends to the command target: the device `kCommandIndex` on the link `kCommandLink`, or the one that a
+/// `HeldTarget` holds. One command runs at a time; while it does, nothing of its link is framed. Commands
+/// that fail say how far they came.
 class MonitorCommands : public QObject {
     Q_OBJECT
 
@@ -114,16 +126,18 @@ public:
                                        std::function<bool(const QByteArray&)> isWhole, Operator& op);
 
     /// Makes the device at `position` (0 for Device A) the command target, or the last one that is in use
-    /// where that is beyond it. Returns the slot 1..6.
-    int BindTarget(int position);
+    /// where that is beyond it. Fails while an operation holds its target.
+    Outcome BindTarget(int position);
 
     /// Sets the command byte of slot 1..6 to that of the list, after asking once where it is not the first.
     QCoro::Task<Outcome> ChooseCommandByte(int slot, int position, Operator& op);
 
     [[nodiscard]] int CommandByte(int slot) const;
 
-    /// The slot 1..6 of the command target, and the name of its link; empty where `kCommandLink` names none.
-    [[nodiscard]] int TargetSlot() const;
+    /// That of the operation that runs, else the one that is chosen.
+    [[nodiscard]] CommandTarget Target() const { return held_.has_value() ? *held_ : Chosen(); }
+
+    /// The name of its link; empty where it has none.
     [[nodiscard]] QString TargetLinkName() const;
     [[nodiscard]] QString TargetLinkText() const;  ///< the same, or "no link"
 
@@ -132,14 +146,15 @@ Q_SIGNALS:
     void CountersZeroed(int stream);
 
 private:
+    friend class HeldTarget;
     class Hold;
 
     /// A value that says which monitor is meant; nothing where it cannot be read, which is told. No command
     /// may go to another monitor, where it might erase what that one keeps.
     [[nodiscard]] std::optional<int> Certain(const Setting& setting, const SettingPlace& place = {}) const;
-    [[nodiscard]] MonitorLink* Target() const;
-    [[nodiscard]] int CmdDevice() const;
-    /// Fails where the monitor of the target was heard on another link than the target's.
+    [[nodiscard]] CommandTarget Chosen() const;
+    [[nodiscard]] MonitorLink* TargetLink() const;
+    /// Fails where the target has no link, or its monitor was heard on another one.
     [[nodiscard]] Outcome CheckLink() const;
     void Follow(int slot, int stream);
     QCoro::Task<Outcome> Walk(Operation operation, QByteArray arguments, Operator& op);
@@ -159,9 +174,25 @@ private:
     Clock& clock_;
     QByteArray reply_;
     qsizetype heardBytes_ = 0;
-    bool held_ = false;           ///< a command runs
-    std::int64_t lastSent_;       ///< monotonic ms of the last piece
-    bool serialNotOpen_ = false;  ///< said already
+    std::optional<CommandTarget> held_;  ///< of the operation that runs
+    std::int64_t lastSent_;              ///< monotonic ms of the last piece
+    bool serialNotOpen_ = false;         ///< said already
+};
+
+/// An operation, of one command or of many, takes the command target when it begins and has it to its end,
+/// whatever is heard meanwhile; none can be chosen. One within another has the target of the outer one.
+class HeldTarget {
+public:
+    explicit HeldTarget(MonitorCommands& commands) : HeldTarget(commands, commands.Target()) {}
+    HeldTarget(MonitorCommands& commands, const CommandTarget& target)
+        : commands_(commands), outer_(std::exchange(commands.held_, target)) {}
+    ~HeldTarget() { commands_.held_ = outer_; }
+    HeldTarget(const HeldTarget&) = delete;
+    HeldTarget& operator=(const HeldTarget&) = delete;
+
+private:
+    MonitorCommands& commands_;
+    std::optional<CommandTarget> outer_;
 };
 
 }  // namespace corvane

@@ -79,17 +79,18 @@ MonitorSettings::MonitorSettings(MonitorCommands& commands, const DeviceSlots& s
     : commands_(commands), slots_(slots), history_(history), errorLog_(errorLog), clock_(clock) {}
 
 std::optional<SettingsBlock> MonitorSettings::Last() const {
-    const bool ofTarget = lastSlot_ == commands_.TargetSlot() && lastLink_ == commands_.TargetLinkName();
+    const bool ofTarget = lastSlot_ == commands_.Target().slot && lastLink_ == commands_.TargetLinkName();
     return ofTarget ? last_ : std::nullopt;
 }
 
 QString MonitorSettings::TargetSerial() const {
     const auto last = Last();
     return last.has_value() ? QString::fromStdString(last->SerialText())
-                            : slots_.Bound(commands_.TargetSlot());
+                            : slots_.Bound(commands_.Target().slot);
 }
 
 QCoro::Task<Outcome> MonitorSettings::Read(Operator& op) {
+    const HeldTarget target(commands_);
     const std::function<bool(const QByteArray&)> isWhole = [](const QByteArray& reply) {
         return reply.size() >= static_cast<qsizetype>(kSettingsReply);
     };
@@ -104,7 +105,7 @@ QCoro::Task<Outcome> MonitorSettings::Read(Operator& op) {
     }
     if (!block.Plausible()) co_return Outcome::Failure(u"Data Read Error. Try again."_s);
     last_ = block;
-    lastSlot_ = commands_.TargetSlot();
+    lastSlot_ = commands_.Target().slot;
     lastLink_ = commands_.TargetLinkName();
     const Outcome kept = history_.Keep(block, clock_.Now());
     if (!kept) {
@@ -115,6 +116,7 @@ QCoro::Task<Outcome> MonitorSettings::Read(Operator& op) {
 }
 
 QCoro::Task<Outcome> MonitorSettings::ReadSettings(Operator& op) {
+    const HeldTarget target(commands_);
     const Outcome read = co_await Read(op);
     if (!read) co_return read;
     op.Show(LastLines().join(u'\n'));
@@ -152,6 +154,7 @@ QCoro::Task<> MonitorSettings::CheckSendFrequency(Operator& op) {
 }
 
 QCoro::Task<Outcome> MonitorSettings::Set(QString name, QStringList inputs, Operator& op) {
+    const HeldTarget target(commands_);
     const Setter* setter = FindSetter(name);
     if (setter == nullptr) {
         QStringList known;
@@ -205,6 +208,7 @@ QCoro::Task<Outcome> MonitorSettings::SetIdentity(const Setter& setter, QByteArr
 }
 
 QCoro::Task<Outcome> MonitorSettings::Restore(QString when, Operator& op) {
+    const HeldTarget target(commands_);
     const Outcome read = co_await Read(op);
     if (!read) co_return read;
     const auto kept = history_.Find(TargetSerial(), when);

@@ -8,20 +8,17 @@
 #include <optional>
 
 #include "base/outcome.h"
+#include "control/monitor_commands.h"
 #include "control/settings_block.h"
 
 namespace corvane {
 
-class Clock;
-class DeviceSlots;
-class ErrorLog;
 struct KeptSettings;
-class MonitorCommands;
 class MonitorHistory;
-class Operator;
 struct Setter;
 
-/// All of it goes to the command target. The operator must outlive each call.
+/// All of it goes to the command target, each call to the one it began with. The operator must outlive each
+/// call.
 class MonitorSettings {
 public:
     /// A link that brings more than this during a read-out has packets flowing on it.
@@ -49,6 +46,9 @@ public:
 
     /// The same in lines, below a line that names the device.
     [[nodiscard]] QStringList LastLines() const;
+
+    /// For an operation of several calls.
+    [[nodiscard]] HeldTarget HoldTarget() { return HeldTarget(commands_); }
 
     /// The serial text of the target's monitor: as last read, else as its slot is bound. May be empty.
     [[nodiscard]] QString TargetSerial() const;

@@ -18,19 +18,19 @@ using namespace Qt::StringLiterals;
 namespace {
 
 QString TargetText(const Program& program) {
-    const int slot = program.commands.TargetSlot();
+    const CommandTarget target = program.commands.Target();
     return u"%1 is the command target, on %2, command byte %3."_s.arg(
-        SlotName(slot), program.commands.TargetLinkText(),
-        QString::number(program.commands.CommandByte(slot)));
+        SlotName(target.slot), program.commands.TargetLinkText(), QString::number(target.commandByte));
 }
 
 QCoro::Task<Reply> Target(Program& program, QStringList arguments, Operator&) {
     if (arguments.isEmpty()) co_return Reply::Line(TargetText(program));
     const auto slot = SlotOfLetter(arguments.first());
     if (!slot.has_value()) co_return Reply::Failure(u"There are Device A to F."_s);
-    const int bound = program.commands.BindTarget(*slot - 1);
+    const Outcome bound = program.commands.BindTarget(*slot - 1);
+    if (!bound) co_return Reply::Failure(bound.Error());
     QString text = TargetText(program);
-    if (bound != *slot) {
+    if (program.commands.Target().slot != *slot) {
         text += u" It is the last of %1 in use; \"set DeviceQTY\" puts more in use."_s.arg(
             program.deviceSlots.InUse());
     }

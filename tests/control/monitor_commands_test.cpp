@@ -222,7 +222,7 @@ TEST_F(MonitorCommandsTest, ChoosesTheCommandByteAndAsksOnce) {
 
     for (const auto& [slot, byte] : {std::pair(1, 0), {2, 252}, {3, 254}, {4, 253}, {5, 252}, {6, 252}}) {
         Set("DeviceQTY", "6");
-        EXPECT_EQ(commands_.BindTarget(slot - 1), slot);
+        EXPECT_TRUE(commands_.BindTarget(slot - 1));
         EXPECT_EQ(Run(commands_.SendOnePacket(op_)), "");
         EXPECT_EQ(TakeSent(tcpA_), std::to_string(byte) + "(1600) SPK(0)");
     }
@@ -239,13 +239,14 @@ TEST_F(MonitorCommandsTest, BindsTheTargetToADeviceAndItsLink) {
         const char* link;
     } cases[] = {{0, 1, "0"}, {1, 2, "3"}, {3, 4, "2"}, {4, 4, "2"}, {5, 4, "2"}};
     for (const auto& c : cases) {
-        EXPECT_EQ(commands_.BindTarget(c.position), c.slot);
+        EXPECT_TRUE(commands_.BindTarget(c.position));
+        EXPECT_EQ(commands_.Target().slot, c.slot);
         EXPECT_EQ(KeptByKey(settings_, u"CmdIndex"_s), QString::number(c.slot - 1));
         EXPECT_EQ(KeptByKey(settings_, u"CmdDevice"_s), QLatin1StringView(c.link));
     }
     EXPECT_FALSE(serialB_.ReplyCapture());
     Set("BindDeviceA", "TCP");
-    EXPECT_EQ(commands_.BindTarget(0), 1);
+    EXPECT_TRUE(commands_.BindTarget(0));
     EXPECT_EQ(commands_.TargetLinkName(), QString());
 }
 
@@ -256,17 +257,19 @@ TEST_F(MonitorCommandsTest, ACommandGoesToTheMonitorThatIsHeardOrNowhere) {
     packet(kStreamSerialA);
     EXPECT_EQ(KeptByKey(settings_, u"CmdDevice"_s), u"1"_s) << "the target follows its monitor";
     Set("CmdDevice", "0");
+    Arrive(tcpA_, PacketBytes(7).first(30));
     EXPECT_EQ(
         Run(commands_.SendOnePacket(op_)),
         "Device A is heard over Serial Connection A, but the command target is TCP Server A: nothing was "
         "sent. Choose Device A as the target again.");
     EXPECT_TRUE(tcpA_.sent.empty());
-    commands_.BindTarget(0);
-    auto running = commands_.SendOnePacket(op_);
-    clock_.AdvanceSeconds(20);
+    Arrive(tcpA_, PacketBytes(7).sliced(30));
+    EXPECT_EQ(packets_.packets, (Packets{{kStreamTcpA, 7}})) << "a refused command holds nothing";
+    EXPECT_TRUE(commands_.BindTarget(0));
+    EXPECT_EQ(Run(commands_.SendOnePacket(op_)), "");
     EXPECT_EQ(serialA_.sent.size(), 2U);
     Set("BindDeviceA", "0");
-    commands_.BindTarget(0);
+    EXPECT_TRUE(commands_.BindTarget(0));
     EXPECT_EQ(Run(commands_.SendOnePacket(op_)), "") << "chosen by hand, and not heard since";
 }
 

@@ -213,6 +213,46 @@ TEST_F(MonitorSettingsTest, TheIdentityIsSetOnlyAfterTheInvertedQuestion) {
     EXPECT_EQ(monitor_.Serial().number, 300);
 }
 
+TEST_F(MonitorSettingsTest, AnOperationOfManyCommandsStaysWithItsMonitor) {
+    Set("DeviceQTY", "2");
+    Set("BindDeviceB", "2");
+    const CommandListener& monitor = Join(tcpA_);
+    ASSERT_EQ(Run(monitorSettings_.Read(op_)), "");
+    const QString first = history_.Of(u"301234"_s).front().when;
+    ASSERT_EQ(SetThere("pt", {u"9"_s, u"8"_s}), "");
+    ASSERT_EQ(SetThere("aux", {u"90"_s}), "");
+    const std::pair<const char*, std::function<QCoro::Task<Outcome>()>> operations[] = {
+        {"pt 184 3, aux 100", [&] { return monitorSettings_.Restore(first, op_); }},
+        {"no answer",
+         [&] {
+             return monitorSettings_.Set(u"ct1"_s, {u"17"_s, u"5"_s}, op_);
+         }},
+        {"Would you like to Save it?", [&] { return FindDevice(1, monitorSettings_, slots_, op_); }},
+        {"Do you want to continue?", [&] { return EraseDataLogger(commands_, op_); }},
+    };
+    for (const auto& [question, operation] : operations) {
+        if (question != std::string_view("no answer")) op_.WillAnswer(question, Answer::Yes);
+        EXPECT_TRUE(commands_.BindTarget(0));
+        clock_.AdvanceSeconds(1);
+        std::optional<std::string> error;
+        auto running =
+            operation().then([&](const Outcome& outcome) { error = outcome.Error().toStdString(); });
+        clock_.Advance(50);
+        EXPECT_EQ(commands_.BindTarget(1).Error(),
+                  u"A command to Device A is running, to its end; choose a target after that."_s);
+        Set("CmdIndex", "1");
+        Set("CmdDevice", "2");
+        Set("CmdB", "253");
+        for (int i = 0; i < 60'000 && !error.has_value(); ++i)
+            clock_.Advance(1);
+        EXPECT_EQ(error, "") << question;
+        EXPECT_TRUE(tcpB_.sent.empty()) << question;
+    }
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::Ct1Type), 17);
+    EXPECT_EQ(monitor.Settings().Raw(MonitorSetting::AuxConstant), 100);
+    EXPECT_EQ(commands_.Target().slot, 2) << "chosen for what comes next";
+}
+
 TEST_F(MonitorSettingsTest, KeepsWhatIsNewAndPutsItBack) {
     const CommandListener& monitor = Join(tcpA_);
     const SettingsBlock first = monitor.Settings();

@@ -51,6 +51,7 @@ TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
         Through(steps);
         auto* pressed = Find<QAbstractButton>(kPage, button);
         EXPECT_FALSE(pressed->isEnabled()) << "one thing at a time";
+        EXPECT_FALSE(Find<QComboBox>(kPage, u"Command target"_s)->isEnabled()) << "to one monitor";
         EXPECT_TRUE(SpinUntil([&] {
             clock.Advance(10);
             return listener.CarriedOut().size() > before && pressed->isEnabled();

@@ -304,7 +304,7 @@ private:
         {u"box"_s, [](auto&) { return Box() == nullptr ? QString() : Box()->text(); }},
         {u"pictures"_s, [this](auto&) { return PicturesShown(); }},
         {u"changed"_s, [this](auto&) { return FilesChanged(); }},
-        {u"target"_s, [this](auto&) { return QString::number(program_->commands.TargetSlot()); }},
+        {u"target"_s, [this](auto&) { return QString::number(program_->commands.Target().slot); }},
         {u"opened"_s, [this](auto&) { return browser_->opened; }},
     };
 

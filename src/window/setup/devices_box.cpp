@@ -123,12 +123,14 @@ QCoro::Task<Outcome> DevicesBox::BindHeard(std::optional<int> slot, QString seri
 }
 
 QCoro::Task<Outcome> DevicesBox::Bind(std::optional<int> slot, Operator& op) {
-    if (slot.has_value()) commands_.BindTarget(*slot - 1);
+    const Outcome bound = slot.has_value() ? commands_.BindTarget(*slot - 1) : Outcome::Success();
+    if (!bound) co_return bound;
     co_return co_await BindDevice(slot, monitor_, slots_, op);
 }
 
 QCoro::Task<Outcome> DevicesBox::Find(std::optional<int> slot, Operator& op) {
-    if (slot.has_value()) commands_.BindTarget(*slot - 1);
+    const Outcome bound = slot.has_value() ? commands_.BindTarget(*slot - 1) : Outcome::Success();
+    if (!bound) co_return bound;
     co_return co_await FindDevice(slot, monitor_, slots_, op);
 }
 

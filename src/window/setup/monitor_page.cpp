@@ -48,6 +48,8 @@ MonitorPage::MonitorPage(const TargetMonitor& monitor, const DeviceSlots& slots,
     page->addStretch();
     // What a command read or set is shown when it has ended.
     connect(&actions_, &Actions::BusyChanged, this, [this](bool busy) {
+        for (QComboBox* choice : choices_)
+            choice->setDisabled(busy);
         if (busy) return;
         ShowSettings();
         ShowHistory();
@@ -62,9 +64,10 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
     for (int slot = 1; slot <= kSlots; ++slot)
         target_->addItem(u"Bind to "_s + SlotName(slot));
     connect(target_, &QComboBox::activated, this, [this](int item) {
-        if (item > 0) monitor_.commands.BindTarget(item - 1);
+        if (item > 0) actions_.Done(monitor_.commands.BindTarget(item - 1));
         Refresh();
     });
+    choices_.push_back(target_);
     targetText_ = TextLabel();
     form->addRow(Row({target_, targetText_}));
     for (int slot = 1; slot <= kByteChoosers; ++slot) {
@@ -87,6 +90,7 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
                 },
                 Qt::SingleShotConnection);
         });
+        choices_.push_back(byte);
         form->addRow(label, Row({byte}));
     }
 }
@@ -206,11 +210,10 @@ void MonitorPage::ShowDifference() {
 }
 
 void MonitorPage::Refresh() {
-    const int slot = monitor_.commands.TargetSlot();
-    target_->setCurrentIndex(slot);
-    targetText_->setText(
-        u"%1 on %2, command byte %3"_s.arg(SlotName(slot), monitor_.commands.TargetLinkText(),
-                                           QString::number(monitor_.commands.CommandByte(slot))));
+    const CommandTarget target = monitor_.commands.Target();
+    target_->setCurrentIndex(target.slot);
+    targetText_->setText(u"%1 on %2, command byte %3"_s.arg(
+        SlotName(target.slot), monitor_.commands.TargetLinkText(), QString::number(target.commandByte)));
     if (settings_->toPlainText().isEmpty()) ShowSettings();
     if (from_->count() == 0) ShowHistory();
 }

@@ -1,6 +1,8 @@
 // The monitor that commands go to: its packets, its settings, and what they were.
 #pragma once
 
+#include <vector>
+
 #include "window/page.h"
 
 class QComboBox;
@@ -47,6 +49,7 @@ private:
     const DeviceSlots& slots_;
     Measurement& measurement_;
     Actions& actions_;
+    std::vector<QComboBox*> choices_;  ///< of whom commands go to; none is made while one runs
     QComboBox* target_;
     QLabel* targetText_;
     QPlainTextEdit* settings_;
