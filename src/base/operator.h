@@ -17,7 +17,7 @@ enum class Answer { Yes, No, Cancel };
 [[nodiscard]] QString AnswerText(Answer answer);
 
 /// A question with fixed answers. `safe` is the one that loses nothing; it is given where nobody can be
-/// asked.
+/// asked. What was asked for has failed then, unless the question is an offer.
 struct Question {
     QString text;
     Answer safe = Answer::No;
@@ -25,6 +25,7 @@ struct Question {
     bool cancellable = false;  ///< Yes/No/Cancel rather than Yes/No
     QString yes = {};          ///< what the answer Yes is called here, where it is not "Yes"
     QString no = {};           ///< the same of No
+    bool offer = false;        ///< with the safe answer, too, what was asked for is done
 };
 
 /// A request for a file of this machine.
@@ -66,6 +67,12 @@ public:
 
     /// Whether this user wants the operation that runs to be given up. Asked while it runs.
     [[nodiscard]] virtual bool WantsCancel() const { return false; }
+
+    /// An offer, which may be left unanswered.
+    QCoro::Task<bool> Offer(QString text, Answer safe = Answer::No) {
+        Question question{.text = std::move(text), .safe = safe, .offer = true};
+        co_return co_await Ask(std::move(question)) == Answer::Yes;
+    }
 
     QCoro::Task<bool> AskYesNo(QString text, Answer safe = Answer::No) {
         Question question{.text = std::move(text), .safe = safe};

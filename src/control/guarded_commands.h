@@ -12,17 +12,29 @@ class Measurement;
 class MonitorCommands;
 class Operator;
 
-// All arguments must outlive the command. "No" to its question is a failure that says so.
+// All arguments must outlive the command. Its question begins with the device, its serial text and its link.
+// "No" to it is a failure that says so.
 
 /// Has the target's monitor set its energy counters to 0, and sets the carries of all devices in use to 0.
 QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const DeviceSlots& slots,
                                             Measurement& measurement, Operator& op);
+
+/// The same of each device in use, one after the other: its monitor's counters, then its carries. Stops at
+/// the first whose monitor cannot be told.
+QCoro::Task<Outcome> ResetEachMonitor(MonitorCommands& commands, const DeviceSlots& slots,
+                                      Measurement& measurement, Operator& op);
 
 /// Sets the carries of all devices in use to 0. No monitor is told.
 QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& measurement, Operator& op);
 
 /// Lets the target's monitor pass bytes through until its power is cycled.
 QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& op);
+
+/// The same with the short pause of `MonitorCommands::ThruMode` behind the command byte.
+QCoro::Task<Outcome> EnterPassThroughQuickly(MonitorCommands& commands, Operator& op);
+
+/// Restarts the target's monitor, which zeroes its counters.
+QCoro::Task<Outcome> RestartMonitor(MonitorCommands& commands, Operator& op);
 
 /// Erases what the data logger of the target's monitor holds.
 QCoro::Task<Outcome> EraseDataLogger(MonitorCommands& commands, Operator& op);

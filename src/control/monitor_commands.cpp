@@ -121,6 +121,10 @@ CommandTarget MonitorCommands::Chosen() const {
     return target;
 }
 
+CommandTarget MonitorCommands::TargetOf(int slot) const {
+    return {.slot = slot, .link = slots_.LinkIndex(slot), .commandByte = CommandByte(slot)};
+}
+
 MonitorLink* MonitorCommands::TargetLink() const {
     const int link = Target().link;
     return link >= 0 && link < kStreams ? links_[static_cast<std::size_t>(link)] : nullptr;
@@ -140,6 +144,20 @@ int MonitorCommands::CommandByte(int slot) const {
     return Certain(kDeviceCommandByte, {.member = SlotLetter(slot)}).value_or(kCommandBytes.front());
 }
 
+QString MonitorCommands::TargetText() const {
+    const CommandTarget target = Target();
+    return u"%1 (%2) on %3, command byte %4"_s.arg(SlotName(target.slot), BoundText(slots_, target.slot),
+                                                   TargetLinkText(), QString::number(target.commandByte));
+}
+
+QString MonitorCommands::Unanswered(const QString& error, const QString& sent) const {
+    return u"%1\n%2 was sent to %3, and not answered in full within %4 seconds (bytes that came: %5). Look "
+           u"at "
+           u"the cable or the gateway, at the command byte that the monitor listens to, and whether another "
+           u"monitor is on that line."_s.arg(error, sent, TargetText(), QString::number(kAnswerSeconds),
+                                             QString::number(reply_.size()));
+}
+
 Outcome MonitorCommands::BindTarget(int position) {
     if (held_.has_value()) {
         return Outcome::Failure(u"A command to %1 is running, to its end; choose a target after that."_s.arg(
@@ -157,12 +175,17 @@ QCoro::Task<Outcome> MonitorCommands::ChooseCommandByte(int slot, int position, 
         co_return Outcome::Failure(u"The list has the positions 0 to 3, for the bytes 252 to 255."_s);
     }
     if (position != 0 && settings_.IsOn(kAskAboutCommandByte)) {
-        const bool sure = co_await op.AskYesNo(
+        // With neither Yes nor No, all stays as it is.
+        Question question;
+        question.text =
             u"This option is only available with VRQ-5810 energy monitors having firmware ver 1.020 or "
             u"higher.\r\n"
             "Also make sure that the device has already been set to work with the selected command byte. \r\n"
-            "Do you want to continue?"_s);
-        if (!sure) {
+            "Do you want to continue?"_s;
+        question.safe = Answer::Cancel;
+        const Answer answer = co_await op.Ask(std::move(question));
+        if (answer == Answer::Cancel) co_return Outcome::Failure(u"No command byte was chosen."_s);
+        if (answer == Answer::No) {
             // 0, and Device A whichever device it was about: both on purpose.
             settings_.Save(kDeviceCommandByte, 0, {.member = SlotLetter(1)});
             co_return Outcome::Failure(u"No command byte was chosen; that of Device A is 0 now."_s);
@@ -208,6 +231,7 @@ QCoro::Task<Outcome> MonitorCommands::StartRealtime(Operator& op) {
     }
     if (!co_await clock_.DLY(kBeforeRealtime)) co_return Outcome::Failure(kClosing);
     const QByteArray word = co_await StartWord(op);
+    if (word.isEmpty()) co_return Outcome::Failure(u"The monitor was told nothing."_s);
     co_return co_await Send(Operation::StartRealtime, word, op);
 }
 
@@ -216,8 +240,10 @@ QCoro::Task<QByteArray> MonitorCommands::StartWord(Operator& op) {
     if (model == nullptr) {
         model = settings_.IsOn(kSingleTwoChannel) ? &kTwoChannel : &kFiveChannel;
     } else if (!model->startQuestion.empty()) {
-        const bool sure = co_await op.AskYesNo(Text(model->startQuestion));
-        if (!sure) model = &kFiveChannel;
+        Question question{.text = Text(model->startQuestion), .safe = Answer::Cancel};
+        const Answer answer = co_await op.Ask(std::move(question));
+        if (answer == Answer::Cancel) co_return QByteArray();
+        if (answer == Answer::No) model = &kFiveChannel;
     }
     co_return Text(model->startWord).toLatin1();
 }
@@ -229,6 +255,10 @@ QCoro::Task<Outcome> MonitorCommands::StopRealtime(Operator& op) {
 
 QCoro::Task<Outcome> MonitorCommands::SendOnePacket(Operator& op) {
     co_return co_await Send(Operation::OnePacket, {}, op);
+}
+
+QCoro::Task<Outcome> MonitorCommands::ThruMode(Operator& op) {
+    co_return co_await Send(Operation::PassThrough, {}, op);
 }
 
 QCoro::Task<Outcome> MonitorCommands::ReBoot5810(Operator& op) {
@@ -256,7 +286,9 @@ QCoro::Task<MonitorReply> MonitorCommands::Exchange(Operation operation, QByteAr
     const int deadline = SecondFromNow(clock_, kAnswerSeconds);
     const std::function<bool()> answered = [&] { return isWhole(reply_); };
     const WaitEnd end = co_await WaitUntilSecond(clock_, deadline, answered);
-    if (end == WaitEnd::Deadline) reply.outcome = Outcome::Failure(u"timeout error"_s);
+    if (end == WaitEnd::Deadline)
+        reply.outcome = Outcome::Failure(
+            Unanswered(u"timeout error"_s, u"\"%1\""_s.arg(Text(SequenceOf(operation).name))));
     if (end == WaitEnd::Closing) reply.outcome = Outcome::Failure(kClosing);
     reply.bytes = reply_;
     reply.heard = heardBytes_;
@@ -294,7 +326,8 @@ QCoro::Task<Outcome> MonitorCommands::Walk(Operation operation, QByteArray argum
             if (!acknowledged) {
                 const QString text = u"No response %1"_s.arg(sent);
                 if (sent > 1) LogBroken(text, sequence, sent - 1);
-                co_return Outcome::Failure(text);
+                const QString said = u"Piece %1 of \"%2\""_s.arg(QString::number(sent), Text(sequence.name));
+                co_return Outcome::Failure(Unanswered(text, said));
             }
         } else if (piece.pause > 0) {
             const bool goesOn = co_await clock_.DLY(piece.pause);

@@ -64,7 +64,7 @@ inline constexpr std::array kMonitorCommandsSettings = {kCommandIndex, kCommandL
                                                         kAskAboutCommandByte};
 
 /// What a monitor answered to a command; the outcome fails where the command could not be sent, or where no
-/// whole answer came in time ("timeout error").
+/// whole answer came in time: "timeout error", and in a second line what was sent to whom.
 struct MonitorReply {
     Outcome outcome = Outcome::Success();
     QByteArray bytes = {};
@@ -113,8 +113,9 @@ public:
     QCoro::Task<Outcome> SendOnePacket(Operator& op);
     QCoro::Task<Outcome> ReBoot5810(Operator& op);
 
+    QCoro::Task<Outcome> ThruMode(Operator& op);
+
     // Kept for callers of old; nothing here calls them.
-    QCoro::Task<Outcome> ThruMode(Operator& op) { return Send(Operation::PassThrough, {}, op); }
     void XmitMessage(QByteArrayView text);  ///< on the link that connects out, if one does and is connected
     void BootLoadCmd() {}                   ///< sends nothing, on purpose
 
@@ -137,9 +138,15 @@ public:
     /// That of the operation that runs, else the one that is chosen.
     [[nodiscard]] CommandTarget Target() const { return held_.has_value() ? *held_ : Chosen(); }
 
+    /// That of slot 1..6 on the link that the slot is attached to.
+    [[nodiscard]] CommandTarget TargetOf(int slot) const;
+
     /// The name of its link; empty where it has none.
     [[nodiscard]] QString TargetLinkName() const;
     [[nodiscard]] QString TargetLinkText() const;  ///< the same, or "no link"
+
+    /// "Device A (301234) on TCP Server A, command byte 252"
+    [[nodiscard]] QString TargetText() const;
 
 Q_SIGNALS:
     /// A monitor on the link of receive stream 0..4 was told to begin its counters at 0, or may have been.
@@ -160,7 +167,9 @@ private:
     QCoro::Task<Outcome> Walk(Operation operation, QByteArray arguments, Operator& op);
 
     /// Of the model whose packets come on the target's link, else of the one that the settings tell of.
+    /// Empty where nobody says which.
     QCoro::Task<QByteArray> StartWord(Operator& op);
+    [[nodiscard]] QString Unanswered(const QString& error, const QString& sent) const;
     QByteArray BytesOf(const Piece& piece, QByteArray& arguments) const;
     QString LogBroken(const QString& what, const Sequence& sequence, int sent);
 

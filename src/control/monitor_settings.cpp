@@ -119,7 +119,6 @@ QCoro::Task<Outcome> MonitorSettings::ReadSettings(Operator& op) {
     const HeldTarget target(commands_);
     const Outcome read = co_await Read(op);
     if (!read) co_return read;
-    op.Show(LastLines().join(u'\n'));
     co_await CheckSendFrequency(op);
     co_return Outcome::Success();
 }
@@ -135,7 +134,7 @@ QStringList MonitorSettings::LastLines() const {
 
 QCoro::Task<> MonitorSettings::CheckSendFrequency(Operator& op) {
     if (slots_.InUse() < 2 || last_->Raw(MonitorSetting::SendFrequency) >= kLeastSendFrequency) co_return;
-    const bool set = co_await op.AskYesNo(
+    const bool set = co_await op.Offer(
         u"Warning!\r\n"
         "The packet send frequency value for this VRQ monitor is too low for multi-device operation.\r\n"
         "A send frequency of 15 seconds is suggested along with a trigger power value of approximately "

@@ -30,8 +30,8 @@ public:
     /// Reads the settings block and keeps it: as `Last`, and in the history where it brought something new.
     QCoro::Task<Outcome> Read(Operator& op);
 
-    /// Reads, shows the values with their labels, and offers to set a send frequency that is too low where
-    /// several devices are in use.
+    /// What a person asks for: reads, and offers to set a send frequency that is too low where several
+    /// devices are in use.
     QCoro::Task<Outcome> ReadSettings(Operator& op);
 
     /// Checks the inputs of the setter of that name and sends them. CT type and range are read back.

@@ -22,7 +22,8 @@ QJsonObject SettingsObject(const SettingsBlock& block) {
 QCoro::Task<Reply> Read(Program& program, QStringList, Operator& op) {
     const Outcome read = co_await program.monitorSettings.ReadSettings(op);
     if (!read) co_return Reply::Failure(read.Error());
-    co_return Reply{.data = SettingsObject(*program.monitorSettings.Last())};
+    co_return Reply{.lines = program.monitorSettings.LastLines(),
+                    .data = SettingsObject(*program.monitorSettings.Last())};
 }
 
 QCoro::Task<Reply> SetMonitor(Program& program, QStringList arguments, Operator& op) {

@@ -103,7 +103,13 @@ QCoro::Task<Reply> Find(Program& program, QStringList arguments, Operator& op) {
     co_return Answers(program, found, slot);
 }
 
-QCoro::Task<Reply> ResetAccumulated(Program& program, QStringList, Operator& op) {
+QCoro::Task<Reply> ResetAccumulated(Program& program, QStringList arguments, Operator& op) {
+    if (!arguments.isEmpty()) {
+        if (arguments.first() != "each"_L1) co_return Reply::Failure(u"Usage: reset-accumulated [each]"_s);
+        const Outcome reset =
+            co_await ResetEachMonitor(program.commands, program.deviceSlots, program.measurement, op);
+        co_return Reply::Of(reset, u"Each monitor was told to reset its counters."_s);
+    }
     const Outcome reset =
         co_await ResetAccumulatedValues(program.commands, program.deviceSlots, program.measurement, op);
     co_return Reply::Of(reset, u"The monitor was told to reset its counters; all carries are 0."_s);
@@ -115,12 +121,16 @@ QCoro::Task<Reply> ZeroCarries(Program& program, QStringList, Operator& op) {
 }
 
 QCoro::Task<Reply> Reboot(Program& program, QStringList, Operator& op) {
-    const Outcome sent = co_await program.commands.ReBoot5810(op);
+    const Outcome sent = co_await RestartMonitor(program.commands, op);
     co_return Reply::Of(sent, u"The monitor was told to restart."_s);
 }
 
-QCoro::Task<Reply> Thru(Program& program, QStringList, Operator& op) {
-    const Outcome sent = co_await EnterPassThroughMode(program.commands, op);
+QCoro::Task<Reply> Thru(Program& program, QStringList arguments, Operator& op) {
+    const bool quick = !arguments.isEmpty();
+    if (quick && arguments.first() != "quick"_L1) co_return Reply::Failure(u"Usage: thru [quick]"_s);
+    Outcome sent;
+    if (quick) sent = co_await EnterPassThroughQuickly(program.commands, op);
+    if (!quick) sent = co_await EnterPassThroughMode(program.commands, op);
     co_return Reply::Of(sent, u"The monitor was told to pass bytes through."_s);
 }
 
@@ -165,11 +175,14 @@ std::span<const Command> TargetCommands() {
          2, false, Bind},
         {"find-device", "A|B|C|D|E|F", "Tells which monitor answers, and offers to bind it.", 0, 1, false,
          Find},
-        {"reset-accumulated", "", "Sets the monitor's energy counters and all carries to 0.", 0, 0, false,
+        {"reset-accumulated", "[each]",
+         "Sets the energy counters of the monitor, or of each one in use, and all carries to 0.", 0, 1, false,
          ResetAccumulated},
         {"zero-carries", "", "Sets all carries to 0, and tells no monitor.", 0, 0, false, ZeroCarries},
         {"reboot", "", "Restarts the monitor.", 0, 0, false, Reboot},
-        {"thru", "", "Has the monitor pass bytes through, until its power is cycled.", 0, 0, false, Thru},
+        {"thru", "[quick]",
+         "Has the monitor pass bytes through, until its power is cycled; quick: without the long pause.", 0,
+         1, false, Thru},
         {"erase-logger", "", "Erases the monitor's data logger.", 0, 0, false, EraseLogger},
         {"memory", "ADDRESS [VALUE]", "A byte of the monitor's memory; with a value, writes it.", 1, 2, false,
          Memory},

@@ -10,8 +10,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::uint8_t kCommandByte = 0xFC;
-
 /// A monitor as it comes out of its box, but for who it is.
 constexpr struct {
     MonitorSetting setting;
@@ -55,11 +53,11 @@ std::size_t Length(const Piece& piece) {
     return piece.kind == Piece::Kind::Word || piece.kind == Piece::Kind::StartWord ? kWordLength : 1;
 }
 
-bool Matches(const Piece& piece, const std::string& bytes) {
+bool Matches(const Piece& piece, const std::string& bytes, std::uint8_t commandByte) {
     const auto first = static_cast<std::uint8_t>(bytes.front());
     switch (piece.kind) {
         case Piece::Kind::CommandByte:
-            return first == kCommandByte;
+            return first == commandByte;
         case Piece::Kind::Word:
             return bytes == piece.word;
         case Piece::Kind::StartWord:
@@ -117,7 +115,7 @@ void CommandListener::TakeByte(std::uint8_t byte) {
     if (piece_.size() < Length(*next)) return;
     std::erase_if(candidates_, [this](Operation candidate) {
         const Piece* piece = SentPiece(SequenceOf(candidate), pieces_);
-        return piece == nullptr || !Matches(*piece, piece_);
+        return piece == nullptr || !Matches(*piece, piece_, monitor_.CommandByte());
     });
     if (candidates_.empty()) {
         Forget();
@@ -171,7 +169,7 @@ void CommandListener::CarryOut(Operation operation) {
             memory_[arguments_[0]] = arguments_[1];
             break;
         case Operation::MemoryRead:
-            Answer(std::array<std::uint8_t, 4>{'D', 'A', 'T', memory_[arguments_[0]]});
+            Give({'D', 'A', 'T', memory_[arguments_[0]]});
             break;
         default:
             Apply(SequenceOf(operation));
@@ -195,18 +193,28 @@ void CommandListener::Apply(const Sequence& sequence) {
                         static_cast<std::uint16_t>(settings_.Raw(MonitorSetting::SerialNumber))});
 }
 
-QCoro::Task<> CommandListener::SendBlock() {
-    if (faults_.late) {
-        if (!co_await clock_.DLY(kLate)) co_return;
-    }
+void CommandListener::SendBlock() {
     if (faults_.busy) Answer(monitor_.LastPacket());
     std::vector<std::uint8_t> reply(settings_.bytes.begin(), settings_.bytes.end());
     if (!faults_.shortBlock) reply.push_back(0);
-    Answer(reply);
+    Give(std::move(reply));
+}
+
+QCoro::Task<> CommandListener::Give(std::vector<std::uint8_t> bytes) {
+    const std::int64_t before = faults_.late ? kLate : 0;
+    if (before > 0 && !co_await clock_.DLY(before)) co_return;
+    if (faults_.garbled)
+        std::ranges::transform(bytes, bytes.begin(), [](std::uint8_t byte) { return ~byte; });
+    const std::size_t half = faults_.halves ? bytes.size() / 2 : 0;
+    if (half > 0) {
+        Answer(std::span(bytes).first(half));
+        if (!co_await clock_.DLY(kBetweenHalves)) co_return;
+    }
+    Answer(std::span(bytes).subspan(half));
 }
 
 void CommandListener::Answer(std::span<const std::uint8_t> bytes) {
-    if (line_.State() == LineState::Ready) line_.Send(bytes);
+    if (line_.State() == LineState::Ready && !faults_.mute) line_.Send(bytes);
 }
 
 }  // namespace corvane

@@ -21,7 +21,10 @@ class SimulatedMonitor;
 struct MonitorFaults {
     int loseAcknowledgement = 0;  ///< which one of each command, from 1; 0: none
     bool shortBlock = false;      ///< answers 33 bytes for the settings block
-    bool late = false;            ///< answers the settings block after four seconds
+    bool late = false;            ///< gives the settings or a byte of its memory after four seconds
+    bool garbled = false;         ///< gives them with every bit of them inverted
+    bool halves = false;          ///< gives them in two halves, a second apart
+    bool mute = false;            ///< does what it is told, and answers nothing
     bool busy = false;            ///< goes on sending packets when told to stop, and before the block
 };
 
@@ -33,6 +36,7 @@ public:
     static constexpr std::int64_t kReadyAfterCommandByte = 100;  ///< ms
     static constexpr std::int64_t kReadyAfterPiece = 10;
     static constexpr std::int64_t kLate = 4000;
+    static constexpr std::int64_t kBetweenHalves = 1000;
     static constexpr std::int64_t kForgets = 5000;
 
     CommandListener(SimulatedMonitor& monitor, Line& line, Clock& clock, MonitorFaults faults = {});
@@ -51,7 +55,8 @@ private:
     void TakeByte(std::uint8_t byte);
     void Forget();
     QCoro::Task<> EndPiece(std::int64_t readyAfter);
-    QCoro::Task<> SendBlock();
+    void SendBlock();
+    QCoro::Task<> Give(std::vector<std::uint8_t> bytes);
     void CarryOut(Operation operation);
     void Apply(const Sequence& sequence);
     void Answer(std::span<const std::uint8_t> bytes);

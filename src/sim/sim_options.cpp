@@ -39,6 +39,20 @@ std::string ScenarioHelp() {
     return text + "\n";
 }
 
+struct Fault {
+    QLatin1StringView name;
+    bool MonitorFaults::*member;
+};
+
+constexpr Fault kFaults[] = {
+    {"short-block"_L1, &MonitorFaults::shortBlock},
+    {"late"_L1, &MonitorFaults::late},
+    {"garbled"_L1, &MonitorFaults::garbled},
+    {"halves"_L1, &MonitorFaults::halves},
+    {"mute"_L1, &MonitorFaults::mute},
+    {"busy"_L1, &MonitorFaults::busy},
+};
+
 /// Reads the options' values one after the other; of several faults the first is told.
 class OptionReader {
 public:
@@ -85,9 +99,14 @@ private:
                                              "Answer commands wrongly; may be given several times.\n"
                                              "lose-ack-N: no acknowledgement of the Nth piece, 1 to 9.\n"
                                              "short-block: 33 bytes for the settings.\n"
-                                             "late: the settings after four seconds.\n"
+                                             "late: the settings, and a byte of memory, after four seconds.\n"
+                                             "garbled: these with every bit inverted.\n"
+                                             "halves: these in two halves, a second apart.\n"
+                                             "mute: no answer at all.\n"
                                              "busy: packets go on, whatever is said.\n",
                                              "NAME");
+    const QCommandLineOption commandByte_ =
+        Option("command-byte", "The byte that it takes for the beginning of a command.", "N", "252");
     const QCommandLineOption count_ = Option("count", "End after N packets; 0: go on.", "N", "0");
     const QCommandLineOption help_{{u"h"_s, u"help"_s}, u"Print this help."_s};
     const QCommandLineOption version_{u"version"_s, u"Print the version."_s};
@@ -98,7 +117,7 @@ private:
 OptionReader::OptionReader() {
     parser_.setApplicationDescription(u"Plays a home electricity monitor."_s);
     parser_.addOptions({model_, serial_, connect_, listen_, pty_, port_, baud_, interval_, speed_, scenario_,
-                        start_, seed_, fault_, count_, help_, version_});
+                        start_, seed_, commandByte_, fault_, count_, help_, version_});
 }
 
 std::variant<SimOptions, SimOptionsExit> OptionReader::Read(const QStringList& arguments) {
@@ -146,6 +165,7 @@ MonitorConfig OptionReader::ReadMonitor() {
     config.startSecondOfDay = start.isValid() ? start.msecsSinceStartOfDay() / 1000 : 0;
 
     config.interval = static_cast<std::int32_t>(WholeNumber(interval_, 1, 255));
+    config.commandByte = static_cast<std::uint8_t>(WholeNumber(commandByte_, 0, 255));
     config.seed =
         static_cast<std::uint32_t>(WholeNumber(seed_, 0, std::numeric_limits<std::uint32_t>::max()));
     return config;
@@ -154,12 +174,9 @@ MonitorConfig OptionReader::ReadMonitor() {
 MonitorFaults OptionReader::ReadFaults() {
     MonitorFaults faults;
     for (const QString& name : parser_.values(fault_)) {
-        if (name == "short-block"_L1) {
-            faults.shortBlock = true;
-        } else if (name == "late"_L1) {
-            faults.late = true;
-        } else if (name == "busy"_L1) {
-            faults.busy = true;
+        const auto* known = std::ranges::find(kFaults, name, &Fault::name);
+        if (known != std::end(kFaults)) {
+            faults.*known->member = true;
         } else if (name.size() == 10 && name.startsWith("lose-ack-"_L1) && name.back() >= u'1' &&
                    name.back() <= u'9') {
             faults.loseAcknowledgement = name.back().digitValue();

@@ -32,6 +32,7 @@ struct MonitorConfig {
     std::uint32_t seed = 1;
     std::int32_t interval = 8;                 ///< seconds from packet to packet, 1..255
     std::int32_t startSecondOfDay = 6 * 3600;  ///< 0..86399; matters to scenarios with a day
+    std::uint8_t commandByte = 252;            ///< what it takes for the beginning of a command
 };
 
 /// Two monitors with the same configuration send the same bytes, on every machine.
@@ -54,6 +55,7 @@ public:
 
     /// Seconds from packet to packet.
     [[nodiscard]] std::int32_t Interval() const { return config_.interval; }
+    [[nodiscard]] std::uint8_t CommandByte() const { return config_.commandByte; }
     void SetInterval(std::int32_t seconds) { config_.interval = std::max(seconds, std::int32_t{1}); }
 
     [[nodiscard]] MonitorSerial Serial() const { return config_.serial; }

@@ -43,8 +43,13 @@ QString TextOf(const std::variant<SimOptions, SimOptionsExit>& parsed) {
     }
     const auto& [monitor, faults, line, pace] = std::get<SimOptions>(parsed);
     QString faultText = u"lose %1"_s.arg(faults.loseAcknowledgement);
-    for (const auto& [on, name] :
-         {std::pair(faults.shortBlock, " short"), {faults.late, " late"}, {faults.busy, " busy"}})
+    for (const auto& [on, name] : {std::pair(faults.shortBlock, " short"),
+                                   {faults.late, " late"},
+                                   {faults.garbled, " garbled"},
+                                   {faults.halves, " halves"},
+                                   {faults.mute, " mute"},
+                                   {faults.busy, " busy"},
+                                   {monitor.commandByte == 255, " at 255"}})
         faultText += QLatin1StringView(on ? name : "");
     return u"%1 %2/%3 %4 s %5@%6 seed %7 %8 ms x %9 "_s.arg(QString::fromUtf8(monitor.model->name))
                .arg(monitor.serial.unitId)

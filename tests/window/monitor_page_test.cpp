@@ -21,8 +21,9 @@ const QString kPage = u"monitor"_s;
 
 TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
     Preset(u"DevSerial"_s, u"300007"_s, u"0"_s);
+    Preset(u"DeviceQTY"_s, u"2"_s);
     Open(kPage);
-    SimulatedMonitor monitor({.serial = {.unitId = 3, .number = 7}});
+    SimulatedMonitor monitor({.serial = {.unitId = 3, .number = 7}, .interval = 3});
     TcpLine line(clock);
     const CommandListener listener(monitor, line, clock);
     line.KeepConnected(u"127.0.0.1"_s, program_->tcpA.LocalPort());
@@ -34,24 +35,28 @@ TEST_F(WindowTest, AMonitorIsStoppedReadAndSet) {
     Find<QLineEdit>(kPage, u"Current transformer of CH1, range"_s)->setText(u"4"_s);
     const std::tuple<QString, std::vector<Step>, Operation> commands[] = {
         {u"Stop"_s, {}, Operation::StopRealtime},
-        {u"Read Settings"_s, {}, Operation::ReadSettings},
+        {u"Read Settings"_s, {{"too low for multi-device operation", No}}, Operation::ReadSettings},
         {u"Set Packet send frequency"_s, {}, Operation::SendFrequency},
         {u"Set Current transformer of CH1"_s, {}, Operation::Ct1},
         {u"One packet"_s, {}, Operation::OnePacket},
         {u"Start"_s, {}, Operation::StartRealtime},
         {u"Reset accumulated values..."_s, {{"reset all accumulated", Yes}}, Operation::ResetKwh},
         {u"Erase data logger..."_s, {{"erases all records", Yes}}, Operation::EraseLogger},
-        {u"Restart"_s, {}, Operation::Restart},
+        {u"Restart..."_s, {{"restarts the monitor", Yes}}, Operation::Restart},
         {u"Pass-through..."_s, {{"manualy cycled", Yes}}, Operation::PassThrough},
     };
     for (const auto& [button, steps, operation] : commands) {
         SCOPED_TRACE(button.toStdString());
         const std::size_t before = listener.CarriedOut().size();
         Click(kPage, button);
-        Through(steps);
         auto* pressed = Find<QAbstractButton>(kPage, button);
         EXPECT_FALSE(pressed->isEnabled()) << "one thing at a time";
         EXPECT_FALSE(Find<QComboBox>(kPage, u"Command target"_s)->isEnabled()) << "to one monitor";
+        EXPECT_TRUE(steps.empty() || SpinUntil([this] {
+                        clock.Advance(10);
+                        return Box() != nullptr;
+                    }));
+        Through(steps);
         EXPECT_TRUE(SpinUntil([&] {
             clock.Advance(10);
             return listener.CarriedOut().size() > before && pressed->isEnabled();

@@ -111,20 +111,25 @@ void MonitorPage::AddCommands(QVBoxLayout* page) {
                              [this](Operator& op) {
                                  return ResetAccumulatedValues(monitor_.commands, slots_, measurement_, op);
                              }),
+                      button(u"Reset each monitor..."_s,
+                             [this](Operator& op) {
+                                 return ResetEachMonitor(monitor_.commands, slots_, measurement_, op);
+                             }),
                       button(u"Zero carry counters..."_s,
                              [this](Operator& op) { return ZeroCarryCounters(slots_, measurement_, op); })}));
-    form->addRow(u"Monitor"_s,
-                 Row({button(u"Restart"_s, [&commands](Operator& op) { return commands.ReBoot5810(op); }),
-                      button(u"Pass-through..."_s,
-                             [&commands](Operator& op) { return EnterPassThroughMode(commands, op); }),
-                      button(u"Erase data logger..."_s,
-                             [&commands](Operator& op) { return EraseDataLogger(commands, op); })}));
+    form->addRow(
+        u"Monitor"_s,
+        Row({button(u"Restart..."_s, [&commands](Operator& op) { return RestartMonitor(commands, op); }),
+             button(u"Pass-through..."_s,
+                    [&commands](Operator& op) { return EnterPassThroughMode(commands, op); }),
+             button(u"Erase data logger..."_s,
+                    [&commands](Operator& op) { return EraseDataLogger(commands, op); })}));
 }
 
 void MonitorPage::AddSettings(QVBoxLayout* page) {
     QFormLayout* form = AddSection(page, u"Settings"_s);
     form->addRow(Row({ActionButton(u"Read Settings"_s, actions_,
-                                   [this](Operator& op) { return monitor_.settings.Read(op); })}));
+                                   [this](Operator& op) { return monitor_.settings.ReadSettings(op); })}));
     settings_ = TextBox(u"Settings of the monitor"_s);
     settings_->setPlaceholderText(u"Not read yet. Realtime packets must be stopped first."_s);
     form->addRow(settings_);
