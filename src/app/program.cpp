@@ -35,7 +35,7 @@ Program::Program(const Options& options, Clock& theClock)
       dbWriter(database, settings, errorLog, clock),
       unwritten(options.dataFolder, errorLog, clock),
       databaseWork(dbWriter, clock),
-      backups(database, dbWriter, databaseWork, Ledger::PathIn(options.dataFolder)),
+      backups(database, settings, dbWriter, databaseWork, Ledger::PathIn(options.dataFolder)),
       databaseFiles(database, settings, dbWriter, backups, clock, options.dataFolder),
       maintenance(database, settings, databaseWork, backups, clock),
       nightlyRuns(maintenance, database, databaseWork, clockChanges, settings, statusBoard, errorLog, clock),

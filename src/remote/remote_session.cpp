@@ -60,12 +60,14 @@ void RemoteSession::TakeLine(const QByteArray& line) {
 QCoro::Task<> RemoteSession::Run(RemoteRequest request) {
     busy_ = true;
     givenAnswer_ = request.answer;
+    unanswered_.clear();
     Reply reply;
     try {
         reply = co_await Execute(request);
     } catch (const std::exception& error) {
         reply = Reply::Failure(FailureOf(request.command, error));
     }
+    if (!unanswered_.isEmpty()) reply = Reply::Failure(unanswered_);
     Send(ReplyObject(reply));
     busy_ = false;
     if (gone_) {
@@ -111,20 +113,35 @@ QCoro::Task<Answer> RemoteSession::Ask(Question question) {
         Show(u"%1 -> %2"_s.arg(question.text, AnswerText(*givenAnswer_)));
         co_return *givenAnswer_;
     }
+    if (!unanswered_.isEmpty()) co_return question.safe;
     Send({{u"ask"_s, question.text},
           {u"title"_s, question.title},
           {u"cancellable"_s, question.cancellable},
           {u"yes"_s, question.yes},
           {u"no"_s, question.no}});
     const QJsonObject answer = co_await ClientAnswer(*this);
-    co_return ParseAnswer(answer[u"answer"_s].toString()).value_or(question.safe);
+    const auto given = ParseAnswer(answer[u"answer"_s].toString());
+    if (given.has_value()) co_return *given;
+    if (question.offer) {
+        Show(u"%1 -> %2"_s.arg(question.text, AnswerText(question.safe)));
+    } else {
+        unanswered_ =
+            question.text +
+            u"\nNot answered, nothing changed. It is answered on a terminal, or by --yes or --no."_s;
+    }
+    co_return question.safe;
 }
 
 QCoro::Task<std::optional<QString>> RemoteSession::AskText(QString prompt) {
+    if (!unanswered_.isEmpty()) co_return std::nullopt;
     Send({{u"askText"_s, prompt}});
     const QJsonObject answer = co_await ClientAnswer(*this);
     const QJsonValue text = answer[u"text"_s];
-    co_return text.isString() ? std::optional(text.toString()) : std::nullopt;
+    if (text.isString()) co_return text.toString();
+    unanswered_ =
+        prompt +
+        u"\nNot answered, nothing changed. It is entered on a terminal, or given with the command."_s;
+    co_return std::nullopt;
 }
 
 void RemoteSession::ShowProgress(const Progress& progress) {

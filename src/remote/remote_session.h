@@ -28,8 +28,9 @@ public:
     QCoro::Task<std::optional<QString>> AskText(QString prompt) override;
     void ShowProgress(const Progress& progress) override;
 
-    /// A client that is gone does not wait any more; so Ctrl-C gives up what `corvanectl` waits for.
-    [[nodiscard]] bool WantsCancel() const override { return gone_; }
+    /// A client that is gone does not wait any more; so Ctrl-C gives up what `corvanectl` waits for. Nor is
+    /// anything gone on with that a question was not answered of.
+    [[nodiscard]] bool WantsCancel() const override { return gone_ || !unanswered_.isEmpty(); }
 
     /// Ends the connection; an open question gets the answer that loses nothing.
     void Abandon();
@@ -62,6 +63,7 @@ private:
     std::unique_ptr<QLocalSocket> socket_;
     Program& program_;
     std::optional<Answer> givenAnswer_;  ///< of the request that runs
+    QString unanswered_;                 ///< what it was asked and nobody answered
     std::coroutine_handle<> waiter_;     ///< a command that waits for an answer
     QJsonObject answer_;
     bool busy_ = false;

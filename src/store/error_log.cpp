@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTextStream>
 
 #include <algorithm>
@@ -81,9 +82,10 @@ QStringList ErrorLog::LastLines(qsizetype most) const {
 }
 
 QCoro::Task<Outcome> ErrorLog::Delete(Operator& op) {
-    const bool sure = co_await op.AskYesNo(
-        u"Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
     QFile file(Path());
+    const bool sure = co_await op.AskYesNo(
+        u"%1, %2 bytes\n\n"_s.arg(QFileInfo(file).fileName(), QString::number(file.size())) +
+        u"Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
     if (!sure || !file.exists() || file.remove()) co_return Outcome::Success();
     co_return Outcome::Failure(Path() + u": "_s + file.errorString());
 }

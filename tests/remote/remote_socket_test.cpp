@@ -64,15 +64,17 @@ TEST_F(RemoteSocket, AnswersLineByLine) {
         {R"({"text":"c0ffee"})",
          R"_({"data":{"text":"PachubeKey = (not shown)"},"lines":["PachubeKey = (not shown)"],"ok":true})_"},
         {R"({"command":"feed","arguments":["set","key"]})", R"({"askText":"key: "})"},
-        {R"({"text":null})", R"({"error":"Nothing was entered.","ok":false})"},
+        {R"({"text":null})",
+         R"({"error":"key: \nNot answered, nothing changed. It is entered on a terminal, or given with the command.","ok":false})"},
         {R"({"command":"feed","arguments":["set","key"]})", R"({"askText":"key: "})"},
-        {"{}", R"({"error":"Nothing was entered.","ok":false})"},
+        {"{}",
+         R"({"error":"key: \nNot answered, nothing changed. It is entered on a terminal, or given with the command.","ok":false})"},
         {R"({"command":"log","arguments":["delete"]})",
-         R"({"ask":"Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?","cancellable":false,"no":"","title":"","yes":""})"},
+         R"({"ask":"ErrorsCorvane.log, 35 bytes\n\nAre you sure you want to delete the \"Error Log Fille\" containing the current list of errors?","cancellable":false,"no":"","title":"","yes":""})"},
         {R"({"answer":null})",
-         R"({"data":{"text":"The error log was kept."},"lines":["The error log was kept."],"ok":true})"},
+         R"({"error":"ErrorsCorvane.log, 35 bytes\n\nAre you sure you want to delete the \"Error Log Fille\" containing the current list of errors?\nNot answered, nothing changed. It is answered on a terminal, or by --yes or --no.","ok":false})"},
         {R"({"command":"log","arguments":["delete"],"answer":"yes"})",
-         R"({"message":"Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors? -> yes"})"},
+         R"({"message":"ErrorsCorvane.log, 35 bytes\n\nAre you sure you want to delete the \"Error Log Fille\" containing the current list of errors? -> yes"})"},
         {"",
          R"({"data":{"text":"There is no error log now."},"lines":["There is no error log now."],"ok":true})"}};
     Client client(path_);
@@ -81,6 +83,41 @@ TEST_F(RemoteSocket, AnswersLineByLine) {
         EXPECT_EQ(QJsonDocument(client.Receive()).toJson(QJsonDocument::Compact).toStdString(), received);
     }
     EXPECT_EQ(program_.settings.Value(kFeedKey), u"c0ffee"_s) << "a text that was not given erases nothing";
+}
+
+TEST_F(RemoteSocket, AQuestionThatNobodyAnswersEndsTheCommandAndAnOfferDoesNot) {
+    folder.Write(u"vrq1_bak1.db3"_s, "older");
+    ASSERT_TRUE(program_.channelGroups.Choose(ChannelGroup::MainPanel, {u"A:CH1"_s}));
+    const struct {
+        const char* request;
+        int questions;  // that it puts
+        bool succeeds;
+    } cases[] = {
+        {R"("installation","arguments":["net"])", 1, false},
+        {R"("virtual","arguments":["create"])", 1, false},
+        {R"("zero-carries")", 1, false},
+        {R"("command-byte","arguments":["B","3"])", 1, false},
+        {R"("db","arguments":["empty"])", 1, false},
+        {R"("db","arguments":["repair","minute"])", 1, false},
+        {R"("db","arguments":["backup"])", 1, true},
+    };
+    const QString settings = QString::fromStdString(folder.Read(u"corvane.ini"_s));
+    Client client(path_);
+    for (const auto& c : cases) {
+        client.Send(QByteArray(R"({"command":)") + c.request + "}\n");
+        int asked = 0;
+        QJsonObject line = client.Receive();
+        for (; !line.isEmpty() && !line.contains(u"ok"_s); line = client.Receive()) {
+            if (!line.contains(u"ask"_s)) continue;
+            ++asked;
+            client.Send("{\"answer\":null}\n");
+        }
+        EXPECT_EQ(asked, c.questions) << c.request;
+        EXPECT_EQ(line[u"ok"_s].toBool(), c.succeeds) << c.request;
+        EXPECT_EQ(line[u"error"_s].toString().contains(u"Not answered, nothing changed."_s), !c.succeeds);
+        EXPECT_EQ(QFile::exists(folder.Path(u"vrq1_bak2.db3"_s)), c.succeeds) << c.request;
+    }
+    EXPECT_EQ(QString::fromStdString(folder.Read(u"corvane.ini"_s)), settings);
 }
 
 TEST_F(RemoteSocket, ALineMayComeInPieces) {
@@ -104,7 +141,7 @@ TEST_F(RemoteSocket, WhileACommandAsksOthersMayLookButNotChange) {
     EXPECT_EQ(program_.tcpA.State(), SocketState::Listening);
 
     asked.Send("{\"text\":null}\n");
-    EXPECT_TRUE(asked.Receive()[u"ok"_s].toBool());
+    EXPECT_FALSE(asked.Receive()[u"ok"_s].toBool());
     other.Send("{\"command\":\"disconnect\",\"arguments\":[\"A\"]}\n");
     EXPECT_TRUE(other.Receive()[u"ok"_s].toBool());
 }

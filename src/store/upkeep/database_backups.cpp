@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
 
 #include <algorithm>
 #include <utility>
@@ -12,12 +13,15 @@
 #include "store/db_writer.h"
 #include "store/upkeep/copy_job.h"
 #include "store/upkeep/database_work.h"
+#include "store/upkeep/rows_at_stake.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+constexpr qint64 kMegabyte = 1'000'000;
 
 /// Full path without ".db3", and backup names made from it.
 struct BackupNames {
@@ -28,6 +32,7 @@ struct BackupNames {
         base = file.absoluteDir().filePath(file.completeBaseName());
     }
     [[nodiscard]] QString Of(int number) const { return base + u"_bak%1.db3"_s.arg(number); }
+    [[nodiscard]] QString NextFree() const { return Of(FirstFree()); }
     [[nodiscard]] bool Exists(int number) const { return QFileInfo::exists(Of(number)); }
     [[nodiscard]] int FirstFree() const {
         int number = 1;
@@ -49,9 +54,9 @@ Outcome AsOutcome(const QueryResult& result) {
 
 }  // namespace
 
-DatabaseBackups::DatabaseBackups(CaptureDatabase& database, DbWriter& writer, DatabaseWork& work,
-                                 QString ledger)
-    : database_(database), writer_(writer), work_(work), ledger_(std::move(ledger)) {}
+DatabaseBackups::DatabaseBackups(CaptureDatabase& database, const SettingsStore& settings, DbWriter& writer,
+                                 DatabaseWork& work, QString ledger)
+    : database_(database), settings_(settings), writer_(writer), work_(work), ledger_(std::move(ledger)) {}
 
 QString DatabaseBackups::CurrentPath() const {
     return QString::fromStdString(database_.databasePath());
@@ -102,7 +107,8 @@ QCoro::Task<Outcome> DatabaseBackups::BackupDBfile(QString path, Operator& op) {
             u"There are previous backups of database file %1.\n Would you like to keep the older backups "
             "and create a new backup?"_s.arg(names.DatabaseName()),
         .safe = Answer::Yes,
-        .cancellable = true};
+        .cancellable = true,
+        .offer = true};
     const Answer answer = co_await op.Ask(std::move(keep));
     if (answer == Answer::Yes) co_return co_await CopyTo(path, names.Of(number), false, op);
     bool replace = false;
@@ -116,6 +122,31 @@ QCoro::Task<Outcome> DatabaseBackups::BackupDBfile(QString path, Operator& op) {
             u"WARNING: The database file has not been backed up! Cancel was selected."_s);
     }
     co_return co_await CopyTo(path, names.Of(1), true, op);
+}
+
+QCoro::Task<Outcome> DatabaseBackups::BackupBeforeLoss(Operator& op) {
+    const QString current = CurrentPath();
+    const qint64 needed = 2 * QFileInfo(current).size();  // half of it for the copy
+    const qint64 room = QStorageInfo(QFileInfo(current).absolutePath()).bytesAvailable();
+    Outcome saved = Outcome::Failure(
+        u"A backup is made where %1 MB are free on the disk; there are %2."_s.arg(needed / kMegabyte + 1)
+            .arg(room / kMegabyte));
+    if (room < 0 || room >= needed)
+        saved = co_await CopyTo(current, BackupNames(current).NextFree(), false, op);
+    if (saved || op.WantsCancel()) co_return saved;
+    const bool goesOn = co_await op.AskYesNo(
+        u"There is no backup: %1\nDo you want to go on without one?"_s.arg(saved.Error()));
+    co_return goesOn ? Outcome::Success() : saved;
+}
+
+QCoro::Task<QString> DatabaseBackups::RecordsIn(QString path, Operator& op) {
+    std::vector<RowsAtStake> tables(2);
+    tables[0].table = "monitordata_hourly";
+    tables[1].table = "monitordata_minute";
+    const QueryResult counted =
+        co_await work_.Run(u"Counting the rows."_s, path.toStdString(), CountJob(std::move(tables)), op);
+    const Stake stake = StakeOf(counted, settings_);
+    co_return u"%1:\n%2"_s.arg(path, stake.error.isEmpty() ? stake.text : stake.error);
 }
 
 /// With `replaceAll`, `to` is backup 1, and all others go once it is there.
@@ -157,13 +188,16 @@ QCoro::Task<Outcome> DatabaseBackups::Restore(int number, Operator& op) {
         co_return Outcome::Failure(u"%1 cannot be restored, and nothing was changed: %2"_s.arg(
             names.Of(number), QString::fromStdString(check.errorText)));
     }
-    const bool sure = co_await op.AskYesNo(
-        u"Are you sure you want to replace:\n%1\nWith this file?\n%2"_s.arg(current, names.Of(number)));
+    const QString lost = co_await RecordsIn(current, op);
+    const QString gained = co_await RecordsIn(names.Of(number), op);
+    const bool sure =
+        co_await op.AskYesNo(u"%3\n\n%4\n\nAre you sure you want to replace:\n%1\nWith this file?\n%2"_s.arg(
+            current, names.Of(number), lost, gained));
     if (!sure) co_return Outcome::Failure(u"The current database file has not been replaced."_s);
 
     Outcome written = co_await writer_.WriteBeforeChange();
     if (!written) co_return written;
-    const Outcome saved = co_await CopyTo(current, names.Of(names.FirstFree()), false, op);
+    const Outcome saved = co_await BackupBeforeLoss(op);
     if (!saved) co_return saved;
     const QueryResult restored = co_await work_.Run(u"Restore"_s, names.Of(number).toStdString(),
                                                     ReplaceJob(current.toStdString()), op);

@@ -15,13 +15,15 @@ class CaptureDatabase;
 class DatabaseWork;
 class DbWriter;
 class Operator;
+class SettingsStore;
 
 /// The backups of a database lie beside it: its name without ".db3", "_bak", a number from 1 on, ".db3". Each
 /// has the ledger of its day beside it, where there is one: the same name with ".ledger.db3".
 class DatabaseBackups {
 public:
     /// `ledger` is the path of the ledger, which need not exist.
-    DatabaseBackups(CaptureDatabase& database, DbWriter& writer, DatabaseWork& work, QString ledger = {});
+    DatabaseBackups(CaptureDatabase& database, const SettingsStore& settings, DbWriter& writer,
+                    DatabaseWork& work, QString ledger = {});
 
     /// Copies the database under the next free number, or after asking twice under number 1 in place of all
     /// older ones. The copy is that of one moment. One that fails or is given up leaves no file, and the
@@ -31,9 +33,17 @@ public:
     /// The same for another database file.
     QCoro::Task<Outcome> BackupDBfile(QString path, Operator& op);
 
-    /// Puts backup `number` in the place of the database, after all of it was checked and the database has
-    /// been backed up itself. Until the last moment, and where anything fails, the database stays as it is.
-    /// The ledger goes on as it is, which is told.
+    /// Copies the database under the next free number, before rows of it are deleted. Where that fails, or
+    /// would leave less room on the disk than the database takes, it asks whether to go on without a backup.
+    QCoro::Task<Outcome> BackupBeforeLoss(Operator& op);
+
+    /// A line for each device and table on the records of the database at `path`; why it cannot be read where
+    /// it cannot.
+    QCoro::Task<QString> RecordsIn(QString path, Operator& op);
+
+    /// Puts backup `number` in the place of the database, after all of it was checked, the records of both
+    /// were told, a question, and a backup of the database itself. Until the last moment, and where anything
+    /// fails, the database stays as it is. The ledger goes on as it is, which is told.
     QCoro::Task<Outcome> Restore(int number, Operator& op);
 
     /// Removes what backups and restores of the database have left that were killed.
@@ -52,6 +62,7 @@ private:
     QCoro::Task<Outcome> CopyTo(QString from, QString to, bool replaceAll, Operator& op);
 
     CaptureDatabase& database_;
+    const SettingsStore& settings_;
     DbWriter& writer_;
     DatabaseWork& work_;
     QString ledger_;

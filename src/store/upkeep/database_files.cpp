@@ -168,7 +168,7 @@ QCoro::Task<std::optional<QString>> DatabaseFiles::Browse(Operator& op) {
 
 QCoro::Task<Outcome> DatabaseFiles::OpenDatabase(Operator& op) {
     if (!writer_.Enabled()) {
-        const bool enable = co_await op.AskYesNo(
+        const bool enable = co_await op.Offer(
             u"The \"Write to SQLite3\" option is currently not checked.\nWould you like to enable it?"_s);
         if (enable) {
             settings_.Save(kDatabaseEnabled, true);
@@ -251,8 +251,10 @@ QCoro::Task<Outcome> DatabaseFiles::MakeFile(QString suggestion, Operator& op) {
 
 /// Deletes the file at `path`, if that is what the user wants; behind a symbolic link, which stays.
 QCoro::Task<Outcome> DatabaseFiles::MakeRoom(QString path, Operator& op) {
+    const QString lost = co_await backups_.RecordsIn(path, op);
     const bool overwrite = co_await op.AskYesNo(
-        u"                     WARNING ! \nThe database file %1 already exits.\nDo you wish to overwrite it?"_s
+        lost +
+        u"\n\n                     WARNING ! \nThe database file %1 already exits.\nDo you wish to overwrite it?"_s
             .arg(path));
     if (!overwrite) co_return Outcome::Failure(u"%1 stays as it is; no file was made."_s.arg(path));
     const bool backup = co_await op.AskYesNo(
@@ -274,7 +276,7 @@ QCoro::Task<Outcome> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
     const Outcome made = CreateTables(path.toStdString());
     if (!made) {
         op.Show(made.Error());
-        const bool remove = co_await op.AskYesNo(
+        const bool remove = co_await op.Offer(
             path +
             u"\n\nThere was an error creating the database file. Would you like to delete the file and try "
             "again?"_s);
@@ -284,11 +286,11 @@ QCoro::Task<Outcome> DatabaseFiles::CreateNewDB(QString path, Operator& op) {
     // Where no database is in use yet, nothing is lost by using the new one.
     const bool first = database_.databasePath().empty();
     const Answer safe = first ? Answer::Yes : Answer::No;
-    const bool use = co_await op.AskYesNo(
+    const bool use = co_await op.Offer(
         u"The database has been created successfuly. Would you like to set it as the default system file?"_s,
         safe);
     if (!use) co_return Outcome::Success();
-    const bool proceed = co_await op.AskYesNo(
+    const bool proceed = co_await op.Offer(
         u"If you use this new file, you will need to do the following:\n"
         "1. Configure the number of channels.\n"
         "2. Assign new labels.\n"

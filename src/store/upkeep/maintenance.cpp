@@ -38,38 +38,54 @@ std::string Day(QDate date) {
     return DateText(date).toStdString();
 }
 
+/// The rows of one table that a statement is about.
+std::vector<RowsAtStake> RowsWhere(const std::string& table, std::string where) {
+    return {{.table = table, .where = std::move(where)}};
+}
+
+std::string OlderThan(const std::string& cutoff) {
+    return "date<'" + cutoff + "'";
+}
+
 SqlJob DeleteOlderJob(const std::string& cutoff) {
     std::vector<Statement> statements = {
         {.notice = kPleaseWait,
-         .sql = "delete from monitordata_minute where date<'" + cutoff + "'",
+         .sql = "delete from monitordata_minute where " + OlderThan(cutoff),
          .passes = 1},
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
 }
 
-SqlJob CondenseJob(QDate start, QDate end) {
-    std::string condense = "DELETE FROM monitordata_minute where date < '";
-    condense += Day(end);
-    condense += " 23:59:59' AND date > '";
-    condense += Day(start);
-    condense +=
-        " 00:00:00' AND id not in (SELECT MAX(id) from monitordata_minute GROUP BY "
-        "strftime('%Y-%m-%d %H:%M:00', date), deviceaddress ORDER BY strftime('%Y-%m-%d %H:%M:00', date));";
+/// What condensing takes.
+std::string Surplus(QDate start, QDate end) {
+    std::string where = "date < '";
+    where += Day(end);
+    where += " 23:59:59' AND date > '";
+    where += Day(start);
+    return where +
+           " 00:00:00' AND id not in (SELECT MAX(id) from monitordata_minute GROUP BY "
+           "strftime('%Y-%m-%d %H:%M:00', date), deviceaddress ORDER BY strftime('%Y-%m-%d %H:%M:00', date))";
+}
+
+SqlJob CondenseJob(const std::string& surplus) {
     std::vector<Statement> statements = {
-        {.notice = kPleaseWait, .sql = condense, .passes = 2},
+        {.notice = kPleaseWait, .sql = "DELETE FROM monitordata_minute where " + surplus + ";", .passes = 2},
         Vacuum(kMinuteTable, u"Clearing unused database space. .... Please wait"_s),
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
 }
 
-SqlJob DeleteBetweenJob(QDate start, QDate end) {
-    std::string remove = "DELETE FROM monitordata_minute where strftime('%Y-%m-%d', date) < '";
-    remove += Day(end);
-    remove += "' AND strftime('%Y-%m-%d', date) > '";
-    remove += Day(start);
-    remove += "' ;";
+std::string Between(QDate start, QDate end) {
+    std::string where = "strftime('%Y-%m-%d', date) < '";
+    where += Day(end);
+    where += "' AND strftime('%Y-%m-%d', date) > '";
+    where += Day(start);
+    return where + "'";
+}
+
+SqlJob DeleteBetweenJob(const std::string& between) {
     std::vector<Statement> statements = {
-        {.notice = kPleaseWait, .sql = remove, .passes = 1},
+        {.notice = kPleaseWait, .sql = "DELETE FROM monitordata_minute where " + between + " ;", .passes = 1},
         Vacuum(kMinuteTable, u"Clearing unused database space.......  Please wait."_s),
     };
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
@@ -83,20 +99,40 @@ SqlJob EmptyJob() {
     return StatementJob(std::move(statements), kMinuteTable, Effect::Each);
 }
 
-SqlJob OutlierJob(double kwh) {
-    std::vector<Statement> statements;
-    // Spaced as they are known; the columns of polarized energy differ.
-    const auto zero = [&statements, kwh](const std::string& column, const char* blank) {
-        std::string statement = "UPDATE  monitordata_hourly SET ";
-        statement.append(column).append(blank).append("= 0 where ").append(column).append(" > ");
-        statement += ShortestText(kwh);
-        statements.push_back({.notice = u"Please wait....."_s, .sql = statement, .passes = 1});
-    };
+/// "ch1kwh > 5", of each column of energy.
+std::vector<std::string> EnergiesAbove(double kwh) {
+    std::vector<std::string> above;
+    const std::string limit = " > " + ShortestText(kwh);
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
-        zero(ChannelColumn(channel, "kwh"), "");
-        if (kChannelTable[channel].polarized) zero(ChannelColumn(channel, "kwhp"), " ");
+        above.push_back(ChannelColumn(channel, "kwh") + limit);
+        if (kChannelTable[channel].polarized) above.push_back(ChannelColumn(channel, "kwhp") + limit);
+    }
+    return above;
+}
+
+std::string AnyOf(const std::vector<std::string>& conditions) {
+    std::string any = conditions.front();
+    for (std::size_t i = 1; i < conditions.size(); ++i)
+        any.append(" OR ").append(conditions[i]);
+    return any;
+}
+
+SqlJob OutlierJob(const std::vector<std::string>& conditions) {
+    std::vector<Statement> statements;
+    for (const std::string& above : conditions) {
+        // Spaced as they are known; the columns of polarized energy differ.
+        const std::string column = above.substr(0, above.find(' '));
+        std::string statement = "UPDATE  monitordata_hourly SET ";
+        statement.append(column).append(column.ends_with('p') ? " = 0 where " : "= 0 where ").append(above);
+        statements.push_back({.notice = u"Please wait....."_s, .sql = statement, .passes = 1});
     }
     return StatementJob(std::move(statements), kHourlyTable, Effect::Each);
+}
+
+Outcome CheckPeriod(QDate start, QDate end) {
+    return start <= end ? Outcome::Success()
+                        : Outcome::Failure(u"The first day, %1, lies after the last one, %2."_s.arg(
+                              DateText(start), DateText(end)));
 }
 
 }  // namespace
@@ -113,6 +149,22 @@ QCoro::Task<Outcome> Maintenance::Run(QString operation, SqlJob job, QString don
                 ? done.arg(QString::fromStdString(result.rows.front().front().value_or("0")))
                 : done);
     co_return Outcome::Success();
+}
+
+QCoro::Task<Stake> Maintenance::AtStake(std::vector<RowsAtStake> rows, Operator& op) {
+    const QueryResult counted =
+        co_await work_.Run(u"Counting the rows."_s, database_.databasePath(), CountJob(std::move(rows)), op);
+    co_return StakeOf(counted, settings_);
+}
+
+QCoro::Task<Outcome> Maintenance::AskFirst(std::vector<RowsAtStake> rows, QString question, QString refusal,
+                                           Operator& op) {
+    const Stake stake = co_await AtStake(std::move(rows), op);
+    if (!stake.error.isEmpty()) co_return Outcome::Failure(stake.error);
+    const bool sure = co_await op.AskYesNo(stake.text + u"\n\n"_s + question);
+    if (!sure) co_return Outcome::Failure(refusal);
+    if (stake.rows == 0) co_return Outcome::Success();
+    co_return co_await backups_.BackupBeforeLoss(op);
 }
 
 QCoro::Task<Outcome> Maintenance::WriteIn(UnwrittenRecords& unwritten, Operator& op) {
@@ -141,15 +193,37 @@ QCoro::Task<Outcome> Maintenance::WriteIn(UnwrittenRecords& unwritten, Operator&
 }
 
 QCoro::Task<Outcome> Maintenance::Granulate(QDate start, QDate end, Operator& op) {
+    Outcome agreed = CheckPeriod(start, end);
+    if (!agreed) co_return agreed;
+    agreed = co_await AskFirst(
+        RowsWhere(kMinuteTable, Surplus(start, end)),
+        u"Condensing deletes these rows, from %1 to %2: all but the last of each device and minute. Do you wish to continue?"_s
+            .arg(DateText(start), DateText(end)),
+        u"Nothing was condensed."_s, op);
+    if (!agreed) co_return agreed;
+    co_return co_await Condense(start, end, op);
+}
+
+QCoro::Task<Outcome> Maintenance::Condense(QDate start, QDate end, Operator& op) {
     const QString operation = u"Condensing Granular Data."_s;
     op.Show(Announcement(operation));
-    co_return co_await Run(operation, CondenseJob(start, end), u"Condensed: %1 rows are gone."_s, op);
+    co_return co_await Run(operation, CondenseJob(Surplus(start, end)), u"Condensed: %1 rows are gone."_s,
+                           op);
 }
 
 QCoro::Task<Outcome> Maintenance::DeleteMinutes(QDate start, QDate end, Operator& op) {
+    Outcome agreed = CheckPeriod(start, end);
+    if (!agreed) co_return agreed;
+    const std::string between = Between(start, end);
+    agreed = co_await AskFirst(
+        RowsWhere(kMinuteTable, between),
+        u"These rows, of the days between %1 and %2, will be deleted. Do you wish to continue?"_s.arg(
+            DateText(start), DateText(end)),
+        u"Deletion aborted."_s, op);
+    if (!agreed) co_return agreed;
     const QString operation = u"Deleting Minute Data."_s;
     op.Show(Announcement(operation));
-    co_return co_await Run(operation, DeleteBetweenJob(start, end), u"Deleted: %1 rows are gone."_s, op);
+    co_return co_await Run(operation, DeleteBetweenJob(between), u"Deleted: %1 rows are gone."_s, op);
 }
 
 Outcome Maintenance::CheckDays(const QString& text) {
@@ -168,11 +242,13 @@ QCoro::Task<Outcome> Maintenance::DeleteOlderThan(QString days, Operator& op) {
     const LocalTime now = clock_.Now();
     const std::string cutoff =
         Day(QDate(now.year, now.month, now.day).addDays(-count)) + " " + ClockText(now);
-    const bool sure = co_await op.AskYesNo(
+    const Outcome agreed = co_await AskFirst(
+        RowsWhere(kMinuteTable, OlderThan(cutoff)),
         u"WARNING !!!! This will delete all of the \"Minute Data\" older than %1 days. (%2)\nDo you wish to "
         "continue?"_s.arg(count)
-            .arg(QString::fromStdString(cutoff)));
-    if (!sure) co_return Outcome::Failure(u"Deletion aborted."_s);
+            .arg(QString::fromStdString(cutoff)),
+        u"Deletion aborted."_s, op);
+    if (!agreed) co_return agreed;
     co_return co_await Run(u"Deleting Minute Data."_s, DeleteOlderJob(cutoff),
                            u"Deleted: %1 rows are gone."_s, op);
 }
@@ -183,8 +259,13 @@ QCoro::Task<Outcome> Maintenance::DeleteBefore(QDate first, Operator& op) {
 }
 
 QCoro::Task<Outcome> Maintenance::DeleteDBdata(Operator& op) {
+    std::vector<RowsAtStake> rows = RowsWhere(kHourlyTable, "1");
+    rows.push_back({.table = kMinuteTable});
+    const Stake stake = co_await AtStake(std::move(rows), op);
+    if (!stake.error.isEmpty()) co_return Outcome::Failure(stake.error);
     const bool willing = co_await op.AskYesNo(
-        u"WARNING !!!! This will delete all of the data collected. Are you willing to lose all collected "
+        stake.text +
+        u"\n\nWARNING !!!! This will delete all of the data collected. Are you willing to lose all collected "
         "data?"_s);
     if (!willing) co_return Outcome::Failure(u"Deletion aborted."_s);
     const bool backup = co_await op.AskYesNo(
@@ -205,7 +286,14 @@ QCoro::Task<Outcome> Maintenance::DeleteDBdata(Operator& op) {
 QCoro::Task<Outcome> Maintenance::ZeroOutliers(QString kwh, Operator& op) {
     const auto threshold = NumberEntry(kwh);
     if (!threshold.has_value() || *threshold <= 0) co_return Outcome::Failure(u"Select a kWh value!"_s);
-    co_return co_await Run(u"Zeroing outliers."_s, OutlierJob(*threshold), u"Completed !"_s, op);
+    const std::vector<std::string> above = EnergiesAbove(*threshold);
+    const Outcome agreed = co_await AskFirst(
+        RowsWhere(kHourlyTable, AnyOf(above)),
+        u"The energies above %1 kWh in these rows will be set to 0. Do you wish to continue?"_s.arg(
+            kwh.trimmed()),
+        u"No energy was changed."_s, op);
+    if (!agreed) co_return agreed;
+    co_return co_await Run(u"Zeroing outliers."_s, OutlierJob(above), u"Completed !"_s, op);
 }
 
 }  // namespace corvane

@@ -8,6 +8,7 @@
 #include "store/device_serial.h"
 #include "store/schema.h"
 #include "store/settings_store.h"
+#include "store/upkeep/database_backups.h"
 #include "store/upkeep/database_work.h"
 #include "store/upkeep/maintenance.h"
 
@@ -65,6 +66,17 @@ SqlJob RenamingJob(const std::string& from, const std::string& to) {
     return StatementJob(std::move(statements), "monitordata_minute", Effect::Whole);
 }
 
+std::vector<RowsAtStake> RowsOf(const std::string& serial) {
+    std::vector<RowsAtStake> rows;
+    for (const char* table : {"monitordata_hourly", "monitordata_minute"})
+        rows.push_back({.table = table, .where = "deviceaddress='" + serial + "'"});
+    return rows;
+}
+
+std::vector<RowsAtStake> LabelRows() {
+    return {{.table = "applicationinfo", .date = "NULL"}};
+}
+
 /// The rows of Device A and those behind it.
 SqlJob LabelJob(const std::vector<std::string>& serials) {
     const sql::RowLabels labels = sql::AllLabelled("No Label");
@@ -98,7 +110,9 @@ QCoro::Task<Outcome> Maintenance::RepairSerialNumbers(Operator& op) {
         const std::string proper = ProperSerial(position, known);
         const QString from = QString::fromStdString(serial);
         const QString to = QString::fromStdString(proper);
-        op.Show(u"Serial number %1 would become %2."_s.arg(from, to));
+        const Stake stake = co_await AtStake(RowsOf(serial), op);
+        if (!stake.error.isEmpty()) co_return Outcome::Failure(stake.error);
+        op.Show(u"Serial number %1 would become %2.\n"_s.arg(from, to) + stake.text);
         const bool repair = co_await op.AskYesNo(
             u"Serial number %1 is too short. Would you like to repair it throughout the database now?"_s.arg(
                 from));
@@ -111,10 +125,13 @@ QCoro::Task<Outcome> Maintenance::RepairSerialNumbers(Operator& op) {
 }
 
 QCoro::Task<Outcome> Maintenance::ResetLabels(Operator& op) {
-    const bool proceed = co_await op.AskYesNo(
-        u"WARNING !!!! This will delete all of the assigned Labels, Pictures and Comments for each channel. "
-        u"Do "
-        "you want to proceed?"_s);
+    const Stake stake = co_await AtStake(LabelRows(), op);
+    if (!stake.error.isEmpty()) co_return Outcome::Failure(stake.error);
+    const bool proceed = co_await op.AskYesNo(stake.text +
+                                              u"\n\nWARNING !!!! This will delete all of the assigned "
+                                              u"Labels, Pictures and Comments for each channel. "
+                                              u"Do "
+                                              "you want to proceed?"_s);
     if (!proceed) co_return Outcome::Failure(u"The labels stay as they are."_s);
     std::vector<std::string> serials;
     for (int slot = 1; slot <= kLabelledDevices; ++slot) {
@@ -125,6 +142,8 @@ QCoro::Task<Outcome> Maintenance::ResetLabels(Operator& op) {
     if (serials.empty()) {
         co_return Outcome::Failure(u"No device serial number has been assigned to Device A."_s);
     }
+    const Outcome saved = co_await backups_.BackupBeforeLoss(op);
+    if (!saved) co_return saved;
     co_return co_await Run(u"Resetting labels."_s, LabelJob(serials), u"The labels have been reset."_s, op);
 }
 

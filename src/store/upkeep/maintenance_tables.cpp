@@ -135,8 +135,14 @@ QCoro::Task<Outcome> Maintenance::RepairTable(DataTable which, Operator& op) {
     Outcome free = LookForLeftovers(database_);
     if (free) free = LookForOwnColumns(database_, table);
     if (!free) co_return free;
-    const bool backup =
-        co_await op.AskYesNo(u"Would you like to back up the current database first?"_s, Answer::Yes);
+    std::vector<RowsAtStake> rows(1);
+    rows.front().table = table.name;
+    const Stake stake = co_await AtStake(std::move(rows), op);
+    if (!stake.error.isEmpty()) co_return Outcome::Failure(stake.error);
+    const bool backup = co_await op.AskYesNo(
+        stake.text +
+            u"\nAll of them go into a new table.\n\nWould you like to back up the current database first?"_s,
+        Answer::Yes);
     if (backup) {
         Outcome saved = co_await backups_.BackupDBfile(op);
         if (!saved) co_return saved;

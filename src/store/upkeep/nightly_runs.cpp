@@ -192,7 +192,7 @@ QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
     const QDate end = firstKept.addDays(-1);
     if (start >= end) co_return Outcome::Success();
     const std::string path = database_.databasePath();
-    Outcome condensed = co_await maintenance_.Granulate(start, end, op);
+    Outcome condensed = co_await maintenance_.Condense(start, end, op);
     if (condensed) settings_.Save(kCondensedTo, DateText(end) + u' ' + QString::fromStdString(path));
     co_return condensed;
 }

@@ -42,7 +42,8 @@ MaintenanceBox::MaintenanceBox(Maintenance& maintenance, CaptureDatabase& databa
     auto* form = new QFormLayout(this);
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     AddPeriod(form);
-    auto* days = new QLineEdit(u"400"_s);
+    auto* days = new QLineEdit;
+    days->setPlaceholderText(u"400"_s);
     days->setMaximumWidth(kEntryWidth);
     days->setAccessibleName(u"Days"_s);
     form->addRow(u"Minute data older than days"_s,
@@ -55,23 +56,24 @@ MaintenanceBox::MaintenanceBox(Maintenance& maintenance, CaptureDatabase& databa
     outlier->addItems({u""_s, u"1000000"_s, u"100000"_s, u"10000"_s, u"1000"_s, u"100"_s});
     outlier->setToolTip(u"Begin with the highest value and repeat with lower ones."_s);
     form->addRow(u"Hourly energy above kWh"_s,
-                 Row({outlier, ActionButton(u"Set to 0"_s, actions_, [this, outlier](Operator& op) {
+                 Row({outlier, ActionButton(u"Set to 0..."_s, actions_, [this, outlier](Operator& op) {
                           return maintenance_.ZeroOutliers(outlier->currentText(), op);
                       })}));
     AddRepairs(form);
 }
 
 void MaintenanceBox::AddPeriod(QFormLayout* form) {
+    // In the wrong order, so that nothing is done before both were chosen.
     const QDate today = QDate::currentDate();
-    start_ = DateEntry(u"First day"_s, today.addYears(-1));
-    end_ = DateEntry(u"Last day"_s, today.addDays(-7));
+    start_ = DateEntry(u"First day"_s, today);
+    end_ = DateEntry(u"Last day"_s, today.addDays(-1));
     form->addRow(u"Minute data from, to"_s,
                  Row({start_, end_,
-                      ActionButton(u"Condense"_s, actions_,
+                      ActionButton(u"Condense..."_s, actions_,
                                    [this](Operator& op) {
                                        return maintenance_.Granulate(start_->date(), end_->date(), op);
                                    }),
-                      ActionButton(u"Delete"_s, actions_, [this](Operator& op) {
+                      ActionButton(u"Delete..."_s, actions_, [this](Operator& op) {
                           return maintenance_.DeleteMinutes(start_->date(), end_->date(), op);
                       })}));
 }

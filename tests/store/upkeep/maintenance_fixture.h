@@ -32,7 +32,7 @@ struct MaintenanceFixture : testing::Test {
     CaptureDatabase database{path};
     DbWriter writer{database, settings, errorLog, clock};
     DatabaseWork work{writer, clock};
-    DatabaseBackups backups{database, writer, work};
+    DatabaseBackups backups{database, settings, writer, work};
     Maintenance maintenance{database, settings, work, backups, clock};
     ScriptedOperator op;
 
