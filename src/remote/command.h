@@ -17,6 +17,7 @@ namespace corvane {
 class NightlyRuns;
 class Operator;
 class Program;
+class Settings;
 
 /// What a command answers: lines for people and the same as data for programs, or why it failed.
 struct Reply {
@@ -63,6 +64,10 @@ struct Command {
 
 /// The two tasks of the night, as `db auto` and `status` tell programs of them.
 [[nodiscard]] QJsonObject NightlyObject(const NightlyRuns& runs);
+
+/// What a command answers that has changed the setting of that name: its value, from when on it is in effect,
+/// and what still hinders it.
+[[nodiscard]] Reply ChangeReply(Settings& settings, const QString& name);
 
 /// The command that `name` and the first of the arguments name together, which is taken away from them then,
 /// or else the one that `name` names alone; null where there is none.

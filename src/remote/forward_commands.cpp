@@ -30,7 +30,8 @@ std::optional<Reply> Choose(Program& program, const Output& output, const QStrin
         if (isSwitch == value.has_value()) return std::nullopt;
         const QString text = value.value_or(SettingsStore::BoolText(!off));
         const Outcome outcome = program.userSettings.Apply(*choice.setting, text);
-        return Reply::Of(outcome, program.userSettings.ChangeText(SettingKey(*choice.setting)));
+        return outcome ? ChangeReply(program.userSettings, SettingKey(*choice.setting))
+                       : Reply::Failure(outcome.Error());
     }
     return std::nullopt;
 }

@@ -5,6 +5,7 @@
 
 #include "app/console.h"
 #include "app/program.h"
+#include "app/setting_notes.h"
 #include "link/device_texts.h"
 #include "measure/ledger_document.h"
 #include "measure/virtual_texts.h"
@@ -124,7 +125,7 @@ QCoro::Task<Reply> GetSetting(Program& program, QStringList arguments, Operator&
 QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&) {
     Settings& settings = program.userSettings;
     const Outcome applied = settings.Apply(arguments[0], arguments[1]);
-    co_return Reply::Of(applied, settings.ChangeText(arguments[0]));
+    co_return applied ? ChangeReply(settings, arguments[0]) : Reply::Failure(applied.Error());
 }
 
 QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {
@@ -135,6 +136,15 @@ QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {
 }
 
 }  // namespace
+
+Reply ChangeReply(Settings& settings, const QString& name) {
+    Reply reply = Reply::Line(settings.ChangeText(name));
+    const auto changed = settings.Find(name);
+    const QStringList notes = changed ? SettingNotes(*changed, settings.Store()) : QStringList();
+    reply.lines += notes;
+    if (!notes.isEmpty()) reply.data[u"notes"_s] = QJsonArray::fromStringList(notes);
+    return reply;
+}
 
 std::span<const Command> GeneralCommands() {
     static constexpr Command commands[] = {

@@ -1,6 +1,7 @@
 #include <QJsonArray>
 
 #include "app/program.h"
+#include "app/setting_notes.h"
 #include "link/port_finder.h"
 #include "link/raw_view.h"
 #include "remote/command.h"
@@ -38,7 +39,9 @@ QCoro::Task<Reply> OpenLink(Program& program, QStringList arguments, Operator&) 
     const QString port = arguments.size() > 1 ? arguments[1] : program.settings.Value(kComPort, place);
     const QString rate = arguments.size() > 2 ? arguments[2] : program.settings.Value(kBaudRate, place);
     const Outcome opened = co_await link->OpenCOM(port, rate);
-    co_return Reply::Of(opened, u"%1: Open, port %2"_s.arg(link->Name()).arg(link->Port()));
+    Reply reply = Reply::Of(opened, u"%1: Open, port %2"_s.arg(link->Name()).arg(link->Port()));
+    if (opened) reply.lines += SettingNotes({&kComPort, place}, program.settings);
+    co_return reply;
 }
 
 QCoro::Task<Reply> CloseLink(Program& program, QStringList arguments, Operator&) {

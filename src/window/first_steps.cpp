@@ -153,7 +153,13 @@ void FirstSteps::OpenPort() {
     if (!actions_.Done(
             settings_.Apply(kComPort, port_->currentData().toString(), {.member = links_.serial.Letter()})))
         return;
-    actions_.Run(u"Open"_s, [this](Operator&) { return links_.serial.OpenCOM(); });
+    actions_.Run(u"Open"_s, [this](Operator&) { return OpenAtEveryStart(); });
+}
+
+QCoro::Task<Outcome> FirstSteps::OpenAtEveryStart() {
+    Outcome opened = co_await links_.serial.OpenCOM();
+    if (opened) opened = settings_.Apply(kAutoOpen, SettingsStore::BoolText(true));
+    co_return opened;
 }
 
 void FirstSteps::LookForMonitors() {

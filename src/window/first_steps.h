@@ -1,11 +1,13 @@
 // From nothing to the first watts: where the monitor is, which one it is, what its channels are called.
 #pragma once
 
+#include <QCoroTask>
 #include <QWizard>
 
 #include <array>
 #include <vector>
 
+#include "base/outcome.h"
 #include "base/setting.h"
 
 class QComboBox;
@@ -60,6 +62,7 @@ private:
     void OnPage(int page);
     void FillPorts();
     void OpenPort();
+    QCoro::Task<Outcome> OpenAtEveryStart();
     void LookForMonitors();
     bool validateCurrentPage() override;
     bool Bind();

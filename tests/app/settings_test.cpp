@@ -1,6 +1,7 @@
 #include "app/settings.h"
 
 #include "app/program_fixture.h"
+#include "app/setting_notes.h"
 #include "support/data_lines.h"
 
 namespace corvane {
@@ -42,6 +43,19 @@ TEST_F(SettingsTest, WhatWasChangedIsToldWithTheMomentFromWhichItIsInEffect) {
     for (const auto& [name, entered, told] : cases) {
         EXPECT_TRUE(settings.Apply(name, entered));
         EXPECT_EQ(settings.ChangeText(name), told) << "as it is kept, not as it was entered";
+    }
+}
+
+TEST_F(SettingsTest, WhatHindersASettingIsToldAsItIsSet) {
+    Settings& settings = Start().userSettings;
+    settings.Store().Save(kListeningLatch, true);
+    settings.Store().Save(kDeviceSerial, u"301234"_s, {.slot = 3});
+    for (const DataLine& line : LinesOf("Notes")) {
+        ASSERT_TRUE(settings.Apply(line.Column(0), line.Column(1))) << line;
+        const QStringList notes = SettingNotes(*settings.Find(line.Column(0)), settings.Store());
+        const std::string told = notes.join(u' ').toStdString();
+        EXPECT_TRUE(told.starts_with(line.Word(2))) << line << told;
+        EXPECT_EQ(told.empty(), line.Word(2).empty()) << line << told;
     }
 }
 

@@ -62,7 +62,7 @@ TEST_F(RemoteSocket, AnswersLineByLine) {
          R"({"data":{"text":"Device B answers to 301234."},"lines":["Device B answers to 301234."],"ok":true})"},
         {R"({"command":"feed","arguments":["set","key"]})", R"({"askText":"key: "})"},
         {R"({"text":"c0ffee"})",
-         R"_({"data":{"text":"PachubeKey = (not shown)"},"lines":["PachubeKey = (not shown)"],"ok":true})_"},
+         R"_({"data":{"notes":["The feed is not sent by itself while PacEnable is False."],"text":"PachubeKey = (not shown)"},"lines":["PachubeKey = (not shown)","The feed is not sent by itself while PacEnable is False."],"ok":true})_"},
         {R"({"command":"feed","arguments":["set","key"]})", R"({"askText":"key: "})"},
         {R"({"text":null})",
          R"({"error":"key: \nNot answered, nothing changed. It is entered on a terminal, or given with the command.","ok":false})"},

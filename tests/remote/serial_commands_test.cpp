@@ -42,7 +42,11 @@ TEST_F(SerialCommands, OpensAndClosesAndShowsIt) {
     EXPECT_FALSE(program_->serialB.IsOpen());
     EXPECT_EQ(KeptByKey(program_->settings, u"ComPortB"_s), u""_s) << "nothing is kept of what did not open";
 
-    EXPECT_EQ(Run(u"open B 5 9600.0"_s).lines, QStringList{u"Serial Connection B: Open, port 5"_s});
+    EXPECT_EQ(
+        Run(u"open B 5 9600.0"_s).lines,
+        (QStringList{
+            u"Serial Connection B: Open, port 5"_s,
+            u"While AutoOpen is False, serial connections stay closed at the next start: \"set AutoOpen True\"."_s}));
     EXPECT_EQ(KeptByKey(program_->settings, u"ComPortB"_s), u"5"_s);
     EXPECT_EQ(KeptByKey(program_->settings, u"BaudRateB"_s), u"9600"_s);
     const Reply status = Run(u"status"_s);

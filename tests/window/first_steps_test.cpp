@@ -12,6 +12,7 @@
 #include "store/channel_labels.h"
 #include "store/rows.h"
 #include "support/packets.h"
+#include "support/pty.h"
 #include "window/actions.h"
 #include "window/person.h"
 #include "window/window_fixture.h"
@@ -138,6 +139,15 @@ TEST_F(FirstStepsTest, ASerialPortIsChosenFromThoseThatAreThere) {
     open->click();
     Through({{"Error opening COM port: /nowhere/5 is not there"}});
     EXPECT_EQ(program_->settings.Value(kComPort, {.member = u"B"_s}), u"5"_s);
+    EXPECT_FALSE(program_->settings.IsOn(kAutoOpen));
+    const Pty cable;
+    program_->settings.Save(kComDevice, cable.Path(), {.member = u"5"_s});
+    open->click();
+    EXPECT_TRUE(SpinUntil([&] {
+        clock.Advance(100);
+        return program_->settings.IsOn(kAutoOpen);
+    })) << "at the next start, too";
+    EXPECT_TRUE(program_->serialB.IsOpen());
 
     for (const int number : {3, 5})
         program_->settings.Save(kComDevice, u"/nowhere/0"_s, {.member = QString::number(number)});
