@@ -64,7 +64,7 @@ Program::Program(const Options& options, Clock& theClock)
       liveEvents([this](std::optional<int> slot) { return Readings(slot); }, measurement, clock),
       history(database, clock),
       webServer([this](std::optional<int> slot) { return Readings(slot); }, liveEvents, history, ledger,
-                deviceSlots, settings, statusBoard, clock),
+                deviceSlots, settings, statusBoard, errorLog, clock),
       healthChecks(*this),
       health([this] { return healthChecks.Look(); }, errorLog, clock),
       userSettings(

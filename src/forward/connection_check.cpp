@@ -2,11 +2,7 @@
 
 #include <QUrl>
 
-#include <functional>
-
-#include "base/clock.h"
 #include "base/operator.h"
-#include "base/wait_until.h"
 #include "forward/network_reply.h"
 #include "store/settings_store.h"
 
@@ -16,14 +12,11 @@ using namespace Qt::StringLiterals;
 
 QCoro::Task<bool> ConnectionCheck::InternetConnectionAvailable(Operator& op) {
     op.Show(u"Checking connection........"_s);
-    const QUrl page(settings_.Value(kInternetCheckUrl));
-    const NetworkReply reply(network_.get(QNetworkRequest(page)));
-    const std::int64_t limit = clock_.Monotonic() + kTimeLimit;
-    const std::function<bool()> over = [this, &reply, limit] {
-        return reply->isFinished() || clock_.Monotonic() >= limit;
-    };
-    const bool waited = co_await WaitUntil(clock_, over);
-    co_return waited && reply->isFinished() && reply->error() == QNetworkReply::NoError;
+    const NetworkReply reply(network_.get(PlainRequest(QUrl(settings_.Value(kInternetCheckUrl)))));
+    const bool waited = co_await AwaitAnswer(*reply, clock_, {.inAll = kTimeLimit});
+    if (!waited) co_return false;
+    if (reply->isFinished()) co_return reply->error() == QNetworkReply::NoError;
+    co_return IsCutOff(*reply) && StatusOf(*reply) / 100 == 2;  // of a long page nobody needs the end
 }
 
 QCoro::Task<Outcome> ConnectionCheck::Check(Operator& op) {

@@ -3,16 +3,13 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
-#include <QNetworkReply>
 #include <QUrl>
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/operator.h"
-#include "base/wait_until.h"
 #include "forward/network_reply.h"
 #include "measure/measurement.h"
 #include "store/app_folder.h"
@@ -51,14 +48,6 @@ bool CanSend(const SettingValues& values) {
     QString title = values.Value(kFeedTitle);
     return !values.Value(kFeedKey).isEmpty() && CheckFeedNumber(feed, values) &&
            CheckFeedTitle(title, values);
-}
-
-/// Puts back `since` whenever the request has come a step further, as long as `context` lives.
-void FollowSteps(QNetworkReply& reply, const Clock& clock, const QObject& context, std::int64_t& since) {
-    const auto step = [&clock, &since] { since = clock.Monotonic(); };
-    QObject::connect(&reply, &QNetworkReply::socketStartedConnecting, &context, step);
-    QObject::connect(&reply, &QNetworkReply::requestSent, &context, step);
-    QObject::connect(&reply, &QNetworkReply::uploadProgress, &context, step);
 }
 
 }  // namespace
@@ -184,28 +173,26 @@ QCoro::Task<Outcome> FeedUpload::Put(QByteArray document) {
     const QByteArray key = QUrl::toPercentEncoding(settings_.Value(kFeedKey));
     const QString address = settings_.Value(kFeedHost) + u"/v2/feeds/"_s + settings_.Value(kFeedNumber) +
                             u".xml?key="_s + QString::fromLatin1(key);
-    QNetworkRequest request{QUrl(address)};
+    QNetworkRequest request = PlainRequest(QUrl(address));
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/xml; charset=utf-8"_s);
     const NetworkReply reply(network_.put(request, document));
-    reply->setReadBufferSize(kLongestAnswer * 64);
-
-    std::int64_t since = clock_.Monotonic();
-    const QObject context;
-    FollowSteps(*reply, clock_, context, since);
-    const std::function<bool()> over = [this, &reply, &since] {
-        return reply->isFinished() || clock_.Monotonic() - since >= kPhaseTimeout;
-    };
-    const bool waited = co_await WaitUntil(clock_, over);
+    const bool waited = co_await AwaitAnswer(*reply, clock_, {.perStep = kPhaseTimeout});
     if (!waited) co_return Outcome::Failure(u"Not sent: the program closes."_s);
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    if (!reply->isFinished() || status == 0) {
+    const int status = StatusOf(*reply);
+    if (status == 0) {
         const QString why = reply->isFinished() ? reply->errorString() : u"no answer within 10 seconds"_s;
         const QString line = u"Not sent: "_s + WithoutKey(why);
         log_.AddLine(line);
         co_return Outcome::Failure(line);
     }
+    const bool cutOff = IsCutOff(*reply);
     const QString text = status == kSuccess ? u"Success"_s : QString::fromUtf8(reply->read(kLongestAnswer));
-    const QString result = u"%1 - %2"_s.arg(QString::number(status), WithoutKey(text.simplified()));
+    QString result = u"%1 - %2"_s.arg(QString::number(status), WithoutKey(text.simplified()));
+    if (cutOff) {
+        result += u" (the answer is longer than %1 KiB and was cut off)"_s.arg(kMostOfAnswer / 1024);
+    } else if (!reply->isFinished()) {
+        result += u" (the rest of the answer did not come)"_s;
+    }
     log_.AddLine(result);
     SavePacdata(result);
     co_return status == kSuccess ? Outcome::Success() : Outcome::Failure(result);

@@ -7,6 +7,7 @@
 #include "base/clock.h"
 #include "base/number_entry.h"
 #include "base/status_board.h"
+#include "link/host_port.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 
@@ -40,6 +41,20 @@ QString AddressText(const AddressFields& fields, int digits) {
     return parts.join(u'.');
 }
 
+struct Remote {
+    QString shown;  ///< as it is kept as the address last used
+    QString host;   ///< as the system takes it: to it 010 is an octal 8
+};
+
+/// Four numbers and dots, or an IPv6 address.
+std::optional<Remote> ParseRemote(const QString& text) {
+    if (const auto fields = ParseAddress(text))
+        return Remote{AddressText(*fields, 3), AddressText(*fields, 1)};
+    const auto host = ParseHost(text.trimmed());
+    if (!host.has_value() || !host->contains(u':')) return std::nullopt;
+    return Remote{*host, *host};
+}
+
 std::optional<std::uint16_t> ParsePort(const QString& text) {
     const auto port = WholeNumberEntry(text, 1, ForwardingClient::kMostPort);
     if (text.size() > ForwardingClient::kLongestPort || !port.has_value()) return std::nullopt;
@@ -62,7 +77,7 @@ constexpr OutputChoice kClientChoices[] = {
 }  // namespace
 
 Outcome CheckClientAddress(QString& text, const SettingValues&) {
-    if (!ParseAddress(text).has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
+    if (!ParseRemote(text).has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
     text = text.trimmed();
     return Outcome::Success();
 }
@@ -142,15 +157,13 @@ Outcome ForwardingClient::Connect() {
 }
 
 Outcome ForwardingClient::Begin() {
-    const auto fields = ParseAddress(settings_.Value(kClientAddress));
-    if (!fields.has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
-    const QString host = AddressText(*fields, 3);
-    if (settings_.Value(kRemoteHost) != host) settings_.Save(kRemoteHost, host);
+    const auto remote = ParseRemote(settings_.Value(kClientAddress));
+    if (!remote.has_value()) return Outcome::Failure(u"Invalid IP Address"_s);
+    if (settings_.Value(kRemoteHost) != remote->shown) settings_.Save(kRemoteHost, remote->shown);
     const auto port = ParsePort(settings_.Value(kClientPort));
     if (!port.has_value()) return Outcome::Failure(u"Invalid Port Number"_s);
     wanted_ = true;
-    // Without the leading zeros: to the system 010 is an octal 8.
-    socket_.Connect(AddressText(*fields, 1), *port);
+    socket_.Connect(remote->host, *port);
     return Outcome::Success();
 }
 
@@ -192,7 +205,7 @@ OutputStatus ForwardingClient::Status() const {
     const QString host = settings_.Value(kRemoteHost);
     const QString port = settings_.Value(kClientPort);
     QString line = u"%1: %2, %3"_s.arg(Name(), OnOff(enabled_), StateText());
-    if (!host.isEmpty()) line += u", %1:%2"_s.arg(host, port);
+    if (!host.isEmpty()) line += u", %1:%2"_s.arg(BracketedHost(host), port);
     if (!Notice().isEmpty()) line += u", "_s + Notice();
     return {.lines = {line},
             .data = {{u"state"_s, static_cast<int>(State())},

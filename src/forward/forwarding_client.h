@@ -28,7 +28,7 @@ inline constexpr Setting kClientAddress{
     .key = "ClientTCPip",
     .check = CheckClientAddress,
     .effect = SettingEffect::NextConnect,
-    .help = "Address that the client connects to: four numbers and dots."};
+    .help = "Address that the client connects to: four numbers and dots, or IPv6."};
 inline constexpr Setting kClientPort{.key = "ClientPort",
                                      .check = CheckClientPort,
                                      .effect = SettingEffect::NextConnect,

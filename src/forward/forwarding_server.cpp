@@ -95,6 +95,10 @@ ForwardingServer::ForwardingServer(const Identity& identity, SettingsStore& sett
         board_.AddLine(u"     "_s + text);
         errorLog_.LogError(0, text, Name());
     });
+    connect(&socket_, &TcpSocket::AcceptorTold, this, [this](const QString& text) {
+        board_.AddLine(u"     Forwarding, %1 %2"_s.arg(Name(), text));
+        errorLog_.LogError(0, text, Name());
+    });
     connect(&socket_, &TcpSocket::StateChanged, this, &ForwardingServer::OnStateChanged);
     connect(&backoff_, &ConnectionBackoff::Due, this, &ForwardingServer::TryAgain);
     connect(&settings, &SettingsStore::Changed, this,

@@ -6,6 +6,7 @@
 #include "base/clock.h"
 #include "base/wait_until.h"
 #include "forward/value_fields.h"
+#include "link/host_port.h"
 #include "measure/readings.h"
 #include "store/settings_store.h"
 
@@ -14,17 +15,6 @@ namespace corvane {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct HostPort {
-    QString host;
-    std::uint16_t port;
-};
-
-HostPort SplitHost(const QString& text) {
-    const auto colon = text.lastIndexOf(u':');
-    if (colon < 0) return {text, GetUpload::kDefaultPort};
-    return {text.left(colon), text.mid(colon + 1).toUShort()};
-}
 
 /// Whether `text` would stay one word within a request.
 bool IsOneWord(const QString& text) {
@@ -46,11 +36,13 @@ constexpr OutputChoice kGetChoices[] = {
 }  // namespace
 
 Outcome CheckGetHost(QString& text, const SettingValues&) {
-    const auto [host, port] = SplitHost(text);
-    if (!text.isEmpty() && (host.isEmpty() || port == 0 || !IsOneWord(text) || host.contains(u'/'))) {
+    if (text.isEmpty()) return Outcome::Success();
+    const auto parsed = ParseHostPort(text);
+    if (!parsed.has_value()) {
         return Outcome::Failure(
             u"The host is a name or address alone, or followed by a colon and its port: example.org:8080."_s);
     }
+    if (parsed->port == 0) text = BracketedHost(parsed->host);  // as it stands in a request
     return Outcome::Success();
 }
 
@@ -76,7 +68,11 @@ std::string GetRequest(const std::string& path, const std::string& query, const 
 
 GetUpload::GetUpload(SettingsStore& settings, Clock& clock)
     : settings_(settings), clock_(clock), socket_(clock), check_(settings, clock) {
-    socket_.DropInput();
+    socket_.DropAnswers();
+    connect(&socket_, &TcpSocket::AnswerTooLong, this, [this] {
+        log_.AddLine(u"The answer of %1 is longer than %2 KiB and was cut off."_s.arg(
+            host_, QString::number(TcpSocket::kMostOfAnswer / 1024)));
+    });
     connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
         log_.AddLine(u"The web server at %1 does not read what is sent to it."_s.arg(peer));
     });
@@ -126,13 +122,16 @@ QCoro::Task<> GetUpload::PostToGET(std::string query) {
     const std::string request = GetRequest(path_.toStdString(), query, host_.toStdString());
     if (State() != SocketState::Connected) {
         connecting_ = true;
-        const auto [host, port] = SplitHost(host_);
+        const QString asked = host_;
+        const HostPort server = ParseHostPort(asked).value_or(HostPort{});
         const int deadline = SecondFromNow(clock_, kConnectSeconds);
-        socket_.Connect(host, port);
-        const std::function<bool()> connected = [this] { return State() == SocketState::Connected; };
-        const WaitEnd end = co_await WaitUntilSecond(clock_, deadline, connected);
+        socket_.Connect(server.host, server.port == 0 ? kDefaultPort : server.port);
+        const std::function<bool()> over = [this, &asked] {
+            return State() == SocketState::Connected || host_ != asked;
+        };
+        const WaitEnd end = co_await WaitUntilSecond(clock_, deadline, over);
         connecting_ = false;
-        if (end == WaitEnd::Closing) co_return;
+        if (end == WaitEnd::Closing || host_ != asked) co_return;
     }
     failed_ = State() != SocketState::Connected;
     if (!failed_) {

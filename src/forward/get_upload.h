@@ -65,7 +65,8 @@ public:
 
     /// Sends one request with the query, connecting first where that is needed. The wait for the connection
     /// ends when the clock's second is three further on, on purpose not after a span of time. A query that
-    /// comes during such a wait is dropped, and so is one whose wait was in vain.
+    /// comes during such a wait is dropped, and so is one whose wait was in vain, or for a host that was
+    /// given up meanwhile.
     QCoro::Task<> PostToGET(std::string query);
 
     [[nodiscard]] bool Enabled() const override { return enabled_; }

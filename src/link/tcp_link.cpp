@@ -5,6 +5,7 @@
 #include "base/clock.h"
 #include "base/number_entry.h"
 #include "base/status_board.h"
+#include "link/host_port.h"
 #include "store/error_log.h"
 #include "store/settings_store.h"
 
@@ -18,6 +19,12 @@ Outcome CheckTcpPort(QString& text, const SettingValues&) {
     if (!port.has_value()) return Outcome::Failure(u"Invalid range for TCP/IP Port"_s);
     text = QString::number(*port);
     return Outcome::Success();
+}
+
+Outcome CheckTcpHost(QString& text, const SettingValues&) {
+    text = text.trimmed();
+    if (ParseHost(text).has_value()) return Outcome::Success();
+    return Outcome::Failure(u"The host is a name or address alone; its port is that of TCP Server B."_s);
 }
 
 const TcpLink::Identity TcpLink::kA = {u'A', kStreamTcpA, kTcpPortA, false};
@@ -40,6 +47,10 @@ TcpLink::TcpLink(const Identity& identity, Framer& framer, SettingsStore& settin
     connect(&socket_, &TcpSocket::StateChanged, this, &TcpLink::OnStateChanged);
     connect(&socket_, &TcpSocket::PeerTooSlow, this, [this](const QString& peer) {
         errorLog_.LogError(0, u"The gateway at %1 does not read what is sent to it."_s.arg(peer), Name());
+    });
+    connect(&socket_, &TcpSocket::AcceptorTold, this, [this](const QString& text) {
+        board_.AddLine(u"     %1 %2"_s.arg(Name(), text));
+        errorLog_.LogError(0, text, Name());
     });
     connect(&clock, &Clock::SecondPassed, this, &TcpLink::OnSecond);
 }

@@ -25,6 +25,7 @@ inline constexpr int kMostTcpPort = 65534;
 
 /// Takes a port of TCP Server A, B or the pages.
 Outcome CheckTcpPort(QString& text, const SettingValues& values);
+Outcome CheckTcpHost(QString& text, const SettingValues& values);
 
 inline constexpr Setting kTcpPortA{.key = "TcpPortA",
                                    .kind = SettingKind::Number,
@@ -50,6 +51,7 @@ inline constexpr Setting kTcpModeB{.key = "TcpModeB",
                                    .help = "Whether TCP Server B listens, or connects out as a client."};
 inline constexpr Setting kTcpHostB{.key = "TcpHostB",
                                    .fallback = "127.0.0.1",
+                                   .check = CheckTcpHost,
                                    .effect = SettingEffect::NextListen,
                                    .help = "Where TCP Server B connects to when it is a client."};
 inline constexpr Setting kTcpLatch{.key = "LatchDisconnect#",

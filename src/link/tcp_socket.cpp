@@ -2,16 +2,20 @@
 
 #include <QHostAddress>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 #ifdef Q_OS_LINUX
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/socket.h>
 #endif
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "base/clock.h"
+#include "link/host_port.h"
 
 namespace corvane {
 
@@ -33,6 +37,19 @@ void KeepAlive(QTcpSocket& socket) {
 #endif
 }
 
+/// Whether a peer that had ended what it sends has said since that it does not read, either.
+bool HasGone(const QTcpSocket& socket) {
+#ifdef Q_OS_LINUX
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    const auto descriptor = static_cast<int>(socket.socketDescriptor());
+    return getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) != 0 ||
+           info.tcpi_state != TCP_CLOSE_WAIT;
+#else
+    return socket.state() != QAbstractSocket::ConnectedState;
+#endif
+}
+
 }  // namespace
 
 QString SocketStateText(SocketState state) {
@@ -44,13 +61,14 @@ QString SocketStateText(SocketState state) {
     return texts[static_cast<std::size_t>(state)];
 }
 
-TcpSocket::TcpSocket(Clock& clock) : clock_(clock) {
-    connect(&server_, &QTcpServer::newConnection, this, &TcpSocket::TakeIncoming);
+TcpSocket::TcpSocket(Clock& clock) : clock_(clock), acceptor_(clock) {
+    connect(&acceptor_, &Acceptor::Incoming, this, &TcpSocket::TakeIncoming);
+    connect(&acceptor_, &Acceptor::Told, this, &TcpSocket::AcceptorTold);
     connect(&clock, &Clock::SecondPassed, this, &TcpSocket::OnSecond);
 }
 
 TcpSocket::~TcpSocket() {
-    Drop();
+    LetGo();
 }
 
 void TcpSocket::SetState(SocketState state) {
@@ -61,15 +79,11 @@ void TcpSocket::SetState(SocketState state) {
 
 bool TcpSocket::Listen(std::uint16_t port) {
     Close();
-    addressInUse_ = false;
-    if (!server_.listen(QHostAddress::Any, port)) {
-        addressInUse_ = server_.serverError() == QAbstractSocket::AddressInUseError;
-        errorText_ = server_.errorString();
-        SetState(SocketState::Error);
-        return false;
-    }
-    SetState(SocketState::Listening);
-    return true;
+    const Outcome listening = acceptor_.Listen(QHostAddress::Any, port);
+    addressInUse_ = acceptor_.AddressInUse();
+    if (!listening) errorText_ = listening.Error();
+    SetState(listening ? SocketState::Listening : SocketState::Error);
+    return bool{listening};
 }
 
 void TcpSocket::Connect(const QString& host, std::uint16_t port) {
@@ -83,43 +97,45 @@ void TcpSocket::Connect(const QString& host, std::uint16_t port) {
         if (state == QAbstractSocket::HostLookupState) SetState(SocketState::ResolvingHost);
         if (state == QAbstractSocket::ConnectingState) SetState(SocketState::Connecting);
     });
-    connect(&connecting, &QTcpSocket::connected, this, [this] {
-        KeepAlive(*peer_);
-        lastArrival_ = clock_.Monotonic();
-        SetState(SocketState::Connected);
-        Q_EMIT Connected();
-    });
-    connecting.connectToHost(host, port);
+    connect(&connecting, &QTcpSocket::connected, this, &TcpSocket::NoteConnected);
+    connecting.connectToHost(ParseHost(host).value_or(host), port);
 }
 
-void TcpSocket::TakeIncoming() {
-    while (server_.hasPendingConnections()) {
-        std::unique_ptr<QTcpSocket> incoming(server_.nextPendingConnection());
-        incoming->setParent(nullptr);
-        if (peer_ != nullptr) {
-            const bool silent =
-                reading_ && replaceAfter_.has_value() && clock_.Monotonic() - lastArrival_ >= *replaceAfter_;
-            if (!silent) {
-                incoming->abort();
-                continue;
-            }
-            Drop();
-            Q_EMIT PeerClosed();
-        }
-        KeepAlive(*incoming);
-        lastArrival_ = clock_.Monotonic();
-        Use(std::move(incoming));
-        SetState(SocketState::Connected);
-        Q_EMIT Connected();
+void TcpSocket::TakeIncoming(int descriptor) {
+    auto incoming = std::make_unique<QTcpSocket>();
+    if ((peer_ != nullptr && !GivesWay()) || !incoming->setSocketDescriptor(descriptor)) {
+        close(descriptor);
+        return;
     }
+    if (peer_ != nullptr) {
+        LetGo();
+        Q_EMIT PeerClosed();
+    }
+    Use(std::move(incoming));
+    NoteConnected();
+}
+
+bool TcpSocket::GivesWay() const {
+    const bool silent =
+        reading_ && replaceAfter_.has_value() && clock_.Monotonic() - lastArrival_ >= *replaceAfter_;
+    return silent || inputEnded_;
 }
 
 void TcpSocket::Use(std::unique_ptr<QTcpSocket> socket) {
     peer_ = std::move(socket);
     peer_->setReadBufferSize(kReadBuffer);
+    answered_ = 0;
     connect(peer_.get(), &QTcpSocket::readyRead, this, &TcpSocket::ReadWhileOn);
     connect(peer_.get(), &QTcpSocket::disconnected, this, &TcpSocket::OnDisconnected);
     connect(peer_.get(), &QTcpSocket::errorOccurred, this, &TcpSocket::OnError);
+}
+
+void TcpSocket::NoteConnected() {
+    KeepAlive(*peer_);
+    if (input_ == Input::Drop) WatchInput();
+    lastArrival_ = clock_.Monotonic();
+    SetState(SocketState::Connected);
+    Q_EMIT Connected();
 }
 
 void TcpSocket::SetReading(bool on) {
@@ -130,13 +146,31 @@ void TcpSocket::SetReading(bool on) {
 }
 
 void TcpSocket::ReadWhileOn() {
-    if (!dropsInput_) {
-        while (reading_ && ReadSome(kReadBuffer)) {
-        }
-        return;
+    while (reading_ && ReadSome(kReadBuffer)) {
     }
-    while (droppable_ > 0 && ReadSome(droppable_)) {
+}
+
+/// The library takes the end of what a peer sends for the end of the connection: it is not to see it.
+void TcpSocket::WatchInput() {
+    for (QSocketNotifier* notifier : peer_->findChildren<QSocketNotifier*>())
+        if (notifier->type() == QSocketNotifier::Read) notifier->setEnabled(false);
+    inputEnded_ = false;
+    dropped_ = new QSocketNotifier(peer_->socketDescriptor(), QSocketNotifier::Read, peer_.get());
+    connect(dropped_, &QSocketNotifier::activated, this, &TcpSocket::DropSome);
+}
+
+void TcpSocket::DropSome() {
+    if (state_ != SocketState::Connected || inputEnded_) return;
+    std::array<char, kReadBuffer> buffer;  // NOLINT(*-member-init): filled by recv
+    ssize_t count = 1;
+    while (droppable_ > 0 && count > 0) {
+        count = recv(static_cast<int>(peer_->socketDescriptor()), buffer.data(),
+                     static_cast<std::size_t>(droppable_), MSG_DONTWAIT);
+        droppable_ -= std::max<ssize_t>(count, 0);
     }
+    if (count < 0 && errno != EAGAIN && errno != EINTR) return OnDisconnected();
+    inputEnded_ = count == 0;
+    dropped_->setEnabled(droppable_ > 0 && !inputEnded_);
 }
 
 bool TcpSocket::ReadSome(qint64 most) {
@@ -146,10 +180,11 @@ bool TcpSocket::ReadSome(qint64 most) {
     const qint64 count = peer_->read(buffer.data(), most);
     if (count <= 0) return false;
     lastArrival_ = clock_.Monotonic();
-    if (dropsInput_) {
-        droppable_ -= count;
-    } else {
+    if (input_ == Input::HandOver) {
         Q_EMIT DataArrival(QByteArrayView(buffer.data(), count));
+    } else if ((answered_ += count) > kMostOfAnswer) {
+        EndPeer();
+        Q_EMIT AnswerTooLong();
     }
     return true;
 }
@@ -162,35 +197,29 @@ bool TcpSocket::SendText(QByteArrayView text) {
         Q_EMIT PeerTooSlow(peer);
         return false;
     }
+    answered_ = 0;
     peer_->write(text.data(), text.size());
     return true;
 }
 
 void TcpSocket::Close() {
-    server_.close();
-    Drop();
+    acceptor_.Close();
+    LetGo();
     SetState(SocketState::Closed);
 }
 
-void TcpSocket::Drop() {
+void TcpSocket::LetGo() {
     if (peer_ == nullptr) return;
+    inputEnded_ = false;
+    if (dropped_ != nullptr) std::exchange(dropped_, nullptr)->setEnabled(false);
     peer_->disconnect(this);
     peer_->abort();
     // This may run within one of the peer's own signals.
     peer_.release()->deleteLater();
 }
 
-void TcpSocket::EndPeer() {
-    if (!keepsListening_ || !server_.isListening()) {
-        Close();
-        return;
-    }
-    Drop();
-    SetState(SocketState::Listening);
-}
-
 void TcpSocket::OnDisconnected() {
-    while (!dropsInput_ && ReadSome(kReadBuffer)) {
+    while (input_ == Input::HandOver && ReadSome(kReadBuffer)) {
     }
     if (peer_ == nullptr) return;
     SetState(SocketState::PeerClosing);
@@ -198,27 +227,31 @@ void TcpSocket::OnDisconnected() {
     EndPeer();
 }
 
+void TcpSocket::EndPeer() {
+    if (!keepsListening_ || !acceptor_.IsListening()) {
+        Close();
+        return;
+    }
+    LetGo();
+    SetState(SocketState::Listening);
+}
+
 void TcpSocket::OnError(QAbstractSocket::SocketError error) {
     // A connection that was up ends with `disconnected`, which follows.
     if (state_ == SocketState::Connected || error == QAbstractSocket::RemoteHostClosedError) return;
     errorText_ = peer_->errorString();
     addressInUse_ = error == QAbstractSocket::AddressInUseError;
-    server_.close();
-    Drop();
+    acceptor_.Close();
+    LetGo();
     SetState(SocketState::Error);
 }
 
 void TcpSocket::OnSecond() {
     const bool attempting = state_ == SocketState::ResolvingHost || state_ == SocketState::Connecting;
     if (attempting && clock_.Monotonic() - connectStarted_ >= kConnectTimeout) Close();
-    if (dropsInput_) {
-        droppable_ = kReadBuffer;
-        ReadWhileOn();
-    }
-}
-
-std::uint16_t TcpSocket::LocalPort() const {
-    return server_.isListening() ? server_.serverPort() : std::uint16_t{0};
+    if (state_ == SocketState::Connected && inputEnded_ && HasGone(*peer_)) OnDisconnected();
+    droppable_ = kReadBuffer;
+    if (dropped_ != nullptr) DropSome();
 }
 
 }  // namespace corvane

@@ -4,12 +4,13 @@
 #include <QByteArrayView>
 #include <QObject>
 #include <QString>
-#include <QTcpServer>
 #include <QTcpSocket>
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+
+#include "link/acceptor.h"
 
 namespace corvane {
 
@@ -41,6 +42,7 @@ public:
     static constexpr std::int64_t kMostUnsent = 1 << 20;  ///< bytes; a peer that lets more pile up is closed
     static constexpr std::int64_t kConnectTimeout = 20'000;  ///< ms
     static constexpr qint64 kReadBuffer = 65'536;            ///< bytes
+    static constexpr qint64 kMostOfAnswer = 65'536;          ///< bytes
 
     explicit TcpSocket(Clock& clock);
     ~TcpSocket() override;
@@ -53,8 +55,13 @@ public:
     void KeepListening() { keepsListening_ = true; }
 
     /// For peers that nobody listens to: what they send is dropped, and at most 64 KiB of it is read in a
-    /// second. The rest is the peer's to keep.
-    void DropInput() { dropsInput_ = true; }
+    /// second. The rest is the peer's to keep. One that has ended what it sends may still read: it stays, but
+    /// gives way to a new one, for who has closed looks just the same until something is sent to it.
+    void DropInput() { input_ = Input::Drop; }
+
+    /// For servers whose answers nobody reads: they are dropped as they come, and a server that has ended
+    /// what it sends has closed. One that sends more than 64 KiB after what was last sent to it is closed.
+    void DropAnswers() { input_ = Input::DropAnswers; }
 
     /// Off: what the peer sends stays with the operating system until this is on again. Only what is left of
     /// a peer that went is handed over all the same, for it would be lost.
@@ -76,38 +83,49 @@ public:
     void Close();
 
     [[nodiscard]] SocketState State() const { return state_; }
-    [[nodiscard]] std::uint16_t LocalPort() const;
+    [[nodiscard]] std::uint16_t LocalPort() const { return acceptor_.Port(); }
     [[nodiscard]] bool AddressInUse() const { return addressInUse_; }
     [[nodiscard]] const QString& ErrorText() const { return errorText_; }
 
 Q_SIGNALS:
     void StateChanged(corvane::SocketState state);
-    void Connected();                       ///< a peer was accepted, or the own connect succeeded
-    void DataArrival(QByteArrayView data);  ///< valid during the call only
-    void PeerClosed();                      ///< the peer went, or gave way to a new one
-    void PeerTooSlow(const QString& peer);  ///< closed for leaving too much unread
+    void Connected();                        ///< a peer was accepted, or the own connect succeeded
+    void DataArrival(QByteArrayView data);   ///< valid during the call only
+    void PeerClosed();                       ///< the peer went, or gave way to a new one
+    void PeerTooSlow(const QString& peer);   ///< closed for leaving too much unread
+    void AnswerTooLong();                    ///< closed for that
+    void AcceptorTold(const QString& text);  ///< of a server: "takes no connections: ..." and so on
 
 private:
+    enum class Input : std::uint8_t { HandOver, Drop, DropAnswers };
+
     void SetState(SocketState state);
-    void TakeIncoming();
+    void TakeIncoming(int descriptor);
     void Use(std::unique_ptr<QTcpSocket> socket);
+    void NoteConnected();
+    [[nodiscard]] bool GivesWay() const;
+    void WatchInput();
     void ReadWhileOn();
+    void DropSome();
     bool ReadSome(qint64 most);  ///< false where there was nothing
     void OnDisconnected();
     void EndPeer();
     void OnError(QAbstractSocket::SocketError error);
-    void Drop();
+    void LetGo();
     void OnSecond();
 
     Clock& clock_;
-    QTcpServer server_;
+    Acceptor acceptor_;
     std::unique_ptr<QTcpSocket> peer_;
+    QSocketNotifier* dropped_ = nullptr;  ///< the peer's, where what it sends is dropped
     SocketState state_ = SocketState::Closed;
     bool addressInUse_ = false;
     bool keepsListening_ = false;
-    bool dropsInput_ = false;
+    Input input_ = Input::HandOver;
+    bool inputEnded_ = false;  ///< the peer sends no more, and may still read
     bool reading_ = true;
     qint64 droppable_ = kReadBuffer;  ///< bytes that may still be dropped within this second
+    qint64 answered_ = 0;             ///< bytes of the answer to what was last sent
     QString errorText_;
     std::optional<std::int64_t> replaceAfter_;
     std::int64_t lastArrival_ = 0;  ///< monotonic ms

@@ -11,6 +11,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
+
+#include "app/program.h"
 
 namespace corvane {
 
@@ -50,9 +53,13 @@ Outcome MakeRoom(const QString& path) {
 
 }  // namespace
 
-RemoteServer::RemoteServer(Program& program) : program_(program) {
-    server_.setSocketOptions(QLocalServer::UserAccessOption);
-    connect(&server_, &QLocalServer::newConnection, this, &RemoteServer::TakeConnections);
+RemoteServer::RemoteServer(Program& program) : program_(program), acceptor_(program.clock) {
+    connect(&acceptor_, &Acceptor::Incoming, this, &RemoteServer::TakeConnection);
+    connect(&acceptor_, &Acceptor::Told, this, [this](const QString& text) {
+        const QString line = u"The control socket "_s + text;
+        program_.statusBoard.AddLine(u"     "_s + line);
+        program_.errorLog.LogError(0, line, u"corvanectl"_s);
+    });
 }
 
 RemoteServer::~RemoteServer() {
@@ -61,22 +68,20 @@ RemoteServer::~RemoteServer() {
 
 Outcome RemoteServer::Listen(const QString& path) {
     if (Outcome room = MakeRoom(path); !room) return room;
-    if (server_.listen(path)) return Outcome::Success();
-    return Outcome::Failure(u"The control socket %1 cannot be made: %2"_s.arg(path, server_.errorString()));
+    const Outcome listening = acceptor_.ListenAt(path);
+    if (listening) return Outcome::Success();
+    return Outcome::Failure(u"The control socket %1 cannot be made: %2"_s.arg(path, listening.Error()));
 }
 
-void RemoteServer::TakeConnections() {
-    while (QLocalSocket* incoming = server_.nextPendingConnection()) {
-        incoming->setParent(nullptr);
-        std::unique_ptr<QLocalSocket> socket(incoming);
-        if (sessions_.size() == kMostSessions) {
-            socket->abort();
-            continue;
-        }
-        sessions_.push_back(std::make_unique<RemoteSession>(std::move(socket), program_));
-        RemoteSession* session = sessions_.back().get();
-        connect(session, &RemoteSession::Finished, this, [this, session] { Remove(session); });
+void RemoteServer::TakeConnection(int descriptor) {
+    auto socket = std::make_unique<QLocalSocket>();
+    if (sessions_.size() == kMostSessions || !socket->setSocketDescriptor(descriptor)) {
+        ::close(descriptor);
+        return;
     }
+    sessions_.push_back(std::make_unique<RemoteSession>(std::move(socket), program_));
+    RemoteSession* session = sessions_.back().get();
+    connect(session, &RemoteSession::Finished, this, [this, session] { Remove(session); });
 }
 
 void RemoteServer::Remove(RemoteSession* session) {
@@ -86,7 +91,7 @@ void RemoteServer::Remove(RemoteSession* session) {
 }
 
 void RemoteServer::Close() {
-    server_.close();
+    acceptor_.Close();
     while (!sessions_.empty()) {
         const auto before = sessions_.size();
         sessions_.back()->Abandon();

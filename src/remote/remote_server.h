@@ -1,13 +1,13 @@
 // The control socket: the way in for `corvanectl`, for this user alone.
 #pragma once
 
-#include <QLocalServer>
 #include <QObject>
 
 #include <memory>
 #include <vector>
 
 #include "base/outcome.h"
+#include "link/acceptor.h"
 #include "remote/remote_session.h"
 
 namespace corvane {
@@ -31,11 +31,11 @@ public:
     void Close();
 
 private:
-    void TakeConnections();
+    void TakeConnection(int descriptor);
     void Remove(RemoteSession* session);
 
     Program& program_;
-    QLocalServer server_;
+    Acceptor acceptor_;
     std::vector<std::unique_ptr<RemoteSession>> sessions_;
 };
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/exit_codes.h"
+#include "link/host_port.h"
 
 namespace corvane {
 
@@ -207,13 +208,9 @@ void OptionReader::ReadLine(SimOptions& options) {
 }
 
 ConnectTo OptionReader::ReadPeer() {
-    const QString peer = parser_.value(connect_);
-    const qsizetype colon = peer.lastIndexOf(u':');
-    bool isNumber = false;
-    ConnectTo to{peer.left(std::max<qsizetype>(colon, 0)), peer.mid(colon + 1).toUShort(&isNumber)};
-    if (to.host.isEmpty() || !isNumber || to.port == 0)
-        Refuse(connect_, u"expected a host, a colon and a port of 1 to 65535"_s);
-    return to;
+    const HostPort peer = ParseHostPort(parser_.value(connect_)).value_or(HostPort{});
+    if (peer.port == 0) Refuse(connect_, u"expected a host, a colon and a port of 1 to 65535"_s);
+    return {peer.host, peer.port};
 }
 
 QString OptionReader::Path(const QCommandLineOption& option) {

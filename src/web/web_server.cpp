@@ -4,6 +4,7 @@
 
 #include <microhttpd.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <initializer_list>
@@ -14,9 +15,9 @@
 #include "link/device_slots.h"
 #include "measure/ledger.h"
 #include "measure/ledger_document.h"
+#include "store/error_log.h"
 #include "store/settings_store.h"
 #include "web/history.h"
-#include "web/listening_socket.h"
 #include "web/live_xml.h"
 #include "web/web_access.h"
 #include "web/web_pages.h"
@@ -89,6 +90,7 @@ struct WebServer::Callbacks {
         auto& server = *static_cast<WebServer*>(cls);
         if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
             server.connections_.erase(connection);
+            server.TakeAsManyAsThereMayBe();
             return;
         }
         const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
@@ -185,7 +187,7 @@ struct WebServer::Callbacks {
 
 WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
                      const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard,
-                     Clock& clock)
+                     ErrorLog& errorLog, Clock& clock)
     : readings_(std::move(readings)),
       events_(events),
       history_(history),
@@ -193,8 +195,13 @@ WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& histo
       slots_(slots),
       settings_(settings),
       statusBoard_(statusBoard),
+      errorLog_(errorLog),
       clock_(clock),
-      setup_(WebSetup::Load(settings)) {
+      setup_(WebSetup::Load(settings)),
+      acceptor_(clock) {
+    connect(&acceptor_, &Acceptor::Incoming, this, &WebServer::TakeConnection);
+    connect(&acceptor_, &Acceptor::Told, this,
+            [this](const QString& text) { Tell(u"The server of the pages "_s + text); });
     connect(&settings, &SettingsStore::Changed, this, [this](const QString& section, const QString& key) {
         if (section != kStartupSection || !key.startsWith("Web"_L1, Qt::CaseInsensitive)) return;
         setup_ = WebSetup::Load(settings_);
@@ -231,20 +238,47 @@ void WebServer::Serve() {
 }
 
 Outcome WebServer::Open() {
-    const auto socket = OpenListeningSocket(setup_.address, setup_.port);
-    if (const auto* error = std::get_if<QString>(&socket)) return Outcome::Failure(*error);
+    Outcome listening = acceptor_.Listen(setup_.address, setup_.port);
+    if (!listening) return listening;
     daemon_ =
-        MHD_start_daemon(MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &Callbacks::OnRequest,
-                         this, MHD_OPTION_LISTEN_SOCKET, std::get<int>(socket), MHD_OPTION_CONNECTION_LIMIT,
-                         kMostConnections, MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostOfOneAddress,
+        MHD_start_daemon(MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr,
+                         nullptr, &Callbacks::OnRequest, this, MHD_OPTION_CONNECTION_LIMIT, kMostConnections,
+                         MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostOfOneAddress,
                          MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory, MHD_OPTION_STRICT_FOR_CLIENT,
                          1, MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::OnConnection, this,
                          MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::OnCompleted, this, MHD_OPTION_END);
-    if (daemon_ == nullptr) return Outcome::Failure(u"the system lacks what a server takes"_s);
+    if (daemon_ == nullptr) {
+        acceptor_.Close();
+        return Outcome::Failure(u"the system lacks what a server takes"_s);
+    }
     const int epoll = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
     notifier_ = std::make_unique<QSocketNotifier>(epoll, QSocketNotifier::Read);
     connect(notifier_.get(), &QSocketNotifier::activated, this, &WebServer::Run);
+    TakeAsManyAsThereMayBe();
     return Outcome::Success();
+}
+
+void WebServer::TakeConnection(int descriptor) {
+    sockaddr_storage peer{};
+    socklen_t size = sizeof peer;
+    if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0) {
+        close(descriptor);
+        return;
+    }
+    // The library closes one that is too many of its address.
+    (void)MHD_add_connection(daemon_, descriptor, reinterpret_cast<const sockaddr*>(&peer), size);
+    TakeAsManyAsThereMayBe();
+    RunSoon();
+}
+
+/// Who comes when there are as many as there may be waits until somebody goes.
+void WebServer::TakeAsManyAsThereMayBe() {
+    acceptor_.SetTaking(connections_.size() < kMostConnections);
+}
+
+void WebServer::Tell(const QString& text) {
+    statusBoard_.AddLine(u"     "_s + text);
+    errorLog_.LogError(0, text, u"Pages"_s);
 }
 
 void WebServer::Stop() {
@@ -259,6 +293,7 @@ void WebServer::Stop() {
             Resume(*connection->exchange);
         }
     }
+    acceptor_.Close();
     notifier_.reset();
     MHD_run(daemon_);
     MHD_stop_daemon(std::exchange(daemon_, nullptr));
@@ -376,7 +411,6 @@ void WebServer::EndOverdue() {
         if (connection->deadline != 0 && clock_.Monotonic() >= connection->deadline)
             shutdown(connection->descriptor, SHUT_RDWR);  // the library then finds it closed
     }
-    RunSoon();  // after there was no room, the library listens again only when it is run
 }
 
 }  // namespace corvane

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "link/acceptor.h"
 #include "web/live_events.h"
 #include "web/web_reply.h"
 #include "web/web_setup.h"
@@ -21,6 +22,7 @@ namespace corvane {
 
 class Clock;
 class DeviceSlots;
+class ErrorLog;
 class History;
 class Ledger;
 class SettingsStore;
@@ -40,7 +42,8 @@ public:
 
     /// Everything that is referred to must outlive it.
     WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
-              const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard, Clock& clock);
+              const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard, ErrorLog& errorLog,
+              Clock& clock);
     ~WebServer() override;
 
     /// Serves as the settings say, from now on and whenever they change. What hinders it is told, no more.
@@ -73,6 +76,9 @@ private:
     void Serve();
     void Stop();
     Outcome Open();
+    void TakeConnection(int descriptor);
+    void TakeAsManyAsThereMayBe();
+    void Tell(const QString& text);
 
     /// Lets the library do what is to be done now.
     void Run();
@@ -92,8 +98,10 @@ private:
     const DeviceSlots& slots_;
     SettingsStore& settings_;
     StatusBoard& statusBoard_;
+    ErrorLog& errorLog_;
     Clock& clock_;
     WebSetup setup_;
+    Acceptor acceptor_;
     MHD_Daemon* daemon_ = nullptr;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::unordered_map<MHD_Connection*, std::unique_ptr<Connection>> connections_;

@@ -97,6 +97,8 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
         {"HTTP/1.1 302 Found\r\nLocation: /elsewhere\r\nContent-Length: 0\r\n\r\n", "302 - "},
         {"HTTP/1.1 401 No\r\nContent-Length: 100\r\n\r\n" + ("bad key " + kKey.toUtf8()).leftJustified(100),
          "401 - bad key ***"},
+        {"HTTP/1.1 200 OK\r\n\r\n" + QByteArray(8 << 20, 'x'),
+         "200 - Success (the answer is longer than 64 KiB and was cut off)"},
         {"", "Not sent: "},
     };
     for (const auto& c : cases) {
@@ -114,14 +116,14 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
         EXPECT_TRUE(
             request.contains("<data id='2'>\r\n<current_value>0</current_value>\r\n<tag>No Label</tag>"));
         EXPECT_TRUE(request.contains("<tag>no label</tag>")) << "what the database has is sent as it is";
-        EXPECT_EQ(bool(*result), c.line == std::string("200 - Success"));
+        EXPECT_EQ(bool(*result), std::string(c.line).starts_with("200 - Success"));
         const std::string told = upload_.Log()->Lines().back().toStdString();
         EXPECT_EQ(told.substr(0, std::string(c.line).size()), c.line);
         EXPECT_EQ((told + result->Error().toStdString()).find("SECRET"), std::string::npos) << told;
     }
     // One line for each upload that got an answer.
     const std::string queue = folder_.Read(u"VRQ5810Pacpost.txt"_s);
-    EXPECT_EQ(std::ranges::count(queue, '\n'), 4);
+    EXPECT_EQ(std::ranges::count(queue, '\n'), 5);
     EXPECT_EQ(queue.find("SECRET"), std::string::npos);
     EXPECT_TRUE(queue.starts_with("2026-03-02 10:2"));
     EXPECT_NE(queue.find("\t200 - Success\n"), std::string::npos);
@@ -137,7 +139,7 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
     clock_.AdvanceSeconds(1);
     ASSERT_TRUE(clock_.SomeoneWaits());
     EXPECT_EQ(upload_.Standing(), OutputState::Connecting);
-    // The service takes the request, and says nothing.
+    // The service takes the request, and says nothing; or less than it has announced.
     ASSERT_TRUE(SpinUntil([this] { return service_.hasPendingConnections(); }));
     const std::unique_ptr<QTcpSocket> silent(service_.nextPendingConnection());
     ASSERT_TRUE(SpinUntil([&] { return silent->readAll().contains("</eeml>"); }));
@@ -153,7 +155,14 @@ TEST_F(FeedUploadTest, RunsByItselfEverySoOftenOneAtATimeAndGivesUpAfterTenSecon
     EXPECT_FALSE(clock_.SomeoneWaits());
     clock_.AdvanceSeconds(2);
     EXPECT_TRUE(clock_.SomeoneWaits());  // the next upload tries again
-    clock_.EndWaits();
+    ASSERT_TRUE(SpinUntil([this] { return service_.hasPendingConnections(); }));
+    const std::unique_ptr<QTcpSocket> brief(service_.nextPendingConnection());
+    brief->write("HTTP/1.1 500 Failed\r\nContent-Length: 100\r\n\r\nsorry");
+    ASSERT_TRUE(SpinUntil([&] {
+        clock_.Advance(100);
+        return upload_.Log()->Lines().size() == 2;
+    }));
+    EXPECT_EQ(upload_.Log()->Lines().back(), u"500 - sorry (the rest of the answer did not come)"_s);
 }
 
 TEST_F(FeedUploadTest, EntriesAreCheckedAndAChangeOfAnAssignmentIsAsked) {
@@ -205,7 +214,7 @@ TEST_F(FeedUploadTest, TheInternetIsThereWhenThePageOpensWithinFiveSeconds) {
     ConnectionCheck check(settings_, clock_);
     ScriptedOperator op;
     Set(u"InternetCheckUrl"_s, u"http://127.0.0.1:%1/"_s.arg(service_.serverPort()));
-    for (const QByteArray answer : {"200 OK", "404 Not Found", ""}) {
+    for (const QByteArray answer : {"200 OK", "404 Not Found", "200 Endless", ""}) {
         std::optional<Outcome> result;
         auto checking = check.Check(op).then([&](const Outcome& outcome) { result = outcome; });
         QTcpSocket* page = nullptr;
@@ -220,18 +229,21 @@ TEST_F(FeedUploadTest, TheInternetIsThereWhenThePageOpensWithinFiveSeconds) {
             EXPECT_FALSE(result.has_value());
             clock_.Advance(50);
         } else {
+            const bool endless = answer.endsWith("Endless");
             // With its length: an answer that ends with the connection is sometimes asked for again.
-            page->write("HTTP/1.1 " + answer + "\r\nContent-Length: 5\r\n\r\nhello");
-            page->disconnectFromHost();
+            page->write(
+                "HTTP/1.1 " + answer +
+                (endless ? "\r\n\r\n" + QByteArray(8 << 20, 'x') : "\r\nContent-Length: 5\r\n\r\nhello"));
+            if (!endless) page->disconnectFromHost();
             ASSERT_TRUE(SpinUntil([&] {
                 clock_.Advance(1);
                 return result.has_value();
             }));
         }
         ASSERT_TRUE(result.has_value());
-        EXPECT_EQ(result->Error(), answer == "200 OK" ? u""_s : u"The internet cannot be reached."_s);
+        EXPECT_EQ(result->Error(), answer.startsWith("200") ? u""_s : u"The internet cannot be reached."_s);
     }
-    EXPECT_EQ(op.Messages(), (std::vector<std::string>(3, "Checking connection........")));
+    EXPECT_EQ(op.Messages(), (std::vector<std::string>(4, "Checking connection........")));
 }
 
 }  // namespace

@@ -55,6 +55,43 @@ TEST_F(GetUploadTest, ConnectsOnceThenSendsEveryQueryAtOnceAndDropsTheOnesInBetw
     EXPECT_EQ(upload_.Log()->Lines()[0], QString::fromLatin1(Request("a=1").chopped(2)));
 }
 
+TEST_F(GetUploadTest, AnAnswerWithoutEndIsCutOffAndLosesNoRequest) {
+    server_.close();
+    ASSERT_TRUE(server_.listen(QHostAddress::LocalHostIPv6));
+    EXPECT_TRUE(Choose(settings_, kGetHost, u"[::1]:%1"_s.arg(server_.serverPort())));
+    host_ = "[::1]:" + QByteArray::number(server_.serverPort());
+    upload_.PostToGET("a=1");
+    const auto first = Accept();
+    EXPECT_TRUE(Receives(*first, Request("a=1")));
+    first->write(QByteArray(8 << 20, 'x'));
+    ASSERT_TRUE(SpinUntil([&] { return first->state() == QAbstractSocket::UnconnectedState; }));
+    EXPECT_EQ(upload_.Log()->Lines().back(),
+              u"The answer of %1 is longer than 64 KiB and was cut off."_s.arg(QString::fromLatin1(host_)));
+    upload_.PostToGET("a=2");
+    const auto second = Accept();
+    EXPECT_TRUE(Receives(*second, Request("a=2")));
+    for (const char* query : {"a=3", "a=4"}) {  // each may be answered as long as is allowed
+        second->write(QByteArray(64 << 10, 'x'));
+        ASSERT_TRUE(SpinUntil([&] { return second->bytesToWrite() == 0; }));
+        clock_.AdvanceSeconds(1);
+        upload_.PostToGET(query);
+        EXPECT_TRUE(Receives(*second, Request(query)));
+    }
+}
+
+TEST_F(GetUploadTest, AHostChangedDuringAConnectIsThatOfTheNextRequest) {
+    server_.close();
+    upload_.PostToGET("a=1");
+    ASSERT_TRUE(server_.listen(QHostAddress(u"127.0.0.2"_s)));
+    host_ = "127.0.0.2:" + QByteArray::number(server_.serverPort());
+    EXPECT_TRUE(Choose(settings_, kGetHost, QString::fromLatin1(host_)));
+    clock_.Advance(50);
+    upload_.PostToGET("a=2");
+    const auto server = Accept();
+    EXPECT_TRUE(Receives(*server, Request("a=2")));
+    EXPECT_EQ(upload_.Log()->Lines().size(), 1U) << "what was given up is no failure";
+}
+
 TEST_F(GetUploadTest, TheWaitForAConnectionEndsWithTheClocksSecond) {
     server_.close();
     const struct {

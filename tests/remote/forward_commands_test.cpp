@@ -49,7 +49,7 @@ TEST_F(ForwardCommandsTest, EachWordChangesItsSettingAndIsAnsweredByIt) {
         {u"forward set server on please"_s, words},
         {u"forward set get on"_s, words},
         {u"forward set nobody on"_s, words},
-        {u"forward listen server"_s, u"Listening Server: The bound address is already in use"_s},
+        {u"forward listen server"_s, u"Listening Server: port %1 is in use by another program"_s.arg(held)},
         {u"forward listen client"_s, u"There are the servers server and b."_s},
         {u"forward stop server"_s,
          u"Listening Server: off, text, Socket Closed, Wait 4 Minutes to Release Port"_s},

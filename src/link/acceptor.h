@@ -1,0 +1,68 @@
+// A place of this machine at which others connect: a TCP port, or a local socket.
+#pragma once
+
+#include <QObject>
+#include <QSocketNotifier>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+
+#include "base/outcome.h"
+
+class QHostAddress;
+
+namespace corvane {
+
+class Clock;
+
+/// Everybody who takes connections takes them through this. Where the system refuses one, as it does to a
+/// program that has no descriptors left, it pauses until the next second of the clock and tries again.
+class Acceptor : public QObject {
+    Q_OBJECT
+
+public:
+    explicit Acceptor(Clock& clock);
+    ~Acceptor() override;
+
+    /// Listens there instead of where it did; QHostAddress::Any is all addresses of both kinds, port 0 lets
+    /// the system choose one.
+    Outcome Listen(const QHostAddress& address, std::uint16_t port);
+
+    /// The same at the path of a local socket, which must be free. This user alone can connect to it.
+    Outcome ListenAt(const QString& path);
+
+    /// Removes the local socket, too.
+    void Close();
+
+    /// Off: who connects waits with the operating system.
+    void SetTaking(bool on);
+
+    [[nodiscard]] bool IsListening() const { return descriptor_ >= 0; }
+    [[nodiscard]] std::uint16_t Port() const { return port_; }         ///< 0 where it does not listen
+    [[nodiscard]] bool AddressInUse() const { return addressInUse_; }  ///< why the last attempt failed
+
+Q_SIGNALS:
+    void Incoming(int descriptor);  ///< non-blocking; whoever gets it closes it
+    /// "takes no connections: ..." and "takes connections again.", each once.
+    void Told(const QString& text);
+
+private:
+    void Begin(int descriptor);
+    void Take();
+    void Retry();
+
+    int descriptor_ = -1;
+    std::uint16_t port_ = 0;
+    QString path_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+    bool addressInUse_ = false;
+    bool taking_ = true;
+    bool paused_ = false;  ///< until the next second
+    bool told_ = false;
+};
+
+/// Whether a server of this machine could listen there, which fails as `Acceptor::Listen` would.
+Outcome CheckListening(const QHostAddress& address, std::uint16_t port);
+
+}  // namespace corvane
