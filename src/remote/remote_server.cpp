@@ -37,7 +37,7 @@ bool IsAlive(const QByteArray& path) {
 }
 
 /// Removes the socket that a program left which was killed, and nothing else.
-Outcome MakeRoom(const QString& path) {
+Outcome ClearPath(const QString& path) {
     const QByteArray name = QFile::encodeName(path);
     struct stat found {};
     if (lstat(name.constData(), &found) != 0) return Outcome::Success();
@@ -67,13 +67,14 @@ RemoteServer::~RemoteServer() {
 }
 
 Outcome RemoteServer::Listen(const QString& path) {
-    if (Outcome room = MakeRoom(path); !room) return room;
+    if (Outcome clear = ClearPath(path); !clear) return clear;
     const Outcome listening = acceptor_.ListenAt(path);
     if (listening) return Outcome::Success();
     return Outcome::Failure(u"The control socket %1 cannot be made: %2"_s.arg(path, listening.Error()));
 }
 
 void RemoteServer::TakeConnection(int descriptor) {
+    if (sessions_.size() == kMostSessions) MakeRoom();
     auto socket = std::make_unique<QLocalSocket>();
     if (sessions_.size() == kMostSessions || !socket->setSocketDescriptor(descriptor)) {
         ::close(descriptor);
@@ -82,6 +83,15 @@ void RemoteServer::TakeConnection(int descriptor) {
     sessions_.push_back(std::make_unique<RemoteSession>(std::move(socket), program_));
     RemoteSession* session = sessions_.back().get();
     connect(session, &RemoteSession::Finished, this, [this, session] { Remove(session); });
+}
+
+void RemoteServer::MakeRoom() {
+    RemoteSession* oldest = nullptr;
+    for (const auto& session : sessions_) {
+        const bool older = oldest == nullptr || session->LastSign() < oldest->LastSign();
+        if (session->IsIdle() && older) oldest = session.get();
+    }
+    if (oldest != nullptr) oldest->Abandon();
 }
 
 void RemoteServer::Remove(RemoteSession* session) {

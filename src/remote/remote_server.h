@@ -18,6 +18,7 @@ class RemoteServer : public QObject {
     Q_OBJECT
 
 public:
+    /// Where one more comes, the one goes that has been idle for longest.
     static constexpr std::size_t kMostSessions = 32;
 
     explicit RemoteServer(Program& program);
@@ -32,6 +33,7 @@ public:
 
 private:
     void TakeConnection(int descriptor);
+    void MakeRoom();
     void Remove(RemoteSession* session);
 
     Program& program_;

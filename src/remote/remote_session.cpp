@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "app/program.h"
+#include "base/clock.h"
 #include "remote/command.h"
 
 namespace corvane {
@@ -26,22 +27,54 @@ QJsonObject ReplyObject(const Reply& reply) {
 }  // namespace
 
 RemoteSession::RemoteSession(std::unique_ptr<QLocalSocket> socket, Program& program)
-    : socket_(std::move(socket)), program_(program) {
+    : socket_(std::move(socket)), program_(program), lastSign_(program.clock.Monotonic()) {
     socket_->setReadBufferSize(kLongestRemoteLine + 1);
     connect(socket_.get(), &QLocalSocket::readyRead, this, &RemoteSession::OnReadyRead);
     connect(socket_.get(), &QLocalSocket::disconnected, this, &RemoteSession::OnDisconnected);
+    connect(socket_.get(), &QLocalSocket::bytesWritten, this, [this] {
+        lastSign_ = program_.clock.Monotonic();
+        OnReadyRead();
+    });
+    connect(&program_.clock, &Clock::SecondPassed, this, &RemoteSession::OnSecond);
     // What the client has sent before this object was there raises no signal of its own.
     QMetaObject::invokeMethod(this, &RemoteSession::OnReadyRead, Qt::QueuedConnection);
 }
 
 void RemoteSession::OnReadyRead() {
-    // While a command runs, only an answer is read; a further request waits in the socket.
-    while (!gone_ && (!busy_ || waiter_) && socket_->canReadLine())
+    // While a command runs, only an answer is read; a further request waits in the socket, as it does while
+    // the client has much to read.
+    while (!gone_ && !dismissed_ && (waiter_ || (!busy_ && !LagsBehind())) && socket_->canReadLine()) {
+        lastSign_ = program_.clock.Monotonic();
         TakeLine(socket_->readLine());
-    if (!gone_ && socket_->bytesAvailable() > kLongestRemoteLine && !socket_->canReadLine()) {
-        Send(ReplyObject(Reply::Failure(u"The line is too long."_s)));
-        socket_->disconnectFromServer();
     }
+    if (!gone_ && !dismissed_ && socket_->bytesAvailable() > kLongestRemoteLine && !socket_->canReadLine()) {
+        Dismiss(u"The line is too long."_s);
+    }
+}
+
+void RemoteSession::OnSecond() {
+    if (dismissed_) return End();  // it has had a second to take what was said
+    const std::int64_t silence = program_.clock.Monotonic() - lastSign_;
+    if (LagsBehind() && silence >= kReadPatience) return CutOff();
+    if ((busy_ && !waiter_) || silence < kIdlePatience) return;
+    Dismiss(u"Nothing came for %1 minutes: the connection was closed."_s.arg(kIdlePatience / 60'000));
+}
+
+void RemoteSession::Dismiss(const QString& why) {
+    Send(ReplyObject(Reply::Failure(why)));
+    dismissed_ = true;
+    socket_->disconnectFromServer();
+}
+
+void RemoteSession::End() {
+    socket_->abort();
+    OnDisconnected();
+}
+
+void RemoteSession::CutOff() {
+    program_.statusBoard.AddLine(
+        u"     A client of the control socket does not read what it is sent: cut off."_s);
+    End();
 }
 
 void RemoteSession::TakeLine(const QByteArray& line) {
@@ -101,7 +134,9 @@ QCoro::Task<Reply> RemoteSession::Execute(const RemoteRequest& request) {
 }
 
 void RemoteSession::Send(const QJsonObject& object) {
-    if (!gone_) socket_->write(RemoteLine(object));
+    if (gone_) return;
+    if (LagsBehind()) return CutOff();
+    socket_->write(RemoteLine(object));
 }
 
 void RemoteSession::Show(const QString& text) {

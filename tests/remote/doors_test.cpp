@@ -3,8 +3,14 @@
 #include <QLocalSocket>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
+
+#include <memory>
+#include <vector>
 
 #include "app/program_fixture.h"
 #include "remote/remote_server.h"
@@ -48,6 +54,64 @@ protected:
     Program& program_;
     RemoteServer server_;
 };
+
+TEST_F(Doors, AClientThatDoesNotReadIsCutOffBeforeItCostsMuch) {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    qstrncpy(address.sun_path, QFile::encodeName(path_).constData(), sizeof address.sun_path);
+    const int mute = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    ASSERT_EQ(::connect(mute, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const QByteArray request = "{\"command\":\"help\"}\n";
+    ASSERT_EQ(send(mute, request.repeated(2000).constData(), 2000 * std::size_t(request.size()), 0),
+              2000 * request.size());
+    const std::size_t before = mallinfo2().uordblks;
+
+    // One that reads gets everything, however much it asks for at once.
+    QLocalSocket reader;
+    reader.connectToServer(path_);
+    reader.write(request.repeated(2000));
+    int replies = 0;
+    ASSERT_TRUE(SpinUntil([&] {
+        for (; reader.canReadLine(); ++replies)
+            reader.readLine();
+        return replies == 2000;
+    }));
+    EXPECT_LT(mallinfo2().uordblks, before + (4U << 20));
+    clock.AdvanceSeconds(11);
+    EXPECT_EQ(Told(u"does not read what it is sent: cut off."_s), 1);
+    EXPECT_EQ(reader.state(), QLocalSocket::ConnectedState);
+    close(mute);
+}
+
+TEST_F(Doors, IdleClientsGiveWayToTheNextAndAreLetGoAfterTenMinutes) {
+    std::vector<std::unique_ptr<QLocalSocket>> clients;
+    const auto come = [&](const QByteArray& request) {
+        clients.push_back(std::make_unique<QLocalSocket>());
+        clients.back()->connectToServer(path_);
+        clients.back()->write(request);
+        return SpinUntil([&] { return request.isEmpty() || clients.back()->canReadLine(); });
+    };
+    ASSERT_TRUE(come("{\"command\":\"set-serial\",\"arguments\":[\"B\"]}\n"));  // it is asked for the text
+    while (clients.size() < RemoteServer::kMostSessions) {
+        clock.AdvanceSeconds(1);
+        ASSERT_TRUE(come({}));
+        QCoreApplication::processEvents();
+    }
+    const auto gone = [&] {
+        return std::ranges::count(clients, QLocalSocket::UnconnectedState, &QLocalSocket::state);
+    };
+    EXPECT_TRUE(come("{\"command\":\"slots\"}\n"));
+    ASSERT_TRUE(SpinUntil([&] { return gone() == 1; }));
+    EXPECT_EQ(clients[1]->state(), QLocalSocket::UnconnectedState)
+        << "the one that has been idle for longest";
+    clock.AdvanceSeconds(10 * 60 - 32);
+    EXPECT_EQ(gone(), 1);
+    clock.AdvanceSeconds(1);
+    ASSERT_TRUE(SpinUntil([&] { return gone() == 2; }));
+    EXPECT_TRUE(clients[0]->readAll().contains("Nothing came for 10 minutes"));
+    EXPECT_EQ(program_.runningCommand.Refusal(), QString());
+    clock.AdvanceSeconds(31);
+    EXPECT_TRUE(SpinUntil([&] { return gone() == 33; })) << gone();
+}
 
 TEST_F(Doors, OpenAgainWhenThereAreDescriptorsAgain) {
     const auto port = static_cast<std::uint16_t>(program_.settings.Number(kWebPort));
