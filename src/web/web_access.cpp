@@ -3,25 +3,26 @@
 #include <QHostAddress>
 #include <QString>
 
+#include "link/host_port.h"
+
 namespace corvane {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Takes the same time wherever the texts differ, so that nobody can guess a token letter by letter.
+/// Takes the same time wherever the texts differ, in length, too, so that nobody can guess a token letter by
+/// letter. `token` is not empty.
 bool Same(std::string_view given, std::string_view token) {
-    if (given.size() != token.size()) return false;
-    unsigned different = 0;
-    for (std::size_t i = 0; i < token.size(); ++i)
-        different |= static_cast<unsigned char>(given[i]) ^ static_cast<unsigned char>(token[i]);
+    unsigned different = given.size() == token.size() ? 0 : 1;
+    for (std::size_t i = 0; i < given.size(); ++i)
+        different |= static_cast<unsigned char>(given[i] ^ token[i % token.size()]);
     return different == 0;
 }
 
-bool IsNumberOrLocalhost(std::string_view host) {
-    const auto end = host.find_last_of(":]");
-    if (end != std::string_view::npos && host[end] == ':') host = host.substr(0, end);
-    if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
-    return host == "localhost" ||
-           !QHostAddress(QString::fromLatin1(host.data(), qsizetype(host.size()))).isNull();
+bool IsNumberOrLocalhost(std::string_view text) {
+    const auto parsed = ParseHostPort(QString::fromLatin1(text.data(), qsizetype(text.size())));
+    return parsed.has_value() && (parsed->host == "localhost"_L1 || !QHostAddress(parsed->host).isNull());
 }
 
 }  // namespace
@@ -34,7 +35,9 @@ WebAccess JudgeAccess(const WebCredentials& credentials, std::string_view token)
                                         ? credentials.authorization.substr(kBearer.size())
                                         : "";
     if (Same(credentials.cookie, token) || Same(bearer, token)) return WebAccess::Granted;
-    return Same(credentials.token, token) ? WebAccess::ByAddress : WebAccess::NeedsToken;
+    if (Same(credentials.token, token)) return WebAccess::ByAddress;
+    const bool told = !credentials.cookie.empty() || !bearer.empty() || !credentials.token.empty();
+    return told ? WebAccess::WrongToken : WebAccess::NeedsToken;
 }
 
 }  // namespace corvane

@@ -17,8 +17,9 @@ enum class WebAccess {
     Granted,
     ByAddress,   ///< granted by the address: to be kept as a cookie, so that the address need not tell it
                  ///< again
-    NeedsToken,  ///< none was told, or a wrong one
-    WrongHost,   ///< a page of somebody else's name: it may not read what only this machine is to see
+    NeedsToken,  ///< none was told
+    WrongToken,
+    WrongHost,  ///< a page of somebody else's name: it may not read what only this machine is to see
 };
 
 /// `token` is the one to be known; empty where there is none. Without one, only requests to a number or to

@@ -5,7 +5,11 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+struct MHD_Response;
+
 namespace corvane {
+
+inline constexpr const char* kEventStream = "text/event-stream";
 
 struct WebReply {
     unsigned status = 200;
@@ -20,5 +24,8 @@ struct WebReply {
                 .body = QJsonDocument(object).toJson(QJsonDocument::Compact)};
     }
 };
+
+/// Adds the headers that every reply has, and those that are due to this one.
+void AddHeaders(MHD_Response* response, const WebReply& reply);
 
 }  // namespace corvane

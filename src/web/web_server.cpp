@@ -6,8 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
-#include <initializer_list>
 #include <utility>
 
 #include "base/clock.h"
@@ -21,6 +19,7 @@
 #include "web/live_xml.h"
 #include "web/web_access.h"
 #include "web/web_pages.h"
+#include "web/web_request.h"
 
 namespace corvane {
 
@@ -28,41 +27,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// With every reply: nothing is loaded but from here, nothing runs that stands within a page, nobody frames
-/// it.
-constexpr std::pair<const char*, const char*> kHeaders[] = {
-    {"Content-Security-Policy",
-     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; "
-     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
-    {"X-Content-Type-Options", "nosniff"},
-    {"Referrer-Policy", "no-referrer"},
-    {"Cross-Origin-Resource-Policy", "same-origin"},
-};
-
 constexpr const char* kNeedsToken =
     "These readings are for those who know the token. Open the address once with ?token= and the token at "
     "its "
     "end; this browser then remembers it for a year. Programs send it as \"Authorization: Bearer\" and the "
     "token.\n";
-
-std::string_view Value(MHD_Connection* connection, MHD_ValueKind kind, const char* key) {
-    const char* value = MHD_lookup_connection_value(connection, kind, key);
-    return value != nullptr ? value : std::string_view();
-}
-
-QHash<QString, QString> Arguments(MHD_Connection* connection, std::initializer_list<const char*> keys) {
-    QHash<QString, QString> arguments;
-    for (const char* key : keys) {
-        const std::string_view value = Value(connection, MHD_GET_ARGUMENT_KIND, key);
-        arguments[QString::fromLatin1(key)] = QString::fromUtf8(value.data(), qsizetype(value.size()));
-    }
-    return arguments;
-}
-
-/// Cookies know hosts, not ports: the name tells programs on one machine apart.
-std::string CookieName(const WebSetup& setup) {
-    return "corvane-" + std::to_string(setup.port);
-}
 
 }  // namespace
 
@@ -79,7 +48,9 @@ struct WebServer::Exchange {
 
 struct WebServer::Connection {
     int descriptor;
-    std::int64_t deadline;  ///< ms of the clock when it is cut off; 0: never
+    QHostAddress peer;
+    std::int64_t deadline;             ///< ms of the clock when it is cut off; 0: never
+    std::optional<WebReply> bad = {};  ///< what a request's target deserves that is none of ours
     std::shared_ptr<Exchange> exchange = {};
 };
 
@@ -94,8 +65,17 @@ struct WebServer::Callbacks {
             return;
         }
         const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-        server.connections_[connection] = std::make_unique<Connection>(Connection{
-            .descriptor = info->connect_fd, .deadline = server.clock_.Monotonic() + kRequestPatience});
+        const auto* peer = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+        server.connections_[connection] = std::make_unique<Connection>(
+            Connection{.descriptor = info->connect_fd,
+                       .peer = QHostAddress(peer->client_addr),
+                       .deadline = server.clock_.Monotonic() + kRequestPatience});
+    }
+
+    /// What is returned is the context of the request, which has none yet.
+    static void* OnTarget(void* cls, const char* target, MHD_Connection* handle) {
+        static_cast<WebServer*>(cls)->connections_.at(handle)->bad = TargetRefusal(target);
+        return nullptr;
     }
 
     static MHD_Result OnRequest(void* cls, MHD_Connection* handle, const char* url, const char* method,
@@ -108,7 +88,8 @@ struct WebServer::Callbacks {
             *context = connection.exchange.get();
             connection.deadline = server.clock_.Monotonic() + kReplyPatience;
             Exchange& exchange = *connection.exchange;
-            exchange.reply = Refusal(handle, method);
+            exchange.reply = HeaderRefusal(handle, method);
+            if (!exchange.reply.has_value()) exchange.reply = connection.bad;
             // Answered before a body could come, the connection ends with the answer.
             return exchange.reply.has_value() ? Send(exchange) : MHD_YES;
         }
@@ -146,16 +127,6 @@ struct WebServer::Callbacks {
         return 0;
     }
 
-    /// Requests that change something are none of ours, nor are those that bring something.
-    static std::optional<WebReply> Refusal(MHD_Connection* connection, std::string_view method) {
-        if (method != MHD_HTTP_METHOD_GET && method != MHD_HTTP_METHOD_HEAD)
-            return WebReply::Text(MHD_HTTP_METHOD_NOT_ALLOWED, "Pages can be read, and nothing else.\n");
-        const std::string_view length = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_CONTENT_LENGTH);
-        const std::string_view coding = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_TRANSFER_ENCODING);
-        if ((length.empty() || length == "0") && coding.empty()) return std::nullopt;
-        return WebReply::Text(MHD_HTTP_CONTENT_TOO_LARGE, "A request brings nothing but its address.\n");
-    }
-
     static MHD_Result Send(Exchange& exchange) {
         const WebReply& reply = *exchange.reply;
         MHD_Response* response = nullptr;
@@ -168,13 +139,7 @@ struct WebServer::Callbacks {
                 [](void* bytes) { delete static_cast<QByteArray*>(bytes); }, body);
         }
         if (response == nullptr) return MHD_NO;
-        for (const auto& [name, value] : kHeaders)
-            MHD_add_response_header(response, name, value);
-        MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, reply.type);
-        MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL,
-                                reply.lasting ? "private, max-age=86400" : "no-store");
-        if (reply.status == MHD_HTTP_METHOD_NOT_ALLOWED)
-            MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, "GET, HEAD");
+        AddHeaders(response, reply);
         if (!exchange.cookie.empty())
             MHD_add_response_header(response, MHD_HTTP_HEADER_SET_COOKIE, exchange.cookie.c_str());
         if (!exchange.location.empty())
@@ -235,18 +200,19 @@ void WebServer::Serve() {
     problem_ = opened.Error();
     statusBoard_.AddLine(opened ? u"     Pages are served at %1"_s.arg(Location())
                                 : u"     No pages are served: %1"_s.arg(opened.Error()));
+    if (!Warning().isEmpty()) Tell(Warning());
 }
 
 Outcome WebServer::Open() {
     Outcome listening = acceptor_.Listen(setup_.address, setup_.port);
     if (!listening) return listening;
-    daemon_ =
-        MHD_start_daemon(MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr,
-                         nullptr, &Callbacks::OnRequest, this, MHD_OPTION_CONNECTION_LIMIT, kMostConnections,
-                         MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostOfOneAddress,
-                         MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory, MHD_OPTION_STRICT_FOR_CLIENT,
-                         1, MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::OnConnection, this,
-                         MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::OnCompleted, this, MHD_OPTION_END);
+    daemon_ = MHD_start_daemon(
+        MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr,
+        &Callbacks::OnRequest, this, MHD_OPTION_CONNECTION_LIMIT, kMostConnections,
+        MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMostOfOneAddress, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        kConnectionMemory, MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::OnTarget,
+        this, MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::OnConnection, this, MHD_OPTION_NOTIFY_COMPLETED,
+        &Callbacks::OnCompleted, this, MHD_OPTION_END);
     if (daemon_ == nullptr) {
         acceptor_.Close();
         return Outcome::Failure(u"the system lacks what a server takes"_s);
@@ -322,15 +288,22 @@ void WebServer::Resume(Exchange& exchange) {
 void WebServer::Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_view path) {
     MHD_Connection* connection = exchange->connection;
     const std::string token = setup_.token.toStdString();
-    const std::string cookieName = CookieName(setup_);
+    const std::string cookieName = setup_.CookieName();
     const WebCredentials credentials{
-        .host = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_HOST),
-        .token = Value(connection, MHD_GET_ARGUMENT_KIND, "token"),
-        .cookie = Value(connection, MHD_COOKIE_KIND, cookieName.c_str()),
-        .authorization = Value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_AUTHORIZATION)};
+        .host = RequestValue(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_HOST),
+        .token = RequestValue(connection, MHD_GET_ARGUMENT_KIND, "token"),
+        .cookie = RequestValue(connection, MHD_COOKIE_KIND, cookieName.c_str()),
+        .authorization = RequestValue(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_AUTHORIZATION)};
     const WebAccess access = JudgeAccess(credentials, token);
     if (access == WebAccess::NeedsToken) {
         exchange->reply = WebReply::Text(MHD_HTTP_UNAUTHORIZED, kNeedsToken);
+        return;
+    }
+    if (access == WebAccess::WrongToken) {
+        const Connection& sender = *connections_.at(connection);
+        const std::int64_t delay = wrongTokens_.Note(sender.peer, clock_.Monotonic());
+        ReportWrongTokens();
+        RefuseToken(exchange, delay);
         return;
     }
     if (access == WebAccess::WrongHost) {
@@ -356,11 +329,22 @@ void WebServer::Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_
             exchange->reply->status = MHD_HTTP_SEE_OTHER;
             exchange->location = path;
             exchange->cookie =
-                cookieName + "=" + token + "; Path=/; Max-Age=31536000; HttpOnly; SameSite=Lax";
+                cookieName + "=" + token + "; Path=/; Max-Age=31536000; HttpOnly; SameSite=Strict";
         }
     } else {
         exchange->reply = WebReply::Text(MHD_HTTP_NOT_FOUND, "There is no such page.\n");
     }
+}
+
+QCoro::Task<> WebServer::RefuseToken(std::shared_ptr<Exchange> exchange, std::int64_t delay) {
+    (void)co_await clock_.DLY(delay);
+    exchange->reply = WebReply::Text(MHD_HTTP_UNAUTHORIZED, kNeedsToken);
+    Resume(*exchange);
+}
+
+void WebServer::ReportWrongTokens() {
+    const QString report = wrongTokens_.TakeReport(clock_.Monotonic());
+    if (!report.isEmpty()) Tell(report);
 }
 
 WebReply WebServer::JoinEvents(const std::shared_ptr<Exchange>& exchange) {
@@ -377,11 +361,11 @@ WebReply WebServer::JoinEvents(const std::shared_ptr<Exchange>& exchange) {
     exchange->stream = events_.Join(wake);
     if (exchange->stream == nullptr)
         return WebReply::Text(MHD_HTTP_SERVICE_UNAVAILABLE, "Too many listen already.\n");
-    return {.type = "text/event-stream"};
+    return {.type = kEventStream};
 }
 
 QCoro::Task<> WebServer::ReadLedger(std::shared_ptr<Exchange> exchange) {
-    const auto arguments = Arguments(exchange->connection, {"from", "to"});
+    const auto arguments = RequestArguments(exchange->connection, {"from", "to"});
     const auto query = LedgerQueryOf(arguments[u"from"_s], arguments[u"to"_s]);
     if (!query) {
         exchange->reply =
@@ -396,7 +380,8 @@ QCoro::Task<> WebServer::ReadLedger(std::shared_ptr<Exchange> exchange) {
 }
 
 QCoro::Task<> WebServer::ReadHistory(std::shared_ptr<Exchange> exchange) {
-    const auto arguments = Arguments(exchange->connection, {"device", "channel", "from", "to", "step"});
+    const auto arguments =
+        RequestArguments(exchange->connection, {"device", "channel", "from", "to", "step"});
     auto query = HistoryQuery::Parse(arguments, slots_);
     if (const auto* error = std::get_if<QString>(&query)) {
         exchange->reply = WebReply::Json(MHD_HTTP_BAD_REQUEST, {{u"error"_s, *error}});
@@ -411,6 +396,7 @@ void WebServer::EndOverdue() {
         if (connection->deadline != 0 && clock_.Monotonic() >= connection->deadline)
             shutdown(connection->descriptor, SHUT_RDWR);  // the library then finds it closed
     }
+    ReportWrongTokens();
 }
 
 }  // namespace corvane

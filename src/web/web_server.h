@@ -13,6 +13,7 @@
 #include "web/live_events.h"
 #include "web/web_reply.h"
 #include "web/web_setup.h"
+#include "web/wrong_tokens.h"
 
 class QSocketNotifier;
 struct MHD_Connection;
@@ -60,6 +61,9 @@ public:
         return setup_.token.isEmpty() ? location : location + QStringLiteral("?token=") + setup_.token;
     }
 
+    /// What is not well with the settings that it serves by; empty where nothing is.
+    [[nodiscard]] QString Warning() const { return setup_.Warning(); }
+
     [[nodiscard]] bool Serving() const { return daemon_ != nullptr; }
 
     /// Why no pages are served though they should be; empty where nothing is wrong.
@@ -84,6 +88,8 @@ private:
     void Run();
     void RunSoon();
 
+    QCoro::Task<> RefuseToken(std::shared_ptr<Exchange> exchange, std::int64_t delay);
+    void ReportWrongTokens();
     void Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_view path);
     WebReply JoinEvents(const std::shared_ptr<Exchange>& exchange);
     QCoro::Task<> ReadHistory(std::shared_ptr<Exchange> exchange);
@@ -102,6 +108,7 @@ private:
     Clock& clock_;
     WebSetup setup_;
     Acceptor acceptor_;
+    WrongTokens wrongTokens_;
     MHD_Daemon* daemon_ = nullptr;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::unordered_map<MHD_Connection*, std::unique_ptr<Connection>> connections_;

@@ -15,14 +15,16 @@ bool IsTokenLetter(QChar letter) {
     return (letter.unicode() < 128 && letter.isLetterOrNumber()) || letter == u'-' || letter == u'_';
 }
 
-bool IsToken(const QString& text) {
-    return text.size() >= WebSetup::kLeastToken && std::ranges::all_of(text, IsTokenLetter);
+bool HasTokenLetters(const QString& text) {
+    return std::ranges::all_of(text, IsTokenLetter);
 }
+
+const QString kGoodToken = u"corvanectl set WebToken \"$(openssl rand -hex 12)\""_s;
 
 Outcome TokenFailure() {
     return Outcome::Failure(
-        u"WebToken is at least %1 letters, digits, - or _, or empty where none is asked for."_s.arg(
-            WebSetup::kLeastToken));
+        u"WebToken is at least %1 letters, digits, - or _, or empty where none is asked for. A good one: %2"_s
+            .arg(QString::number(WebSetup::kLeastToken), kGoodToken));
 }
 
 }  // namespace
@@ -33,7 +35,8 @@ Outcome CheckWebListen(QString& text, const SettingValues&) {
 }
 
 Outcome CheckWebToken(QString& text, const SettingValues&) {
-    return text.isEmpty() || IsToken(text) ? Outcome::Success() : TokenFailure();
+    const bool good = text.size() >= WebSetup::kLeastToken && HasTokenLetters(text);
+    return text.isEmpty() || good ? Outcome::Success() : TokenFailure();
 }
 
 WebSetup WebSetup::Load(SettingsStore& settings) {
@@ -48,12 +51,17 @@ Outcome WebSetup::Check() const {
         return Outcome::Failure(
             u"WebListen is no address of this machine, such as 127.0.0.1, or 0.0.0.0 for all of them."_s);
     }
-    if (!token.isEmpty() && !IsToken(token)) return TokenFailure();
+    if (!HasTokenLetters(token)) return TokenFailure();
     if (token.isEmpty() && !address.isLoopback()) {
         return Outcome::Failure(
             u"WebListen lets the network in, and that takes a WebToken which its readers must know."_s);
     }
     return Outcome::Success();
+}
+
+QString WebSetup::Warning() const {
+    if (!enabled || token.isEmpty() || token.size() >= kLeastToken) return {};
+    return u"The WebToken of the pages is short enough to be guessed. A good one: "_s + kGoodToken;
 }
 
 QString WebSetup::Location() const {

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 
 #include "base/outcome.h"
 #include "base/setting.h"
@@ -50,6 +51,12 @@ struct WebSetup {
 
     /// Whether these settings may be served by: what others can reach needs a token.
     [[nodiscard]] Outcome Check() const;
+
+    /// What is not well with them, though they are served by; empty where nothing is.
+    [[nodiscard]] QString Warning() const;
+
+    /// Cookies know hosts, not ports: the name tells programs on one machine apart.
+    [[nodiscard]] std::string CookieName() const { return "corvane-" + std::to_string(port); }
 
     /// Where a browser on this machine finds the pages, without a "/" at its end.
     [[nodiscard]] QString Location() const;

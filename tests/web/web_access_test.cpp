@@ -25,6 +25,7 @@ TEST(WebAccess, WithoutATokenOnlyNumbersAndLocalhostAreServed) {
         {"", false},
         {":8780", false},
         {"127.0.0.1.evil.example", false},
+        {"127.0.0.1:80.evil.example", false},
     };
     for (const auto& c : cases) {
         const WebCredentials asking{.host = c.host, .token = {}, .cookie = {}, .authorization = {}};
@@ -43,9 +44,9 @@ TEST(WebAccess, TheTokenCountsWhereverItIsTold) {
         {{.host = {}, .token = {}, .cookie = {}, .authorization = "Bearer secret"}, WebAccess::Granted},
         {{.host = {}, .token = {}, .cookie = {}, .authorization = "secret"}, WebAccess::NeedsToken},
         {{.host = {}, .token = {}, .cookie = {}, .authorization = "Basic! secret"}, WebAccess::NeedsToken},
-        {{.host = {}, .token = {}, .cookie = "secre", .authorization = {}}, WebAccess::NeedsToken},
-        {{.host = {}, .token = {}, .cookie = "tecret", .authorization = {}}, WebAccess::NeedsToken},
-        {{.host = {}, .token = "secrets", .cookie = {}, .authorization = {}}, WebAccess::NeedsToken},
+        {{.host = {}, .token = {}, .cookie = "secre", .authorization = {}}, WebAccess::WrongToken},
+        {{.host = {}, .token = {}, .cookie = "tecret", .authorization = {}}, WebAccess::WrongToken},
+        {{.host = {}, .token = "secrets", .cookie = {}, .authorization = {}}, WebAccess::WrongToken},
     };
     for (const auto& c : cases)
         EXPECT_EQ(JudgeAccess(c.told, "secret"), c.access) << c.told.cookie << c.told.authorization;

@@ -7,6 +7,7 @@
 #include "support/settings_by_key.h"
 #include "web/live_xml.h"
 #include "web/web_fixture.h"
+#include "web/wrong_tokens.h"
 
 namespace corvane {
 namespace {
@@ -27,6 +28,7 @@ TEST_F(WebServerTest, EveryRequestGetsWhatIsDueToIt) {
         return text.toUtf8()
             .replace("{host}", " HTTP/1.1| Host: 127.0.0.1| Connection: close")
             .replace("{flood}", QByteArray(100'000, 'x'))
+            .replace("{path}", QByteArray(7000, 'x'))
             .replace("{noise}", QByteArray(10'000, '\xff'))
             .replace("{control}", "\1\2\3")
             .replace("| ", "\r\n");
@@ -56,6 +58,7 @@ TEST_F(WebServerTest, EveryRequestGetsWhatIsDueToIt) {
                                                   : "Cache-Control: no-store"})
             EXPECT_TRUE(reply.head.contains("\r\n" + header + "\r\n")) << header.toStdString();
         EXPECT_EQ(reply.head.contains("\r\nAllow: GET, HEAD\r\n"), status == 405);
+        EXPECT_EQ(reply.head.contains("\r\nX-Accel-Buffering: no\r\n"), type == "text/event-stream");
     }
     EXPECT_TRUE(program.webServer.Serving());
 }
@@ -100,16 +103,50 @@ TEST_F(WebServerTest, WhatTheNetworkCanReachTakesTheToken) {
     const QByteArray host = "Host: house.example\r\n";
     const QByteArray cookie = "corvane-" + QByteArray::number(WebPort()) + "=abcdefgh-1234_XY";
     EXPECT_EQ(Get("/net.html", host).status, 401);
-    EXPECT_EQ(Get("/live.json?token=abcdefgh-1234_XZ", host).status, 401);
     EXPECT_EQ(Get("/style.css", host + "Cookie: corvane-1=abcdefgh-1234_XY\r\n").status, 401);
+    for (const int delay : {250, 500}) {  // who guesses waits, the longer the more often
+        FarEnd guest(WebPort());
+        guest.Send("GET /live.json?token=abcdefgh-1234_XZ HTTP/1.1\r\n" + host + "Connection: close\r\n\r\n");
+        ASSERT_TRUE(SpinUntil([&] { return clock.SomeoneWaits(); }));
+        clock.Advance(delay - 1);
+        EXPECT_TRUE(clock.SomeoneWaits());
+        clock.Advance(1);
+        ASSERT_TRUE(SpinUntil([&] { return guest.IsGone(); }));
+        EXPECT_EQ(HttpReply(guest.Received()).status, 401);
+    }
+    EXPECT_EQ(program.statusBoard.Lines().back(), u"     A wrong token for the pages came from 127.0.0.1."_s);
     EXPECT_EQ(Get("/live.json?token=abcdefgh-1234_XY", host).status, 200);
     EXPECT_EQ(Get("/live.json", host + "Authorization: Bearer abcdefgh-1234_XY\r\n").status, 200);
     const HttpReply first = Get("/net.html?token=abcdefgh-1234_XY", host);
     EXPECT_EQ(first.status, 303);
     EXPECT_TRUE(first.head.contains("\r\nLocation: /net.html\r\n")) << first.head.toStdString();
     EXPECT_TRUE(first.head.contains("\r\nSet-Cookie: " + cookie +
-                                    "; Path=/; Max-Age=31536000; HttpOnly; SameSite=Lax"));
+                                    "; Path=/; Max-Age=31536000; HttpOnly; SameSite=Strict"));
     EXPECT_EQ(Get("/net.html", host + "Cookie: " + cookie + "\r\n").status, 200);
+
+    const Outcome refused = program.userSettings.Apply(u"WebToken"_s, u"abcdefgh-1234_X"_s);
+    EXPECT_TRUE(refused.Error().contains(u"corvanectl set WebToken \"$("_s));
+    KeepByKey(program.settings, u"WebToken"_s, u"short"_s);  // by hand, or before it was refused
+    EXPECT_EQ(Get("/live.json?token=short", host).status, 200);
+    EXPECT_TRUE(program.statusBoard.Lines().back().contains(u"short enough to be guessed"_s));
+}
+
+TEST(WrongTokens, AreSlowedDownByTheirSendersAndToldOnceAMinute) {
+    WrongTokens tokens;
+    const QHostAddress house(u"192.168.1.7"_s);
+    for (const int delay : {250, 500, 1000, 2000, 4000, 5000, 5000})
+        EXPECT_EQ(tokens.Note(house, 1000), delay);
+    EXPECT_EQ(tokens.Note(QHostAddress(u"2001:db8::1"_s), 1000), 250);
+    EXPECT_EQ(tokens.Note(QHostAddress(u"2001:db8::2"_s), 1000), 500) << "of the same house";
+    EXPECT_EQ(tokens.TakeReport(1000), u"9 wrong tokens for the pages came, the last from 2001:db8::2."_s);
+    EXPECT_EQ(tokens.Note(house, 2000), 5000);
+    EXPECT_EQ(tokens.TakeReport(60'999), QString());
+    EXPECT_EQ(tokens.TakeReport(61'000), u"A wrong token for the pages came from 192.168.1.7."_s);
+    EXPECT_EQ(tokens.TakeReport(600'000), QString());
+    for (quint32 i = 0; i < WrongTokens::kMostAddresses; ++i)  // others crowd it out
+        EXPECT_EQ(tokens.Note(QHostAddress(i << 8), 3000), 250);
+    EXPECT_EQ(tokens.Note(house, 3000), 250);
+    EXPECT_EQ(tokens.Note(house, 3000 + WrongTokens::kForgottenAfter), 250);
 }
 
 TEST_F(WebServerTest, ABusyPortIsSaidAndTheCaptureGoesOn) {
