@@ -1,7 +1,6 @@
 #include "forward/feed_upload.h"
 
 #include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QUrl>
 
@@ -12,8 +11,8 @@
 #include "base/operator.h"
 #include "forward/network_reply.h"
 #include "measure/measurement.h"
-#include "store/app_folder.h"
 #include "store/channel_labels.h"
+#include "store/line_file.h"
 #include "store/settings_store.h"
 
 namespace corvane {
@@ -26,7 +25,8 @@ const QString kQueueFile = u"VRQ5810Pacpost.txt"_s;
 const QString kCannotSend = u"Cannot send. The KEY, FEED or TITLE is not valid."_s;
 
 constexpr int kSuccess = 200;
-constexpr qint64 kLongestAnswer = 1000;  ///< bytes of a response text that are told
+constexpr qsizetype kResultsKept = 1000;  // lines of that file
+constexpr qint64 kLongestAnswer = 1000;   ///< bytes of a response text that are told
 
 constexpr OutputNames kFeedNames = {.word = "feed", .name = "Feed", .log = "Results", .ownCommands = true};
 
@@ -199,10 +199,9 @@ QCoro::Task<Outcome> FeedUpload::Put(QByteArray document) {
 }
 
 void FeedUpload::SavePacdata(const QString& result) const {
-    QFile file(QDir(folder_).filePath(kQueueFile));
-    if (!file.open(QIODevice::Append, kForOwner)) return;  // the data were sent; nothing depends on this file
     const QString time = QString::fromStdString(DateTimeText(clock_.Now()));
-    file.write((time + u'\t' + result + u'\n').toUtf8());
+    // The data were sent, and nothing depends on this file.
+    (void)AppendToLastLines(QDir(folder_).filePath(kQueueFile), time + u'\t' + result, kResultsKept);
 }
 
 std::vector<Datastream> FeedUpload::Datastreams() const {

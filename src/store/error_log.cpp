@@ -5,27 +5,17 @@
 #include <QFileInfo>
 #include <QTextStream>
 
-#include <algorithm>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/operator.h"
-#include "store/app_folder.h"
+#include "store/line_file.h"
 
 namespace corvane {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr qint64 kPieceOfLog = 1 << 16;
-
-bool AppendLine(const QString& path, const QString& line) {
-    QFile file(path);
-    const QByteArray bytes = (line + u'\n').toUtf8();
-    return file.open(QIODevice::Append | QIODevice::Text, kForOwner) && file.write(bytes) == bytes.size() &&
-           file.flush();
-}
 
 QString OnOneLine(QString text) {
     return text.replace(u'\t', u' ').replace(u'\r', u' ').replace(u'\n', u' ');
@@ -44,50 +34,51 @@ void ErrorLog::LogError(int number, const QString& description, const QString& c
     const QString time = QString::fromStdString(DateTimeText(clock_.Now()));
     const QString what = OnOneLine(description);
     const QString where = OnOneLine(context);
-    if (AppendLine(Path(), QStringList{QString::number(number), what, where, time}.join(u'\t'))) return;
-    AppendLine(QDir(folder_).filePath(u"errorLog.txt"_s), time + u' ' + what + u", "_s + where);
+    if (AppendLine(Path(), QStringList{QString::number(number), what, where, time}.join(u'\t'), kMostBytes))
+        return;
+    (void)AppendLine(QDir(folder_).filePath(u"errorLog.txt"_s), time + u' ' + what + u", "_s + where,
+                     kMostBytes);
 }
 
 ErrorLog::Listing ErrorLog::Load() const {
     Listing listing;
-    QFile file(Path());
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) return listing;
-    QTextStream text(&file);
-    while (!text.atEnd()) {
-        listing.lines.append(text.readLine());
-        if (listing.lines.size() == kLinesListed) {
-            // The folder and "Errors" stand without a separator in this message, on purpose.
-            listing.message = u"File is too large. Use notepad to view file: "_s + folder_ + u"Errors"_s +
-                              applicationName_ + u".log"_s;
-            break;
-        }
+    for (const QString& path : {OlderFile(Path()), Path()}) {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) continue;
+        QTextStream text(&file);
+        while (!text.atEnd() && listing.lines.size() < kLinesListed)
+            listing.lines.append(text.readLine());
+    }
+    if (listing.lines.size() == kLinesListed) {
+        // The folder and "Errors" stand without a separator in this message, on purpose.
+        listing.message = u"File is too large. Use notepad to view file: "_s + folder_ + u"Errors"_s +
+                          applicationName_ + u".log"_s;
     }
     return listing;
 }
 
 QStringList ErrorLog::LastLines(qsizetype most) const {
-    QFile file(Path());
-    if (!file.open(QIODevice::ReadOnly)) return {};
-    QByteArray end;
-    qint64 start = file.size();
-    while (start > 0 && end.count('\n') <= most) {
-        const qint64 piece = std::min(start, kPieceOfLog);
-        start -= piece;
-        file.seek(start);
-        end.prepend(file.read(piece));
-    }
-    QStringList lines = QString::fromUtf8(end).split(u'\n');
-    if (lines.last().isEmpty()) lines.removeLast();
-    return lines.last(std::min(lines.size(), most));
+    const QStringList lines = LastLinesOf(Path(), most);
+    return LastLinesOf(OlderFile(Path()), most - lines.size()) + lines;
 }
 
 QCoro::Task<Outcome> ErrorLog::Delete(Operator& op) {
-    QFile file(Path());
+    QStringList files;
+    for (const QString& path : {OlderFile(Path()), Path()}) {
+        const QFileInfo file(path);
+        if (file.exists()) files.append(u"%1, %2 bytes
+"_s.arg(file.fileName(), QString::number(file.size())));
+    }
     const bool sure = co_await op.AskYesNo(
-        u"%1, %2 bytes\n\n"_s.arg(QFileInfo(file).fileName(), QString::number(file.size())) +
-        u"Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
-    if (!sure || !file.exists() || file.remove()) co_return Outcome::Success();
-    co_return Outcome::Failure(Path() + u": "_s + file.errorString());
+        files.join(QString()) +
+        u"
+Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
+    if (!sure) co_return Outcome::Success();
+    for (const QString& path : {OlderFile(Path()), Path()}) {
+        QFile file(path);
+        if (file.exists() && !file.remove()) co_return Outcome::Failure(path + u": "_s + file.errorString());
+    }
+    co_return Outcome::Success();
 }
 
 }  // namespace corvane

@@ -20,6 +20,7 @@ class ErrorLog {
 public:
     static constexpr int kOverflow = 6;         ///< error number of an arithmetic overflow
     static constexpr int kLinesListed = 32001;  ///< the viewer takes no more
+    static constexpr qint64 kMostBytes = 5 * 1024 * 1024;
 
     /// The log "Errors" + `applicationName` + ".log" in `folder`.
     ErrorLog(QString folder, QString applicationName, const Clock& clock);
@@ -27,7 +28,8 @@ public:
     /// Appends the number, the description, the context and the date and time ("2026-11-22 10:20:30"),
     /// separated by tabs. Tabs and line ends within a text become blanks, so that an entry stays one line.
     /// What cannot be appended, as to a file of another user, goes to the older log "errorLog.txt": date and
-    /// description, ", " and context.
+    /// description, ", " and context. A log that is full, at 5 MiB, becomes "ErrorsCorvane.1.log" (or
+    /// "errorLog.1.txt"), and the one that was that goes.
     void LogError(int number, const QString& description, const QString& context);
 
     struct Listing {
@@ -35,13 +37,14 @@ public:
         QString message;  ///< empty, or why lines are missing
     };
 
-    /// The log's lines, oldest first, as the viewer lists them: at most `kLinesListed`.
+    /// The lines of the older log and of this one, oldest first, as the viewer lists them: at most
+    /// `kLinesListed`.
     [[nodiscard]] Listing Load() const;
 
     /// The last lines, at most so many, oldest first, however long the log is.
     [[nodiscard]] QStringList LastLines(qsizetype most) const;
 
-    /// Asks, and deletes the log on Yes. The failure says why the file is still there.
+    /// Asks, and deletes both on Yes. The failure says why a file is still there.
     QCoro::Task<Outcome> Delete(Operator& op);
 
     /// Full path of the log.

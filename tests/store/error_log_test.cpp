@@ -64,6 +64,27 @@ TEST_F(ErrorLogTest, TheLastLinesAreTheNewestHoweverLongTheLogIs) {
     }
 }
 
+TEST_F(ErrorLogTest, AFullLogBecomesTheOlderOneAndBothAreShownAndDeleted) {
+    const QString older = u"ErrorsCorvane.1.log"_s;
+    for (const std::string round : {"first", "second"}) {
+        folder.Write(kFile, round + std::string(ErrorLog::kMostBytes - 40 - round.size(), '\n'));
+        log.LogError(0, u"fits"_s, u""_s);
+        EXPECT_TRUE(folder.Read(kFile).starts_with(round));
+        log.LogError(0, u"does not"_s, u""_s);
+        EXPECT_EQ(folder.Read(kFile), "0\tdoes not\t\t2026-03-02 10:20:30\n");
+        EXPECT_TRUE(folder.Read(older).starts_with(round));
+    }
+    EXPECT_THAT(folder.Entries(), testing::ElementsAre(older.toStdString(), kFile.toStdString()));
+    EXPECT_EQ(log.LastLines(2),
+              (QStringList{u"0\tfits\t\t2026-03-02 10:20:30"_s, u"0\tdoes not\t\t2026-03-02 10:20:30"_s}));
+    folder.Write(older, "1\n2\n");
+    EXPECT_EQ(log.Load().lines, (QStringList{u"1"_s, u"2"_s, u"0\tdoes not\t\t2026-03-02 10:20:30"_s}));
+    ScriptedOperator op;
+    op.WillAnswer("Are you sure", Answer::Yes);
+    EXPECT_TRUE(QCoro::waitFor(log.Delete(op)));
+    EXPECT_TRUE(folder.Entries().empty());
+}
+
 TEST_F(ErrorLogTest, TheViewerListsAtMost32001LinesOldestFirst) {
     folder.Write(kFile, "1\tKüche\n\ncut off");
     EXPECT_EQ(log.Load().lines, (QStringList{u"1\tKüche"_s, u""_s, u"cut off"_s}));
