@@ -218,6 +218,8 @@ void HealthChecks::LookAtOutputs(HealthReport& report) {
         report.findings.push_back(Of("pages", Severity::Warning, u"No pages are served: %1"_s.arg(problem),
                                      u"See the settings WebListen, WebPort and WebToken."_s));
     }
+    if (const QString warning = program_.webServer.Warning(); !warning.isEmpty())
+        report.findings.push_back(Of("pages-token", Severity::Warning, warning, {}));
 }
 
 void HealthChecks::MeasureDisk() {

@@ -66,13 +66,12 @@ QCoro::Task<Outcome> ErrorLog::Delete(Operator& op) {
     QStringList files;
     for (const QString& path : {OlderFile(Path()), Path()}) {
         const QFileInfo file(path);
-        if (file.exists()) files.append(u"%1, %2 bytes
-"_s.arg(file.fileName(), QString::number(file.size())));
+        if (file.exists())
+            files.append(u"%1, %2 bytes\n"_s.arg(file.fileName(), QString::number(file.size())));
     }
     const bool sure = co_await op.AskYesNo(
         files.join(QString()) +
-        u"
-Are you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
+        u"\nAre you sure you want to delete the \"Error Log Fille\" containing the current list of errors?"_s);
     if (!sure) co_return Outcome::Success();
     for (const QString& path : {OlderFile(Path()), Path()}) {
         QFile file(path);
