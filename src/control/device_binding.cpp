@@ -39,7 +39,7 @@ QCoro::Task<Outcome> FindDevice(std::optional<int> slot, MonitorSettings& monito
     }
     if (monitor.Last()->HasNoSerial()) co_return NoSerial(*slot);
     const QString serialText = QString::fromStdString(monitor.Last()->SerialText());
-    const bool save = co_await op.AskYesNo(
+    const bool save = co_await op.Offer(
         u"Device \"%1\" Serial Number: %2 Would you like to Save it?"_s.arg(letter, serialText));
     if (!save) co_return Outcome::Success();
     const Outcome saved = slots.SaveSerial(*slot, serialText);

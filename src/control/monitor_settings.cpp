@@ -184,6 +184,7 @@ QCoro::Task<Outcome> MonitorSettings::VerifyCt(const Setter& setter, QByteArray 
         op.Show(read.Error());
         co_return Outcome::Failure(kMayHaveFailed);
     }
+    op.Show(LastLines().join(u'\n'));
     if (!co_await clock_.DLY(kBeforeRead)) co_return Outcome::Failure(kCloses);
     const std::vector<MonitorSetting> settings = setter.Settings();
     for (std::size_t i = 0; i < settings.size(); ++i) {
@@ -196,9 +197,11 @@ QCoro::Task<Outcome> MonitorSettings::VerifyCt(const Setter& setter, QByteArray 
 QCoro::Task<Outcome> MonitorSettings::SetIdentity(const Setter& setter, QByteArray arguments, Operator& op) {
     // The safe answer is Yes: the question asks whether to give up, on purpose.
     const bool abort = co_await op.AskYesNo(
-        u"This function is only for use with the VRQ-5806 two channel monitor only.\r\n"
-        "Do not use this to program a VRQ-5810 serial number.\r\n"
-        "Would you like abort this operation?"_s,
+        commands_.TargetText() +
+            u"\r\n\r\n"
+            "This function is only for use with the VRQ-5806 two channel monitor only.\r\n"
+            "Do not use this to program a VRQ-5810 serial number.\r\n"
+            "Would you like abort this operation?"_s,
         Answer::Yes);
     if (abort) co_return Outcome::Failure(u"Aborting Operation"_s);
     const Outcome sent = co_await Send(setter, arguments, op);
@@ -228,8 +231,8 @@ QCoro::Task<Outcome> MonitorSettings::PutBack(KeptSettings kept, Operator& op) {
         co_return Outcome::Success();
     }
     const bool agreed = co_await op.AskYesNo(
-        u"To set the monitor to what it was on %1:\r\n%2\r\nThis sends: %3\r\nDo you want to continue?"_s.arg(
-            kept.when, plan.changes.join(u"\r\n"_s), StepList(plan.steps)));
+        u"%4\r\n\r\nTo set the monitor to what it was on %1:\r\n%2\r\nThis sends: %3\r\nDo you want to continue?"_s
+            .arg(kept.when, plan.changes.join(u"\r\n"_s), StepList(plan.steps), commands_.TargetText()));
     if (!agreed) co_return Outcome::Failure(u"Nothing was put back."_s);
 
     const std::span steps(plan.steps);

@@ -310,7 +310,8 @@ TEST_F(MonitorSettingsTest, KeepsWhatIsNewAndPutsItBack) {
         "PT Type: 9 -> 184\r\nPT Range: 8 -> 3\r\nAux Trim 2  -2 -> 1\r\nPacket Trigger Threshold:   300 "
         "Watts "
         "-> 60 Watts\r\nThis sends: pt 184 3, iv3 60, trim2 1\r\nDo you want to continue?";
-    op_.WillAnswer(question, Answer::No);
+    op_.WillAnswer("Device A (not bound) on TCP Server A, command byte 252\r\n\r\nTo set the monitor to",
+                   Answer::No);
     EXPECT_NE(Run(monitorSettings_.Restore(kept.front().when, op_)), "");
     EXPECT_EQ(tcpA_.sent.size(), before + 3) << "more than the read-out was sent";
     op_.WillAnswer(question, Answer::Yes);
