@@ -1,5 +1,6 @@
 #include "window/setup/monitor_page.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QLabel>
@@ -51,6 +52,7 @@ MonitorPage::MonitorPage(const TargetMonitor& monitor, const DeviceSlots& slots,
         for (QComboBox* choice : choices_)
             choice->setDisabled(busy);
         if (busy) return;
+        ShowCommandBytes();
         ShowSettings();
         ShowHistory();
     });
@@ -76,19 +78,10 @@ void MonitorPage::AddTarget(QVBoxLayout* page) {
             byte->addItem(QString::number(value));
         const QString label = u"Command byte of "_s + SlotName(slot);
         byte->setAccessibleName(label);
-        byte->setCurrentText(QString::number(monitor_.commands.CommandByte(slot)));
-        connect(byte, &QComboBox::activated, this, [this, slot, byte](int position) {
+        connect(byte, &QComboBox::activated, this, [this, slot](int position) {
             actions_.Run(u"Command byte"_s, [this, slot, position](Operator& op) {
                 return monitor_.commands.ChooseCommandByte(slot, position, op);
             });
-            // After a refusal the list is at its first position again.
-            connect(
-                &actions_, &Actions::BusyChanged, byte,
-                [this, slot, byte] {
-                    const int item = byte->findText(QString::number(monitor_.commands.CommandByte(slot)));
-                    byte->setCurrentIndex(std::max(item, 0));
-                },
-                Qt::SingleShotConnection);
         });
         choices_.push_back(byte);
         form->addRow(label, Row({byte}));
@@ -182,6 +175,16 @@ void MonitorPage::AddHistory(QVBoxLayout* page) {
     form->addRow(difference_);
 }
 
+/// After a refusal, too, a list is at the byte that is kept, or at its first position.
+void MonitorPage::ShowCommandBytes() {
+    if (actions_.Busy()) return;  // one may be asked about right now
+    for (int slot = 1; slot <= kByteChoosers; ++slot) {
+        QComboBox* byte = choices_[static_cast<std::size_t>(slot)];
+        const int item = byte->findText(QString::number(monitor_.commands.CommandByte(slot)));
+        if (!byte->view()->isVisible()) byte->setCurrentIndex(std::max(item, 0));
+    }
+}
+
 void MonitorPage::ShowSettings() {
     const QString text = monitor_.settings.LastLines().join(u'\n');
     if (settings_->toPlainText() != text) settings_->setPlainText(text);
@@ -219,6 +222,7 @@ void MonitorPage::Refresh() {
     target_->setCurrentIndex(target.slot);
     targetText_->setText(u"%1 on %2, command byte %3"_s.arg(
         SlotName(target.slot), monitor_.commands.TargetLinkText(), QString::number(target.commandByte)));
+    ShowCommandBytes();
     if (settings_->toPlainText().isEmpty()) ShowSettings();
     if (from_->count() == 0) ShowHistory();
 }

@@ -41,6 +41,7 @@ private:
     void AddSettings(QVBoxLayout* page);
     void AddSetters(QVBoxLayout* page);
     void AddHistory(QVBoxLayout* page);
+    void ShowCommandBytes();
     void ShowSettings();
     void ShowHistory();
     void ShowDifference();
@@ -49,7 +50,7 @@ private:
     const DeviceSlots& slots_;
     Measurement& measurement_;
     Actions& actions_;
-    std::vector<QComboBox*> choices_;  ///< of whom commands go to; none is made while one runs
+    std::vector<QComboBox*> choices_;  ///< the target, then command bytes; none is made while a command runs
     QComboBox* target_;
     QLabel* targetText_;
     QPlainTextEdit* settings_;
