@@ -239,7 +239,7 @@ QString TaskLine(const NightlyRuns& runs, const NightlyRuns::Task& task) {
                                                         runs.DaysText(task), task.label);
 }
 
-QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator&) {
+QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator& op) {
     NightlyRuns& runs = program.nightlyRuns;
     if (arguments.size() == 1) co_return Reply::Failure(u"Say on or off, and a count of days."_s);
     if (arguments.size() > 1) {
@@ -250,7 +250,7 @@ QCoro::Task<Reply> Auto(Program& program, QStringList arguments, Operator&) {
         const QString word = arguments[1].toLower();
         if (word != "on"_L1 && word != "off"_L1) co_return Reply::Failure(u"A task is switched on or off."_s);
         const auto days = arguments.size() > 2 ? std::optional(arguments[2]) : std::nullopt;
-        const Outcome switched = runs.Switch(task, word == "on"_L1, days);
+        const Outcome switched = co_await runs.AskAndSwitch(task, word == "on"_L1, days, op);
         if (!switched) co_return Reply::Failure(switched.Error());
     }
     Reply reply{.data = NightlyObject(runs)};

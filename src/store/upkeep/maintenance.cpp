@@ -38,6 +38,10 @@ std::string Day(QDate date) {
     return DateText(date).toStdString();
 }
 
+std::string Midnight(QDate date) {
+    return Day(date) + " 00:00:00";
+}
+
 /// The rows of one table that a statement is about.
 std::vector<RowsAtStake> RowsWhere(const std::string& table, std::string where) {
     return {{.table = table, .where = std::move(where)}};
@@ -136,6 +140,8 @@ Outcome CheckPeriod(QDate start, QDate end) {
 }
 
 }  // namespace
+
+const QDate Maintenance::kBeforeAll(1970, 1, 1);
 
 Maintenance::Maintenance(CaptureDatabase& database, SettingsStore& settings, DatabaseWork& work,
                          DatabaseBackups& backups, const Clock& clock)
@@ -253,8 +259,20 @@ QCoro::Task<Outcome> Maintenance::DeleteOlderThan(QString days, Operator& op) {
                            u"Deleted: %1 rows are gone."_s, op);
 }
 
+QCoro::Task<Outcome> Maintenance::AskForNights(QDate first, bool condenses, Operator& op) {
+    const std::string where = condenses ? Surplus(kBeforeAll, first.addDays(-1)) : OlderThan(Midnight(first));
+    const Stake stake = co_await AtStake(RowsWhere(kMinuteTable, where), op);
+    if (!stake.error.isEmpty()) co_return Outcome::Failure(stake.error);
+    if (stake.rows == 0) co_return Outcome::Success();
+    const bool agreed = co_await op.AskYesNo(
+        stake.text +
+        u"\n\nThese rows will be deleted in the next night, and in each one what is as old by then. No "
+        "backup is made. Do you wish to continue?"_s);
+    co_return agreed ? Outcome::Success() : Outcome::Failure(u"The task of the night stays as it was."_s);
+}
+
 QCoro::Task<Outcome> Maintenance::DeleteBefore(QDate first, Operator& op) {
-    SqlJob job = DeleteOlderJob(Day(first) + " 00:00:00");
+    SqlJob job = DeleteOlderJob(Midnight(first));
     co_return co_await Run(u"Deleting Minute Data."_s, std::move(job), u"Deleted: %1 rows are gone."_s, op);
 }
 

@@ -29,6 +29,7 @@ enum class DataTable { Hourly, Minute };
 class Maintenance {
 public:
     static constexpr int kMostDays = 1500;  ///< that the age of data may be given as
+    static const QDate kBeforeAll;
 
     Maintenance(CaptureDatabase& database, SettingsStore& settings, DatabaseWork& work,
                 DatabaseBackups& backups, const Clock& clock);
@@ -48,6 +49,9 @@ public:
 
     /// Deletes the minute data that are more than `days` days old. `days` is what a user entered.
     QCoro::Task<Outcome> DeleteOlderThan(QString days, Operator& op);
+
+    /// Asks whether nightly runs may take what comes before the day `first`, if there is anything.
+    QCoro::Task<Outcome> AskForNights(QDate first, bool condenses, Operator& op);
 
     /// Deletes minute data from before the beginning of the day `first`, unasked.
     QCoro::Task<Outcome> DeleteBefore(QDate first, Operator& op);

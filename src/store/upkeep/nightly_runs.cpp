@@ -38,8 +38,6 @@ const NightlyRuns::Task NightlyRuns::kDelete = {
 
 namespace {
 
-const QDate kBeforeAll(1970, 1, 1);
-
 QString DoesNotRun(const NightlyRuns::Task& task) {
     return task.name + u" does not run"_s;
 }
@@ -127,6 +125,17 @@ Outcome NightlyRuns::Switch(const Task& task, bool on, const std::optional<QStri
     return Outcome::Success();
 }
 
+QCoro::Task<Outcome> NightlyRuns::AskAndSwitch(const Task& task, bool on, std::optional<QString> days,
+                                               Operator& op) {
+    const auto count = SettingNumber(task.days, days.value_or(DaysText(task)));
+    const auto before = IsOn(task) ? SettingNumber(task.days, DaysText(task)) : std::nullopt;
+    if (on && count.has_value() && (!before.has_value() || *count < *before)) {
+        Outcome agreed = co_await maintenance_.AskForNights(Today().addDays(-*count), task.condenses, op);
+        if (!agreed) co_return agreed;
+    }
+    co_return Switch(task, on, days);
+}
+
 void NightlyRuns::Look() {
     if (running_ || work_.Running()) return;
     for (const Task* task : {&kCondense, &kDelete}) {
@@ -188,7 +197,7 @@ QCoro::Task<> NightlyRuns::Run(const Task& task, int days) {
 
 /// Condenses what came before the day `firstKept`, from where the last run left off.
 QCoro::Task<Outcome> NightlyRuns::Condense(QDate firstKept, Operator& op) {
-    const QDate start = CondensedTo().value_or(kBeforeAll);
+    const QDate start = CondensedTo().value_or(Maintenance::kBeforeAll);
     const QDate end = firstKept.addDays(-1);
     if (start >= end) co_return Outcome::Success();
     const std::string path = database_.databasePath();

@@ -95,6 +95,10 @@ public:
     /// that is switched on begins with the next time its hour comes.
     Outcome Switch(const Task& task, bool on, const std::optional<QString>& days);
 
+    /// The same for a person: where the next night would take rows that were not given away before, it tells
+    /// them and asks.
+    QCoro::Task<Outcome> AskAndSwitch(const Task& task, bool on, std::optional<QString> days, Operator& op);
+
     [[nodiscard]] bool IsOn(const Task& task) const;
 
     /// The count of days as it is kept; it may be none.

@@ -124,15 +124,12 @@ void DatabasePage::AddNightly(QVBoxLayout* page) {
         auto* days = new QLineEdit(nightlyRuns_.DaysText(*task));
         days->setAccessibleName(on->text());
         const auto apply = [this, task, on, days] {
-            const bool entered = days->isModified() || on->isChecked();
-            days->setModified(false);
-            const auto count = entered ? std::optional(days->text()) : std::nullopt;
-            if (!actions_.Done(nightlyRuns_.Switch(*task, on->isChecked(), count))) {
-                on->setChecked(nightlyRuns_.IsOn(*task));
-                days->setText(nightlyRuns_.DaysText(*task));
-            }
-            Refresh();
+            actions_.Run(on->text(), [this, task, on, days](Operator& op) {
+                return SwitchNightly(*task, *on, *days, op);
+            });
         };
+        connect(&actions_, &Actions::BusyChanged, days, &QWidget::setDisabled);
+        connect(&actions_, &Actions::BusyChanged, on, &QWidget::setDisabled);
         connect(on, &QCheckBox::clicked, this, apply);
         connect(days, &QLineEdit::editingFinished, this, [days, apply] {
             if (days->isModified()) apply();
@@ -145,6 +142,20 @@ void DatabasePage::AddNightly(QVBoxLayout* page) {
         form->addRow(hindrance);
         form->addRow(TextLabel(task->label));
     }
+}
+
+QCoro::Task<Outcome> DatabasePage::SwitchNightly(const NightlyRuns::Task& task, QCheckBox& on,
+                                                 QLineEdit& days, Operator& op) {
+    const bool entered = days.isModified() || on.isChecked();
+    days.setModified(false);
+    const auto count = entered ? std::optional(days.text()) : std::nullopt;
+    Outcome switched = co_await nightlyRuns_.AskAndSwitch(task, on.isChecked(), count, op);
+    if (!switched) {
+        on.setChecked(nightlyRuns_.IsOn(task));
+        days.setText(nightlyRuns_.DaysText(task));
+    }
+    Refresh();
+    co_return switched;
 }
 
 void DatabasePage::Refresh() {

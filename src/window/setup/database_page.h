@@ -22,6 +22,7 @@ class DatabaseFiles;
 class DbWriter;
 class Maintenance;
 class MaintenanceBox;
+class Operator;
 class Settings;
 class UnwrittenRecords;
 
@@ -49,6 +50,8 @@ private:
     void AddWriting(QVBoxLayout* page);
     void AddNightly(QVBoxLayout* page);
     void RefreshBackups();
+    QCoro::Task<Outcome> SwitchNightly(const NightlyRuns::Task& task, QCheckBox& on, QLineEdit& days,
+                                       Operator& op);
 
     DatabaseOnDisk disk_;
     DbWriter& writer_;

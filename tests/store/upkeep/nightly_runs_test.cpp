@@ -74,6 +74,39 @@ struct NightlyTest : MaintenanceFixture {
     }
 };
 
+TEST_F(NightlyTest, ATaskThatWouldTakeMoreThanBeforeTellsWhatAndAsks) {
+    StartAt("2026-03-02T10:20:30");
+    Execute(path,
+            "INSERT INTO monitordata_minute(date, deviceaddress) VALUES ('2026-02-24 10:00:00', 301), "
+            "('2026-02-24 10:00:30', 301), ('2026-02-27 10:00:00', 301)");
+    const struct {
+        const NightlyRuns::Task& task;
+        bool on;
+        const char* days;
+        const char* rows;  // that it asks about; empty: it does not ask
+        Answer answer = Answer::Yes;
+    } cases[] = {
+        {NightlyRuns::kDelete, true, "4", "2 of 3", Answer::No},
+        {NightlyRuns::kDelete, true, "30", ""},
+        {NightlyRuns::kDelete, true, "4", "2 of 3"},
+        {NightlyRuns::kDelete, true, "5", ""},
+        {NightlyRuns::kDelete, true, "2", "3 of 3", Answer::No},
+        {NightlyRuns::kDelete, false, "2", ""},
+        {NightlyRuns::kCondense, true, "1", "1 of 3"},
+    };
+    for (const auto& c : cases) {
+        const QString kept = runs->DaysText(c.task);
+        if (*c.rows != '\0')
+            op.WillAnswer(std::string(c.rows) + " rows\n\nThese rows will be deleted in the next night",
+                          c.answer);
+        const std::string error = Result(runs->AskAndSwitch(c.task, c.on, QString::fromLatin1(c.days), op));
+        const bool agreed = c.answer == Answer::Yes;
+        EXPECT_EQ(error, agreed ? "" : "The task of the night stays as it was.") << c.days;
+        EXPECT_EQ(runs->DaysText(c.task), agreed ? QString::fromLatin1(c.days) : kept);
+        EXPECT_TRUE(!agreed || runs->IsOn(c.task) == c.on);
+    }
+}
+
 TEST_F(NightlyTest, EachTaskRunsOnceANightAtItsHourOnWhatIsOldEnough) {
     for (const char* row : {"(1, '2026-02-24 23:59:00', 301)", "(2, '2026-02-24 23:59:50', 301)",
                             "(3, '2026-02-25 00:00:30', 301)", "(4, '2026-02-26 23:59:01', 301)",
