@@ -204,8 +204,8 @@ void FeedUpload::SavePacdata(const QString& result) const {
     (void)AppendToLastLines(QDir(folder_).filePath(kQueueFile), time + u'\t' + result, kResultsKept);
 }
 
-std::vector<Datastream> FeedUpload::Datastreams() const {
-    auto labels = ReadStoredLabels(database_);
+std::vector<Datastream> FeedUpload::Datastreams() {
+    if (auto read = ReadStoredLabels(database_)) labels_ = std::move(*read);
     const FeedChannels channels = Channels();
     std::vector<Datastream> datastreams;
     for (std::size_t id = 0; id < channels.size(); ++id) {
@@ -214,7 +214,7 @@ std::vector<Datastream> FeedUpload::Datastreams() const {
         const EnergyCounter& counter = measurement_.Readings(slot).channels[channel].absolute;
         datastreams.push_back({.id = static_cast<int>(id),
                                .value = static_cast<double>(counter.lastWatts.value_or(0)),
-                               .label = labels[slot][channel]});
+                               .label = labels_[slot][channel]});
     }
     return datastreams;
 }

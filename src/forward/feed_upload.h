@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "forward/feed_channels.h"
 #include "forward/feed_document.h"
 #include "forward/output.h"
+#include "store/channel_labels.h"
 
 namespace corvane {
 
@@ -107,7 +109,7 @@ public:
     [[nodiscard]] const StatusBoard* Log() const override { return &log_; }
 
 private:
-    [[nodiscard]] std::vector<Datastream> Datastreams() const;
+    [[nodiscard]] std::vector<Datastream> Datastreams();
     [[nodiscard]] QString WithoutKey(QString text) const;
     void LoadInterval();
     void OnSecond();
@@ -122,6 +124,7 @@ private:
     Clock& clock_;
     QNetworkAccessManager network_;
     StatusBoard log_;
+    std::map<int, ChannelLabels> labels_;  ///< as they were last read
     bool uploading_ = false;
     bool failed_ = false;    ///< the last upload
     int interval_ = 0;       ///< seconds

@@ -29,10 +29,11 @@ QString GivenLabel(const QString& stored) {
     return label == QLatin1StringView(kNoLabel) ? QString() : label;
 }
 
-std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database) {
-    std::map<int, ChannelLabels> labels;
+std::optional<std::map<int, ChannelLabels>> ReadStoredLabels(const CaptureDatabase& database) {
     const std::string columns = ChannelColumns("alias");
     const QueryResult result = database.Run("SELECT CAST(id AS INTEGER)," + columns + kRowsOfSlots);
+    if (!result.Ok()) return std::nullopt;
+    std::map<int, ChannelLabels> labels;
     for (const auto& row : result.rows) {
         const auto slot = ParseInteger<int>(row.front().value_or(""));
         if (!slot) continue;
@@ -44,7 +45,7 @@ std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database) {
 }
 
 std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database) {
-    std::map<int, ChannelLabels> labels = ReadStoredLabels(database);
+    std::map<int, ChannelLabels> labels = ReadStoredLabels(database).value_or(std::map<int, ChannelLabels>());
     for (auto& [slot, texts] : labels)
         std::ranges::transform(texts, texts.begin(), GivenLabel);
     return labels;

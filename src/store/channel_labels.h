@@ -35,8 +35,9 @@ inline constexpr const char* kNoLabel = "no label";
 /// is locked.
 [[nodiscard]] std::map<int, ChannelLabels> ReadChannelLabels(const CaptureDatabase& database);
 
-/// The same as they are stored, `kNoLabel` among them: for those whose readers are to get just that.
-[[nodiscard]] std::map<int, ChannelLabels> ReadStoredLabels(const CaptureDatabase& database);
+/// The same as they are stored, `kNoLabel` among them: for those whose readers are to get just that. Nothing
+/// while the database cannot be read.
+[[nodiscard]] std::optional<std::map<int, ChannelLabels>> ReadStoredLabels(const CaptureDatabase& database);
 
 /// All that was given to the channels of slot 1..6, empty where the slot has no row; nothing while the
 /// database is locked.

@@ -102,7 +102,12 @@ TEST_F(FeedUploadTest, PutsTheValuesTellsTheResultAndNeverTheKey) {
          "200 - Success (the answer is longer than 64 KiB and was cut off)"},
         {"", "Not sent: "},
     };
+    const auto lock = CaptureDatabase::OpenFile(PathOf(u"capture.db3"_s), false);
     for (const auto& c : cases) {
+        // From the second on it is locked, and the labels of before are sent.
+        if (&c != cases) {
+            EXPECT_EQ(lock.GetTable("BEGIN EXCLUSIVE").Ok(), &c == cases + 1);
+        }
         std::optional<Outcome> result;
         auto sending = upload_.SendNow().then([&](const Outcome& outcome) { result = outcome; });
         const QByteArray request = Serve(c.answer);
