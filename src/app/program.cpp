@@ -1,5 +1,6 @@
 #include "app/program.h"
 
+#include "app/listening_checks.h"
 #include "base/clock.h"
 #include "base/operator.h"
 #include "base/time_zone.h"
@@ -99,6 +100,7 @@ Program::Program(const Options& options, Clock& theClock)
     QObject::connect(&databaseFiles, &DatabaseFiles::TablesKnown, [this] { records.LookForMinuteTables(); });
     settings.CheckFile();
     userSettings.AddCheck(kDatabaseFile, [this](QString& name) { return databaseFiles.CheckName(name); });
+    AddListeningChecks(userSettings);
     framer.AddDestination(forwarding);
     measurement.AddSink(heardMonitors);
     measurement.AddSink(ledger);

@@ -10,6 +10,13 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
+Outcome CheckInternetCheckUrl(QString& text, const SettingValues&) {
+    const QUrl page(text, QUrl::StrictMode);
+    const bool web = page.scheme() == "http"_L1 || page.scheme() == "https"_L1;
+    if (page.isValid() && web && !page.host().isEmpty()) return Outcome::Success();
+    return Outcome::Failure(u"The page is an address such as http://www.example.com/."_s);
+}
+
 QCoro::Task<bool> ConnectionCheck::InternetConnectionAvailable(Operator& op) {
     op.Show(u"Checking connection........"_s);
     const NetworkReply reply(network_.get(PlainRequest(QUrl(settings_.Value(kInternetCheckUrl)))));

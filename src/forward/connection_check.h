@@ -15,9 +15,12 @@ class Clock;
 class Operator;
 class SettingsStore;
 
+Outcome CheckInternetCheckUrl(QString& text, const SettingValues& values);
+
 inline constexpr Setting kInternetCheckUrl{
     .key = "InternetCheckUrl",
     .fallback = "http://www.example.com/",
+    .check = CheckInternetCheckUrl,
     .privacy = SettingPrivacy::Personal,
     .help = "The page that is opened to see whether the internet is there."};
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "link/host_port.h"
 #include "store/settings_store.h"
 
 namespace corvane {
@@ -30,6 +31,7 @@ Outcome TokenFailure() {
 }  // namespace
 
 Outcome CheckWebListen(QString& text, const SettingValues&) {
+    text = ParseHost(text.trimmed()).value_or(text);
     if (!QHostAddress(text).isNull()) return Outcome::Success();
     return Outcome::Failure(u"WebListen is an address of this machine, such as 127.0.0.1 or 0.0.0.0."_s);
 }
@@ -54,7 +56,8 @@ Outcome WebSetup::Check() const {
     if (!HasTokenLetters(token)) return TokenFailure();
     if (token.isEmpty() && !address.isLoopback()) {
         return Outcome::Failure(
-            u"WebListen lets the network in, and that takes a WebToken which its readers must know."_s);
+            u"WebListen lets the network in, and that takes a WebToken which its readers must know: "_s +
+            kGoodToken);
     }
     return Outcome::Success();
 }

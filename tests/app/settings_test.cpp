@@ -14,9 +14,14 @@ class SettingsTest : public ProgramTest {};
 TEST_F(SettingsTest, AnEntryIsCheckedByItsDeclaration) {
     Program& program = Start();
     Settings& settings = program.userSettings;
+    QTcpServer other;
+    ASSERT_TRUE(other.listen());
     for (const DataLine& line : LinesOf("Entries")) {
         const QString name = line.Column(0);
-        const QString value = line.Column(1);
+        const QString value = line.Column(1)
+                                  .replace(u"{free}"_s, QString::number(FreePort()))
+                                  .replace(u"{held}"_s, QString::number(other.serverPort()))
+                                  .replace(u"{web}"_s, program.settings.Value(kWebPort));
         const std::string refusal = line.Word(2);
         const QString place = name.contains(u'/') ? name : u"startup/"_s + name;
         const auto before = settings.Store().Kept(place);
@@ -33,9 +38,10 @@ TEST_F(SettingsTest, AnEntryIsCheckedByItsDeclaration) {
 
 TEST_F(SettingsTest, WhatWasChangedIsToldWithTheMomentFromWhichItIsInEffect) {
     Settings& settings = Start().userSettings;
+    const QString port = QString::number(FreePort());
     const std::tuple<QString, QString, QString> cases[] = {
         {u"voltx2"_s, u" true"_s, u"VoltX2 = True"_s},
-        {u"TcpPortB"_s, u"8.09e3"_s, u"TcpPortB = 8090, from the next listen on"_s},
+        {u"TcpPortB"_s, port + u".0"_s, u"TcpPortB = %1, from the next listen on"_s.arg(port)},
         {u"startup/baudrateb"_s, u" 9600.0 "_s, u"BaudRateB = 9600, from the next opening on"_s},
         {u"BindDeviceF"_s, u"4"_s, u"BindDeviceF = 4, from the next \"target\" on"_s},
         {u"AutoOpen"_s, u"TRUE"_s, u"AutoOpen = True, from the next start on"_s},

@@ -90,7 +90,7 @@ TEST(LiveXml, AnObjectIsAnElementAndItsValuesAreAttributes) {
 TEST_F(WebServerTest, WhatTheNetworkCanReachTakesTheToken) {
     const QString token = u"abcdefgh-1234_XY"_s;
     Program& program = Start();
-    Set(program, "WebListen", u"0.0.0.0"_s);
+    KeepByKey(program.settings, u"WebListen"_s, u"0.0.0.0"_s);  // by hand
     EXPECT_FALSE(program.webServer.Serving());
     EXPECT_TRUE(program.statusBoard.Lines().back().contains(u"takes a WebToken"_s));
     EXPECT_EQ(program.webServer.WithToken(u"http://x/"_s), u"http://x/"_s);
@@ -171,10 +171,10 @@ TEST_F(WebServerTest, ABusyPortIsSaidAndTheCaptureGoesOn) {
                      [&](const QString& location) { locations.append(location); });
     Set(program, "WebToken", u"abcdefgh-1234_XY"_s);
     KeepByKey(program.settings, u"NETmeter"_s, true);
-    Set(program, "WebListen", u"192.0.2.1"_s);
+    KeepByKey(program.settings, u"WebListen"_s, u"192.0.2.1"_s);
     EXPECT_TRUE(program.statusBoard.Lines().back().endsWith(
         u"No pages are served: 192.0.2.1 is no address of this machine"_s));
-    for (const char* address : {"::1", "0.0.0.0", "::"})
+    for (const char* address : {"[::1]", "0.0.0.0", "::"})
         Set(program, "WebListen", QLatin1StringView(address));
     const QString port = u":%1"_s.arg(WebPort());
     EXPECT_EQ(locations, QStringList({u"http://127.0.0.1"_s + port, u"http://192.0.2.1"_s + port,

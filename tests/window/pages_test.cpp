@@ -269,10 +269,11 @@ private:
          }},
         {u"hear"_s, [this](auto& seconds, auto& pulses) { Hear(seconds, pulses); }},
         {u"hold"_s,
-         [this](auto&, auto&) {
-             EXPECT_TRUE(holder_.listen(QHostAddress::Any));
+         [this](auto& port, auto&) {
+             EXPECT_TRUE(holder_.listen(QHostAddress::Any, port.toUShort()));
              names_[u"%held"_s] = QString::number(holder_.serverPort());
          }},
+        {u"release"_s, [this](auto&, auto&) { holder_.close(); }},
         {u"call"_s, [this](auto& port, auto&) { caller_ = std::make_unique<FarEnd>(port.toUShort()); }},
         {u"send"_s, [this](auto&, auto&) { caller_->Send("x"); }},
         {u"hang-up"_s, [this](auto&, auto&) { caller_->Close(); }},
