@@ -16,15 +16,25 @@ TcpLine::TcpLine(Clock& clock) : clock_(clock) {
 
 QCoro::Task<> TcpLine::KeepConnected(QString host, std::uint16_t port) {
     Use(new QTcpSocket(this));
-    connect(peer_, &QTcpSocket::connected, this, [this] { troubleTold_ = false; });
-    connect(peer_, &QTcpSocket::errorOccurred, this, [this, host, port] {
-        if (std::exchange(troubleTold_, true)) return;
-        Q_EMIT Trouble(u"No connection to %1 port %2: %3. Trying again every %4 s."_s.arg(
-            host, QString::number(port), peer_->errorString(), QString::number(kRetry / 1000)));
-    });
+    connect(peer_, &QTcpSocket::connected, this, [this] { connectedAt_ = clock_.Monotonic(); });
+    connect(peer_, &QTcpSocket::errorOccurred, this, [this, host, port] { TellTrouble(host, port); });
     do {
         if (peer_->state() == QAbstractSocket::UnconnectedState) peer_->connectToHost(host, port);
     } while (co_await clock_.DLY(kRetry));
+}
+
+void TcpLine::TellTrouble(const QString& host, std::uint16_t port) {
+    const std::int64_t now = clock_.Monotonic();
+    const auto connectedAt = std::exchange(connectedAt_, std::nullopt);
+    const bool wasTaken = connectedAt.has_value() && now - *connectedAt >= kTakenAfter;
+    const QString why = connectedAt.has_value() && !wasTaken
+                            ? u"turned away, as when another gateway has the place"_s
+                            : peer_->errorString();
+    if (!wasTaken && why == lastTold_ && now - lastToldAt_ < kBetweenTold) return;
+    lastTold_ = why;
+    lastToldAt_ = now;
+    Q_EMIT Trouble(u"No connection to %1 port %2: %3. Trying again every %4 s."_s.arg(
+        host, QString::number(port), why, QString::number(kRetry / 1000)));
 }
 
 Outcome TcpLine::Listen(std::uint16_t port) {

@@ -8,6 +8,7 @@
 #include <QTcpSocket>
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "base/outcome.h"
@@ -23,6 +24,8 @@ class TcpLine : public QObject, public Line {
 
 public:
     static constexpr std::int64_t kRetry = 2000;            ///< ms
+    static constexpr std::int64_t kTakenAfter = 1000;       ///< ms: one closed sooner was turned away
+    static constexpr std::int64_t kBetweenTold = 60'000;    ///< ms
     static constexpr std::int64_t kMostUnsent = 256 << 10;  ///< bytes
 
     explicit TcpLine(Clock& clock);
@@ -46,19 +49,24 @@ public:
     [[nodiscard]] std::int64_t Unsent() override { return Connected() ? peer_->bytesToWrite() : 0; }
 
 Q_SIGNALS:
-    void Trouble(const QString& text);  ///< the connection cannot be made, or is lost; once until it is back
+    /// The connection cannot be made, is lost, or is closed as soon as it is made; once a minute while that
+    /// goes on.
+    void Trouble(const QString& text);
 
 private:
     [[nodiscard]] bool Connected() const {
         return peer_ != nullptr && peer_->state() == QAbstractSocket::ConnectedState;
     }
+    void TellTrouble(const QString& host, std::uint16_t port);
     void Use(QTcpSocket* peer);
     void TakePeer();
 
     Clock& clock_;
     QTcpServer server_;
-    QTcpSocket* peer_ = nullptr;  ///< a child of this object or of the server
-    bool troubleTold_ = false;
+    QTcpSocket* peer_ = nullptr;               ///< a child of this object or of the server
+    std::optional<std::int64_t> connectedAt_;  ///< monotonic ms
+    QString lastTold_;                         ///< why there was no connection
+    std::int64_t lastToldAt_ = 0;
 };
 
 }  // namespace corvane
