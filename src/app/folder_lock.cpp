@@ -1,6 +1,8 @@
 #include "app/folder_lock.h"
 
 #include <QDir>
+#include <QFileInfo>
+#include <QSysInfo>
 
 #include "base/exit_codes.h"
 #include "store/app_folder.h"
@@ -9,7 +11,22 @@ namespace corvane {
 
 using namespace Qt::StringLiterals;
 
-FolderLock::FolderLock(const QString& dataFolder) : file_(QDir(dataFolder).filePath(u"corvane.lock"_s)) {
+namespace {
+
+/// By what a process tells everybody: "1234 (corvaned) S ...". One that is Z has ended.
+bool Runs(qint64 pid, const QString& program) {
+    QFile file(u"/proc/%1/stat"_s.arg(pid));
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    constexpr qsizetype kLongestName = 15;
+    const QString told = QString::fromLocal8Bit(file.readAll());
+    const QString name = u"(%1) "_s.arg(program.left(kLongestName));
+    return told.contains(name) && !told.contains(name + u'Z');
+}
+
+}  // namespace
+
+FolderLock::FolderLock(const QString& dataFolder)
+    : path_(QDir(dataFolder).filePath(u"corvane.lock"_s)), file_(path_) {
     file_.setStaleLockTime(0);  // a program that runs for years is not a dead one
 }
 
@@ -22,16 +39,27 @@ FolderLock::Result FolderLock::TryLock() {
     return Result::InUse;
 }
 
-QString FolderLock::Holder() const {
-    return ReadHolder().value_or(u"another program"_s);
+LockHolder FolderLock::Holder() const {
+    return ReadHolder().value_or(
+        LockHolder{.program = u"another program"_s, .user = QFileInfo(path_).owner()});
 }
 
-std::optional<QString> FolderLock::ReadHolder() const {
+std::optional<LockHolder> FolderLock::ReadHolder() const {
     qint64 pid = 0;
     QString host;
     QString application;
     if (!file_.getLockInfo(&pid, &host, &application)) return std::nullopt;
-    return u"%1 (process %2 on %3)"_s.arg(application, QString::number(pid), host);
+    return LockHolder{.program = u"%1 (process %2 on %3)"_s.arg(application, QString::number(pid), host),
+                      .user = QFileInfo(path_).owner(),
+                      .runs = host != QSysInfo::machineHostName() || Runs(pid, application)};
+}
+
+QString FolderInUseText(const QString& folder, const QString& path, const LockHolder& holder) {
+    const QString who = u"%1 of the user %2"_s.arg(holder.program, holder.user);
+    if (holder.runs) return u"The data folder %1 is in use by %2."_s.arg(folder, who);
+    return u"The data folder %1 is locked by %2, which does not run any more. Only that user can take the "
+           u"lock "
+           "over: start Corvane as %3, or delete %4."_s.arg(folder, who, holder.user, path);
 }
 
 FolderTaken TakeFolder(const QString& folder, FolderLock& lock) {
@@ -41,7 +69,7 @@ FolderTaken TakeFolder(const QString& folder, FolderLock& lock) {
         case FolderLock::Result::Locked:
             return {kExitOk, {}};
         case FolderLock::Result::InUse:
-            return {kExitAlreadyRunning, u"The data folder %1 is in use by %2."_s.arg(folder, lock.Holder())};
+            return {kExitAlreadyRunning, FolderInUseText(folder, lock.Path(), lock.Holder())};
         case FolderLock::Result::Failed:
             break;
     }

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "app/console.h"
@@ -79,13 +80,28 @@ TEST(FolderLock, TellsWhyAFolderCannotBeTaken) {
     EXPECT_EQ(TakeFolder(folder.Path(u"new"_s), *first).exitCode, kExitOk);
     const FolderTaken taken = TakeFolder(folder.Path(u"new"_s), second);
     EXPECT_EQ(taken.exitCode, kExitAlreadyRunning);
+    const QString user = QFileInfo(folder.Path()).owner();
     EXPECT_EQ(taken.problem,
-              u"The data folder %1 is in use by %2."_s.arg(folder.Path(u"new"_s), second.Holder()));
-    EXPECT_TRUE(second.Holder().startsWith(u"test_app (process %1 on "_s.arg(getpid())));
+              u"The data folder %1 is in use by test_app (process %2 on %3) of the user %4."_s.arg(
+                  folder.Path(u"new"_s), QString::number(getpid()), QSysInfo::machineHostName(), user));
     first.reset();
     EXPECT_EQ(second.TryLock(), FolderLock::Result::Locked);
     EXPECT_EQ(TakeFolder(folder.Path(), astray).exitCode, kExitNoFolder);
-    EXPECT_EQ(astray.Holder(), u"another program"_s);
+    EXPECT_EQ(astray.Holder().program, u"another program"_s);
+
+    // A lock that a killed program left, and that cannot be taken over: as if it were another user's.
+    const QString path = folder.Path(u"corvane.lock"_s);
+    const std::string host = QSysInfo::machineHostName().toStdString();
+    folder.Write(u"corvane.lock"_s, "2147483646\ncorvaned\n" + host + "\n");
+    QFile held(path);
+    ASSERT_TRUE(held.open(QFile::ReadWrite));
+    ASSERT_EQ(flock(held.handle(), LOCK_EX), 0);
+    FolderLock stale(folder.Path());
+    EXPECT_EQ(TakeFolder(folder.Path(), stale).problem,
+              u"The data folder %1 is locked by corvaned (process 2147483646 on %2) of the user %3, which "
+              u"does not run "
+              "any more. Only that user can take the lock over: start Corvane as %3, or delete %4."_s.arg(
+                  folder.Path(), QString::fromStdString(host), user, path));
 }
 
 TEST(Service, SaysWhatItIsAskedAndGivesTheSafeAnswer) {
