@@ -1,5 +1,6 @@
 #include "store/line_file.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
