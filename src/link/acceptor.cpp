@@ -117,7 +117,7 @@ Outcome CheckListening(const QHostAddress& address, std::uint16_t port) {
     return Outcome::Success();
 }
 
-Acceptor::Acceptor(Clock& clock) {
+Acceptor::Acceptor(Clock& clock) : clock_(clock) {
     connect(&clock, &Clock::SecondPassed, this, &Acceptor::Retry);
 }
 
@@ -193,10 +193,9 @@ void Acceptor::Take() {
         const int incoming = accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         const int error = incoming < 0 ? errno : 0;
         if (ConcernsThePeerAlone(error)) continue;
-        const bool works = incoming >= 0 || error == EAGAIN;
-        if (works && std::exchange(told_, false)) Q_EMIT Told(u"takes connections again."_s);
-        if (!works) {
+        if (incoming < 0 && error != EAGAIN) {
             paused_ = true;
+            failedAt_ = clock_.Monotonic();
             notifier_->setEnabled(false);
             if (!std::exchange(told_, true)) {
                 Q_EMIT Told(
@@ -209,9 +208,15 @@ void Acceptor::Take() {
 }
 
 void Acceptor::Retry() {
-    if (!std::exchange(paused_, false) || !IsListening()) return;
-    notifier_->setEnabled(taking_);
-    Take();  // which tells whether the system takes it now, even where nobody waits
+    if (!IsListening()) return;
+    if (std::exchange(paused_, false)) {
+        notifier_->setEnabled(taking_);
+        Take();  // which tells whether the system takes it now, even where nobody waits
+    }
+    if (told_ && clock_.Monotonic() - failedAt_ >= kWell) {
+        told_ = false;
+        Q_EMIT Told(u"takes connections again."_s);
+    }
 }
 
 }  // namespace corvane

@@ -17,11 +17,14 @@ namespace corvane {
 class Clock;
 
 /// Everybody who takes connections takes them through this. Where the system refuses one, as it does to a
-/// program that has no descriptors left, it pauses until the next second of the clock and tries again.
+/// program that has no descriptors left, it pauses until the next second of the clock and tries again. That
+/// is told once, and again only after it has gone well for `kWell`.
 class Acceptor : public QObject {
     Q_OBJECT
 
 public:
+    static constexpr std::int64_t kWell = 60'000;  ///< ms
+
     explicit Acceptor(Clock& clock);
     ~Acceptor() override;
 
@@ -60,6 +63,8 @@ private:
     bool taking_ = true;
     bool paused_ = false;  ///< until the next second
     bool told_ = false;
+    std::int64_t failedAt_ = 0;  ///< monotonic, ms
+    const Clock& clock_;
 };
 
 /// Whether a server of this machine could listen there, which fails as `Acceptor::Listen` would.

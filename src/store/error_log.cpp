@@ -34,10 +34,16 @@ void ErrorLog::LogError(int number, const QString& description, const QString& c
     const QString time = QString::fromStdString(DateTimeText(clock_.Now()));
     const QString what = OnOneLine(description);
     const QString where = OnOneLine(context);
-    if (AppendLine(Path(), QStringList{QString::number(number), what, where, time}.join(u'\t'), kMostBytes))
-        return;
-    (void)AppendLine(QDir(folder_).filePath(u"errorLog.txt"_s), time + u' ' + what + u", "_s + where,
-                     kMostBytes);
+    waiting_.push_back({.text = QStringList{QString::number(number), what, where, time}.join(u'\t'),
+                        .older = time + u' ' + what + u", "_s + where});
+    while (!waiting_.empty() && Write(waiting_.front()))
+        waiting_.pop_front();
+    if (waiting_.size() > kMostWaiting) waiting_.pop_front();
+}
+
+bool ErrorLog::Write(const Line& line) const {
+    return AppendLine(Path(), line.text, kMostBytes) ||
+           AppendLine(QDir(folder_).filePath(u"errorLog.txt"_s), line.older, kMostBytes);
 }
 
 ErrorLog::Listing ErrorLog::Load() const {

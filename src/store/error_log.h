@@ -5,7 +5,8 @@
 #include <QString>
 #include <QStringList>
 
-#include "base/local_time.h"
+#include <cstddef>
+#include <deque>
 
 #include "base/outcome.h"
 
@@ -14,13 +15,13 @@ namespace corvane {
 class Clock;
 class Operator;
 
-/// Logging never disturbs what goes on: a line that cannot be written anywhere is dropped. The files are for
-/// this user alone.
+/// Logging never disturbs what goes on. The files are for this user alone.
 class ErrorLog {
 public:
     static constexpr int kOverflow = 6;         ///< error number of an arithmetic overflow
     static constexpr int kLinesListed = 32001;  ///< the viewer takes no more
     static constexpr qint64 kMostBytes = 5 * 1024 * 1024;
+    static constexpr std::size_t kMostWaiting = 100;
 
     /// The log "Errors" + `applicationName` + ".log" in `folder`.
     ErrorLog(QString folder, QString applicationName, const Clock& clock);
@@ -29,7 +30,8 @@ public:
     /// separated by tabs. Tabs and line ends within a text become blanks, so that an entry stays one line.
     /// What cannot be appended, as to a file of another user, goes to the older log "errorLog.txt": date and
     /// description, ", " and context. A log that is full, at 5 MiB, becomes "ErrorsCorvane.1.log" (or
-    /// "errorLog.1.txt"), and the one that was that goes.
+    /// "errorLog.1.txt"), and the one that was that goes. What no file takes now, as while there is no
+    /// descriptor left, waits in memory until the next line comes: the newest `kMostWaiting`.
     void LogError(int number, const QString& description, const QString& context);
 
     struct Listing {
@@ -51,9 +53,18 @@ public:
     [[nodiscard]] QString Path() const;
 
 private:
+    /// A line as it stands in the log, and in the older one.
+    struct Line {
+        QString text;
+        QString older;
+    };
+
+    [[nodiscard]] bool Write(const Line& line) const;
+
     QString folder_;
     QString applicationName_;
     const Clock& clock_;
+    std::deque<Line> waiting_;
 };
 
 }  // namespace corvane

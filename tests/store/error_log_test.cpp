@@ -45,9 +45,17 @@ TEST_F(ErrorLogTest, WhatCannotBeAppendedGoesToTheOlderLogAndBothAreTheUsersAlon
     log.LogError(6, u"third\n"_s, u"fourth, too"_s);
     EXPECT_EQ(folder.Read(u"errorLog.txt"_s), "2026-03-02 10:20:30 third , fourth, too\n");
     EXPECT_EQ(Rights(folder.Path(u"errorLog.txt"_s)), "600");
+    ASSERT_TRUE(QDir(folder.Path()).rename(u"errorLog.txt"_s, u"kept.txt"_s));
+    ASSERT_TRUE(QDir(folder.Path()).mkpath(u"errorLog.txt"_s));
+    for (int i = 0; i <= 100; ++i)
+        log.LogError(6, u"waits"_s, QString::number(i));
     ASSERT_TRUE(QDir(folder.Path()).rmdir(kFile));
     log.LogError(6, u"third"_s, u"fourth"_s);
     EXPECT_EQ(Rights(log.Path()), "600");
+    const QStringList lines = log.LastLines(200);
+    ASSERT_EQ(lines.size(), 101);
+    EXPECT_EQ(lines.front(), u"6\twaits\t1\t2026-03-02 10:20:30"_s);
+    EXPECT_EQ(lines.back(), u"6\tthird\tfourth\t2026-03-02 10:20:30"_s);
 }
 
 TEST_F(ErrorLogTest, TheLastLinesAreTheNewestHoweverLongTheLogIs) {
