@@ -176,7 +176,7 @@ QCoro::Task<> Measure(Program& program, QDate end, bool counting, double& second
     QElapsedTimer elapsed;
     elapsed.start();
     QuietOperator op;
-    const Outcome condensed = co_await program.maintenance.Granulate(QDate(2025, 12, 31), end, op);
+    const Outcome condensed = co_await program.maintenance.Condense(QDate(2025, 12, 31), end, op);
     seconds = static_cast<double>(elapsed.elapsed()) / 1000;
     Require(bool(condensed), qPrintable(condensed.Error()));
     if (!counting) {

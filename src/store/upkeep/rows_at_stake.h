@@ -21,8 +21,7 @@ struct RowsAtStake {
 };
 
 struct Stake {
-    QString
-        text;  ///< a line for each device, and one for each table: how many of how many rows, and since when
+    QString text;  ///< lines: of each device how many rows, from when to when; of each table how many of all
     std::int64_t rows = 0;
     QString error;  ///< why they could not be counted; empty where they were
 };
