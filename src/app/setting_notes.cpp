@@ -128,8 +128,6 @@ constexpr Note kNotes[] = {
     {kFeedHost, Any, kFeedEnable, Off, kNoFeed},
     {kFeedInterval, Any, kFeedEnable, Off, kNoFeed},
     {kWebEnabled, Any, kWebToken, NotServed, kNeedsToken},
-    {kWebListen, Any, kWebToken, NotServed, kNeedsToken},
-    {kWebToken, Any, kWebToken, NotServed, kNeedsToken},
     {kWebPort, Any, kWebEnabled, Off, kNoPages},
     {kWebListen, Any, kWebEnabled, Off, kNoPages},
     {kWebToken, Any, kWebEnabled, Off, kNoPages},

@@ -55,6 +55,7 @@ TEST_F(SettingsTest, WhatWasChangedIsToldWithTheMomentFromWhichItIsInEffect) {
 TEST_F(SettingsTest, WhatHindersASettingIsToldAsItIsSet) {
     Settings& settings = Start().userSettings;
     settings.Store().Save(kListeningLatch, true);
+    settings.Store().Save(kWebListen, u"0.0.0.0"_s);
     settings.Store().Save(kDeviceSerial, u"301234"_s, {.slot = 3});
     for (const DataLine& line : LinesOf("Notes")) {
         ASSERT_TRUE(settings.Apply(line.Column(0), line.Column(1))) << line;
