@@ -99,24 +99,25 @@ public:
         Run("PRAGMA synchronous=OFF");
         Run("PRAGMA journal_mode=MEMORY");
         for (const char* table :
-             {"monitordata_minute", "monitordata_hourly", "applicationinfo", "applications"})
+             {"monitordata_minute", "monitordata_hourly", "applicationinfo", "applications"}) {
             tables_.push_back(Table(table));
+            emptying_.push_back(Prepared(std::string("DELETE FROM ") + table));
+        }
     }
 
     void Take(std::span<const std::uint8_t> input) {
         Cells cells(input);
         const std::uint8_t reader = cells.Byte();
         Fill(cells);
-        SqlSession session(worker_, path_, {}, std::chrono::milliseconds(0));
         switch (reader % 5) {
             case 0:
                 return ReadStored();
             case 1:
-                return ReadNames(session);
+                return ReadNames(session_);
             case 2:
-                return ReadTable(session, reader < 128 ? "monitordata_minute" : "applicationinfo");
+                return ReadTable(session_, reader < 128 ? "monitordata_minute" : "applicationinfo");
             default:
-                return ReadPast(session, reader < 128 ? Detail::Minutes : Detail::Hours);
+                return ReadPast(session_, reader < 128 ? Detail::Minutes : Detail::Hours);
         }
     }
 
@@ -125,6 +126,17 @@ private:
         sqlite3_stmt* statement;
         std::vector<std::string> usual;  ///< by column
     };
+
+    static void Step(sqlite3_stmt* statement) {
+        (void)sqlite3_step(statement);
+        sqlite3_reset(statement);
+    }
+
+    sqlite3_stmt* Prepared(const std::string& sql) {
+        sqlite3_stmt* statement = nullptr;
+        REQUIRE(sqlite3_prepare_v2(file_.Handle(), sql.c_str(), -1, &statement, nullptr) == SQLITE_OK);
+        return statement;
+    }
 
     void Run(const char* sql) { REQUIRE(file_.GetTable(sql).Ok()); }
 
@@ -143,22 +155,21 @@ private:
         }
         const std::string sql =
             "INSERT OR REPLACE INTO " + name + " (" + columns + ") VALUES (" + places + ")";
-        REQUIRE(sqlite3_prepare_v2(file_.Handle(), sql.c_str(), -1, &insert.statement, nullptr) == SQLITE_OK);
+        insert.statement = Prepared(sql);
         return insert;
     }
 
     void Fill(Cells& cells) {
-        Run("BEGIN; DELETE FROM monitordata_minute; DELETE FROM monitordata_hourly; DELETE FROM "
-            "applicationinfo; DELETE FROM applications");
+        for (sqlite3_stmt* statement : emptying_)
+            Step(statement);
         for (int row = 0; row < 12 && !cells.AtEnd(); ++row) {
             const Insert& insert = tables_[cells.Byte() % tables_.size()];
             int column = 0;
             for (const std::string& usual : insert.usual)
                 cells.Bind(insert.statement, ++column, usual);
-            (void)sqlite3_step(insert.statement);  // one that the table refuses is not there
-            sqlite3_reset(insert.statement);
+            Step(insert.statement);  // a row that the table refuses is not there
         }
-        Run("COMMIT");
+        Step(commit_);
     }
 
     void ReadStored() {
@@ -214,10 +225,13 @@ private:
     CaptureDatabase database_{path_};
     CaptureDatabase::Connection file_ = CaptureDatabase::OpenFile(path_, true);
     std::vector<Insert> tables_;
+    std::vector<sqlite3_stmt*> emptying_ = {Prepared("BEGIN")};
+    sqlite3_stmt* commit_ = Prepared("COMMIT");
     SettingsStore settings_{folder_.Path(u"corvane.ini"_s)};
     DeviceSlots slots_{settings_, database_};
     StoredEnergies stored_{database_, slots_, clock_};
     SqlWorker worker_;
+    SqlSession session_{worker_, path_, {}, std::chrono::milliseconds(0)};
 };
 
 }  // namespace
