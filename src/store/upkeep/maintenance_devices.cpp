@@ -69,7 +69,7 @@ SqlJob RenamingJob(const std::string& from, const std::string& to) {
 std::vector<RowsAtStake> RowsOf(const std::string& serial) {
     std::vector<RowsAtStake> rows;
     for (const char* table : {"monitordata_hourly", "monitordata_minute"})
-        rows.push_back({.table = table, .where = "deviceaddress='" + serial + "'"});
+        rows.push_back({.table = table, .where = "deviceaddress=" + SqlQuoted(serial)});
     return rows;
 }
 
