@@ -197,8 +197,12 @@ void HealthChecks::LookAtLinks(HealthReport& report) {
         const bool carries = status.state == SocketState::Open || status.state == SocketState::Connected;
         const QString trouble = !status.error.isEmpty() ? status.error : carries ? status.notice : QString();
         if (trouble.isEmpty()) continue;
-        report.findings.push_back(Of("", Severity::Warning, u"%1: %2"_s.arg(link->Name(), trouble),
-                                     u"See the Connections tab, or \"corvanectl status\"."_s,
+        const QString remedy =
+            carries ? QString()  // what it tells names what to look at
+            : link->IsSerial()
+                ? u"It is tried again. See whether the adapter is plugged in, and its port is the right one (Connections tab)."_s
+                : u"It is tried again. End the other program, or choose another port (Connections tab)."_s;
+        report.findings.push_back(Of("", Severity::Warning, u"%1: %2"_s.arg(link->Name(), trouble), remedy,
                                      {.after = 10, .gone = 60}));
         report.findings.back().id = u"link-"_s + IdPart(link->Name());
     }
