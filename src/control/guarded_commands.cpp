@@ -31,7 +31,7 @@ QString InUseText(const DeviceSlots& slots) {
     return devices.join(u", "_s);
 }
 
-QCoro::Task<bool> AskToReset(QString whom, Operator& op) {
+QCoro::Task<bool> AskToReset(const QString& whom, Operator& op) {
     return op.AskYesNo(
         whom +
         u"\n\n"
@@ -39,7 +39,7 @@ QCoro::Task<bool> AskToReset(QString whom, Operator& op) {
         "continue?"_s);
 }
 
-QCoro::Task<bool> AskOfTarget(const MonitorCommands& commands, QString question, Operator& op) {
+QCoro::Task<bool> AskOfTarget(const MonitorCommands& commands, const QString& question, Operator& op) {
     return op.AskYesNo(commands.TargetText() + u"\n\n"_s + question);
 }
 
