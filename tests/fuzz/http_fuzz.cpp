@@ -48,7 +48,7 @@ private:
     }
 
     [[nodiscard]] Options Setup() const {
-        const Options options{.dataFolder = folder_.Path(), .settingsFile = folder_.Path(u"corvane.ini"_s)};
+        Options options{.dataFolder = folder_.Path(), .settingsFile = folder_.Path(u"corvane.ini"_s)};
         SettingsStore store(options.settingsFile);
         for (const QString& key : {u"TcpPortA"_s, u"TcpPortB"_s})
             KeepByKey(store, key, QString::number(FreePort()), kStartupSection);

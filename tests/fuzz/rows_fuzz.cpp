@@ -149,9 +149,9 @@ private:
             if (column == "id" && name.starts_with("monitordata")) continue;
             columns += (columns.empty() ? "" : ",") + column;
             places += places.empty() ? "?" : ",?";
-            insert.usual.push_back(column == "date"            ? "2026-03-02 10:20:30"
-                                   : column == "deviceaddress" ? "301234"
-                                                               : "1");
+            insert.usual.emplace_back(column == "date"            ? "2026-03-02 10:20:30"
+                                      : column == "deviceaddress" ? "301234"
+                                                                  : "1");
         }
         const std::string sql =
             "INSERT OR REPLACE INTO " + name + " (" + columns + ") VALUES (" + places + ")";
