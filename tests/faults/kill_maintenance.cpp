@@ -118,7 +118,8 @@ void Run(const QStringList& words) {
     const int rounds = words[1].toInt();
     Require(rounds > 0, "no rounds");
     Rounds kills(words.value(2, u"1"_s).toUInt());
-    kills.Run("condense, and of the backup before it", {u"db"_s, u"condense"_s, u"2025-12-31"_s, u"2026-01-02"_s}, rounds);
+    kills.Run("condense, and of the backup before it",
+              {u"db"_s, u"condense"_s, u"2025-12-31"_s, u"2026-01-02"_s}, rounds);
     kills.Run("repair, and of the backup before it", {u"db"_s, u"repair"_s, u"minute"_s}, rounds);
     kills.Run("restore, and of the backup before it", {u"db"_s, u"restore"_s, u"1"_s}, rounds);
 }
