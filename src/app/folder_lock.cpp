@@ -57,9 +57,8 @@ std::optional<LockHolder> FolderLock::ReadHolder() const {
 QString FolderInUseText(const QString& folder, const QString& path, const LockHolder& holder) {
     const QString who = u"%1 of the user %2"_s.arg(holder.program, holder.user);
     if (holder.runs) return u"The data folder %1 is in use by %2."_s.arg(folder, who);
-    return u"The data folder %1 is locked by %2, which does not run any more. Only that user can take the "
-           u"lock "
-           "over: start Corvane as %3, or delete %4."_s.arg(folder, who, holder.user, path);
+    return u"The data folder %1 is locked by %2, which does not run any more. Only that user can take "
+           "the lock over: start Corvane as %3, or delete %4."_s.arg(folder, who, holder.user, path);
 }
 
 FolderTaken TakeFolder(const QString& folder, FolderLock& lock) {

@@ -56,8 +56,8 @@ constexpr std::array kWriteFaults = {
                "Save a backup elsewhere now, and see to the disk."},
 };
 
-Finding Of(const char* id, Severity severity, QString text, QString remedy, Steadiness steadiness = kAtOnce) {
-    return {.id = QString::fromLatin1(id),
+Finding Of(QString id, Severity severity, QString text, QString remedy, Steadiness steadiness = kAtOnce) {
+    return {.id = std::move(id),
             .severity = severity,
             .text = std::move(text),
             .remedy = std::move(remedy),
@@ -93,7 +93,7 @@ void HealthChecks::LookAtDatabase(HealthReport& report) {
     if (writer.LastStored().has_value()) report.figures.lastRecord = writer.LastStored()->time;
     if (!writer.Enabled()) {
         report.figures.recording = false;
-        report.findings.push_back(Of("database-off", Severity::Error,
+        report.findings.push_back(Of(u"database-off"_s, Severity::Error,
                                      u"The database is switched off: nothing is recorded."_s,
                                      u"Switch it on (Database tab, or \"corvanectl database on\")."_s));
     } else if (const auto failure = writer.Failing()) {
@@ -105,20 +105,20 @@ void HealthChecks::LookAtDatabase(HealthReport& report) {
             u"The database %1 "_s.arg(QString::fromStdString(program_.database.databasePath()));
         report.figures.recording = report.figures.recording && patient;
         report.findings.push_back(
-            known ? Of(fault->id, patient ? Severity::Warning : Severity::Error,
+            known ? Of(QString::fromLatin1(fault->id), patient ? Severity::Warning : Severity::Error,
                        database + QString::fromLatin1(fault->text), QString::fromLatin1(fault->remedy),
                        fault->steadiness)
-                  : Of("database-refuses", Severity::Error,
+                  : Of(u"database-refuses"_s, Severity::Error,
                        database + u"takes no records: %1."_s.arg(QString::fromStdString(failure->words)),
                        u"Look at its tables (\"corvanectl db info\"), or restore a backup."_s, kFault));
     }
     const UnwrittenRecords& unwritten = program_.unwritten;
     if (unwritten.Lost() > 0) {
-        report.findings.push_back(Of("records-lost", Severity::Error, unwritten.StateText(),
+        report.findings.push_back(Of(u"records-lost"_s, Severity::Error, unwritten.StateText(),
                                      u"Make room on the disk of %1."_s.arg(unwritten.Path())));
     } else if (unwritten.Count() > 0) {
         report.findings.push_back(
-            Of("records-unwritten", Severity::Warning, unwritten.StateText(),
+            Of(u"records-unwritten"_s, Severity::Warning, unwritten.StateText(),
                u"Write them in (Database tab, or \"corvanectl db write-unwritten\")."_s));
     }
 }
@@ -146,32 +146,31 @@ void HealthChecks::LookAtMonitors(HealthReport& report) {
     const bool early = now - start_ < kFirstPackets * 1000;
     const std::vector<UnboundMonitor> unbound = program_.measurement.Unbound();
     if (bound.empty()) {
-        report.findings.push_back(Of("no-device", unbound.empty() ? Severity::Info : Severity::Warning,
+        report.findings.push_back(Of(u"no-device"_s, unbound.empty() ? Severity::Info : Severity::Warning,
                                      u"No device is bound to a monitor: nothing is recorded."_s,
                                      u"Bind one (Devices tab, or \"corvanectl bind A\")."_s));
     } else if (!anyOnline && !heard && early) {
         report.findings.push_back(
-            Of("no-packets", Severity::Info, u"No packet has come since the start."_s, {}));
+            Of(u"no-packets"_s, Severity::Info, u"No packet has come since the start."_s, {}));
     } else if (!anyOnline) {
-        report.findings.push_back(Of("no-packets", Severity::Error,
+        report.findings.push_back(Of(u"no-packets"_s, Severity::Error,
                                      u"No packet comes from any monitor: nothing is recorded."_s, remedy,
                                      {.after = 15}));
     }
     for (const int slot : silent) {
         const bool seen = program_.measurement.Readings(slot).Seen();
         if (bound.size() == 1 || (early && !seen)) continue;
-        report.findings.push_back(Of("", Severity::Warning,
+        report.findings.push_back(Of(u"silent-"_s + SlotLetter(slot).toLower(), Severity::Warning,
                                      u"%1 (%2) is silent: no packet of it comes."_s.arg(
                                          SlotName(slot), program_.deviceSlots.Bound(slot)),
                                      remedy, {.after = 15}));
-        report.findings.back().id = u"silent-"_s + SlotLetter(slot).toLower();
     }
     QStringList strangers;
     for (const UnboundMonitor& monitor : unbound)
         strangers.append(QString::fromStdString(monitor.serial));
     strangers.sort();
     if (!strangers.empty()) {
-        report.findings.push_back(Of("unbound", Severity::Info,
+        report.findings.push_back(Of(u"unbound"_s, Severity::Info,
                                      u"Heard, but bound to no device: %1."_s.arg(strangers.join(u", "_s)),
                                      u"Bind them (Devices tab, or \"corvanectl bind A heard\")."_s));
     }
@@ -186,7 +185,7 @@ void HealthChecks::LookAtRecords(HealthReport& report) {
     if (program_.clock.Monotonic() - last < kMostSilence * 1000) return;
     report.figures.recording = false;
     report.findings.push_back(
-        Of("no-records", Severity::Error,
+        Of(u"no-records"_s, Severity::Error,
            u"Packets come, but no record was stored for %1 minutes."_s.arg(kMostSilence / 60),
            u"Look at the status list and the error log (Log tab, or \"corvanectl log show\")."_s));
 }
@@ -202,9 +201,9 @@ void HealthChecks::LookAtLinks(HealthReport& report) {
             : link->IsSerial()
                 ? u"It is tried again. See whether the adapter is plugged in, and its port is the right one (Connections tab)."_s
                 : u"It is tried again. End the other program, or choose another port (Connections tab)."_s;
-        report.findings.push_back(Of("", Severity::Warning, u"%1: %2"_s.arg(link->Name(), trouble), remedy,
+        report.findings.push_back(Of(u"link-"_s + IdPart(link->Name()), Severity::Warning,
+                                     u"%1: %2"_s.arg(link->Name(), trouble), remedy,
                                      {.after = 10, .gone = 60}));
-        report.findings.back().id = u"link-"_s + IdPart(link->Name());
     }
 }
 
@@ -212,18 +211,18 @@ void HealthChecks::LookAtOutputs(HealthReport& report) {
     for (const Output* output : program_.outputs.All()) {
         const OutputState state = output->Standing();
         if (state != OutputState::Backoff && state != OutputState::Refused) continue;
-        report.findings.push_back(Of(
-            "", Severity::Warning, u"%1 does not get through: %2."_s.arg(output->Name(), output->StateText()),
-            u"See the Forwarding tab, or \"corvanectl forward status\"; it is tried again."_s,
-            {.after = 60, .gone = 60}));
-        report.findings.back().id = u"output-"_s + QString::fromLatin1(output->Names().word);
+        report.findings.push_back(
+            Of(u"output-"_s + QString::fromLatin1(output->Names().word), Severity::Warning,
+               u"%1 does not get through: %2."_s.arg(output->Name(), output->StateText()),
+               u"See the Forwarding tab, or \"corvanectl forward status\"; it is tried again."_s,
+               {.after = 60, .gone = 60}));
     }
     if (const QString& problem = program_.webServer.Problem(); !problem.isEmpty()) {
-        report.findings.push_back(Of("pages", Severity::Warning, u"No pages are served: %1"_s.arg(problem),
+        report.findings.push_back(Of(u"pages"_s, Severity::Warning, u"No pages are served: %1"_s.arg(problem),
                                      u"See the settings WebListen, WebPort and WebToken."_s));
     }
     if (const QString warning = program_.webServer.Warning(); !warning.isEmpty())
-        report.findings.push_back(Of("pages-token", Severity::Warning, warning, {}));
+        report.findings.push_back(Of(u"pages-token"_s, Severity::Warning, warning, {}));
 }
 
 void HealthChecks::MeasureDisk() {
@@ -263,7 +262,7 @@ void HealthChecks::LookAtDisk(HealthReport& report) {
         text += u", enough for %1 days at today's growth"_s.arg(*report.figures.diskDays);
     const bool bad = *diskFree_ < kLeastFree || days < kLeastDays;
     report.findings.push_back(Of(
-        "disk", bad ? Severity::Error : Severity::Warning, text + u'.',
+        u"disk"_s, bad ? Severity::Error : Severity::Warning, text + u'.',
         u"Make room, for example by moving backups elsewhere; condensing old minutes keeps the database small."_s,
         kFault));
 }
@@ -272,18 +271,18 @@ void HealthChecks::LookAtClock(HealthReport& report) {
     const LocalTime now = program_.clock.Now();
     if (now.year < kFirstYear) {
         report.findings.push_back(
-            Of("clock", Severity::Error,
+            Of(u"clock"_s, Severity::Error,
                u"The clock of this machine shows %1: records get that date."_s.arg(now.year),
                u"Set it, or let the machine reach a time server."_s));
     } else if (const auto trusted = program_.clockChanges.TrustedFrom()) {
         report.findings.push_back(
-            Of("clock", Severity::Warning,
+            Of(u"clock"_s, Severity::Warning,
                u"The clock was set forward; nothing is deleted by its date until %1."_s.arg(
                    QString::fromStdString(DateTimeText(*trusted))),
                u"Where the date is wrong, set it back."_s));
     }
     if (!program_.timeZoneProblem.isEmpty()) {
-        report.findings.push_back(Of("time-zone", Severity::Warning, program_.timeZoneProblem, {}));
+        report.findings.push_back(Of(u"time-zone"_s, Severity::Warning, program_.timeZoneProblem, {}));
     }
 }
 
@@ -302,9 +301,9 @@ void HealthChecks::LookAtBackups(HealthReport& report) {
         u"Make one (Database tab, or \"corvanectl db backup\"), and keep a copy elsewhere."_s;
     if (!lastBackup_.has_value()) {
         report.findings.push_back(
-            Of("backup", Severity::Info, u"There is no backup of the database."_s, remedy));
+            Of(u"backup"_s, Severity::Info, u"There is no backup of the database."_s, remedy));
     } else if (program_.clock.Now().unixSeconds - lastBackup_->unixSeconds > kOldBackup) {
-        report.findings.push_back(Of("backup", Severity::Info,
+        report.findings.push_back(Of(u"backup"_s, Severity::Info,
                                      u"The last backup of the database is of %1."_s.arg(
                                          QString::fromStdString(DateTimeText(*lastBackup_)).first(10)),
                                      remedy));
@@ -312,20 +311,20 @@ void HealthChecks::LookAtBackups(HealthReport& report) {
 }
 
 void HealthChecks::LookAtRest(HealthReport& report) {
-    const auto add = [&report](const char* id, Severity severity, const QString& text,
+    const auto add = [&report](const QString& id, Severity severity, const QString& text,
                                const QString& remedy) {
         if (!text.isEmpty()) report.findings.push_back(Of(id, severity, text, remedy));
     };
     const std::size_t doubtful = program_.ledger.Doubtful().size();
-    add("doubtful-carries", Severity::Warning,
+    add(u"doubtful-carries"_s, Severity::Warning,
         doubtful == 0 ? QString() : u"Carries are doubtful, and the totals with them: %1."_s.arg(doubtful),
         u"The ledger lists them, and takes back what is wrong."_s);
-    add("ledger", Severity::Warning, program_.ledger.ProblemText(), {});
-    add("sums-wait", Severity::Info, SumsWaitText(program_.virtualChannels.Read()), {});
+    add(u"ledger"_s, Severity::Warning, program_.ledger.ProblemText(), {});
+    add(u"sums-wait"_s, Severity::Info, SumsWaitText(program_.virtualChannels.Read()), {});
     for (const NightlyRuns::Task* task : {&NightlyRuns::kCondense, &NightlyRuns::kDelete})
-        add(task->condenses ? "nightly-condense" : "nightly-delete", Severity::Warning,
+        add(task->condenses ? u"nightly-condense"_s : u"nightly-delete"_s, Severity::Warning,
             program_.nightlyRuns.Hindrance(*task), {});
-    add("settings", Severity::Error,
+    add(u"settings"_s, Severity::Error,
         program_.settings.AllSaved()
             ? QString()
             : u"A change of the settings is not in their file: the next start would not know it."_s,

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
-#include <vector>
 
 #include "app/health.h"
 
@@ -28,7 +27,6 @@ public:
     [[nodiscard]] HealthReport Look();
 
 private:
-    using Findings = std::vector<Finding>;
     using Check = void (HealthChecks::*)(HealthReport& report);
     static const Check kChecks[];
 

@@ -98,7 +98,7 @@ constexpr Note kNotes[] = {
     {kDeviceQuantity, Any, kDeviceSerial, BoundBeyond,
      "Devices up to the last one that is bound are in use all the same."},
     {kDeviceLink, Any, kDeviceLink, Any,
-     "It holds until a packet of the device comes over another link; that one takes its place.", "A"},
+     "It holds until a packet of the device comes over another link; that one takes its place."},
     {kSingleTwoChannel, On, kSingleTwoChannel, On,
      "Every two-channel packet is taken for one of 999998 now: bind a device to that."},
     {kWriteFrequency, Any, kDatabaseEnabled, Off, "No records are written while DBenabled is False."},

@@ -43,16 +43,6 @@ QCoro::Task<bool> AskOfTarget(const MonitorCommands& commands, const QString& qu
     return op.AskYesNo(commands.TargetText() + u"\n\n"_s + question);
 }
 
-QCoro::Task<bool> AskToPassThrough(const MonitorCommands& commands, Operator& op) {
-    return AskOfTarget(
-        commands,
-        u"Once this command has been executed, the power to the VRQ-5810 will need to be manualy cycled to "
-        "return to normal operation. Do you want to continue? "_s,
-        op);
-}
-
-const QString kNoPassThrough = u"Pass-through mode was not entered."_s;
-
 }  // namespace
 
 QCoro::Task<Outcome> ResetAccumulatedValues(MonitorCommands& commands, const DeviceSlots& slots,
@@ -98,18 +88,16 @@ QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& me
     co_return Outcome::Success();
 }
 
-QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& op) {
+QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, PassThrough how, Operator& op) {
     const HeldTarget target(commands);
-    const bool agreed = co_await AskToPassThrough(commands, op);
-    if (!agreed) co_return Outcome::Failure(kNoPassThrough);
+    const bool agreed = co_await AskOfTarget(
+        commands,
+        u"Once this command has been executed, the power to the VRQ-5810 will need to be manualy cycled to "
+        "return to normal operation. Do you want to continue? "_s,
+        op);
+    if (!agreed) co_return Outcome::Failure(u"Pass-through mode was not entered."_s);
+    if (how == PassThrough::Quick) co_return co_await commands.ThruMode(op);
     co_return co_await commands.Send(Operation::PassThroughOnRequest, {}, op);
-}
-
-QCoro::Task<Outcome> EnterPassThroughQuickly(MonitorCommands& commands, Operator& op) {
-    const HeldTarget target(commands);
-    const bool agreed = co_await AskToPassThrough(commands, op);
-    if (!agreed) co_return Outcome::Failure(kNoPassThrough);
-    co_return co_await commands.ThruMode(op);
 }
 
 QCoro::Task<Outcome> RestartMonitor(MonitorCommands& commands, Operator& op) {

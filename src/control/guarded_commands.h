@@ -27,11 +27,13 @@ QCoro::Task<Outcome> ResetEachMonitor(MonitorCommands& commands, const DeviceSlo
 /// Sets the carries of all devices in use to 0. No monitor is told.
 QCoro::Task<Outcome> ZeroCarryCounters(const DeviceSlots& slots, Measurement& measurement, Operator& op);
 
-/// Lets the target's monitor pass bytes through until its power is cycled.
-QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, Operator& op);
+enum class PassThrough {
+    Usual,
+    Quick,  ///< with the short pause of `MonitorCommands::ThruMode` behind the command byte
+};
 
-/// The same with the short pause of `MonitorCommands::ThruMode` behind the command byte.
-QCoro::Task<Outcome> EnterPassThroughQuickly(MonitorCommands& commands, Operator& op);
+/// Lets the target's monitor pass bytes through until its power is cycled.
+QCoro::Task<Outcome> EnterPassThroughMode(MonitorCommands& commands, PassThrough how, Operator& op);
 
 /// Restarts the target's monitor, which zeroes its counters.
 QCoro::Task<Outcome> RestartMonitor(MonitorCommands& commands, Operator& op);

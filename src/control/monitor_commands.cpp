@@ -114,15 +114,20 @@ std::optional<int> MonitorCommands::Certain(const Setting& setting, const Settin
 
 CommandTarget MonitorCommands::Chosen() const {
     const auto index = Certain(kCommandIndex);
-    CommandTarget target{.slot = index.value_or(0) + 1};
-    const auto byte = Certain(kDeviceCommandByte, {.member = SlotLetter(target.slot)});
-    target.commandByte = byte.value_or(kCommandBytes.front());
-    if (index && byte) target.link = Certain(kCommandLink).value_or(CommandTarget::kNoLink);
-    return target;
+    const int link = index ? Certain(kCommandLink).value_or(CommandTarget::kNoLink) : CommandTarget::kNoLink;
+    return TargetOn(index.value_or(0) + 1, link);
 }
 
 CommandTarget MonitorCommands::TargetOf(int slot) const {
-    return {.slot = slot, .link = slots_.LinkIndex(slot), .commandByte = CommandByte(slot)};
+    return TargetOn(slot, slots_.LinkIndex(slot));
+}
+
+/// Without a link where the command byte cannot be read.
+CommandTarget MonitorCommands::TargetOn(int slot, int link) const {
+    const auto byte = Certain(kDeviceCommandByte, {.member = SlotLetter(slot)});
+    return {.slot = slot,
+            .link = byte ? link : CommandTarget::kNoLink,
+            .commandByte = byte.value_or(kCommandBytes.front())};
 }
 
 MonitorLink* MonitorCommands::TargetLink() const {
@@ -151,11 +156,10 @@ QString MonitorCommands::TargetText() const {
 }
 
 QString MonitorCommands::Unanswered(const QString& error, const QString& sent) const {
-    return u"%1\n%2 was sent to %3, and not answered in full within %4 seconds (bytes that came: %5). Look "
-           u"at "
-           u"the cable or the gateway, at the command byte that the monitor listens to, and whether another "
-           u"monitor is on that line."_s.arg(error, sent, TargetText(), QString::number(kAnswerSeconds),
-                                             QString::number(reply_.size()));
+    return u"%1\n%2 was sent to %3, and not answered in full within %4 seconds (bytes that came: %5). "
+           "Look at the cable or the gateway, at the command byte that the monitor listens to, and whether "
+           "another monitor is on that line."_s.arg(
+               error, sent, TargetText(), QString::number(kAnswerSeconds), QString::number(reply_.size()));
 }
 
 Outcome MonitorCommands::BindTarget(int position) {

@@ -160,6 +160,7 @@ private:
     /// may go to another monitor, where it might erase what that one keeps.
     [[nodiscard]] std::optional<int> Certain(const Setting& setting, const SettingPlace& place = {}) const;
     [[nodiscard]] CommandTarget Chosen() const;
+    [[nodiscard]] CommandTarget TargetOn(int slot, int link) const;
     [[nodiscard]] MonitorLink* TargetLink() const;
     /// Fails where the target has no link, or its monitor was heard on another one.
     [[nodiscard]] Outcome CheckLink() const;

@@ -40,7 +40,7 @@ std::string NewestRow(const EnergyTable& table, const std::string& serial) {
     return sql.append(std::to_string(table.newest)).append(" ORDER BY id DESC LIMIT 1");
 }
 
-/// The energies of a row, whole as the counters are; nothing where one is none.
+/// The energies of a row, whole as the counters are; nothing where one is no finite number.
 std::optional<StoredReadings> ReadingsOf(const Row& row, double unit) {
     StoredReadings readings;
     for (std::size_t i = kFirstValue; i < row.size(); ++i) {

@@ -24,8 +24,7 @@ struct Reply {
     Outcome outcome = Outcome::Success();
     QStringList lines = {};
     QJsonObject data = {};
-    bool well =
-        true;  ///< false: what it was asked about is not well; corvanectl ends with 1 after showing it
+    bool well = true;  ///< whether what it was asked about is; else corvanectl ends with 1
 
     static Reply Failure(QString text) { return {.outcome = Outcome::Failure(std::move(text))}; }
 

@@ -7,9 +7,8 @@
 //             {"answer": "yes"|"no"|"cancel"}       or {"answer": null} for the one that loses nothing;
 //             "yes" and "no" are what these answers are called here, empty for "Yes" and "No"
 //   prompt    {"askText": TEXT}                     answered with {"text": TEXT} or {"text": null}
-//   reply     {"ok": true, "lines": [TEXT...], "data": {...}}   or {"ok": false, "error": TEXT}; "well":
-//   false is
-//             added where what was asked about is not well
+//   reply     {"ok": true, "lines": [TEXT...], "data": {...}}   or {"ok": false, "error": TEXT}
+//             with "well": false beside "ok" where what was asked about is not well
 //
 // A request with "answer" is asked nothing: the answer stands for every question of the command.
 #pragma once

@@ -128,9 +128,8 @@ QCoro::Task<Reply> Reboot(Program& program, QStringList, Operator& op) {
 QCoro::Task<Reply> Thru(Program& program, QStringList arguments, Operator& op) {
     const bool quick = !arguments.isEmpty();
     if (quick && arguments.first() != "quick"_L1) co_return Reply::Failure(u"Usage: thru [quick]"_s);
-    Outcome sent;
-    if (quick) sent = co_await EnterPassThroughQuickly(program.commands, op);
-    if (!quick) sent = co_await EnterPassThroughMode(program.commands, op);
+    const Outcome sent =
+        co_await EnterPassThroughMode(program.commands, quick ? PassThrough::Quick : PassThrough::Usual, op);
     co_return Reply::Of(sent, u"The monitor was told to pass bytes through."_s);
 }
 

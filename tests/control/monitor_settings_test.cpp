@@ -81,11 +81,11 @@ protected:
         if (words[0] == u"reset") return ResetAccumulatedValues(commands_, slots_, measurement_, op_);
         if (words[0] == u"each") return ResetEachMonitor(commands_, slots_, measurement_, op_);
         if (words[0] == u"restart") return RestartMonitor(commands_, op_);
-        if (words[0] == u"quickly") return EnterPassThroughQuickly(commands_, op_);
+        if (words[0] == u"quickly") return EnterPassThroughMode(commands_, PassThrough::Quick, op_);
         if (words[0] == u"zero") return ZeroCarryCounters(slots_, measurement_, op_);
         if (words[0] == u"erase") return EraseDataLogger(commands_, op_);
         if (words[0] == u"write") return WriteMonitorMemory(commands_, number, words[2].toInt(), op_);
-        if (words[0] == u"through") return EnterPassThroughMode(commands_, op_);
+        if (words[0] == u"through") return EnterPassThroughMode(commands_, PassThrough::Usual, op_);
         return monitorSettings_.Set(words[0], words.sliced(1), op_);
     }
 

@@ -114,7 +114,9 @@ void MonitorPage::AddCommands(QVBoxLayout* page) {
         u"Monitor"_s,
         Row({button(u"Restart..."_s, [&commands](Operator& op) { return RestartMonitor(commands, op); }),
              button(u"Pass-through..."_s,
-                    [&commands](Operator& op) { return EnterPassThroughMode(commands, op); }),
+                    [&commands](Operator& op) {
+                        return EnterPassThroughMode(commands, PassThrough::Usual, op);
+                    }),
              button(u"Erase data logger..."_s,
                     [&commands](Operator& op) { return EraseDataLogger(commands, op); })}));
 }
