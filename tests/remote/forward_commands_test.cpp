@@ -1,10 +1,9 @@
 // The commands of the outputs: what they change and what they answer.
-#include <QJsonArray>
 #include <QTcpServer>
-#include <QTcpSocket>
 
 #include "app/made_up_output.h"
 #include "remote/command_fixture.h"
+#include "support/data_lines.h"
 #include "support/packets.h"
 
 namespace corvane {
@@ -31,46 +30,15 @@ TEST_F(ForwardCommandsTest, EachWordChangesItsSettingAndIsAnsweredByIt) {
     ASSERT_TRUE(holder.listen());
     const QString held = QString::number(holder.serverPort());
     const QString free = QString::number(FreePort());
-    const QString words =
-        u"For server and b: on, off, binary, text, port PORT. For client: on, off, address IP, port PORT."_s;
     KeepByKey(program.settings, u"TcpPortHA"_s, held);  // by hand, or before another program took it
-    const struct {
-        QString line;
-        QString answer;
-    } cases[] = {
-        {u"forward set server binary"_s, u"BinaryData = True"_s},
-        {u"forward set SERVER Text"_s, u"BinaryData = False"_s},
-        {u"forward set b port "_s + held, u"Port %1 is that of TcpPortHA."_s.arg(held)},
-        {u"forward set server port 65001"_s, u"Invalid Port value. Try again"_s},
-        {u"forward set b port x"_s, u"Must be a numeric value"_s},
-        {u"forward set client address 127.0.0.1"_s, u"ClientTCPip = 127.0.0.1, from the next connect on"_s},
-        {u"forward set client port 0"_s, u"Invalid Port Number"_s},
-        {u"forward set client binary"_s, words},
-        {u"forward set server port"_s, words},
-        {u"forward set server on please"_s, words},
-        {u"forward set get on"_s, words},
-        {u"forward set nobody on"_s, words},
-        {u"forward listen server"_s, u"Listening Server: port %1 is in use by another program"_s.arg(held)},
-        {u"forward listen client"_s, u"There are the servers server and b."_s},
-        {u"forward stop server"_s,
-         u"Listening Server: off, text, Socket Closed, Wait 4 Minutes to Release Port"_s},
-        {u"forward set b port "_s + free, u"HAserverPort = %1, from the next listen on"_s.arg(free)},
-        {u"forward listen b"_s, u"TCP Server B: off, text, Listening, port %1, Listening"_s.arg(free)},
-        {u"forward connect"_s, u"Invalid Port Number"_s},
-        {u"get on"_s, u"GetEnable = True\nNothing is sent until there is a GetURL."_s},
-        {u"get layout 3"_s, u"The layout is 1 or 2."_s},
-        {u"get path /in"_s, u"GetURLext = /in"_s},
-        {u"feed set key secret"_s, u"PachubeKey = (not shown)"_s},
-        {u"feed set on"_s, u"There are key, feed, title, host and interval."_s},
-        {u"feed set interval 0"_s, u"The interval is 1 to 86400 seconds."_s},
-        {u"feed enable maybe"_s, u"The feed is switched on or off."_s},
-        {u"feed enable on"_s, u"Cannot enable. The KEY, FEED or TITLE is not valid."_s},
-        {u"feed send"_s, u"Cannot send. The KEY, FEED or TITLE is not valid."_s},
-        {u"feed assign 3 B:AUX1"_s, u"Datastream 3: B:AUX1"_s},
-        {u"feed assign 51 B:AUX1"_s, u"The datastreams are numbered from 0 to 50."_s},
-    };
-    for (const auto& c : cases)
-        EXPECT_TRUE(Ask(program, c.line).starts_with(c.answer.toStdString())) << c.line.toStdString();
+    for (const DataLine& line : LinesOf("Commands")) {
+        const auto filled = [&](QString text) {
+            return text.replace(u"%held"_s, held).replace(u"%free"_s, free);
+        };
+        const QString told = QString::fromStdString(Ask(program, filled(line.left)));
+        EXPECT_TRUE(told.split(u'\n').join(u" / "_s).startsWith(filled(line.right)))
+            << line << "\nbut told: " << told.toStdString();
+    }
     operator_.WillEnter("title: ", u"Home"_s);
     EXPECT_TRUE(Ask(program, u"feed set title"_s).starts_with("PacTitle = Home\n"));
 }

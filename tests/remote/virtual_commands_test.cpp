@@ -7,6 +7,7 @@
 
 #include "remote/command_fixture.h"
 #include "store/rows.h"
+#include "support/data_lines.h"
 #include "support/packets.h"
 #include "support/settings_by_key.h"
 
@@ -14,42 +15,6 @@ namespace corvane {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-const std::vector<std::string> kConsumptionLabels = {
-    "Main Panel Consumption|Not Used|Not Used|Other (Un-Monitored) Loads|Virtual Channel 1|Virtual Channel 2|"
-    "Virtual Channel 3"};
-const std::vector<std::string> kNetLabels = {
-    "Main Panel NET value|Energy to the Grid|Energy from the Grid|Energy Generated|Total Energy Consumed|"
-    "Virtual Channel 2|Virtual Channel 3"};
-const std::string kChange = "Are you sure you wish to change the \"Installation Type\"?\n\n";
-const std::string kCleared =
-    "\n\nIf changing this setting, the database should be cleared which would begin the monitoring session "
-    "from the start.  Do you wish to continue?";
-const std::string kCreate = "This will created a new group of seven channels representing:\n\n";
-const std::string kNow = "\n\nWould you like to create this new group now?";
-
-const std::map<char, std::string> kQuestions = {
-    {'c', kCreate +
-              "Total Main Panel\nN/A\nN/A\nOther\nVirtual Channel 1\nVirtual Channel 2\n"
-              "Virtual Channel 3" +
-              kNow},
-    {'C', kCreate +
-              "Net Energy\nEnergy To Grid\nEnergy From Grid\nEnergy Generated\nEnergy Consumed\n"
-              "Virtual Channel 2\nVirtual Channel 3" +
-              kNow},
-    {'n', kChange +
-              "If you proceed with this option, the current \"Consumption Only\" setup will be "
-              "re-configured for \"Net Metering\"." +
-              kCleared},
-    {'N', kChange +
-              "If you proceed with this option, the current \"Net Metering\" setup will be re-configured as "
-              "a \"Consumption only\" system." +
-              kCleared},
-    {'w',
-     "Warning! If activating this option, it is recomended to backup your current database and reset all "
-     "devices to zero.\n\nAre you sure you wish to continue?"},
-    {'d', "Are you sure you want to delete the virtual channel and all of its records?"},
-};
 
 class VirtualCommands : public CommandTest {
 protected:
@@ -60,10 +25,13 @@ protected:
 
     Reply Run(const QString& line) { return CommandTest::Run(*program_, line); }
     /// The names of the virtual device in the database; none where it has no row.
-    [[nodiscard]] std::vector<std::string> Labels() const {
-        return Rows(program_->database.databasePath(),
-                    "SELECT ch1alias, ch2alias, aux1alias, aux2alias, aux3alias, aux4alias, aux5alias FROM "
-                    "applicationinfo WHERE deviceaddress = '999999'");
+    [[nodiscard]] std::string Labels() const {
+        const auto rows =
+            Rows(program_->database.databasePath(),
+                 "SELECT ch1alias || ', ' || ch2alias || ', ' || aux1alias || ', ' || aux2alias || "
+                 "', ' || aux3alias || ', ' || aux4alias || ', ' || aux5alias FROM "
+                 "applicationinfo WHERE deviceaddress = '999999'");
+        return rows.empty() ? "" : rows.front();
     }
 
     void Send(const MonitorState& state) { program_->measurement.DisplayData(0, PacketOf(state)); }
@@ -75,37 +43,24 @@ TEST_F(VirtualCommands, TheVirtualDeviceIsMadeChangedAndDeletedAsAnswered) {
     EXPECT_EQ(Run(u"virtual create"_s).outcome.Error(),
               u"No Device and Device Channel has been selected. Make selection and try again"_s);
     ASSERT_TRUE(Run(u"group set main A:CH1"_s).outcome);
-    const struct {
-        const char* command;
-        const char* answers;    ///< "y" or "n" for each question
-        const char* questions;  ///< by their first letters below
-        bool net, exists;
-        std::vector<std::string> labels;
-    } steps[] = {
-        {"virtual create", "n", "c", false, false, {}},
-        {"virtual create", "y", "c", false, true, kConsumptionLabels},
-        {"installation consumption", "", "", false, true, kConsumptionLabels},
-        {"installation net", "n", "n", false, true, kConsumptionLabels},
-        {"installation net", "yn", "nw", false, true, kConsumptionLabels},
-        {"installation net", "yy", "nw", true, true, kNetLabels},
-        {"virtual delete", "n", "d", true, true, kNetLabels},
-        {"virtual delete", "y", "d", true, false, {}},
-        {"virtual create", "y", "C", true, true, kNetLabels},
-        {"installation consumption", "y", "N", false, true, kConsumptionLabels},
-    };
-    for (const auto& step : steps) {
-        for (const char* answer = step.answers; *answer != '\0'; ++answer)
-            operator_.WillAnswer("", *answer == 'y' ? Answer::Yes : Answer::No);
+    std::map<QString, std::string> questions;
+    for (const DataLine& line : LinesOf("Questions"))
+        questions[line.Column(0)] = line.Column(1).replace(u'¶', u'\n').toStdString();
+    for (const DataLine& line : LinesOf("TheVirtualDevice")) {
+        SCOPED_TRACE(line);
+        for (const char answer : line.Word(1))
+            operator_.WillAnswer("", answer == 'y' ? Answer::Yes : Answer::No);
         const std::size_t before = operator_.Questions().size();
-        const Reply reply = Run(QString::fromLatin1(step.command));
-        EXPECT_TRUE(reply.outcome) << step.command << ": " << reply.outcome.Error().toStdString();
-        EXPECT_EQ(reply.data[u"installation"_s].toString(), step.net ? u"net"_s : u"consumption"_s);
-        EXPECT_EQ(reply.data[u"virtualDevice"_s].toBool(), step.exists);
-        EXPECT_EQ(Labels(), step.labels) << step.command;
-        const std::string expected = step.questions;
-        ASSERT_EQ(operator_.Questions().size(), before + expected.size()) << step.command;
-        for (std::size_t i = 0; i < expected.size(); ++i)
-            EXPECT_EQ(operator_.Questions()[before + i].text.toStdString(), kQuestions.at(expected[i]));
+        const Reply reply = Run(line.Column(0));
+        EXPECT_TRUE(reply.outcome) << reply.outcome.Error().toStdString();
+        EXPECT_EQ(reply.data[u"installation"_s].toString(), line.Column(3));
+        EXPECT_EQ(reply.data[u"virtualDevice"_s].toBool(), !line.Column(4).isEmpty());
+        EXPECT_EQ(Labels(), line.Word(4));
+        const QString asked = line.Column(2);
+        ASSERT_EQ(operator_.Questions().size(), before + static_cast<std::size_t>(asked.size()));
+        for (qsizetype i = 0; i < asked.size(); ++i)
+            EXPECT_EQ(operator_.Questions()[before + static_cast<std::size_t>(i)].text.toStdString(),
+                      questions.at(asked[i]));
     }
     EXPECT_EQ(
         operator_.Messages(),
@@ -113,11 +68,11 @@ TEST_F(VirtualCommands, TheVirtualDeviceIsMadeChangedAndDeletedAsAnswered) {
                                   "dashboard. If you would like to change this option, you must do it now "
                                   "during the setup."}));
     EXPECT_TRUE(program_->database.Run("UPDATE applications SET totalpanelchannel = 'CH1'").Ok());
-    EXPECT_EQ(Run(u"groups"_s).lines.join(u'\n').toStdString(),
-              "Main Panel: A:CH1\nSOLAR/WIND INVERTER CHANNELS: None\nVirtual Channel 1: None\n"
-              "Virtual Channel 2: None\nVirtual Channel 3: None\nOTHER (Un-monitored Loads): None\n"
-              "Main panel by the database: CH1\nInstallation Type: Standard Residential Monitoring Setup\n"
-              "The virtual device 999999 is recorded.");
+    const QStringList told = Run(u"groups"_s).lines;
+    const std::vector<DataLine> groups = LinesOf("Groups");
+    ASSERT_EQ(told.size(), std::ssize(groups));
+    for (qsizetype i = 0; i < told.size(); ++i)
+        EXPECT_EQ(told[i], groups[static_cast<std::size_t>(i)].text);
 }
 
 TEST_F(VirtualCommands, AVirtualDeviceThatTheDatabaseRefusesIsNoneAndSaysWhy) {
@@ -165,13 +120,8 @@ TEST_F(VirtualCommands, ReadingsTellTheSumsAndTheFlow) {
           .aux = {12, 0, 0, 7200, 3600}});
     EXPECT_EQ(Run(u"pulse preset A 100"_s).lines.last(), u"Flow 360.00 GPH, 100.00 Gals"_s);
     EXPECT_EQ(Run(u"pulse preset A abc"_s).outcome.Error(), u"You must use a numeric value"_s);
-    for (const char* wrong :
-         {"pulse set G AUX1 2 hour 0.5", "pulse set A AUX1 2 hour", "pulse enable A now", "pulse count A",
-          "pulse set A CH1 0 hour 1", "pulse set A AUX5 0 hour 1", "pulse set A AUX1 4 hour 1",
-          "pulse set A AUX1 0 day 1", "pulse set A AUX1 0 hour 0", "pulse set A AUX1 0 hour 1e99",
-          "virtual make", "installation gross", "group set mains A:CH1", "group clear main A:CH1",
-          "group set main A:CH9"})
-        EXPECT_FALSE(Run(QString::fromLatin1(wrong)).outcome) << wrong;
+    for (const DataLine& line : LinesOf("Refused"))
+        EXPECT_FALSE(Run(line.text).outcome) << line;
 
     const Reply reply = Run(u"readings"_s);
     const QJsonObject pulse = reply.data[u"devices"_s].toArray()[0].toObject()[u"pulse"_s].toObject();
