@@ -1,7 +1,6 @@
 #include <QCoroTask>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "link/link_fixture.h"
 
@@ -144,17 +142,6 @@ TEST_F(TcpLinkTest, APortHeldByOthersIsSaidOnceAndTriedAgainUntilItIsFree) {
     holder.close();
     clock_.AdvanceSeconds(5);
     ExpectShown(*link, u"Stop Listening"_s, u"Listening"_s);
-}
-
-TEST_F(TcpLinkTest, APortIsCheckedAndPutIntoTheFormInWhichItIsKept) {
-    for (const auto& [entered, kept] :
-         {std::pair("10", "10"), {" 65534 ", "65534"}, {"9", ""}, {"65535", ""}, {"80.5", ""}}) {
-        QString text = QString::fromLatin1(entered);
-        const bool refused = *kept == '\0';
-        const Outcome checked = CheckSetting(kTcpPortB, text, settings_);
-        EXPECT_EQ(checked.Error(), refused ? u"Invalid range for TCP/IP Port"_s : u""_s) << entered;
-        EXPECT_EQ(text, QString::fromLatin1(refused ? entered : kept));
-    }
 }
 
 TEST_F(TcpLinkTest, ASecondGatewayIsRefusedWhileTheFirstSendsAndReplacesASilentOne) {

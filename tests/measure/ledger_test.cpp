@@ -4,8 +4,6 @@
 #include <QCoroTask>
 #include <QFile>
 
-#include <initializer_list>
-
 #include "base/status_board.h"
 #include "measure/carry_mend.h"
 #include "measure/ledger_document.h"

@@ -1,7 +1,6 @@
 // A day from midnight to midnight in a house that sells power, against what its simulated monitor produced.
 #include <algorithm>
 #include <string>
-#include <vector>
 
 #include "measure/measurement_fixture.h"
 #include "measure/record_writer.h"

@@ -1,7 +1,6 @@
 #include "store/channel_labels.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "store/rows.h"
 #include "store/schema.h"

@@ -3,7 +3,6 @@
 #include <QRegularExpression>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "store/rows.h"
 #include "store/schema.h"

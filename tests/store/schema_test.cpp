@@ -1,7 +1,6 @@
 #include "store/schema.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "store/capture_database.h"
 #include "store/db_writer.h"
@@ -9,6 +8,7 @@
 #include "store/rows.h"
 #include "store/settings_store.h"
 #include "store/settle_bursts.h"
+#include "support/data_lines.h"
 #include "support/fake_clock.h"
 #include "support/scripted_operator.h"
 #include "support/temp_folder.h"
@@ -57,42 +57,10 @@ struct SchemaTest : testing::Test {
 TEST_F(SchemaTest, TheTablesAreThoseThatDashboardsRead) {
     ASSERT_TRUE(CreateNewMinuteTable(database, op));
     ASSERT_TRUE(CreatePowerTables(database, writer, op));
-    const struct {
-        const char* table;
-        const char* columns;
-    } cases[] = {
-        {"applicationinfo",
-         "INTEGER: id* TEXT: username applicationid NUMERIC: deviceaddress "
-         "TEXT: ch1alias ch2alias aux1alias aux2alias aux3alias aux4alias aux5alias BOOLEAN: isprimarydevice "
-         "TEXT: ch1image ch2image aux1image aux2image aux3image aux4image aux5image "
-         "ch1desc ch2desc aux1desc aux2desc aux3desc aux4desc aux5desc "},
-        {"applications",
-         "INTEGER: id* TEXT: username applicationid NUMERIC: kwhcost1 kwhcost2 kwhcost3 "
-         "TEXT: totalpanelchannel generatedpowerchannel NUMERIC: monthlyconsumptiontarget "
-         "TEXT: kwhtime1 kwhtime2 kwhtime3 "},
-        {"minute_energy",
-         "KEY INTEGER: ID* : date deviceaddress ch1Akwh ch1Pkwh ch2Akwh ch2Pkwh "
-         "aux1kwh aux2kwh aux3kwh aux4kwh aux5kwh volt "},
-        {"minute_power",
-         "KEY INTEGER: ID* : date deviceaddress ch1watt ch2watt aux1watt aux2watt aux3watt aux4watt aux5watt "
-         "volt "},
-        {"minutedata",
-         "INTEGER: id* TEXT: date NUMERIC: deviceaddress secondscounter ch1wma ch1wmp ch2wma ch2wmp "
-         "aux1wm aux2wm aux3wm aux4wm aux5wm BOOLEAN: online TEXT: username "},
-        {"monitordata_hourly",
-         "INTEGER: id* TEXT: date NUMERIC: deviceaddress DOUBLE: ch1kwhp ch2kwhp ch1kwh ch2kwh "
-         "aux1kwh aux2kwh aux3kwh aux4kwh aux5kwh BOOLEAN: online "},
-        {"monitordata_minute",
-         "INTEGER: id* TEXT: date NUMERIC: deviceaddress secondscounter DOUBLE: volt "
-         "NUMERIC: ch1watt ch2watt aux1watt aux2watt aux3watt aux4watt aux5watt "
-         "ch1awsc ch2awsc ch1pwsc ch2pwsc DOUBLE: ch1amps ch2amps "
-         "NUMERIC: aux1awsc aux2awsc aux3awsc aux4awsc aux5awsc "
-         "DOUBLE: ch1kwh ch2kwh aux1kwh aux2kwh aux3kwh aux4kwh aux5kwh BOOLEAN: online TEXT: username "},
-    };
     Texts names;
-    for (const auto& c : cases) {
-        names.emplace_back(c.table);
-        EXPECT_EQ(Columns(c.table), c.columns) << c.table;
+    for (const DataLine& line : LinesOf("Columns")) {
+        names.push_back(line.Word(0));
+        EXPECT_EQ(Columns(line.Word(0)), line.Word(1) + ' ') << line;
     }
     EXPECT_EQ(Tables(), names);
     for (const std::string table : {"minute_power", "minute_energy"}) {

@@ -4,7 +4,6 @@
 #include <QLockFile>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "store/app_folder.h"
 #include "support/temp_folder.h"

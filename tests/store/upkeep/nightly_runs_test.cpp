@@ -3,7 +3,6 @@
 #include <QDateTime>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <optional>
 
