@@ -61,24 +61,6 @@ TEST_F(CommandListenerTest, NeedsAMomentAfterEachPieceAndForgetsWhatIsNotGoneOnW
     EXPECT_TRUE(monitor_.SendsRealtime());
 }
 
-TEST_F(CommandListenerTest, AnswersAsWronglyAsItIsTold) {
-    const auto read = [this](MonitorFaults faults) {
-        const CommandListener listener(monitor_, line_, clock_, faults);
-        const std::string answer = Say({"\xFC", "SET", "RCV"}, 200);
-        clock_.Advance(6000);
-        return std::pair(answer.size(), line_.answered.size());
-    };
-    using Sizes = std::pair<std::size_t, std::size_t>;  ///< at once, and seconds later
-    EXPECT_EQ(read({}), Sizes(36, 36));
-    EXPECT_EQ(read({.loseAcknowledgement = 2}), Sizes(35, 35));
-    EXPECT_EQ(read({.shortBlock = true}), Sizes(35, 35));
-    EXPECT_EQ(read({.late = true}), Sizes(2, 36));
-    EXPECT_EQ(read({.busy = true}), Sizes(101, 101));
-    const CommandListener busy(monitor_, line_, clock_, {.busy = true});
-    Say({"\xFC", "TOG", "OFF"}, 100);
-    EXPECT_TRUE(monitor_.SendsRealtime());
-}
-
 TEST_F(CommandListenerTest, ThePacketsKeepToWhatWasSet) {
     const CommandListener listener(monitor_, line_, clock_);
     SendPackets(monitor_, line_, clock_, {.pause = 8000});

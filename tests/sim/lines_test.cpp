@@ -233,16 +233,6 @@ TEST_F(LinesTest, WhatComesInIsReadWithoutEndAndNotAnswered) {
     EXPECT_EQ(farEnd.Received(), QByteArray());
 }
 
-TEST_F(LinesTest, ASerialPortThatIsGoneIsToldOnce) {
-    ASSERT_TRUE(serial.Open(farEnd.Path(), 19200));
-    QObject::connect(&serial, &SerialPortLine::Failed, [this](const QString& text) { troubles << text; });
-    farEnd.HangUp();
-    int looks = 0;
-    ASSERT_TRUE(SpinUntil([&] { return !troubles.isEmpty() && ++looks == 20; }));
-    ASSERT_EQ(troubles.size(), 1);
-    EXPECT_TRUE(troubles[0].startsWith(farEnd.Path() + u" is gone: "_s)) << qPrintable(troubles[0]);
-}
-
 TEST_F(LinesTest, OnlyALinkThatAnEarlierRunLeftBehindIsReplaced) {
     folder.Write(u"file"_s, "letters");
     ASSERT_TRUE(QFile::link(u"/dev/null"_s, folder.Path(u"foreign"_s)));

@@ -1,5 +1,4 @@
 // The program itself: its options, what it sends, and how it ends.
-#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTcpServer>
@@ -92,7 +91,8 @@ public:
 
     /// Its code, and what it said since on stdout and, behind a bar, on stderr.
     std::string End() {
-        if (!waitForFinished(kPatience) || exitStatus() != NormalExit) return "no end of its own";
+        if ((state() != NotRunning && !waitForFinished(kPatience)) || exitStatus() != NormalExit)
+            return "no end of its own";
         return std::to_string(exitCode()) + " " + readAllStandardOutput().toStdString() + "|" +
                readAllStandardError().toStdString();
     }

@@ -127,22 +127,5 @@ TEST(SimulatedMonitor, CountersVoltageAndCurrentsFitThePowerAndEachCounterWrapsA
     });
 }
 
-TEST(SimulatedMonitor, ASolarDaySellsAtNoonAndBuysAtNight) {
-    SimulatedMonitor monitor(
-        {.scenario = FindScenario("solar-day"), .interval = 240, .startSecondOfDay = 43200});
-    std::string sold;  // of each packet from noon on, 15 an hour, a letter: whether power was sold
-    for (int i = 0; i < 2 * 24 * 15; ++i) {
-        (void)monitor.NextPacket();
-        const ChannelWatts& watts = monitor.Watts();
-        const int consumed = watts[kMainPanel] + watts[kGenerator];
-        ASSERT_TRUE(consumed < 10'000 && std::all_of(watts.begin() + kMainChannels, watts.end(),
-                                                     [&](int load) { return load >= 0 && load < consumed; }))
-            << i;
-        sold += watts[kMainPanel] < 0 ? 's' : 'b';
-    }
-    EXPECT_EQ(sold.substr(0, 45), std::string(45, 's'));
-    EXPECT_EQ(sold.substr(105, 195), std::string(195, 'b'));
-}
-
 }  // namespace
 }  // namespace corvane
