@@ -3,10 +3,9 @@
 
 #include <QTest>
 
-#include <gmock/gmock.h>
-
 #include <cmath>
 
+#include "support/data_lines.h"
 #include "window/parts/palette.h"
 
 namespace corvane {
@@ -114,22 +113,11 @@ TEST_F(ChartViewTest, MoreRecordsThanPixelsAreDrawnAsBandsAndMeans) {
         const auto watts = static_cast<float>((at % 60 == 0 ? 100 : 300) + (at >= 5 * kWallHour ? 400 : 0));
         if (at / kWallHour != 6) history->power.Add(At("10 00:00") + at, {watts, 150 + watts});
     }
-    const struct {
-        const char* time;
-        double watts;
-        const char* alone;
-        const char* withCh2;
-    } pixels[] = {
-        {"10 02:00", 90, "", ""},         {"10 02:00", 110, "ch1", "ch1"}, {"10 02:00", 200, "CH1", "CH1"},
-        {"10 02:00", 280, "ch1", "both"}, {"10 02:00", 320, "", "ch2"},    {"10 02:00", 350, "", "CH2"},
-        {"10 04:59", 530, "", ""},        {"10 05:00", 220, "CH1", "CH1"}, {"10 05:00", 590, "CH1", "CH2"},
-        {"10 05:01", 470, "", ""},        {"10 06:30", 630, "", ""},       {"10 07:00", 560, "ch1", "ch1"}};
     for (const bool withCh2 : {false, true}) {
         Choose(Power, Hour, withCh2);
         EXPECT_EQ(Range() + Drawn(Line(0)) + Drawn(Dots(0)), withCh2 ? "0 to 901" : "0 to 742");
-        for (const auto& pixel : pixels)
-            EXPECT_EQ(Seen(pixel.time, pixel.watts), withCh2 ? pixel.withCh2 : pixel.alone)
-                << pixel.time << ' ' << pixel.watts;
+        for (const DataLine& line : LinesOf("Pixels"))
+            EXPECT_EQ(Seen(line.Word(0).c_str(), line.Number(1)), line.Word(withCh2 ? 3 : 2)) << line;
     }
     Choose(Energy);
     EXPECT_EQ(Seen("10 02:00", 0.5), "");
@@ -163,34 +151,17 @@ TEST_F(ChartViewTest, ABarStandsInTheMiddleOfItsUnitAndIsPalerWhereItIsKnownInPa
 
 TEST_F(ChartViewTest, BarsAreAsWideAsTheirUnitAndNamedAsFarAsThereIsRoom) {
     view.resize(5 * QFontMetrics(view.font()).horizontalAdvance(u"00 MMM 00"_s), 300);
-    const struct {
-        CalendarUnit unit;
-        const char* from;
-        const char* to;
-        double days;  ///< that its bars and the space between units are wide
-        const char* names;
-        const char* whole;  ///< the name of the first
-    } units[] = {
-        {Hour, "2026-03-09 23:00", "2026-03-10 02:00", 1 / 24.0,
-         "09 23:30 23:00, 10 00:30 10 Mar, 10 01:30 01:00, ", "Mon 9 Mar 2026, 23:00"},
-        {Day, "2026-03-10 12:00", "2026-03-15 00:00", 1,
-         "10 12:00 10 Mar, 11 12:00 11 Mar, 12 12:00 12 Mar, 13 12:00 13 Mar, 14 12:00 14 Mar, ",
-         "Tue 10 Mar 2026"},
-        {Week, "2026-03-09 00:00", "2026-04-19 00:00", 7, "12 12:00 W11, 26 12:00 W13, 09 12:00 W15, ",
-         "Week 11, from 9 Mar 2026"},
-        {Month, "2026-01-01 00:00", "2026-12-31 23:59", 28,
-         "16 12:00 Jan 26, 16 00:00 Apr 26, 16 12:00 Jul 26, 16 12:00 Oct 26, ", "January 2026"},
-        {Year, "2025-07-01 00:00", "2026-07-01 00:00", 365, "02 12:00 2025, 02 12:00 2026, ", "2025"}};
-    for (const auto& unit : units) {
-        view.SetSpan(ParseStamp(unit.from).value(), ParseStamp(unit.to).value());
-        Choose(Energy, unit.unit, true);
+    for (const DataLine& line : LinesOf("Units")) {
+        const auto unit = static_cast<CalendarUnit>(line.Number(0));
+        view.SetSpan(ParseStamp(line.Word(1)).value(), ParseStamp(line.Word(2)).value());
+        Choose(Energy, unit, true);
         std::string names;
         const auto ticks = view.xAxis->ticker().dynamicCast<QCPAxisTickerText>()->ticks();
         for (auto tick = ticks.begin(); tick != ticks.end(); ++tick)
             names += DayAndTime(tick.key()) + ' ' + tick.value().toStdString() + ", ";
-        EXPECT_EQ(names, unit.names);
-        EXPECT_EQ(BarName(unit.unit, view.From(), false).toStdString(), unit.whole);
-        EXPECT_NEAR(Partly(1)->width(), unit.days * kWallDay * 0.8 / 2 * 0.94, 0.01);
+        EXPECT_EQ(names, line.Word(4) + ", ") << line;
+        EXPECT_EQ(BarName(unit, view.From(), false).toStdString(), line.Word(5));
+        EXPECT_NEAR(Partly(1)->width(), line.Number(3) * kWallHour * 0.8 / 2 * 0.94, 0.01);
     }
     const std::tuple<int, WallTime, QString, int> spans[] = {{600, 3 * kWallDay, u"HH:mm\nd MMM"_s, 6},
                                                              {100, 3 * kWallDay + 9, u"ddd\nd MMM"_s, 2},
@@ -230,35 +201,13 @@ TEST_F(ChartViewTest, ItIsMovedZoomedAndPointedAtByKeysAndMouse) {
                (crosshair->visible() ? DayAndTime(crosshair->point1->key()) : "") + " | " +
                (values.name + u": "_s + values.texts[0]).toStdString();
     };
-    const std::string all = "10 00:00 to 10 10:00 | ";
     const std::string whole = " |  | Energy in this time: 2.00 kWh";
-    const struct {
-        Measure measure;
-        const char* keys;
-        QPointF mouse;
-        std::string told;
-    } steps[] = {
-        {Power, "Right", {}, "10 01:00 to 10 11:00" + whole},
-        {Power, "Left", {}, "10 00:00 to 10 10:00" + whole},
-        {Power, "+", {}, "10 01:00 to 10 09:00" + whole},
-        {Power, "=", {}, "10 01:48 to 10 08:12" + whole},
-        {Power, "-", {}, "10 01:00 to 10 09:00" + whole},
-        {Power, "-", {}, "10 00:00 to 10 10:00" + whole},
-        {Power, "Ctrl+Right", {}, all + "10 05:06 | Tue 10 Mar 2026, 05:06:00: \u2013"},
-        {Power, "", {242, 100}, all + "10 04:02 | Tue 10 Mar 2026, 04:03:00: 243 W"},
-        {Power, "Ctrl+Left", {}, all + "10 03:56 | Tue 10 Mar 2026, 03:56:00: \u2013"},
-        {Power, "Esc", {}, "10 00:00 to 10 10:00" + whole},
-        {Power, "", {240, 100}, all + "10 04:00 | Tue 10 Mar 2026, 04:00:00: 240 W"},
-        {Power, "", {240, -1}, "10 00:00 to 10 10:00" + whole},
-        {Cost, "", {}, all + " | Cost in this time: 0.50"},
-        {Cost, "", {180, 100}, all + "10 03:00 | Tue 10 Mar 2026, 03:00: 0.25"},
-        {Energy, "", {300, 100}, all + "10 05:00 | Tue 10 Mar 2026, 05:00: \u2013"},
-    };
-    for (const auto& step : steps) {
-        Choose(step.measure);
-        if (*step.keys != '\0') QTest::keySequence(&view, QKeySequence(QLatin1StringView(step.keys)));
-        if (!step.mouse.isNull()) mouse(QEvent::MouseMove, step.mouse);
-        EXPECT_EQ(told(), step.told);
+    for (const DataLine& line : LinesOf("Steps")) {
+        const QStringList words = line.left.split(u' ');
+        Choose(words[0] == u"Power" ? Power : words[0] == u"Energy" ? Energy : Cost);
+        if (words.size() == 2) QTest::keySequence(&view, QKeySequence(words[1]));
+        if (words.size() == 3) mouse(QEvent::MouseMove, {words[1].toDouble(), words[2].toDouble()});
+        EXPECT_EQ(told(), line.right.toStdString()) << line;
     }
     QEvent leave(QEvent::Leave);
     QApplication::sendEvent(&view, &leave);

@@ -1,7 +1,5 @@
 #include <QAbstractItemModelTester>
-#include <QCheckBox>
 #include <QComboBox>
-#include <QDateEdit>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTableView>
@@ -11,7 +9,6 @@
 #include <functional>
 
 #include "store/rows.h"
-#include "support/settings_by_key.h"
 #include "window/parts/table_model.h"
 #include "window/past/table_source.h"
 #include "window/window_fixture.h"
@@ -37,10 +34,9 @@ protected:
         ASSERT_TRUE(Rows("1,000 rows, the newest first"));
     }
 
-    bool Rows(const QString& text) {
-        return SpinUntil([&] { return Find<QLabel>(kPage, u"Rows"_s)->text() == text; });
+    bool Rows(const char* text) {
+        return SpinUntil([&] { return Find<QLabel>(kPage, u"Rows"_s)->text() == QLatin1StringView(text); });
     }
-    bool Rows(const char* text) { return Rows(QString::fromLatin1(text)); }
     QTableView* View() { return Find<QTableView>(kPage, u"Rows of the table"_s); }
 
     /// What the cell shows, once it is there.
@@ -51,15 +47,13 @@ protected:
     }
 };
 
-TEST_F(DataTest, ATableIsReadInPagesAndFiltered) {
+TEST_F(DataTest, EachColumnIsAsWideAndAlignedAsItsValuesAre) {
     OpenWithRecords();
     const QAbstractItemModelTester tester(View()->model(),
                                           QAbstractItemModelTester::FailureReportingMode::Fatal);
-    EXPECT_EQ(Cell(0, 5), "999");
-    EXPECT_EQ(Cell(999, 1), "2026-03-10 00:00:00");
-    EXPECT_EQ(Cell(501, 5), "498");
     const auto* model = View()->model();
     EXPECT_EQ(model->headerData(1, Qt::Horizontal), u"date"_s);
+    EXPECT_EQ(Cell(0, 5), "999");
     EXPECT_EQ(model->headerData(999, Qt::Vertical), 1000);
     EXPECT_EQ(model->index(0, 1).data(Qt::TextAlignmentRole), int(Qt::AlignVCenter | Qt::AlignLeft));
     EXPECT_EQ(model->index(0, 5).data(Qt::TextAlignmentRole), int(Qt::AlignVCenter | Qt::AlignRight));
@@ -68,74 +62,6 @@ TEST_F(DataTest, ATableIsReadInPagesAndFiltered) {
         {1, u"0000-00-00 00:00:00"_s}, {2, u"deviceaddress"_s}, {0, u"00000.000"_s}};
     for (const auto& [column, text] : widest)
         EXPECT_EQ(View()->columnWidth(column), metrics.horizontalAdvance(text) + 24) << column;
-
-    auto* first = Find<QDateEdit>(kPage, u"First day"_s);
-    auto* last = Find<QDateEdit>(kPage, u"Last day"_s);
-    auto* limited = Find<QCheckBox>(kPage, u"Only from"_s);
-    auto* device = Find<QComboBox>(kPage, u"Device"_s);
-    EXPECT_GE(std::min(first->date(), last->date()), QDate(2026, 3, 10)) << "today";
-    first->setDate(QDate(2026, 3, 11));
-    last->setDate(QDate(2026, 3, 11));
-    const struct {
-        std::function<void()> choose;
-        const char* rows;
-        const char* newest;
-    } steps[] = {
-        {[&] { device->setCurrentText(u"Device A (300001)"_s); }, "500", "998"},
-        {[&] { limited->click(); }, "72", "286"},
-        {[&] { last->setDate(QDate(2026, 3, 12)); }, "144", "430"},
-        {[&] { first->setDate(QDate(2026, 3, 12)); }, "72", "430"},
-        {[&] { limited->click(); }, "500", "998"},
-        {[&] { device->setCurrentText(u"All devices"_s); }, "1,000", "999"},
-    };
-    for (const auto& step : steps) {
-        step.choose();
-        EXPECT_EQ(Find<QLabel>(kPage, u"Rows"_s)->text(), u"Reading..."_s);
-        EXPECT_TRUE(Rows(QLatin1StringView(step.rows) + u" rows, the newest first"_s)) << step.rows;
-        EXPECT_EQ(Cell(0, 5), step.newest);
-    }
-    QTest::keyClick(Find<QComboBox>(kPage, u"Table"_s), Qt::Key_End);
-    EXPECT_TRUE(Rows("1 rows, the newest first"));
-    EXPECT_EQ(Cell(0, 3), "0.126");
-}
-
-TEST_F(DataTest, TheTablesAreOfferedByNameAndTheChosenOneIsKept) {
-    OpenWithRecords();
-    auto* table = Find<QComboBox>(kPage, u"Table"_s);
-    auto* device = Find<QComboBox>(kPage, u"Device"_s);
-    const auto texts = [](const QComboBox* box) {
-        QStringList all;
-        for (int i = 0; i < box->count(); ++i)
-            all.append(box->itemText(i));
-        return all.join(u", "_s).toStdString();
-    };
-    EXPECT_EQ(texts(table), "Minute records, Hourly records, Devices and labels, Tariff");
-    EXPECT_EQ(texts(device), "All devices, Device A (300001)");
-    device->setCurrentIndex(1);
-    ASSERT_TRUE(Rows("500 rows, the newest first"));
-    ASSERT_TRUE(SpinUntil([this] {
-        return program_->database
-            .Run(
-                "CREATE TABLE mine(a); INSERT INTO mine VALUES (7); INSERT INTO monitordata_hourly(date, "
-                "deviceaddress) VALUES ('2026-03-10', 999999), ('2026-03-10', 300002); INSERT INTO "
-                "monitordata_minute(date, deviceaddress) VALUES ('2026-03-10', 300001)")
-            .Ok();
-    }));
-    QTest::keyClick(window_.get(), Qt::Key_F5);
-    EXPECT_TRUE(Rows("501 rows, the newest first")) << "the device is still chosen";
-    EXPECT_EQ(texts(device), "All devices, Device A (300001), 300002, Virtual device");
-    EXPECT_EQ(table->itemText(table->count() - 1), u"mine"_s);
-    EXPECT_EQ(KeptByKey(program_->settings, u"DataTable"_s), QString());
-    QTest::keyClick(table, Qt::Key_End);
-    EXPECT_EQ(KeptByKey(program_->settings, u"DataTable"_s), u"mine"_s);
-    EXPECT_TRUE(Rows("1 rows, the newest first"));
-    EXPECT_EQ(Cell(0, 0), "7");
-    window_.reset();
-    Open(kPage);
-    EXPECT_TRUE(SpinUntil([this] {
-        Q_EMIT clock.SecondPassed();
-        return Find<QComboBox>(kPage, u"Table"_s)->currentText() == u"mine"_s;
-    }));
 }
 
 TEST_F(DataTest, OfManyPagesTheLatestAreReadAndWhatFailsIsSaid) {
@@ -163,6 +89,7 @@ TEST_F(DataTest, OfManyPagesTheLatestAreReadAndWhatFailsIsSaid) {
     EXPECT_TRUE(Rows("Reading failed: no such table: monitordata_minute"));
     EXPECT_EQ(model->rowCount(), 1000);
     Find<QComboBox>(kPage, u"Device"_s)->setCurrentIndex(1);
+    EXPECT_EQ(Find<QLabel>(kPage, u"Rows"_s)->text(), u"Reading..."_s);
     EXPECT_TRUE(SpinUntil([&] { return model->rowCount() == 0; }));
     EXPECT_TRUE(Rows("Reading failed: no such table: monitordata_minute"));
     Click(kPage, u"Read again"_s);
@@ -199,29 +126,6 @@ TEST(TableModel, KeepsFiftyPages) {
     EXPECT_THAT(wanted, testing::ElementsAre(0)) << "told once";
 }
 
-TEST_F(DataTest, AnotherDatabaseIsRead) {
-    OpenWithRecords();
-    ASSERT_TRUE(SpinUntil([this] {
-        return program_->database.Run("DELETE FROM monitordata_minute WHERE deviceaddress = 300002").Ok();
-    }));
-    Q_EMIT program_->databaseFiles.Adopted();
-    EXPECT_EQ(View()->model()->rowCount(), 0);
-    clock.AdvanceSeconds(1);
-    EXPECT_TRUE(Rows("500 rows, the newest first"));
-}
-
-TEST_F(DataTest, AFilterThatChangesWhileTheChoicesWaitForALockIsReadThen) {
-    OpenWithRecords();
-    const auto other = CaptureDatabase::OpenFile(program_->database.databasePath(), false);
-    ASSERT_TRUE(SpinUntil([&] { return other.GetTable("BEGIN EXCLUSIVE").Ok(); }));
-    Click(kPage, u"Read again"_s);
-    EXPECT_TRUE(Rows(kHeldText));
-    Find<QComboBox>(kPage, u"Device"_s)->setCurrentIndex(1);
-    ASSERT_TRUE(other.GetTable("COMMIT").Ok());
-    EXPECT_TRUE(Rows("500 rows, the newest first"));
-    EXPECT_EQ(Find<QComboBox>(kPage, u"Device"_s)->count(), 2);
-}
-
 TEST_F(DataTest, WhatALockKeptFromBeingReadIsReadWhenItIsGone) {
     OpenWithRecords();
     TableSource source(program_->database, program_->databaseFiles, std::chrono::milliseconds(1));
@@ -253,20 +157,6 @@ TEST_F(DataTest, WhatALockKeptFromBeingReadIsReadWhenItIsGone) {
     }
     EXPECT_EQ(cell(), u"999"_s);
     EXPECT_EQ(source.StateText(), u"1,000 rows, the newest first"_s);
-}
-
-TEST_F(DataTest, WhatIsShownIsSavedAsCsv) {
-    OpenWithRecords();
-    Find<QComboBox>(kPage, u"Device"_s)->setCurrentText(u"Device A (300001)"_s);
-    ASSERT_TRUE(Rows("500 rows, the newest first"));
-    Click(kPage, u"Save CSV..."_s);
-    EnterFile(folder.Path(u"rows.csv"_s));
-    EXPECT_THAT(BoxText(), testing::StartsWith("500 rows were written to"));
-    QFile file(folder.Path(u"rows.csv"_s));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_THAT(file.readAll().toStdString(),
-                testing::ContainsRegex("^id,date,deviceaddress,[^\n]*\r\n"
-                                       "999,2026-03-16 22:20:00,300001,,,998,"));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <QLabel>
 #include <QRegularExpression>
 #include <QSpinBox>
-#include <QStatusBar>
 #include <QTableWidget>
 
 #include <gtest/gtest.h>
@@ -15,11 +14,13 @@
 #include <stdexcept>
 
 #include "store/rows.h"
+#include "store/schema.h"
 #include "store/settle_bursts.h"
 #include "support/data_lines.h"
 #include "support/loopback.h"
 #include "support/packets.h"
 #include "support/settings_by_key.h"
+#include "window/past/chart_view.h"
 #include "window/person.h"
 #include "window/stand_in_browser.h"
 #include "window/window_fixture.h"
@@ -193,6 +194,34 @@ private:
         return same ? u"no"_s : u"yes"_s;
     }
 
+    ChartView* Chart() { return Front()->findChild<ChartView*>(); }
+
+    void PointAt(const QString& stamp) {
+        QEvent leave(QEvent::Leave);
+        if (stamp.isEmpty()) return (void)QApplication::sendEvent(Chart(), &leave);
+        const auto time = static_cast<double>(ParseStamp(stamp.toStdString()).value());
+        const QPointF place(Chart()->xAxis->coordToPixel(time), 100);
+        QMouseEvent move(QEvent::MouseMove, place, place, Qt::NoButton, Qt::NoButton, {});
+        QApplication::sendEvent(Chart(), &move);
+    }
+
+    /// What the chart says in place of its curves, once a second has passed.
+    QString ChartText() {
+        clock.AdvanceSeconds(1);
+        for (int i = 0; i < Chart()->itemCount(); ++i)
+            if (const auto* text = qobject_cast<QCPItemText*>(Chart()->item(i))) return text->text();
+        return {};
+    }
+
+    /// Its first and last day; the one on which the test runs is "today".
+    QString Span() {
+        const auto day = [](WallTime time) { return QString::fromStdString(StampText(time)).first(10); };
+        QString span = day(Chart()->From()) + u" to "_s + day(Chart()->To() - 1);
+        for (const QDate today : {begun_, QDate::currentDate()})
+            span.replace(today.toString(Qt::ISODate), u"today"_s);
+        return span;
+    }
+
     void Expect(const QString& asked, const QString& expected) {
         const QString kind = asked.section(u' ', 0, 0);
         ASSERT_TRUE(questions_.contains(kind)) << kind.toStdString();
@@ -251,15 +280,22 @@ private:
          }},
         {u"sql"_s,
          [this](auto& what, auto& value) {
-             Execute(program_->database.databasePath(),
-                     (value.isEmpty() ? what : what + u" = "_s + value).toStdString());
+             const std::string sql = (value.isEmpty() ? what : what + u" = "_s + value).toStdString();
+             EXPECT_TRUE(SpinUntil([&] { return program_->database.Run(sql).Ok(); })) << sql;
          }},
+        {u"use"_s,
+         [this](auto& name, auto&) {
+             EXPECT_TRUE(CreateTables(folder.Path(name).toStdString()));
+             program_->database.UseFile(folder.Path(name).toStdString());
+         }},
+        {u"key"_s, [this](auto& key, auto&) { QTest::keySequence(window_.get(), QKeySequence(key)); }},
+        {u"point"_s, [this](auto& stamp, auto&) { PointAt(stamp); }},
         {u"adopted"_s, [this](auto&, auto&) { Q_EMIT program_->databaseFiles.Adopted(); }},
         {u"burst"_s, [this](auto& statement, auto&) { Write(statement); }},
         {u"lock"_s,
          [this](auto&, auto&) {
              reader_.emplace(CaptureDatabase::OpenFile(program_->database.databasePath(), false));
-             EXPECT_TRUE(reader_->GetTable("BEGIN EXCLUSIVE").Ok());
+             EXPECT_TRUE(SpinUntil([this] { return reader_->GetTable("BEGIN EXCLUSIVE").Ok(); }));
          }},
         {u"unlock"_s, [this](auto&, auto&) { reader_.reset(); }},
         {u"remember"_s,
@@ -299,6 +335,25 @@ private:
         {u"missing"_s, [this](auto& name) { return QVariant(!QFile::exists(folder.Path(name))).toString(); }},
         {u"list"_s, [this](auto& name) { return ListOf(name); }},
         {u"text"_s, [this](auto& name) { return Named<QLineEdit>(name)->text(); }},
+        {u"label"_s,
+         [this](auto& name) {
+             const auto* label = Named<QLabel>(name);
+             return label->isVisible() ? label->text() : QString();
+         }},
+        {u"cell"_s,
+         [this](auto& place) {
+             const auto* model = Front()->findChild<QTableView*>()->model();
+             return model->index(place.section(u' ', 0, 0).toInt(), place.section(u' ', 1).toInt())
+                 .data()
+                 .toString();
+         }},
+        {u"content"_s, [this](auto& name) { return QString::fromStdString(folder.Read(name)); }},
+        {u"chart"_s, [this](auto&) { return ChartText(); }},
+        {u"span"_s, [this](auto&) { return Span(); }},
+        {u"enlarged"_s,
+         [this](auto& name) {
+             return QString::number(QImage(folder.Path(name)).width() / double(Chart()->width()));
+         }},
         {u"style"_s, [this](auto& name) { return StyleOf(name); }},
         {u"on"_s,
          [this](auto& name) { return QVariant(Named<QAbstractButton>(name)->isEnabled()).toString(); }},
@@ -309,6 +364,7 @@ private:
         {u"opened"_s, [this](auto&) { return browser_->opened; }},
     };
 
+    const QDate begun_ = QDate::currentDate();
     std::map<QString, QString> names_;
     std::unique_ptr<StandInBrowser> browser_;
     QTcpServer holder_;

@@ -3,8 +3,6 @@
 #include <QFile>
 #include <QMap>
 
-#include <gmock/gmock.h>
-
 #include "window/window_fixture.h"
 
 namespace corvane {
