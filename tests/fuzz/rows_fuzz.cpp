@@ -238,6 +238,9 @@ private:
 }  // namespace corvane
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // The library's own counting of its memory takes a lock at each piece: a tenth of the time.
+    static const int plain = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    REQUIRE(plain == SQLITE_OK);
     static corvane::House house;
     house.Take({data, size});
     return 0;

@@ -1,4 +1,4 @@
-// The colors of window and pages: the same, and readable on their backgrounds.
+// The colors of window and pages: the same, readable on their backgrounds, and told apart by everybody.
 #include <QApplication>
 #include <QFile>
 #include <QPalette>
@@ -18,8 +18,18 @@ namespace {
 using namespace Qt::StringLiterals;
 
 using Triple = std::array<double, 3>;
+using Matrix = std::array<Triple, 3>;
 
 constexpr double kLeastContrast = 3;
+constexpr double kLeastDistance = 0.12;  // in OKLab; black and white are 1 apart
+
+Triple Times(const Matrix& matrix, const Triple& vector) {
+    Triple product{};
+    for (std::size_t row = 0; row < 3; ++row)
+        for (std::size_t column = 0; column < 3; ++column)
+            product[row] += matrix[row][column] * vector[column];
+    return product;
+}
 
 /// Red, green and blue as amounts of light.
 Triple Linear(const QColor& color) {
@@ -37,6 +47,31 @@ double Contrast(const QColor& a, const QColor& b) {
     };
     const auto [darker, lighter] = std::minmax({luminance(a), luminance(b)});
     return (lighter + 0.05) / (darker + 0.05);
+}
+
+/// How eyes see light: all of it, without red, and without green (Machado, Oliveira and Fernandes, 2009).
+constexpr std::array<Matrix, 3> kEyes = {{
+    {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}},
+    {{{0.152286, 1.052583, -0.204868}, {0.114503, 0.786281, 0.099216}, {-0.003882, -0.048116, 1.051998}}},
+    {{{0.367322, 0.860646, -0.227968}, {0.280085, 0.672501, 0.047413}, {-0.011820, 0.042940, 0.968881}}},
+}};
+
+/// Where those eyes see the color, in OKLab.
+Triple SeenBy(const Matrix& eyes, const QColor& color) {
+    constexpr Matrix kCones = {{{0.4122214708, 0.5363325363, 0.0514459929},
+                                {0.2119034982, 0.6806995451, 0.1073969566},
+                                {0.0883024619, 0.2817188376, 0.6299787005}}};
+    constexpr Matrix kLab = {{{0.2104542553, 0.7936177850, -0.0040720468},
+                              {1.9779984951, -2.4285922050, 0.4505937099},
+                              {0.0259040371, 0.7827717662, -0.8086757660}}};
+    Triple cones = Times(kCones, Times(eyes, Linear(color)));
+    for (double& cone : cones)
+        cone = std::cbrt(std::max(cone, 0.0));
+    return Times(kLab, cones);
+}
+
+double Distance(const Triple& a, const Triple& b) {
+    return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
 }
 
 /// A custom property of the pages' style, as it is given first, or again for dark screens.
@@ -74,6 +109,18 @@ TEST(Palette, EveryColorStandsOutFromEveryBackground) {
                 EXPECT_GE(Contrast(color, background), kLeastContrast)
                     << color.name().toStdString() << " on " << background.name().toStdString();
         }
+    }
+}
+
+TEST(Palette, ChannelsAreToldApartByEveryEye) {
+    for (const QColor& background : {QColor(Qt::white), QColor(Qt::black)}) {
+        const auto& colors = PaletteOn(background).channels;
+        for (std::size_t eyes = 0; eyes < kEyes.size(); ++eyes)
+            for (std::size_t a = 0; a < kChannels; ++a)
+                for (std::size_t b = 0; b < a; ++b)
+                    EXPECT_GE(Distance(SeenBy(kEyes[eyes], colors[a]), SeenBy(kEyes[eyes], colors[b])),
+                              kLeastDistance)
+                        << ChannelName(a) << " and " << ChannelName(b) << ", eyes " << eyes;
     }
 }
 
