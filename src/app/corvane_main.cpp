@@ -46,7 +46,7 @@ public:
         window_.show();
     }
 
-    QCoro::Task<> Start() {
+    QCoro::Task<> Start(SocketFor control) {
         const Outcome started = co_await program_.Start(window_.Person());
         if (closing_) co_return;
         if (!started) {
@@ -57,7 +57,7 @@ public:
                              [this] { QCoreApplication::exit(exitCode_); });
             co_return;
         }
-        const Outcome listening = remote_.Listen(RemoteSocketPath(program_.DataFolder()));
+        const Outcome listening = remote_.Listen(RemoteSocketPath(program_.DataFolder()), control);
         if (!listening) program_.statusBoard.AddLine(u"     "_s + listening.Error());
         window_.ShowProgram();
     }
@@ -89,7 +89,7 @@ int RunDesktop(const Options& options, const DemoFolder* demo, const Termination
     QApplication::setQuitOnLastWindowClosed(false);
     Desktop desktop(options, termination);
     if (demo != nullptr) desktop.ShowDemo(demo->Monitors());
-    QTimer::singleShot(0, [&desktop] { desktop.Start(); });
+    QTimer::singleShot(0, [&] { desktop.Start(options.control); });
     return QApplication::exec();
 }
 

@@ -1,6 +1,7 @@
 // corvanectl: tells a running Corvane what to do, and prints what it answers.
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTimer>
 
 #include <cstdio>
@@ -28,7 +29,10 @@ QString HelpText(const QCommandLineParser& parser) {
 int Run() {
     QCommandLineParser parser;
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    const QCommandLineOption dataDir(u"data-dir"_s, u"The program that keeps its data in DIR."_s, u"DIR"_s);
+    const QCommandLineOption dataDir(
+        u"data-dir"_s,
+        u"The program that keeps its data in DIR. Without: your own, else the service of this machine."_s,
+        u"DIR"_s);
     const QCommandLineOption json(u"json"_s, u"Print the answer as one line of JSON."_s);
     const QCommandLineOption yes(u"yes"_s, u"Answer every question with Yes."_s);
     const QCommandLineOption no(u"no"_s, u"Answer every question with No."_s);
@@ -63,7 +67,9 @@ int Run() {
     RemoteClient client(request, parser.isSet(json));
     QObject::connect(&client, &RemoteClient::Ended,
                      [](bool succeeded) { QCoreApplication::exit(succeeded ? kExitOk : kExitFailed); });
-    QTimer::singleShot(0, &client, [&] { client.Start(DataFolder(parser.value(dataDir))); });
+    QStringList folders = {DataFolder(parser.value(dataDir))};
+    if (!parser.isSet(dataDir) && QFileInfo::exists(kSystemDataFolder)) folders.append(kSystemDataFolder);
+    QTimer::singleShot(0, &client, [&] { client.Start(folders); });
     return QCoreApplication::exec();
 }
 

@@ -26,7 +26,7 @@ public:
         if (options.verbose) program_.measurement.AddSink(printer_);
     }
 
-    QCoro::Task<> Start() {
+    QCoro::Task<> Start(SocketFor control) {
         Say(u"Corvane %1, data in %2"_s.arg(QCoreApplication::applicationVersion(), program_.DataFolder()));
         for (const QString& line : program_.statusBoard.Lines())
             Say(line);  // what building the program gave
@@ -37,7 +37,7 @@ public:
             QCoreApplication::exit(kExitNoDatabase);
             co_return;
         }
-        const Outcome listening = remote_.Listen(RemoteSocketPath(program_.DataFolder()));
+        const Outcome listening = remote_.Listen(RemoteSocketPath(program_.DataFolder()), control);
         if (!listening) Say(listening.Error());  // the capture goes on without it
         for (const TcpLink* link : program_.TcpLinks()) {
             if (link->State() != SocketState::Listening) continue;
@@ -77,7 +77,7 @@ int Run() {
     }
 
     Service service(options);
-    QTimer::singleShot(0, [&service] { service.Start(); });
+    QTimer::singleShot(0, [&] { service.Start(options.control); });
     return QCoreApplication::exec();
 }
 

@@ -43,10 +43,13 @@ std::variant<Options, OptionsExit> ParseOptions(const QStringList& arguments) {
         u"Captures what home electricity monitors say, and keeps it in a database."_s);
     const QCommandLineOption dataDir(u"data-dir"_s, u"Keep data and settings in DIR."_s, u"DIR"_s);
     const QCommandLineOption settings(u"settings"_s, u"Read and keep the settings in FILE."_s, u"FILE"_s);
+    const QCommandLineOption groupControl(
+        u"group-control"_s,
+        u"Let all members of the program's group control it with corvanectl, as far as they reach the data folder."_s);
     const QCommandLineOption verbose({u"v"_s, u"verbose"_s}, u"Print one line per packet."_s);
     const QCommandLineOption help({u"h"_s, u"help"_s}, u"Print this help."_s);
     const QCommandLineOption version(u"version"_s, u"Print the version."_s);
-    parser.addOptions({dataDir, settings, verbose, help, version});
+    parser.addOptions({dataDir, settings, groupControl, verbose, help, version});
 
     const bool parsed = parser.parse(arguments);
     if (!parsed || !parser.positionalArguments().isEmpty()) {
@@ -63,7 +66,8 @@ std::variant<Options, OptionsExit> ParseOptions(const QStringList& arguments) {
     return Options{.dataFolder = DataFolder(givenFolder),
                    .settingsFile = parser.isSet(settings) ? QDir().absoluteFilePath(parser.value(settings))
                                                           : DefaultSettingsFile(givenFolder),
-                   .verbose = parser.isSet(verbose)};
+                   .verbose = parser.isSet(verbose),
+                   .control = parser.isSet(groupControl) ? SocketFor::Group : SocketFor::Owner};
 }
 
 }  // namespace corvane

@@ -6,6 +6,8 @@
 
 #include <variant>
 
+#include "link/acceptor.h"
+
 namespace corvane {
 
 /// Gives the application its name, by which its folders are called, and its version, and has numbers read and
@@ -16,6 +18,7 @@ struct Options {
     QString dataFolder;
     QString settingsFile;
     bool verbose = false;
+    SocketFor control = SocketFor::Owner;
 };
 
 /// What to print instead of starting, and how to end.
@@ -30,5 +33,8 @@ struct OptionsExit {
 
 /// Where data lie when no option says so, given as text of `--data-dir` or empty.
 [[nodiscard]] QString DataFolder(const QString& given);
+
+/// The data folder of the service that this machine runs for all its users, where it is installed.
+inline const QString kSystemDataFolder = QStringLiteral("/var/lib/corvane");
 
 }  // namespace corvane

@@ -21,6 +21,17 @@ std::optional<int> SlotOfSection(const Setting& setting, const QString& name) {
 
 }  // namespace
 
+QStringList Settings::Names(const Setting& setting) {
+    QStringList names;
+    const bool general = setting.section == SettingSection::Startup;
+    for (int slot = general ? 0 : 1; slot <= (general ? 0 : kSlots); ++slot) {
+        const QString section = general ? QString() : SettingSectionName(setting, {.slot = slot}) + u'/';
+        for (const QString& member : SettingMembers(setting))
+            names.append(section + SettingKey(setting, {.member = member, .slot = slot}));
+    }
+    return names;
+}
+
 std::optional<FoundSetting> Settings::Find(const QString& name) const {
     const auto slash = name.indexOf(u'/');
     const QString section = slash < 0 ? kStartupSection : name.left(slash);

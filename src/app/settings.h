@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
@@ -40,6 +41,9 @@ public:
     }
 
     [[nodiscard]] const std::vector<List>& Lists() const { return lists_; }
+
+    /// The names of a setting, or of its whole family in all its sections, as `Find` takes them.
+    [[nodiscard]] static QStringList Names(const Setting& setting);
 
     /// The setting of a name, "KEY" or "SECTION/KEY" in any case of letters; nothing where none is declared.
     [[nodiscard]] std::optional<FoundSetting> Find(const QString& name) const;

@@ -141,7 +141,7 @@ Outcome Acceptor::Listen(const QHostAddress& address, std::uint16_t port) {
     return Outcome::Success();
 }
 
-Outcome Acceptor::ListenAt(const QString& path) {
+Outcome Acceptor::ListenAt(const QString& path, SocketFor whom) {
     Close();
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -153,7 +153,9 @@ Outcome Acceptor::ListenAt(const QString& path) {
     // Before it has its name, so that there is no moment at which others could connect.
     const bool bound = descriptor >= 0 && fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 &&
                        bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    if (bound && listen(descriptor, kBacklog) == 0) {
+    const bool opened = bound && (whom == SocketFor::Owner ||
+                                  chmod(name.constData(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0);
+    if (opened && listen(descriptor, kBacklog) == 0) {
         path_ = path;
         Begin(descriptor);
         return Outcome::Success();

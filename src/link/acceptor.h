@@ -16,6 +16,9 @@ namespace corvane {
 
 class Clock;
 
+/// Who can connect to a local socket.
+enum class SocketFor : std::uint8_t { Owner, Group };
+
 /// Everybody who takes connections takes them through this. Where the system refuses one, as it does to a
 /// program that has no descriptors left, it pauses until the next second of the clock and tries again. That
 /// is told once, and again only after it has gone well for `kWell`.
@@ -32,8 +35,9 @@ public:
     /// the system choose one.
     Outcome Listen(const QHostAddress& address, std::uint16_t port);
 
-    /// The same at the path of a local socket, which must be free. This user alone can connect to it.
-    Outcome ListenAt(const QString& path);
+    /// The same at the path of a local socket, which must be free. This user can connect to it, or all
+    /// members of the program's group, as far as they reach its folder.
+    Outcome ListenAt(const QString& path, SocketFor whom = SocketFor::Owner);
 
     /// Removes the local socket, too.
     void Close();

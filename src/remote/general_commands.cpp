@@ -128,6 +128,38 @@ QCoro::Task<Reply> SetSetting(Program& program, QStringList arguments, Operator&
     co_return applied ? ChangeReply(settings, arguments[0]) : Reply::Failure(applied.Error());
 }
 
+/// Those whose names or meaning have the word in them; all of them without one.
+QCoro::Task<Reply> ListSettings(Program& program, QStringList arguments, Operator&) {
+    constexpr qsizetype kNamesWidth = 36;
+    const Settings& settings = program.userSettings;
+    Reply reply;
+    QJsonArray list;
+    for (const Settings::List declared : settings.Lists()) {
+        for (const Setting& setting : declared) {
+            const QStringList names = Settings::Names(setting);
+            const QString help = QString::fromLatin1(setting.help);
+            const QString title =
+                names.size() == 1 ? names.first() : names.first() + u" .. "_s + names.last();
+            if (!arguments.isEmpty() &&
+                !(title + u' ' + help).contains(arguments.first(), Qt::CaseInsensitive))
+                continue;
+            reply.lines.append(title.leftJustified(kNamesWidth) + u' ' + help);
+            for (const QString& name : names) {
+                const QString kept = settings.Shown(name).value_or(QString());
+                if (!kept.isEmpty()) reply.lines.append(u"    %1 = %2"_s.arg(name, kept));
+                list.append(QJsonObject{{u"key"_s, name},
+                                        {u"value"_s, kept.isEmpty() ? QJsonValue() : QJsonValue(kept)},
+                                        {u"default"_s, QString::fromLatin1(setting.fallback)},
+                                        {u"byHand"_s, setting.by == SettingBy::Hand},
+                                        {u"help"_s, help}});
+            }
+        }
+    }
+    if (reply.lines.isEmpty()) co_return Reply::Failure(u"No setting is about %1."_s.arg(arguments.first()));
+    reply.data = {{u"settings"_s, list}};
+    co_return reply;
+}
+
 QCoro::Task<Reply> Help(Program&, QStringList, Operator&) {
     Reply reply;
     reply.lines = CommandHelp();
@@ -153,6 +185,9 @@ std::span<const Command> GeneralCommands() {
         {"get", "KEY", "A setting; SECTION/KEY for one that is not general.", 1, 1, true, GetSetting},
         {"set", "KEY VALUE", "Changes a setting and says from when on it is in effect.", 2, 2, false,
          SetSetting},
+        {"settings", "[WORD]",
+         "What the settings are about, and their values; those that have to do with a word.", 0, 1, true,
+         ListSettings},
         {"help", "", "This list.", 0, 0, true, Help},
     };
     return commands;

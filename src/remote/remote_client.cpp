@@ -1,5 +1,6 @@
 #include "remote/remote_client.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -84,16 +85,35 @@ RemoteClient::RemoteClient(RemoteRequest request, bool json) : request_(std::mov
     });
 }
 
-void RemoteClient::Start(const QString& dataFolder) {
-    connect(&socket_, &QLocalSocket::errorOccurred, this,
-            [this, dataFolder](QLocalSocket::LocalSocketError error) {
-                if (ended_ || error == QLocalSocket::PeerClosedError) return;
-                Print(stderr, error == QLocalSocket::SocketAccessError
-                                  ? u"The program on %1 belongs to another user."_s.arg(dataFolder)
-                                  : u"No Corvane program runs on %1."_s.arg(dataFolder));
-                End(false);
-            });
-    socket_.connectToServer(RemoteSocketPath(dataFolder));
+void RemoteClient::Start(const QStringList& dataFolders) {
+    folders_ = dataFolders;
+    connect(&socket_, &QLocalSocket::errorOccurred, this, &RemoteClient::TakeRefusal);
+    TryNext();
+}
+
+void RemoteClient::TryNext() {
+    socket_.connectToServer(RemoteSocketPath(folders_[tried_++]));
+}
+
+void RemoteClient::TakeRefusal(QLocalSocket::LocalSocketError error) {
+    if (ended_ || error == QLocalSocket::PeerClosedError) return;
+    const QString& folder = folders_[tried_ - 1];
+    if (error == QLocalSocket::SocketAccessError) {
+        const QFileInfo info(folder);
+        Print(stderr, u"The program on %1 belongs to another user, %2."_s.arg(folder, info.owner()));
+        if (info.permission(QFile::ExeGroup)) {
+            Print(stderr,
+                  u"Members of the group %1 may control it: \"sudo adduser NAME %1\" adds somebody, from "
+                  "the next login on."_s.arg(info.group()));
+        }
+    } else if (tried_ < folders_.size()) {
+        // Not within the signal of the socket that is to be used again.
+        QMetaObject::invokeMethod(this, &RemoteClient::TryNext, Qt::QueuedConnection);
+        return;
+    } else {
+        Print(stderr, u"No Corvane program runs on %1."_s.arg(folders_.join(u", nor on "_s)));
+    }
+    End(false);
 }
 
 void RemoteClient::TakeLine(const QByteArray& line) {

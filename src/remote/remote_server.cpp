@@ -66,9 +66,9 @@ RemoteServer::~RemoteServer() {
     Close();
 }
 
-Outcome RemoteServer::Listen(const QString& path) {
+Outcome RemoteServer::Listen(const QString& path, SocketFor whom) {
     if (Outcome clear = ClearPath(path); !clear) return clear;
-    const Outcome listening = acceptor_.ListenAt(path);
+    const Outcome listening = acceptor_.ListenAt(path, whom);
     if (listening) return Outcome::Success();
     return Outcome::Failure(u"The control socket %1 cannot be made: %2"_s.arg(path, listening.Error()));
 }

@@ -1,4 +1,4 @@
-// The control socket: the way in for `corvanectl`, for this user alone.
+// The control socket: the way in for `corvanectl`.
 #pragma once
 
 #include <QObject>
@@ -26,7 +26,7 @@ public:
 
     /// Listens at `path`. A socket left there by a program that was killed is replaced; anything else stays,
     /// and is the failure.
-    Outcome Listen(const QString& path);
+    Outcome Listen(const QString& path, SocketFor whom = SocketFor::Owner);
 
     /// Ends all sessions and stops listening. Called before the program closes.
     void Close();

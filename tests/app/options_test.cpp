@@ -28,17 +28,26 @@ TEST(Options, NameFoldersAsTheyAreSeenAtTheStart) {
     const struct {
         QStringList arguments;
         QString folder, settings;
-        bool verbose;
+        bool verbose, forGroup;
     } cases[] = {
-        {{u"--data-dir"_s, u"/tmp/house"_s, u"-v"_s}, u"/tmp/house"_s, u"/tmp/house/corvane.ini"_s, true},
-        {{u"--data-dir=house"_s, u"--settings=my.ini"_s}, here + u"/house"_s, here + u"/my.ini"_s, false},
-        {{u"--verbose"_s}, GetAppDataFolder(), own + u"/corvane.ini"_s, true},
+        {{u"--data-dir"_s, u"/tmp/house"_s, u"-v"_s},
+         u"/tmp/house"_s,
+         u"/tmp/house/corvane.ini"_s,
+         true,
+         false},
+        {{u"--data-dir=house"_s, u"--settings=my.ini"_s, u"--group-control"_s},
+         here + u"/house"_s,
+         here + u"/my.ini"_s,
+         false,
+         true},
+        {{u"--verbose"_s}, GetAppDataFolder(), own + u"/corvane.ini"_s, true, false},
     };
     for (const auto& c : cases) {
         const auto options = std::get<Options>(ParseOptions(QStringList{u"corvaned"_s} + c.arguments));
         EXPECT_EQ(options.dataFolder, c.folder);
         EXPECT_EQ(options.settingsFile, c.settings);
         EXPECT_EQ(options.verbose, c.verbose);
+        EXPECT_EQ(options.control == SocketFor::Group, c.forGroup);
     }
 }
 

@@ -7,7 +7,9 @@
 
 #include <csignal>
 #include <memory>
+#include <optional>
 
+#include "remote/remote_client.h"
 #include "remote/remote_protocol.h"
 #include "support/pty.h"
 #include "support/temp_folder.h"
@@ -131,6 +133,32 @@ TEST_F(RemoteClientTest, WhatIsNoAnswerIsNotMixedWithIt) {
         const char* const progress =
             c.onTerminal ? "\r\033[KBackup  2 s\r\033[KBackup  3 s, 40 %\r\033[K" : "";
         EXPECT_EQ(terminal_->Received() + ctl_->readAllStandardError(), QByteArray(progress) + c.error);
+    }
+}
+
+TEST_F(RemoteClientTest, TurnsToTheFirstFolderOnWhichAProgramRuns) {
+    const QString silent = folder_.Path(u"silent"_s);
+    ASSERT_TRUE(QDir().mkpath(silent));
+    for (const bool runs : {true, false}) {
+        RemoteClient client({.command = u"status"_s, .arguments = {}, .answer = std::nullopt}, false);
+        std::optional<bool> succeeded;
+        QObject::connect(&client, &RemoteClient::Ended, [&](bool ended) { succeeded = ended; });
+        ASSERT_TRUE(!runs || server_.listen(RemoteSocketPath(folder_.Path())));
+        testing::internal::CaptureStderr();
+        client.Start({silent, folder_.Path(), silent});
+        if (runs) {
+            ASSERT_TRUE(SpinUntil([this] { return server_.hasPendingConnections(); }));
+            program_.reset(server_.nextPendingConnection());
+            EXPECT_EQ(Sent(), R"({"arguments":[],"command":"status"})");
+            program_->write("{\"ok\":true}\n");
+            server_.close();
+        }
+        EXPECT_TRUE(SpinUntil([&] { return succeeded.has_value(); }));
+        EXPECT_EQ(succeeded, runs);
+        EXPECT_EQ(
+            QString::fromStdString(testing::internal::GetCapturedStderr()),
+            runs ? QString()
+                 : u"No Corvane program runs on %1, nor on %2, nor on %1.\n"_s.arg(silent, folder_.Path()));
     }
 }
 

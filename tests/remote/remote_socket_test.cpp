@@ -4,6 +4,7 @@
 #include <QLocalSocket>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -213,6 +214,19 @@ TEST_F(RemoteSocket, ReplacesTheSocketOfAProgramThatWasKilledAndNothingElse) {
     close(killed);
     EXPECT_TRUE(server_.Listen(path_));
     EXPECT_TRUE(answers());
+}
+
+TEST_F(RemoteSocket, IsForItsOwnerOrForTheGroupWhateverTheMaskSays) {
+    const mode_t before = umask(0027);
+    server_.Close();
+    for (const auto& [whom, rights] : {std::pair(SocketFor::Owner, 0600U), {SocketFor::Group, 0660U}}) {
+        RemoteServer server(program_);
+        EXPECT_TRUE(server.Listen(path_, whom));
+        struct stat found {};
+        EXPECT_EQ(stat(QFile::encodeName(path_).constData(), &found), 0);
+        EXPECT_EQ(found.st_mode & ALLPERMS, rights);
+    }
+    umask(before);
 }
 
 // A folder in the place of the file, so that not even an administrator can write it.
