@@ -28,6 +28,7 @@ QString HelpText(const QCommandLineParser& parser) {
 
 int Run() {
     QCommandLineParser parser;
+    parser.setApplicationDescription(u"Tells a running Corvane what to do, and prints what it answers."_s);
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     const QCommandLineOption dataDir(
         u"data-dir"_s,
