@@ -200,7 +200,7 @@ void HealthChecks::LookAtLinks(HealthReport& report) {
             carries ? QString()  // what it tells names what to look at
             : link->IsSerial()
                 ? u"It is tried again. See whether the adapter is plugged in, and its port is the right one (Connections tab)."_s
-                : u"It is tried again. End the other program, or choose another port (Connections tab)."_s;
+                : u"It is tried again. End the other program, which may be this machine's Corvane service, or choose another port (Connections tab)."_s;
         report.findings.push_back(Of(u"link-"_s + IdPart(link->Name()), Severity::Warning,
                                      u"%1: %2"_s.arg(link->Name(), trouble), remedy,
                                      {.after = 10, .gone = 60}));
@@ -218,8 +218,9 @@ void HealthChecks::LookAtOutputs(HealthReport& report) {
                {.after = 60, .gone = 60}));
     }
     if (const QString& problem = program_.webServer.Problem(); !problem.isEmpty()) {
-        report.findings.push_back(Of(u"pages"_s, Severity::Warning, u"No pages are served: %1"_s.arg(problem),
-                                     u"See the settings WebListen, WebPort and WebToken."_s));
+        report.findings.push_back(
+            Of(u"pages"_s, Severity::Warning, u"No pages are served: %1"_s.arg(problem),
+               u"It is tried again. See the settings WebListen, WebPort and WebToken."_s));
     }
     if (const QString warning = program_.webServer.Warning(); !warning.isEmpty())
         report.findings.push_back(Of(u"pages-token"_s, Severity::Warning, warning, {}));

@@ -174,6 +174,9 @@ WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& histo
         if (started_) Serve();
     });
     connect(&clock, &Clock::SecondPassed, this, &WebServer::EndOverdue);
+    connect(&clock, &Clock::SecondPassed, this, [this] {
+        if (!problem_.isEmpty() && clock_.Monotonic() - triedAt_ >= kRetry) TryToOpen();
+    });
 }
 
 WebServer::~WebServer() {
@@ -187,6 +190,7 @@ void WebServer::StartUp() {
 
 QCoro::Task<> WebServer::Close() {
     started_ = false;
+    problem_.clear();
     Stop();
     co_await history_.Stop();
 }
@@ -195,12 +199,20 @@ void WebServer::Serve() {
     Stop();
     problem_.clear();
     if (!setup_.enabled) return;
+    TryToOpen();
+    if (!Warning().isEmpty()) Tell(Warning());
+}
+
+void WebServer::TryToOpen() {
     Outcome opened = setup_.Check();
     if (opened) opened = Open();
-    problem_ = opened.Error();
-    statusBoard_.AddLine(opened ? u"     Pages are served at %1"_s.arg(Location())
-                                : u"     No pages are served: %1"_s.arg(opened.Error()));
-    if (!Warning().isEmpty()) Tell(Warning());
+    triedAt_ = clock_.Monotonic();
+    const QString before = std::exchange(problem_, opened.Error());
+    if (opened) {
+        statusBoard_.AddLine(u"     Pages are served at %1"_s.arg(Location()));
+    } else if (problem_ != before) {
+        statusBoard_.AddLine(u"     No pages are served: %1"_s.arg(problem_));
+    }
 }
 
 Outcome WebServer::Open() {

@@ -40,6 +40,7 @@ public:
     static constexpr std::size_t kConnectionMemory = 8192;    ///< bytes, request and headers of the reply
     static constexpr std::int64_t kRequestPatience = 15'000;  ///< ms until a request must be complete
     static constexpr std::int64_t kReplyPatience = 60'000;    ///< ms until a reply must have been taken
+    static constexpr std::int64_t kRetry = 5'000;  ///< ms from one try to the next, of a taken port
 
     /// Everything that is referred to must outlive it.
     WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
@@ -79,6 +80,7 @@ private:
 
     void Serve();
     void Stop();
+    void TryToOpen();
     Outcome Open();
     void TakeConnection(int descriptor);
     void TakeAsManyAsThereMayBe();
@@ -113,6 +115,7 @@ private:
     std::unique_ptr<QSocketNotifier> notifier_;
     std::unordered_map<MHD_Connection*, std::unique_ptr<Connection>> connections_;
     QString problem_;
+    std::int64_t triedAt_ = 0;  ///< monotonic, ms
     bool started_ = false;
     bool runDue_ = false;
 };

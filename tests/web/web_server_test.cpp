@@ -149,15 +149,22 @@ TEST(WrongTokens, AreSlowedDownByTheirSendersAndToldOnceAMinute) {
     EXPECT_EQ(tokens.Note(house, 3000 + WrongTokens::kForgottenAfter), 250);
 }
 
-TEST_F(WebServerTest, ABusyPortIsSaidAndTheCaptureGoesOn) {
+TEST_F(WebServerTest, ABusyPortIsSaidOnceAndTriedAgainAndTheCaptureGoesOn) {
     QTcpServer other;
     ASSERT_TRUE(other.listen(QHostAddress::LocalHost));
     Preset(u"WebPort"_s, QString::number(other.serverPort()));
     Program& program = Start();
+    const auto lines = program.statusBoard.Lines().size();
+    clock.AdvanceSeconds(20);
+    EXPECT_EQ(program.statusBoard.Lines().size(), lines);
     EXPECT_TRUE(program.statusBoard.Lines().back().contains(
         u"No pages are served: port %1 is in use by another program"_s.arg(other.serverPort())));
     SendPacket(program, 1000);
     EXPECT_TRUE(program.measurement.Readings(1).Seen());
+    other.close();
+    clock.AdvanceSeconds(5);
+    EXPECT_EQ(program.webServer.Problem(), QString());
+    EXPECT_EQ(Get("/").status, 200);
 
     Set(program, "WebPort", QString::number(FreePort()));
     EXPECT_EQ(Get("/").status, 200);
