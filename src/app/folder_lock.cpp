@@ -4,6 +4,11 @@
 #include <QFileInfo>
 #include <QSysInfo>
 
+#ifdef Q_OS_UNIX
+#include <cerrno>
+#include <csignal>
+#endif
+
 #include "base/exit_codes.h"
 #include "store/app_folder.h"
 
@@ -13,10 +18,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/// Also told of a process that is hidden, as a system may hide those of other users.
+bool Exists(qint64 pid) {
+#ifdef Q_OS_UNIX
+    return kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
+#else
+    Q_UNUSED(pid)
+    return false;
+#endif
+}
+
 /// By what a process tells everybody: "1234 (corvaned) S ...". One that is Z has ended.
 bool Runs(qint64 pid, const QString& program) {
     QFile file(u"/proc/%1/stat"_s.arg(pid));
-    if (!file.open(QIODevice::ReadOnly)) return false;
+    if (!file.open(QIODevice::ReadOnly)) return Exists(pid);
     constexpr qsizetype kLongestName = 15;
     const QString told = QString::fromLocal8Bit(file.readAll());
     const QString name = u"(%1) "_s.arg(program.left(kLongestName));
