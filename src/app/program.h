@@ -12,6 +12,7 @@
 #include "app/carry_undo.h"
 #include "app/health.h"
 #include "app/health_checks.h"
+#include "app/metrics.h"
 #include "app/options.h"
 #include "app/running_command.h"
 #include "app/settings.h"
@@ -147,6 +148,7 @@ public:
     OutputList outputs;
     LiveEvents liveEvents;
     History history;
+    Metrics metrics;
     WebServer webServer;
     HealthChecks healthChecks;
     Health health;

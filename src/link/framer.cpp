@@ -53,13 +53,18 @@ void Framer::Open(Stream& s, const MonitorModel& model) const {
 void Framer::Finish(int stream, Stream& s) {
     const std::span packet(reinterpret_cast<const std::uint8_t*>(s.packet.data()), s.count);
     if (!IsAccepted(PacketChecksum(packet), packet.back())) {
-        ++badPackets_;
+        ++s.badPackets;
         Close(s);
         return;
     }
     ++s.goodPackets;
     handOff_ = {.stream = stream, .open = true};
     HandOn();
+}
+
+std::uint32_t Framer::BadPackets() const {
+    return std::accumulate(streams_.begin(), streams_.end(), std::uint32_t{0},
+                           [](std::uint32_t sum, const Stream& s) { return sum + s.badPackets; });
 }
 
 std::uint64_t Framer::GoodPackets() const {

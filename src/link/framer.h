@@ -100,10 +100,11 @@ public:
     /// The model of the stream's last header; null before the first one.
     [[nodiscard]] const MonitorModel* LastModel(int stream) const { return At(stream).lastModel; }
 
-    [[nodiscard]] std::uint32_t BadPackets() const { return badPackets_; }
+    [[nodiscard]] std::uint32_t BadPackets() const;
     [[nodiscard]] std::uint64_t GoodPackets() const;
 
     /// Those of one stream.
+    [[nodiscard]] std::uint32_t BadPackets(int stream) const { return At(stream).badPackets; }
     [[nodiscard]] std::uint64_t GoodPackets(int stream) const { return At(stream).goodPackets; }
 
 private:
@@ -119,6 +120,7 @@ private:
         std::uint8_t previous = 0;
         std::uint8_t newest = 0;
         std::uint64_t goodPackets = 0;
+        std::uint32_t badPackets = 0;
         bool packetHold = false;
         bool rawDisplay = false;
         /// Not of std::uint8_t, which may stand for any object: the counts need not be read again after a
@@ -157,7 +159,6 @@ private:
     HandOff handOff_;
     bool held_ = false;
     std::array<Stream, kStreams> streams_;
-    std::uint32_t badPackets_ = 0;
 };
 
 }  // namespace corvane

@@ -34,6 +34,11 @@ public:
     /// The one that its name and the keys of its settings end with.
     [[nodiscard]] virtual QChar Letter() const = 0;
 
+    /// "tcp-a", "serial-b": its name for programs, and for people who type it.
+    [[nodiscard]] QString Word() const {
+        return (IsSerial() ? QStringLiteral("serial-") : QStringLiteral("tcp-")) + Letter().toLower();
+    }
+
     [[nodiscard]] virtual LinkStatus Status() const = 0;
 
     /// Its number: 0 to 4, as the framer's.

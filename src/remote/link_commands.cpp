@@ -88,11 +88,6 @@ QCoro::Task<Reply> FindPorts(Program& program, QStringList, Operator&) {
     co_return reply;
 }
 
-/// "tcp-a", "serial-b".
-QString StreamWord(const MonitorLink& link) {
-    return (link.IsSerial() ? u"serial-"_s : u"tcp-"_s) + link.Letter().toLower();
-}
-
 QCoro::Task<Reply> Raw(Program& program, QStringList arguments, Operator&) {
     const QString word = arguments.first().toLower();
     if (word == "on"_L1 || word == "off"_L1) {
@@ -101,7 +96,7 @@ QCoro::Task<Reply> Raw(Program& program, QStringList arguments, Operator&) {
                                               : u"Received bytes are not kept."_s);
     }
     for (const MonitorLink* link : program.Links()) {
-        if (word != StreamWord(*link)) continue;
+        if (word != link->Word()) continue;
         Reply reply;
         for (const std::string& line : RawView(program.framer.RawText(link->Stream()))) {
             reply.lines.append(QString::fromStdString(line));

@@ -150,10 +150,11 @@ struct WebServer::Callbacks {
     }
 };
 
-WebServer::WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
-                     const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard,
-                     ErrorLog& errorLog, Clock& clock)
+WebServer::WebServer(ReadingsSource readings, MetricsSource metrics, LiveEvents& events, History& history,
+                     Ledger& ledger, const DeviceSlots& slots, SettingsStore& settings,
+                     StatusBoard& statusBoard, ErrorLog& errorLog, Clock& clock)
     : readings_(std::move(readings)),
+      metrics_(std::move(metrics)),
       events_(events),
       history_(history),
       ledger_(ledger),
@@ -332,6 +333,8 @@ void WebServer::Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_
         ReadLedger(exchange);
     } else if (path == "/live.json") {
         exchange->reply = WebReply::Json(MHD_HTTP_OK, readings_(std::nullopt));
+    } else if (path == "/metrics" && settings_.IsOn(kMetricsEnabled)) {
+        exchange->reply = ReadMetrics(connection);
     } else if (path == "/live.xml") {
         exchange->reply =
             WebReply{.type = "application/xml; charset=utf-8", .body = LiveXml(readings_(std::nullopt))};
@@ -357,6 +360,14 @@ QCoro::Task<> WebServer::RefuseToken(std::shared_ptr<Exchange> exchange, std::in
 void WebServer::ReportWrongTokens() {
     const QString report = wrongTokens_.TakeReport(clock_.Monotonic());
     if (!report.isEmpty()) Tell(report);
+}
+
+WebReply WebServer::ReadMetrics(MHD_Connection* connection) const {
+    const bool openMetrics = RequestValue(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_ACCEPT)
+                                 .find("application/openmetrics-text") != std::string_view::npos;
+    return {.type = openMetrics ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
+                                : "text/plain; version=0.0.4; charset=utf-8",
+            .body = metrics_(openMetrics ? MetricsFormat::OpenMetrics : MetricsFormat::Prometheus)};
 }
 
 WebReply WebServer::JoinEvents(const std::shared_ptr<Exchange>& exchange) {

@@ -5,10 +5,12 @@
 #include <QObject>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <unordered_map>
 
+#include "base/metrics_writer.h"
 #include "link/acceptor.h"
 #include "web/live_events.h"
 #include "web/web_reply.h"
@@ -42,10 +44,12 @@ public:
     static constexpr std::int64_t kReplyPatience = 60'000;    ///< ms until a reply must have been taken
     static constexpr std::int64_t kRetry = 5'000;  ///< ms from one try to the next, of a taken port
 
+    using MetricsSource = std::function<QByteArray(MetricsFormat)>;
+
     /// Everything that is referred to must outlive it.
-    WebServer(ReadingsSource readings, LiveEvents& events, History& history, Ledger& ledger,
-              const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard, ErrorLog& errorLog,
-              Clock& clock);
+    WebServer(ReadingsSource readings, MetricsSource metrics, LiveEvents& events, History& history,
+              Ledger& ledger, const DeviceSlots& slots, SettingsStore& settings, StatusBoard& statusBoard,
+              ErrorLog& errorLog, Clock& clock);
     ~WebServer() override;
 
     /// Serves as the settings say, from now on and whenever they change. What hinders it is told, no more.
@@ -93,6 +97,7 @@ private:
     QCoro::Task<> RefuseToken(std::shared_ptr<Exchange> exchange, std::int64_t delay);
     void ReportWrongTokens();
     void Dispatch(const std::shared_ptr<Exchange>& exchange, std::string_view path);
+    [[nodiscard]] WebReply ReadMetrics(MHD_Connection* connection) const;
     WebReply JoinEvents(const std::shared_ptr<Exchange>& exchange);
     QCoro::Task<> ReadHistory(std::shared_ptr<Exchange> exchange);
     QCoro::Task<> ReadLedger(std::shared_ptr<Exchange> exchange);
@@ -100,6 +105,7 @@ private:
     void EndOverdue();
 
     ReadingsSource readings_;
+    MetricsSource metrics_;
     LiveEvents& events_;
     History& history_;
     Ledger& ledger_;

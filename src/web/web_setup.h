@@ -37,7 +37,11 @@ inline constexpr Setting kWebToken{.key = "WebToken",
                                    .check = CheckWebToken,
                                    .privacy = SettingPrivacy::Personal,
                                    .help = "What the readers of the pages must know."};
-inline constexpr std::array kWebSettings = {kWebEnabled, kWebPort, kWebListen, kWebToken};
+inline constexpr Setting kMetricsEnabled{.key = "MetricsEnable",
+                                         .kind = SettingKind::Switch,
+                                         .fallback = "True",
+                                         .help = "Whether /metrics is served beside the pages."};
+inline constexpr std::array kWebSettings = {kWebEnabled, kWebPort, kWebListen, kWebToken, kMetricsEnabled};
 
 struct WebSetup {
     static constexpr int kLeastToken = 16;  ///< characters

@@ -108,7 +108,8 @@ private:
                               board_,
                               errorLog_,
                               clock_};
-    MonitorHistory history_{folder_.Path(u"no such folder/in a file"_s)};
+    MonitorHistory history_{
+        u"/dev/null"_s};  // where no folder can be made: nothing is kept from one to the next
     MonitorSettings monitor_{commands_, slots_, history_, errorLog_, clock_};
     Willing willing_;
 };
