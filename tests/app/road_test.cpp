@@ -64,12 +64,14 @@ TEST_F(Road, ClosingWritesWhatIsQueuedAndSaysWhatALockedDatabaseCost) {
     bool closed = false;
     auto closing = program.Close(op).then([&closed] { closed = true; });
     EXPECT_TRUE(SpinUntil([&] {
-        clock.Advance(100);
+        clock.AdvanceSeconds(1);
         return closed;
     }));
     EXPECT_GE(clock.Monotonic() - begun, 20'000) << "not all of the patience";
-    const auto log = program.errorLog.Load().lines;
-    ASSERT_EQ(log.size(), 1);
+    auto log = program.errorLog.Load().lines;
+    // The program may still look at itself once before it is closed.
+    log.removeIf([](const QString& line) { return line.contains("\tHealth\t"_L1); });
+    ASSERT_EQ(log.size(), 1) << log.join(u'\n').toStdString();
     EXPECT_TRUE(log[0].contains(u"database is locked"_s)) << log[0].toStdString();
     EXPECT_TRUE(log[0].contains(u"1 record could not be written to the database and is kept in "_s))
         << log[0].toStdString();
