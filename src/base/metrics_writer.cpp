@@ -72,7 +72,7 @@ void MetricsWriter::AddLine(std::string_view suffix, std::span<const Label> labe
         text_ += '"';
         before = ',';
     }
-    if (labels.size() > 0) text_ += '}';
+    if (!labels.empty()) text_ += '}';
     text_.append(" ").append(value).append("\n");
 }
 
