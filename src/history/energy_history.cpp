@@ -36,7 +36,7 @@ void AddTo(EnergyBar& bar, const ChannelEnergies& kwh, double price, WallTime co
         bar.kwh[channel] += kwh[channel];
         bar.cost[channel] += kwh[channel] * price;
     }
-    bar.covered += covered;
+    bar.covered = std::min(bar.covered + covered, bar.to - bar.from);  // a clock set back has times twice
 }
 
 }  // namespace
@@ -63,7 +63,7 @@ void EnergyHistory::AddTo(WallTime hour, const ChannelEnergies& kwh, double shar
     Step& step = !hours_.empty() && hours_.rbegin()->first == hour ? hours_.rbegin()->second : hours_[hour];
     for (std::size_t channel = 0; channel < kChannels; ++channel)
         step.kwh[channel] += kwh[channel] * share;
-    step.covered += covered;
+    step.covered = std::min(step.covered + covered, kWallHour);
 }
 
 void EnergyHistory::Add(WallTime time, const ChannelEnergies& readings, bool signedCh1) {

@@ -31,7 +31,7 @@ struct EnergyBar {
     WallTime to = 0;  ///< where the next unit begins
     ChannelEnergies kwh{};
     ChannelEnergies cost{};
-    WallTime covered = 0;  ///< seconds of it that the readings tell of
+    WallTime covered = 0;  ///< seconds of it that the readings tell of; all of it at most
 };
 
 struct EnergyBars {
