@@ -35,23 +35,13 @@ constexpr MetricsFamily kBuild{"corvane_build", Info, "", "The program's version
 
 }  // namespace
 
-std::map<std::string, const DeviceReadings*> Metrics::Heard() const {
-    std::map<std::string, const DeviceReadings*> heard;
-    for (int slot = 1; slot <= kSlots; ++slot) {
-        const DeviceReadings& readings = measurement_.Readings(slot);
-        if (!readings.Seen()) continue;
-        const DeviceReadings*& kept = heard[readings.serial];
-        if (kept == nullptr || kept->at < readings.at) kept = &readings;
-    }
-    return heard;
-}
-
 void Metrics::AddMonitors(MetricsWriter& writer) {
-    const auto heard = Heard();
     const auto eachMonitor = [&](const MetricsFamily& family, bool online, const auto& add) {
         writer.Begin(family);
-        for (const auto& [serial, readings] : heard)
-            if (!online || measurement_.Online(readings->slot)) add(serial, *readings);
+        for (int slot = 1; slot <= kSlots; ++slot) {
+            const DeviceReadings& readings = measurement_.Readings(slot);
+            if (readings.Seen() && (!online || measurement_.Online(slot))) add(readings.serial, readings);
+        }
     };
     const auto eachChannel = [&](const MetricsFamily& family, bool online, const auto& add) {
         eachMonitor(family, online, [&](const std::string& serial, const DeviceReadings& readings) {

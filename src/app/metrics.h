@@ -5,12 +5,10 @@
 
 #include <array>
 #include <map>
-#include <string>
 
 #include "app/loop_delay.h"
 #include "base/metrics_writer.h"
 #include "link/framer.h"
-#include "measure/readings.h"
 #include "store/channel_labels.h"
 
 namespace corvane {
@@ -34,8 +32,6 @@ public:
     [[nodiscard]] QByteArray Text(MetricsFormat format);
 
 private:
-    /// By serial text: the readings of each monitor that was heard, once, however many slots had it.
-    [[nodiscard]] std::map<std::string, const DeviceReadings*> Heard() const;
     void AddMonitors(MetricsWriter& writer);
     void AddProgram(MetricsWriter& writer) const;
 

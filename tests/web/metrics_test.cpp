@@ -89,18 +89,6 @@ TEST_F(MetricsTest, AreWhatTheMonitorsTellAndVanishWhereTheyTellNothing) {
     EXPECT_EQ(Get("/metrics").status, 404);
 }
 
-TEST_F(MetricsTest, AMonitorIsThereOnceHoweverManyDevicesHadIt) {
-    Send(100);
-    clock.AdvanceSeconds(10);
-    KeepByKey(program_.settings, u"DevSerial"_s, u"301235"_s, u"4"_s);  // Device E, from now on
-    Send(110);
-    EXPECT_EQ(Lines(R"(corvane_monitor_online{monitor="301235"})").size(), 1);
-    EXPECT_EQ(
-        Lines(R"(corvane_energy_joules_total{monitor="301235",channel="ch1",direction="import"})"),
-        QByteArrayList(
-            {R"(corvane_energy_joules_total{monitor="301235",channel="ch1",direction="import"} 77000)"}));
-}
-
 TEST_F(MetricsTest, PacketsAreCountedByTheirLink) {
     Bytes packet = PacketOf({.seconds = 5});
     for (const bool whole : {true, false, false}) {
